@@ -1,0 +1,271 @@
+#include "tdc/emit/CppNames.h"
+
+#include <filesystem>
+#include <sstream>
+
+#include "tdc/emit/Writer.h"
+
+namespace tdc {
+
+namespace {
+
+std::string folderOf(const Module& module) {
+  return std::filesystem::absolute(module.path).parent_path().filename().string();
+}
+
+std::string realText(double real) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text.precision(17);
+  text << real;
+  std::string out = text.str();
+  if (out.find_first_of(".en") == std::string::npos) out += ".0";
+  return out;
+}
+
+std::string widthText(const TypeUse& use) {
+  const Type& type = *use.type;
+  const std::string optional = use.optional ? "optional " : "";
+  switch (type.kind) {
+    case TypeKind::u8:
+      return "8 bits";
+    case TypeKind::u16:
+      return "16 bits";
+    case TypeKind::u32:
+      return "32 bits";
+    case TypeKind::boolean:
+      return optional.empty() ? "" : "Optional";
+    case TypeKind::seconds:
+      return "Seconds";
+    default:
+      return optional.empty() ? "" : "Optional";
+  }
+}
+
+// The value of a type that says nothing of its own start, as a person reads it.
+std::string implicitText(const TypeUse& use) {
+  if (use.optional) return "absent";
+  switch (use.type->kind) {
+    case TypeKind::u8:
+    case TypeKind::u16:
+    case TypeKind::u32:
+    case TypeKind::seconds:
+      return "0";
+    case TypeKind::boolean:
+      return "false";
+    case TypeKind::string:
+      return "empty";
+    case TypeKind::enumeration: {
+      const Literal* zero = use.type->findLiteral(0);
+      return zero ? zero->name : "0";
+    }
+    default:
+      return {};
+  }
+}
+
+}  // namespace
+
+std::string capital(const std::string& name) {
+  std::string out = name;
+  if (out[0] >= 'a' && out[0] <= 'z') out[0] = static_cast<char>(out[0] - 'a' + 'A');
+  return out;
+}
+
+std::string lowered(const std::string& name) {
+  std::string out = name;
+  if (out[0] >= 'A' && out[0] <= 'Z') out[0] = static_cast<char>(out[0] - 'A' + 'a');
+  return out;
+}
+
+std::string typeName(const Type& type, const std::string& nameSpace) {
+  switch (type.kind) {
+    case TypeKind::u8:
+      return "uint8_t";
+    case TypeKind::u16:
+      return "uint16_t";
+    case TypeKind::u32:
+      return "uint32_t";
+    case TypeKind::boolean:
+      return "bool";
+    case TypeKind::string:
+      return "Pelmo::String";
+    case TypeKind::seconds:
+      return "Tovo::Seconds";
+    default:
+      break;
+  }
+  if (type.nameSpace == nameSpace && !nameSpace.empty()) {
+    return type.qualifiedName.substr(nameSpace.size() + 2);
+  }
+  return type.qualifiedName;
+}
+
+std::string cppType(const TypeUse& use, const std::string& nameSpace) {
+  const std::string name = typeName(*use.type, nameSpace);
+  return use.optional ? "Tovo::OptionalByte<" + name + ">" : name;
+}
+
+std::string storageType(const Member& member, const std::string& nameSpace) {
+  switch (member.kind) {
+    case MemberKind::list:
+      return "Pelmo::BasicVector<" + cppType(member.type, nameSpace) + ", " +
+             typeName(*member.owner, nameSpace) + "::" + elementTag(member) + ">";
+    case MemberKind::pointer:
+      return std::string("Pelmo::Ptr<") + (member.constTarget ? "const " : "") +
+             typeName(*member.type.type, nameSpace) + ">";
+    case MemberKind::own:
+    case MemberKind::reference:
+    case MemberKind::map:
+    case MemberKind::set:
+      return "Frame::Map<" + nodeName(member) + ">";
+    default:
+      return cppType(member.type, nameSpace);
+  }
+}
+
+bool passedByValue(const TypeUse& use) {
+  if (use.optional || use.type->isEnumeration()) return true;
+  if (use.type->kind == TypeKind::string) return false;
+  if (use.type->isBuiltIn()) return true;
+  constexpr uint64_t registerBytes = 8;
+  return use.type->encodedSize && *use.type->encodedSize <= registerBytes;
+}
+
+std::string parameterType(const TypeUse& use, const std::string& nameSpace) {
+  const std::string type = cppType(use, nameSpace);
+  return passedByValue(use) ? type : "const " + type + "&";
+}
+
+std::string initialValue(const Member& member, const std::string& nameSpace) {
+  const Default& initial = member.initial;
+  const Type& type = *member.type.type;
+  const std::string name = typeName(type, nameSpace);
+  if (initial.origin && initial.origin->isConstant()) {
+    const std::string constant =
+        typeName(*initial.origin->owner, nameSpace) + "::" + initial.origin->name;
+    if (initial.origin->type == member.type) return constant;
+    return name + "(" + constant + ")";
+  }
+  switch (initial.kind) {
+    case Default::Kind::implicit:
+      if (member.type.optional) return {};
+      if (type.isInteger()) return "0";
+      if (type.kind == TypeKind::boolean) return "false";
+      if (type.kind == TypeKind::seconds) return "0.0";
+      if (type.isEnumeration()) {
+        const Literal* zero = type.findLiteral(0);
+        return zero ? name + "::" + zero->name : "static_cast<" + name + ">(0)";
+      }
+      return {};
+    case Default::Kind::number: {
+      const std::string number = std::to_string(initial.number);
+      if (type.isInteger()) return number;
+      if (type.kind == TypeKind::seconds) return number + ".0";
+      if (type.isEnumeration()) return "static_cast<" + name + ">(" + number + ")";
+      return name + "(" + number + ")";
+    }
+    case Default::Kind::real:
+      return realText(initial.real);
+    case Default::Kind::text:
+      if (type.kind == TypeKind::string) return initial.text.empty() ? "" : literal(initial.text);
+      return name + "(" + literal(initial.text) + ")";
+    case Default::Kind::boolean:
+      if (type.kind == TypeKind::boolean) return initial.boolean ? "true" : "false";
+      return name + (initial.boolean ? "(true)" : "(false)");
+    case Default::Kind::absent:
+      return {};
+    case Default::Kind::enumerator:
+      return name + "::" + initial.literal->name;
+  }
+  return {};
+}
+
+std::string boundExpression(const Bound& bound) {
+  return bound.constant ? bound.constant->name : std::to_string(bound.value);
+}
+
+std::string rangeMessage(const Member& member) {
+  const std::string type = member.owner->qualifiedName + "::";
+  const auto bound = [&](const Bound& b) {
+    return b.constant ? b.constant->owner->qualifiedName + "::" + b.constant->name : b.spelling;
+  };
+  return type + member.name + " < " + bound(member.range->low) + " or > " +
+         bound(member.range->high) + " not allowed";
+}
+
+std::string storageName(const Member& member) { return member.name + "_"; }
+std::string nodeName(const Member& member) { return "HN_" + capital(member.name); }
+std::string keyFunktorName(const Member& member) { return capital(member.name) + "KeyFunktor"; }
+std::string elementTag(const Member& member) { return "VE_" + capital(member.name); }
+std::string recordName(const Module& module) {
+  return "_" + module.name + "_" + module.record + "_tovoModule";
+}
+std::string tablesName(const Module& module) { return module.name + "Tables"; }
+std::string headerPath(const Module& module) { return folderOf(module) + "/" + module.name + ".h"; }
+std::string sourceName(const Module& module) { return folderOf(module) + "/" + module.name; }
+std::string factoryName(const Type& entity) { return lowered(entity.name) + "Factory"; }
+std::string creatorName(const Type& entity) { return entity.name + "Is"; }
+
+std::string wireForm(const Member& member) {
+  return member.wire32 ? ", Tovo::Wire::u32" : std::string();
+}
+
+std::string logForm(const Member& member, const std::string& nameSpace) {
+  return "Tovo::LogForm<" + storageType(member, nameSpace) + wireForm(member) + ">";
+}
+
+bool ownsFlow(const Type& entity) { return !entity.base || !entity.stored().empty(); }
+
+std::vector<std::string> constructorParameters(const Type& entity, const std::string& nameSpace) {
+  std::vector<std::string> parameters;
+  if (const Member* key = entity.keyMember()) {
+    parameters.push_back(parameterType(key->type, nameSpace) + " " + key->name);
+  } else {
+    parameters.emplace_back("const Pelmo::String& name");
+  }
+  for (const Member* parameter : entity.parameters()) {
+    parameters.push_back(parameterType(parameter->type, nameSpace) + " " + parameter->name);
+  }
+  return parameters;
+}
+
+std::vector<std::string> constructorArguments(const Type& entity) {
+  std::vector<std::string> arguments;
+  const Member* key = entity.keyMember();
+  arguments.push_back(key ? key->name : "name");
+  for (const Member* parameter : entity.parameters()) arguments.push_back(parameter->name);
+  return arguments;
+}
+
+std::string summary(const Member& member) {
+  std::vector<std::string> parts;
+  const std::string width = member.unit.empty() ? widthText(member.type) : "In " + member.unit;
+  if (!width.empty()) parts.push_back(width);
+  if (member.range) {
+    parts.push_back(std::to_string(member.range->low.value) + " to " +
+                    std::to_string(member.range->high.value));
+  }
+  std::string start = member.initial.spelling;
+  if (member.initial.kind == Default::Kind::implicit && !member.initial.origin) {
+    start = implicitText(member.type);
+  } else if (member.initial.kind == Default::Kind::number) {
+    start = std::to_string(member.initial.number);
+  }
+  const bool starts = member.kind == MemberKind::field || member.kind == MemberKind::counter ||
+                      member.kind == MemberKind::attribute;
+  if (starts && !start.empty()) parts.push_back("initially " + start);
+  std::string text;
+  for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
+  if (text.empty()) return text;
+  return capital(text) + ".";
+}
+
+std::string documentation(const Member& member) {
+  std::string text = member.doc;
+  const std::string facts = summary(member);
+  if (!text.empty() && !facts.empty()) text += " ";
+  return text + facts;
+}
+
+}  // namespace tdc

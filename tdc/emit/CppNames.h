@@ -1,0 +1,54 @@
+// Every name and expression that the emitted C++ derives from a description.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tdc/model/Model.h"
+
+namespace tdc {
+
+/// "maxAge" to "MaxAge" and "Config" to "config".
+std::string capital(const std::string& name);
+std::string lowered(const std::string& name);
+
+/// As written in a namespace: without the qualification that it shares.
+std::string typeName(const Type& type, const std::string& nameSpace);
+/// What a member stores: "uint32_t", "Tovo::OptionalByte<OcStpLinkType>".
+std::string cppType(const TypeUse& use, const std::string& nameSpace);
+/// What a member's storage is, lists and pointers included.
+std::string storageType(const Member& member, const std::string& nameSpace);
+/// By value for what fits a register, else by reference.
+bool passedByValue(const TypeUse& use);
+std::string parameterType(const TypeUse& use, const std::string& nameSpace);
+
+/// The C++ expression of a default, or empty for the type's own.
+std::string initialValue(const Member& member, const std::string& nameSpace);
+/// "maxAgeLow" or "6".
+std::string boundExpression(const Bound& bound);
+/// "Stp::ConfigBase::maxAge < ... not allowed".
+std::string rangeMessage(const Member& member);
+
+std::string storageName(const Member& member);     ///< "maxAge_"
+std::string nodeName(const Member& member);        ///< "HN_DisabledVlan"
+std::string keyFunktorName(const Member& member);  ///< "MstiHwKeyFunktor"
+std::string elementTag(const Member& member);      ///< "VE_Vlan"
+std::string recordName(const Module& module);      ///< "_StpHw_..._tovoModule"
+std::string tablesName(const Module& module);      ///< "StpHwTables"
+std::string headerPath(const Module& module);      ///< "Stp/StpHw.h"
+std::string sourceName(const Module& module);      ///< "Stp/StpHw", for assertions
+std::string factoryName(const Type& entity);       ///< "hwFactory"
+std::string creatorName(const Type& entity);       ///< "HwIs"
+std::string wireForm(const Member& member);        ///< ", Tovo::Wire::u32" or empty
+std::string logForm(const Member& member, const std::string& nameSpace);
+/// Whether the entity has a FlowOut of its own; others use their base's.
+bool ownsFlow(const Type& entity);
+/// The name or key, then the parameters, as declared in a constructor.
+std::vector<std::string> constructorParameters(const Type& entity, const std::string& nameSpace);
+std::vector<std::string> constructorArguments(const Type& entity);
+/// "Seconds, 6 to 40, initially 20."
+std::string summary(const Member& member);
+/// A member's description and its summary.
+std::string documentation(const Member& member);
+
+}  // namespace tdc

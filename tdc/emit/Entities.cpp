@@ -1,0 +1,555 @@
+#include "tdc/emit/ClassModel.h"
+#include "tdc/emit/CppNames.h"
+#include "tdc/emit/Function.h"
+
+namespace tdc {
+
+namespace {
+
+using Place = Function::Place;
+
+class EntityClass {
+ public:
+  explicit EntityClass(const Type& type) : type_(type), space_(type.nameSpace) {
+    addConstruction();
+    for (const Member& member : type.members) addMember(member);
+    addIdentity();
+  }
+
+  void declare(Writer& out) const {
+    out.doc(type_.doc);
+    const std::string base = type_.base ? typeName(*type_.base, space_) : "Tovo::Entity";
+    out.line("class TDL_EXPORT " + type_.name + " : public " + base + " {");
+    out.line(" public:");
+    out.indent();
+    for (const Type* nested : type_.nested) {
+      declareEnumeration(out, *nested);
+      declareInstanceFunctions(out, *nested);
+      out.line();
+    }
+    declareConstants(out);
+    declareNodes(out);
+    const Member* group = nullptr;
+    bool first = true;
+    for (const Entry& entry : functions_) {
+      if (!first && entry.member != group) out.line();
+      first = false;
+      group = entry.member;
+      printDeclaration(out, entry.function);
+    }
+    out.line();
+    declareFlow(out);
+    out.line("TOVO_SLAB_ALLOCATED;");
+    out.outdent();
+    out.line();
+    out.line(" private:");
+    out.indent();
+    out.line("friend struct ::" + tablesName(*type_.module) + ";");
+    declareStorage(out);
+    out.outdent();
+    out.line("};");
+    out.line();
+    for (const Type* nested : type_.nested) declareEnumerationFunctions(out, *nested);
+    if (!type_.nested.empty()) out.line();
+    if (type_.factory) {
+      printDeclaration(out, factory());
+      out.line();
+    }
+  }
+
+  void define(Writer& out) const {
+    out.line("Tovo::AllocTrackTypeInfo " + type_.name + "::memAllocationTracker_(" +
+             literal(type_.qualifiedName) + ");");
+    if (ownsFlow(type_)) {
+      out.line("Tovo::AllocTrackTypeInfo " + type_.name + "::FlowOut::memAllocationTracker_(" +
+               literal(type_.qualifiedName + "::FlowOut") + ");");
+    }
+    out.line();
+    for (const Entry& entry : functions_) printDefinition(out, entry.function, type_.name);
+    for (const Type* nested : type_.nested) defineEnumeration(out, *nested);
+    if (type_.factory) printDefinition(out, factory(), "");
+  }
+
+  /// Functors must be known before the maps that use them.
+  void defineFunktors(Writer& out) const {
+    for (const Member& member : type_.members) {
+      if (member.kind != MemberKind::own) continue;
+      const std::string key = keyType(member);
+      out.line("inline const " + key + "& " + type_.name + "::" + keyFunktorName(member) +
+               "::operator()(const " + typeName(*member.type.type, space_) +
+               "& element) const noexcept {");
+      out.line("  return element." + (member.keyMember ? member.keyMember->name : "name") + "();");
+      out.line("}");
+      out.line();
+    }
+  }
+
+ private:
+  struct Entry {
+    const Member* member;
+    Function function;
+  };
+
+  void add(Function function, const Member* member = nullptr) {
+    functions_.push_back({member, std::move(function)});
+  }
+
+  std::string keyType(const Member& member) const { return typeName(*member.key, space_); }
+  std::string keyParameter(const Member& member) const {
+    return parameterType({member.key, false}, space_) + " key";
+  }
+
+  static std::string joined(const std::vector<std::string>& items) {
+    std::string text;
+    for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
+    return text;
+  }
+
+  Function factory() const {
+    Function make;
+    make.doc = "Makes a " + type_.name + "; the caller holds the first reference.";
+    make.prefix = "TDL_EXPORT";
+    make.result = "Pelmo::Ptr<" + type_.name + ">";
+    make.name = factoryName(type_);
+    make.parameters = constructorParameters(type_, space_);
+    make.body = {"return " + type_.name + "::" + creatorName(type_) + "(" +
+                 joined(constructorArguments(type_)) + ");"};
+    make.place = Place::source;
+    return make;
+  }
+
+  void addConstruction() {
+    const std::vector<std::string> parameters = constructorParameters(type_, space_);
+    Function constructor;
+    constructor.prefix = parameters.size() == 1 ? "explicit" : "";
+    constructor.name = type_.name;
+    constructor.parameters = parameters;
+    const std::string key = type_.keyMember() ? "Pelmo::String()" : "name";
+    if (type_.base) {
+      constructor.initializers =
+          typeName(*type_.base, space_) + "(" + joined(constructorArguments(*type_.base)) + ")";
+    } else {
+      constructor.initializers = "Tovo::Entity(" + key + ")";
+    }
+    for (const Member& member : type_.members) {
+      if (member.kind == MemberKind::parameter || member.kind == MemberKind::key) {
+        constructor.initializers += ", " + storageName(member) + "(" + member.name + ")";
+      }
+    }
+    for (const Type* level = &type_; level;
+         level = type_.revalidates && level ? level->base : nullptr) {
+      addValidation(*level, constructor.body);
+    }
+    if (!constructor.body.empty()) constructor.doc = "Checks what it starts from.";
+    constructor.place = Place::source;
+    add(constructor);
+
+    Function destructor;
+    destructor.name = "~" + type_.name;
+    destructor.override_ = "override";
+    destructor.body.emplace_back("nodeFlagSet(flagLive, false);");
+    for (const Member& member : type_.members) {
+      if (member.kind != MemberKind::own) continue;
+      destructor.body.push_back("Frame::destroyOwned([this] { " + member.name + "DelAll(); });");
+    }
+    destructor.place = Place::source;
+    add(destructor);
+
+    Function creator;
+    creator.doc = "Makes one; the caller holds the first reference.";
+    creator.prefix = "static";
+    creator.result = "Pelmo::Ptr<" + type_.name + ">";
+    creator.name = creatorName(type_);
+    creator.parameters = parameters;
+    creator.body = {"return Pelmo::Ptr<" + type_.name + ">::adopt(new " + type_.name + "(" +
+                    joined(constructorArguments(type_)) + "));"};
+    creator.place = Place::source;
+    add(creator);
+  }
+
+  void addValidation(const Type& level, std::vector<std::string>& body) const {
+    for (const Member& member : level.members) {
+      if (!member.range) continue;
+      body.push_back("Frame::checkRange<" + boundExpression(member.range->low) + ", " +
+                     boundExpression(member.range->high) + ">(" + member.name + "(), " +
+                     member.name + "Range);");
+    }
+  }
+
+  void addMember(const Member& member) {
+    switch (member.kind) {
+      case MemberKind::parameter:
+      case MemberKind::key:
+        return addParameter(member);
+      case MemberKind::attribute:
+      case MemberKind::counter:
+        return addAttribute(member);
+      case MemberKind::query:
+        return addQuery(member);
+      case MemberKind::pointer:
+        return addPointer(member);
+      case MemberKind::own:
+        return addOwn(member);
+      case MemberKind::reference:
+        return addReference(member);
+      case MemberKind::map:
+      case MemberKind::set:
+        return addValues(member);
+      default:
+        return;
+    }
+  }
+
+  void addParameter(const Member& member) {
+    Function get;
+    get.doc = documentation(member) + (documentation(member).empty() ? "" : " ") +
+              "Fixed at construction.";
+    get.result = member.kind == MemberKind::key ? "const " + cppType(member.type, space_) + "&"
+                                                : parameterType(member.type, space_);
+    get.name = member.name;
+    get.suffix = "const noexcept";
+    get.body = {"return " + storageName(member) + ";"};
+    add(get, &member);
+  }
+
+  void addAttribute(const Member& member) {
+    const std::string id = std::to_string(member.id);
+    const std::string stored = storageName(member);
+    Function get;
+    get.doc = documentation(member);
+    get.result = parameterType(member.type, space_);
+    get.name = member.name;
+    get.suffix = "const noexcept";
+    get.body = {"return " + stored + ";"};
+    add(get, &member);
+
+    Function set;
+    set.result = "void";
+    set.name = member.name + "Is";
+    set.parameters = {parameterType(member.type, space_) + " value"};
+    if (member.range) {
+      set.doc = "Throws Tovo::RangeException; then nothing has changed.";
+      set.body = {"Frame::rangedAttributeIs<" + boundExpression(member.range->low) + ", " +
+                  boundExpression(member.range->high) + ">(*this, " + stored + ", value, " + id +
+                  ", " + member.name + "Range);"};
+      constexpr size_t fitting = 90;
+      if (set.body.front().size() > fitting) {
+        const size_t cut = set.body.front().find(">(*this") + 2;
+        set.body = {set.body.front().substr(0, cut), "    " + set.body.front().substr(cut)};
+      }
+    } else {
+      set.body = {"Frame::attributeIs(*this, " + stored + ", value, " + id + ");"};
+    }
+    add(set, &member);
+    if (member.kind != MemberKind::counter) return;
+    Function inc;
+    inc.doc = "Adds, modulo the counter's width, and returns the new value.";
+    inc.result = typeName(*member.type.type, space_);
+    inc.name = member.name + "Inc";
+    inc.parameters = {inc.result + " delta"};
+    inc.body = {"return Frame::counterInc(*this, " + stored + ", delta, " + id + ");"};
+    add(inc, &member);
+  }
+
+  void addQuery(const Member& member) {
+    Function query;
+    query.doc = documentation(member);
+    query.result = cppType(member.type, space_);
+    query.name = member.name;
+    query.suffix = "const";
+    query.place = Place::hand;
+    add(query, &member);
+  }
+
+  void addPointer(const Member& member) {
+    const std::string type = storageType(member, space_);
+    Function get;
+    get.doc =
+        member.doc + (member.doc.empty() ? "" : " ") + "Initially null; keeps its target alive.";
+    get.result = "const " + type + "&";
+    get.name = member.name;
+    get.suffix = "const noexcept";
+    get.body = {"return " + storageName(member) + ";"};
+    add(get, &member);
+    Function set;
+    set.doc = "Compares by identity.";
+    set.result = "void";
+    set.name = member.name + "Is";
+    set.parameters = {"const " + type + "& value"};
+    set.body = {"Frame::attributeIs(*this, " + storageName(member) + ", value, " +
+                std::to_string(member.id) + ");"};
+    set.place = Place::source;
+    add(set, &member);
+  }
+
+  Function collectionFunction(const std::string& doc, const std::string& result,
+                              const std::string& name, std::vector<std::string> parameters,
+                              const std::string& suffix, const std::string& body) const {
+    Function function;
+    function.doc = doc;
+    function.result = result;
+    function.name = name;
+    function.parameters = std::move(parameters);
+    function.suffix = suffix;
+    function.body = {body};
+    function.place = Place::source;
+    return function;
+  }
+
+  void addView(const Member& member, const std::string& view) {
+    Function all = collectionFunction(
+        member.doc, "Frame::" + view + "<" + nodeName(member) + ">", member.name, {},
+        "const noexcept",
+        "return Frame::" + view + "<" + nodeName(member) + ">(" + storageName(member) + ");");
+    all.place = Place::header;
+    add(all, &member);
+    add(collectionFunction("", "bool", member.name + "Contains", {keyParameter(member)}, "const",
+                           "return " + storageName(member) + ".find(key) != nullptr;"),
+        &member);
+  }
+
+  void addDelAll(const Member& member) {
+    add(collectionFunction("Removes one after the other, each published.", "void",
+                           member.name + "DelAll", {}, "",
+                           "Frame::eraseAll(" + storageName(member) + ", [this](" +
+                               parameterType({member.key, false}, space_) + " key) { " +
+                               member.name + "Del(key); });"),
+        &member);
+  }
+
+  std::string ownerArguments(const Member& member) const {
+    return "*this, " + storageName(member) + ", " + std::to_string(member.id) + ", ";
+  }
+
+  void addOwn(const Member& member) {
+    const Type& element = *member.type.type;
+    const std::string elementType = typeName(element, space_);
+    const std::string pointer = "Pelmo::Ptr<" + elementType + ">";
+    const std::string stored = storageName(member);
+    addView(member, "EntityView");
+    add(collectionFunction("The element under a key, or null.", pointer, member.name,
+                           {keyParameter(member)}, "const",
+                           "return Frame::elementOf(" + stored + ", key);"),
+        &member);
+
+    Function make;
+    make.doc = "The element under a key, made when it is not there.";
+    make.result = pointer;
+    make.name = member.name + "Is";
+    make.parameters = {keyParameter(member)};
+    std::string arguments = "key";
+    for (const Member* parameter : member.parameters) {
+      make.parameters.push_back(parameterType(parameter->type, space_) + " " + parameter->name);
+      arguments += ", " + parameter->name;
+    }
+    const bool compares = !member.parameters.empty() && !member.nocompare;
+    if (compares) {
+      make.doc +=
+          " Throws Tovo::MutatorReinstantiatingException when it is there with other "
+          "parameters; then nothing has changed.";
+      make.body = {"if (" + pointer + " existing = Frame::elementOf(" + stored + ", key)) {"};
+      for (const Member* parameter : member.parameters) {
+        make.body.push_back("  Frame::requireSame<" + cppType(parameter->type, space_) +
+                            ">(*existing, " + std::to_string(parameter->id) + ", existing->" +
+                            parameter->name + "(), " + parameter->name + ");");
+      }
+      make.body.insert(make.body.end(), {"  return existing;", "}"});
+    } else {
+      if (member.nocompare) make.doc += " An existing one is returned whatever its parameters.";
+      make.body = {"if (" + pointer + " existing = Frame::elementOf(" + stored +
+                   ", key)) return existing;"};
+    }
+    make.body.push_back("return Frame::insertOwned(" + ownerArguments(member) + elementType +
+                        "::" + creatorName(element) + "(" + arguments + "));");
+    make.place = Place::source;
+    add(make, &member);
+
+    add(collectionFunction("Removes an element and returns it, or null when it was not there.",
+                           pointer, member.name + "Del", {keyParameter(member)}, "",
+                           "return Frame::eraseOwned(" + ownerArguments(member) + "key);"),
+        &member);
+    addDelAll(member);
+  }
+
+  void addReference(const Member& member) {
+    const std::string pointer = "Pelmo::Ptr<" + typeName(*member.type.type, space_) + ">";
+    addView(member, "NodeView");
+    add(collectionFunction("The entity under a key, or null.", pointer, member.name,
+                           {keyParameter(member)}, "const",
+                           "return Frame::targetOf(" + storageName(member) + ", key);"),
+        &member);
+    add(collectionFunction("Refers to an entity that lives elsewhere; null removes the entry.",
+                           "void", member.name + "Is",
+                           {keyParameter(member), "const " + pointer + "& target"}, "",
+                           "Frame::referenceIs(" + ownerArguments(member) + "key, target);"),
+        &member);
+    add(collectionFunction("False when it was not there.", "bool", member.name + "Del",
+                           {keyParameter(member)}, "",
+                           "return Frame::referenceDel(" + ownerArguments(member) + "key);"),
+        &member);
+    addDelAll(member);
+  }
+
+  void addValues(const Member& member) {
+    const std::string value = cppType(member.type, space_);
+    addView(member, "NodeView");
+    if (member.type.type->kind == TypeKind::boolean) {
+      add(collectionFunction("The flag under a key; false when there is none.", "bool", member.name,
+                             {keyParameter(member)}, "const",
+                             "return Frame::flagOf(" + storageName(member) + ", key);"),
+          &member);
+    } else {
+      add(collectionFunction("The value under a key, if there is one.",
+                             "std::optional<" + value + ">", member.name, {keyParameter(member)},
+                             "const", "return Frame::valueOf(" + storageName(member) + ", key);"),
+          &member);
+    }
+    if (member.kind == MemberKind::set) {
+      add(collectionFunction("Stores a value under its own " + member.keyMember->name + ".", "void",
+                             member.name + "Is", {parameterType(member.type, space_) + " value"},
+                             "",
+                             "Frame::selfKeyedIs(" + ownerArguments(member) + "value." +
+                                 member.keyMember->name + "(), value);"),
+          &member);
+    } else {
+      add(collectionFunction("Stores a value; the same value again changes nothing.", "void",
+                             member.name + "Is",
+                             {keyParameter(member), parameterType(member.type, space_) + " value"},
+                             "", "Frame::valueIs(" + ownerArguments(member) + "key, value);"),
+          &member);
+    }
+    add(collectionFunction("False when it was not there.", "bool", member.name + "Del",
+                           {keyParameter(member)}, "",
+                           "return Frame::valueDel(" + ownerArguments(member) + "key);"),
+        &member);
+    addDelAll(member);
+  }
+
+  void addIdentity() {
+    Function module;
+    module.result = "const Tovo::TovoModule*";
+    module.name = "typeData";
+    module.suffix = "const noexcept";
+    module.override_ = "override";
+    module.body = {"return &" + recordName(*type_.module) + ";"};
+    module.place = Place::source;
+    add(module);
+    Function type = module;
+    type.result = "Tovo::TovoTypeBase";
+    type.name = "tovoType";
+    type.body = {"return tovoStaticType();"};
+    add(type);
+    Function identity = type;
+    identity.prefix = "static";
+    identity.name = "tovoStaticType";
+    identity.suffix = "noexcept";
+    identity.override_.clear();
+    identity.body = {"return {&" + recordName(*type_.module) + ", " + std::to_string(type_.index) +
+                     "};"};
+    add(identity);
+  }
+
+  void declareConstants(Writer& out) const {
+    bool any = false;
+    for (const Member& member : type_.members) {
+      if (!member.isConstant()) continue;
+      any = true;
+      out.doc(documentation(member));
+      out.line("static constexpr " + cppType(member.type, space_) + " " + member.name + " = " +
+               initialValue(member, space_) + ";");
+    }
+    for (const Member& member : type_.members) {
+      if (!member.range) continue;
+      any = true;
+      out.line("static constexpr char " + member.name + "Range[] =");
+      out.line("    " + literal(rangeMessage(member)) + ";");
+    }
+    if (any) out.line();
+  }
+
+  void declareNodes(Writer& out) const {
+    bool any = false;
+    for (const Member& member : type_.members) {
+      if (!member.isCollection()) continue;
+      any = true;
+      const std::string element = typeName(*member.type.type, space_);
+      const std::string key = keyType(member);
+      std::string node;
+      switch (member.kind) {
+        case MemberKind::own:
+          out.line("struct " + keyFunktorName(member) + " {");
+          out.line("  const " + key + "& operator()(const " + element +
+                   "& element) const noexcept;");
+          out.line("};");
+          node = "OwnedNode<" + element + ", " + key + ", " + keyFunktorName(member) + ">";
+          break;
+        case MemberKind::reference:
+          node = "RefNode<" + nodeName(member) + ", " + key + ", " + element + ">";
+          break;
+        case MemberKind::map:
+          node = "ValueNode<" + nodeName(member) + ", " + key + ", " +
+                 cppType(member.type, space_) + ">";
+          break;
+        default:
+          out.line("struct " + keyFunktorName(member) + " {");
+          out.line("  " + key + " operator()(const " + element + "& value) const {");
+          out.line("    return value." + member.keyMember->name + "();");
+          out.line("  }");
+          out.line("};");
+          node = "SelfKeyedNode<" + nodeName(member) + ", " + element + ", " + key + ", " +
+                 keyFunktorName(member) + ">";
+      }
+      out.line("class " + nodeName(member) + " : public Frame::" + node + " {");
+      if (member.kind != MemberKind::own) {
+        out.line(" public:");
+        const std::string base = node.substr(0, node.find('<'));
+        out.line("  using " + base + "::" + base + ";");
+      }
+      out.line("};");
+    }
+    if (any) out.line();
+  }
+
+  void declareFlow(Writer& out) const {
+    if (!ownsFlow(type_)) return;
+    const std::string base =
+        (type_.base ? typeName(*type_.base, space_) : std::string("Tovo::NboAttrLog")) +
+        "::FlowOut";
+    out.doc("What one connection still has to be told of one " + type_.name + ".");
+    out.line("class TDL_EXPORT FlowOut : public " + base + " {");
+    out.line(" public:");
+    out.line("  using " + base + "::FlowOut;");
+    out.line("  static Tovo::TovoTypeBase tovoStaticType() noexcept {");
+    out.line("    return " + type_.name + "::tovoStaticType();");
+    out.line("  }");
+    out.line("  TOVO_SLAB_ALLOCATED;");
+    out.line("};");
+    out.line();
+  }
+
+  void declareStorage(Writer& out) const {
+    for (const Member* member : type_.stored()) {
+      std::string initial;
+      if (member->kind == MemberKind::attribute || member->kind == MemberKind::counter) {
+        initial = initialValue(*member, space_);
+      }
+      out.line(storageType(*member, space_) + " " + storageName(*member) +
+               (initial.empty() ? "" : " = " + initial) + ";");
+    }
+  }
+
+  const Type& type_;
+  std::string space_;
+  std::vector<Entry> functions_;
+};
+
+}  // namespace
+
+void emitEntity(Output& out, const Type& type) {
+  const EntityClass entity(type);
+  entity.declare(out.header);
+  entity.defineFunktors(out.source);
+  entity.define(out.source);
+}
+
+}  // namespace tdc

@@ -1,0 +1,95 @@
+#include "tdc/emit/ClassModel.h"
+#include "tdc/emit/CppNames.h"
+#include "tdc/emit/Function.h"
+
+namespace tdc {
+
+namespace {
+
+std::string number(const Type& type) { return type.width == 1 ? "unsigned" : "int"; }
+
+std::string typeOf(const Type& type) { return "Tovo::TypeOf<" + type.qualifiedName + ">::type()"; }
+
+// From inside the namespace: "PortRole", or "RstpBpduFlags::PortRole".
+std::string local(const Type& type) { return typeName(type, type.nameSpace); }
+
+std::vector<Function> instanceFunctions(const Type& type) {
+  const std::string prefix = type.enclosing ? "static" : "TDL_EXPORT";
+  Function byNumber;
+  byNumber.doc = "The literal with a number, or with a name; throws Tovo::RangeException.";
+  byNumber.prefix = prefix;
+  byNumber.result = type.enclosing ? type.name : local(type);
+  byNumber.name = type.name + "Instance";
+  byNumber.parameters = {number(type) + " number"};
+  byNumber.body = {"return static_cast<" + local(type) + ">(Tovo::EnumType::instance(number, " +
+                   typeOf(type) + "));"};
+  byNumber.place = Function::Place::source;
+  Function byName = byNumber;
+  byName.doc.clear();
+  byName.parameters = {"const Pelmo::String& name"};
+  byName.body = {"return static_cast<" + local(type) + ">(Tovo::EnumType::instance(name, " +
+                 typeOf(type) + "));"};
+  return {byNumber, byName};
+}
+
+std::vector<Function> freeFunctions(const Type& type) {
+  Function text;
+  text.doc = "The literal's name; throws Tovo::RangeException for a number without one.";
+  text.prefix = "TDL_EXPORT";
+  text.result = "Pelmo::String";
+  text.name = "stringValue";
+  text.parameters = {local(type) + " value"};
+  text.body = {"return Tovo::EnumType::stringValue(static_cast<int64_t>(value), " + typeOf(type) +
+               ");"};
+  text.place = Function::Place::source;
+
+  Function parse = text;
+  parse.doc = "Reads a literal's name; throws Tovo::ParseException.";
+  parse.result = "void";
+  parse.name = "sequenceToValue";
+  parse.parameters = {"Tovo::CharRange& text", local(type) + "* value"};
+  parse.body = {"*value = static_cast<" + local(type) + ">(Tovo::EnumType::sequenceToValue(text, " +
+                typeOf(type) + "));"};
+
+  Function print = text;
+  print.doc = "The literal's name, or the number where it has none.";
+  print.result = "std::ostream&";
+  print.name = "operator<<";
+  print.parameters = {"std::ostream& os", "const " + local(type) + "& value"};
+  print.body = {"return Tovo::EnumType::operatorLessLess(os, static_cast<int64_t>(value), " +
+                typeOf(type) + ");"};
+  return {text, parse, print};
+}
+
+}  // namespace
+
+void declareEnumeration(Writer& out, const Type& type) {
+  out.doc(type.doc);
+  out.line("enum class " + type.name + " : " + (type.width == 1 ? "uint8_t" : "int") + " {");
+  out.indent();
+  for (const Literal& each : type.literals) {
+    out.doc(each.doc);
+    out.line(each.name + " = " + std::to_string(each.number) + ",");
+  }
+  out.outdent();
+  out.line("};");
+}
+
+void declareInstanceFunctions(Writer& out, const Type& type) {
+  for (const Function& function : instanceFunctions(type)) printDeclaration(out, function);
+}
+
+void declareEnumerationFunctions(Writer& out, const Type& type) {
+  for (const Function& function : freeFunctions(type)) printDeclaration(out, function);
+}
+
+void defineEnumeration(Writer& out, const Type& type) {
+  const std::string scope = type.enclosing ? typeName(*type.enclosing, type.nameSpace) : "";
+  for (Function function : instanceFunctions(type)) {
+    if (type.enclosing) function.result = local(type);
+    printDefinition(out, function, scope);
+  }
+  for (const Function& function : freeFunctions(type)) printDefinition(out, function, "");
+}
+
+}  // namespace tdc

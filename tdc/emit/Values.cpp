@@ -1,0 +1,630 @@
+#include "tdc/emit/ClassModel.h"
+#include "tdc/emit/CppNames.h"
+#include "tdc/emit/Function.h"
+
+namespace tdc {
+
+namespace {
+
+using Place = Function::Place;
+
+std::vector<const Member*> storedFields(const Type& type) { return type.stored(); }
+
+class ValueClass {
+ public:
+  explicit ValueClass(const Type& type) : type_(type), space_(type.nameSpace) {
+    addConstruction();
+    for (const Member& member : type.members) addMember(member);
+    addOperations();
+  }
+
+  void declare(Writer& out) const {
+    out.doc(type_.doc);
+    out.line("class TDL_EXPORT " + type_.name + " {");
+    out.line(" public:");
+    out.indent();
+    for (const Type* nested : type_.nested) {
+      declareEnumeration(out, *nested);
+      declareInstanceFunctions(out, *nested);
+      out.line();
+    }
+    if (type_.encodedSize) {
+      out.line("static constexpr size_t attrLogBytes = " + std::to_string(*type_.encodedSize) +
+               ";");
+    }
+    declareTags(out);
+    declareConstants(out);
+    out.line();
+    const Member* group = nullptr;
+    for (const Entry& entry : functions_) {
+      if (entry.member != group) out.line();
+      group = entry.member;
+      printDeclaration(out, entry.function);
+    }
+    out.line();
+    declareComparison(out);
+    out.outdent();
+    out.line();
+    out.line(" private:");
+    out.indent();
+    out.line("friend struct ::" + tablesName(*type_.module) + ";");
+    declareStorage(out);
+    out.outdent();
+    out.line("};");
+    out.line();
+    for (const Function& function : free_) printDeclaration(out, function);
+    for (const Type* nested : type_.nested) declareEnumerationFunctions(out, *nested);
+    out.line();
+  }
+
+  void define(Writer& out) const {
+    for (const Entry& entry : functions_) printDefinition(out, entry.function, type_.name);
+    for (const Function& function : free_) printDefinition(out, function, "");
+    for (const Type* nested : type_.nested) defineEnumeration(out, *nested);
+  }
+
+ private:
+  struct Entry {
+    const Member* member;
+    Function function;
+  };
+
+  bool isUnion() const { return type_.kind == TypeKind::unionType; }
+
+  void add(Function function, const Member* member = nullptr) {
+    functions_.push_back({member, std::move(function)});
+  }
+
+  // The fields that a constructor takes: the fixed ones, or all of a plain record.
+  std::vector<const Member*> constructorFields() const {
+    std::vector<const Member*> fixed;
+    std::vector<const Member*> all;
+    for (const Member* member : storedFields(type_)) {
+      if (member->kind == MemberKind::list || isUnion()) return fixedOnly();
+      if (member->fixed) fixed.push_back(member);
+      all.push_back(member);
+    }
+    if (!fixed.empty()) return fixed;
+    return type_.noArguments ? std::vector<const Member*>() : all;
+  }
+  std::vector<const Member*> fixedOnly() const {
+    std::vector<const Member*> fixed;
+    for (const Member* member : storedFields(type_)) {
+      if (member->fixed) fixed.push_back(member);
+    }
+    return fixed;
+  }
+
+  std::string rangeCall(const Member& member, const std::string& function,
+                        const std::string& arguments) const {
+    return function + "<" + boundExpression(member.range->low) + ", " +
+           boundExpression(member.range->high) + ">(" + arguments + ", " + member.name + "Range);";
+  }
+
+  void addConstruction() {
+    Function plain;
+    plain.name = type_.name;
+    plain.place = Place::defaulted;
+    add(plain);
+
+    const std::vector<const Member*> fields = constructorFields();
+    if (!fields.empty()) {
+      Function fromFields;
+      bool checked = false;
+      for (const Member* field : fields) {
+        fromFields.parameters.push_back(parameterType(field->type, space_) + " " + field->name);
+        if (!fromFields.initializers.empty()) fromFields.initializers += ", ";
+        fromFields.initializers += storageName(*field) + "(" + field->name + ")";
+        if (!field->range) continue;
+        checked = true;
+        fromFields.body.push_back(rangeCall(*field, "Frame::checkRange", field->name));
+      }
+      fromFields.prefix = fields.size() == 1 ? "explicit constexpr" : "constexpr";
+      if (holdsString()) fromFields.prefix = fields.size() == 1 ? "explicit" : "";
+      if (checked) fromFields.doc = "Throws Tovo::RangeException.";
+      fromFields.name = type_.name;
+      add(fromFields);
+    }
+
+    Function fromText;
+    fromText.doc = "Reads the text form; throws Tovo::RangeException.";
+    fromText.prefix = "explicit";
+    fromText.name = type_.name;
+    fromText.parameters = {"Tovo::CharRange& text"};
+    fromText.body = {"TovoPelmo::parseValue(text, tovoStaticType(), this);"};
+    fromText.place = type_.handParse ? Place::hand : Place::source;
+    add(fromText);
+
+    Function fromLog;
+    fromLog.doc = "Reads the log form, without range checks; throws Tovo::StreamException.";
+    fromLog.name = type_.name;
+    fromLog.parameters = {"Tovo::NboAttrLog::In* in", "Tovo::StreamBogon"};
+    if (isUnion()) {
+      fromLog.body = unionReader();
+      fromLog.place = Place::source;
+    } else if (type_.encodedSize) {
+      fromLog.initializers = type_.name + "(in->next<" + type_.name + ">())";
+    } else {
+      fromLog.place = Place::source;
+      for (const Member* field : storedFields(type_)) {
+        if (!fromLog.initializers.empty()) fromLog.initializers += ", ";
+        fromLog.initializers +=
+            storageName(*field) + "(" + logForm(*field, space_) + "::read(*in))";
+      }
+    }
+    if (storedFields(type_).empty() && !isUnion()) {
+      fromLog.parameters = {"Tovo::NboAttrLog::In*", "Tovo::StreamBogon"};
+      fromLog.initializers.clear();
+    }
+    add(fromLog);
+  }
+
+  bool holdsString() const {
+    for (const Member* field : storedFields(type_)) {
+      if (!field->type.type->encodedSize) return true;
+    }
+    return false;
+  }
+
+  std::vector<std::string> unionReader() const {
+    std::vector<std::string> body = {"switch (in->nextU8()) {"};
+    size_t index = 0;
+    for (const Member* alternative : storedFields(type_)) {
+      body.push_back("  case " + std::to_string(index++) + ":");
+      body.push_back("    held_ = " + logForm(*alternative, space_) + "::read(*in);");
+      body.push_back("    break;");
+    }
+    body.push_back("  default:");
+    body.push_back("    TOVO_ASSERT_AT(" + literal(sourceName(*type_.module)) +
+                   ", false && \"Unknown case for " + type_.name + "\");");
+    body.emplace_back("}");
+    return body;
+  }
+
+  void addGetter(const Member& member, const std::string& expression) {
+    Function get;
+    get.doc = documentation(member);
+    get.prefix = "constexpr";
+    get.result = parameterType(member.type, space_);
+    get.name = member.name;
+    get.suffix = "const noexcept";
+    get.body = {"return " + expression + ";"};
+    if (!member.type.type->encodedSize && !member.type.optional) get.prefix.clear();
+    add(get, &member);
+  }
+
+  void addMember(const Member& member) {
+    switch (member.kind) {
+      case MemberKind::field:
+      case MemberKind::counter:
+        return addField(member);
+      case MemberKind::list:
+        return addList(member);
+      case MemberKind::bits:
+        return addBits(member);
+      case MemberKind::indexed:
+        return addIndexed(member);
+      case MemberKind::query:
+        return addQuery(member);
+      case MemberKind::alternative:
+        return addAlternative(member);
+      default:
+        return;
+    }
+  }
+
+  void addField(const Member& member) {
+    addGetter(member, storageName(member));
+    if (member.fixed) return;
+    Function set;
+    set.result = "void";
+    set.name = member.name + "Is";
+    set.parameters = {parameterType(member.type, space_) + " value"};
+    if (member.range) {
+      set.doc = "Throws Tovo::RangeException; then the value is what it was.";
+      set.body = {rangeCall(member, "Frame::rangedFieldIs", storageName(member) + ", value")};
+    } else {
+      set.body = {storageName(member) + " = value;"};
+    }
+    add(set, &member);
+    if (member.kind != MemberKind::counter) return;
+    Function inc;
+    inc.doc = "Adds, modulo the counter's width, and returns the new value. Nobody is told.";
+    inc.result = typeName(*member.type.type, space_);
+    inc.name = member.name + "Inc";
+    inc.parameters = {inc.result + " delta"};
+    inc.suffix = "&";
+    inc.body = {"return " + storageName(member) + " = static_cast<" + inc.result + ">(" +
+                storageName(member) + " + delta);"};
+    add(inc, &member);
+  }
+
+  void addList(const Member& member) {
+    const std::string list = storageType(member, space_);
+    const std::string element = parameterType(member.type, space_);
+    const std::string stored = storageName(member);
+    const auto function = [&](const std::string& doc, const std::string& result,
+                              const std::string& name, std::vector<std::string> parameters,
+                              const std::string& suffix, const std::string& body) {
+      Function f;
+      f.doc = doc;
+      f.result = result;
+      f.name = name;
+      f.parameters = std::move(parameters);
+      f.suffix = suffix;
+      f.body = {body};
+      add(f, &member);
+    };
+    function(documentation(member), "const " + list + "&", member.name, {}, "const noexcept",
+             "return " + stored + ";");
+    function("Throws Pelmo::VectorOutOfRangeException.", element, member.name, {"size_t index"},
+             "const", "return " + stored + ".at(index);");
+    function(
+        "Overwrites an element. Throws Pelmo::VectorOutOfRangeException; then nothing changed.",
+        "void", member.name + "Is", {"size_t index", element + " value"}, "&",
+        stored + ".set(index, value);");
+    function("Appends.", "void", member.name + "Push", {element + " value"}, "&",
+             stored + ".push(value);");
+    function("Removes and returns the last element. Throws Pelmo::VectorEmptyException.",
+             cppType(member.type, space_), member.name + "Pop", {}, "&",
+             "return " + stored + ".pop();");
+    function("", "void", member.name + "PopAll", {}, "& noexcept", stored + ".clear();");
+  }
+
+  void addBits(const Member& member) {
+    const unsigned width = member.highBit - member.lowBit + 1;
+    const std::string low = std::to_string(member.lowBit);
+    const std::string mask = std::to_string((1u << width) - 1);
+    const std::string raw = typeName(*member.field->type.type, space_);
+    const std::string stored = storageName(*member.field);
+    const std::string type = typeName(*member.type.type, space_);
+    addGetter(member, "static_cast<" + type + ">(" + stored + " >> " + low + " & " + mask + ")");
+    functions_.back().function.doc = member.doc + (member.doc.empty() ? "" : " ") + "Bits " + low +
+                                     " to " + std::to_string(member.highBit) + " of " +
+                                     member.field->name + ".";
+    if (width == 1) {
+      functions_.back().function.doc = member.doc + (member.doc.empty() ? "" : " ") + "Bit " + low +
+                                       " of " + member.field->name + ".";
+    }
+    Function set;
+    set.prefix = "constexpr";
+    set.result = "void";
+    set.name = member.name + "Is";
+    set.parameters = {parameterType(member.type, space_) + " value"};
+    set.suffix = "noexcept";
+    set.body = {"constexpr " + raw + " mask = " + mask + " << " + low + ";",
+                stored + " = static_cast<" + raw + ">((" + stored +
+                    " & ~mask) | (static_cast<unsigned>(value) << " + low + " & mask));"};
+    add(set, &member);
+  }
+
+  void addIndexed(const Member& member) {
+    const std::string value = parameterType(member.type, space_);
+    Function get;
+    get.doc = documentation(member);
+    get.result = cppType(member.type, space_);
+    get.name = member.name;
+    get.parameters = {"uint8_t index"};
+    get.suffix = "const";
+    get.place = Place::hand;
+    add(get, &member);
+    Function set;
+    set.result = "void";
+    set.name = member.name + "Is";
+    set.parameters = {"uint8_t index", value + " value"};
+    set.place = Place::hand;
+    add(set, &member);
+    Function del = set;
+    del.name = member.name + "Del";
+    del.parameters = {"uint8_t index"};
+    add(del, &member);
+  }
+
+  void addQuery(const Member& member) {
+    Function query;
+    query.doc = documentation(member);
+    query.result = cppType(member.type, space_);
+    query.name = member.name;
+    query.suffix = "const noexcept";
+    query.place = Place::hand;
+    add(query, &member);
+  }
+
+  void addAlternative(const Member& member) {
+    const std::string index = std::to_string(alternativeIndex(member));
+    Function get;
+    get.doc = documentation(member) + (documentation(member).empty() ? "" : " ") +
+              "Throws Tovo::BadAlternativeException while another alternative is held.";
+    get.result = parameterType(member.type, space_);
+    get.name = member.name;
+    get.suffix = "const";
+    get.body = {"if (held_.index() != " + index + ") Tovo::throwBadAlternative(" +
+                    literal(member.name) + ");",
+                "return std::get<" + index + ">(held_);"};
+    add(get, &member);
+    Function set;
+    set.result = "void";
+    set.name = member.name + "Is";
+    set.parameters = {parameterType(member.type, space_) + " value"};
+    set.body = {"held_ = value;"};
+    add(set, &member);
+  }
+
+  size_t alternativeIndex(const Member& member) const {
+    const auto stored = storedFields(type_);
+    size_t index = 0;
+    while (stored[index] != &member) ++index;
+    return index;
+  }
+
+  void addOperations() {
+    if (isUnion()) {
+      Function held;
+      held.doc = "The place of the alternative that is held.";
+      held.result = "uint8_t";
+      held.name = "heldIndex";
+      held.suffix = "const noexcept";
+      held.body = {"return static_cast<uint8_t>(held_.index());"};
+      add(held);
+    }
+    addCodec();
+    addHash();
+    Function text;
+    text.result = "void";
+    text.name = "appendText";
+    text.parameters = {"std::string& out"};
+    text.suffix = "const";
+    text.body = {"TovoPelmo::appendValue(out, tovoStaticType(), this);"};
+    text.place = Place::source;
+    add(text);
+    Function identity;
+    identity.prefix = "static";
+    identity.result = "Tovo::TovoTypeBase";
+    identity.name = "tovoStaticType";
+    identity.suffix = "noexcept";
+    identity.body = {"return {&" + recordName(*type_.module) + ", " + std::to_string(type_.index) +
+                     "};"};
+    identity.place = Place::source;
+    add(identity);
+    Function equal;
+    equal.prefix = "static";
+    equal.result = "bool";
+    equal.name = "isEq";
+    equal.parameters = {"const void* a", "const void* b"};
+    equal.body = {"return a == b ||", "       *static_cast<const " + type_.name +
+                                          "*>(a) == *static_cast<const " + type_.name + "*>(b);"};
+    equal.place = Place::source;
+    add(equal);
+
+    Function print;
+    print.prefix = "TDL_EXPORT";
+    print.result = "std::ostream&";
+    print.name = "operator<<";
+    print.parameters = {"std::ostream& os", "const " + type_.name + "& value"};
+    print.body = {"return Frame::print(os, value);"};
+    print.place = Place::source;
+    free_.push_back(print);
+  }
+
+  void addCodec() {
+    if (type_.encodedSize) {
+      Function encode;
+      encode.result = "void";
+      encode.name = "encode";
+      encode.parameters = {storedFields(type_).empty() ? "uint8_t*" : "uint8_t* to"};
+      encode.suffix = "const noexcept";
+      Function decode;
+      decode.prefix = "static";
+      decode.result = type_.name;
+      decode.name = "decode";
+      decode.parameters = {storedFields(type_).empty() ? "const uint8_t*" : "const uint8_t* from"};
+      decode.suffix = "noexcept";
+      decode.body.push_back(type_.name + " value;");
+      size_t offset = 0;
+      for (const Member* field : storedFields(type_)) {
+        const std::string at = offset == 0 ? "" : " + " + std::to_string(offset);
+        const std::string stored = storageName(*field);
+        const std::string codec = "Tovo::NboAttrLog::Codec<" + storageType(*field, space_) + ">";
+        if (field->wire32) {
+          encode.body.push_back("Tovo::NboAttrLog::store(to" + at + ", static_cast<uint32_t>(" +
+                                stored + "));");
+          decode.body.push_back("value." + stored + " = static_cast<" +
+                                storageType(*field, space_) +
+                                ">(Tovo::NboAttrLog::load<uint32_t>(from" + at + "));");
+          offset += 4;
+          continue;
+        }
+        encode.body.push_back(codec + "::put(to" + at + ", " + stored + ");");
+        decode.body.push_back("value." + stored + " = " + codec + "::get(from" + at + ");");
+        offset += *field->type.type->encodedSize;
+      }
+      decode.body.emplace_back("return value;");
+      add(encode);
+      add(decode);
+      return;
+    }
+    Function size;
+    size.prefix = "TDL_EXPORT";
+    size.result = "size_t";
+    size.name = "attrLogSize";
+    size.parameters = {"const " + type_.name + "* value"};
+    size.place = Place::source;
+    Function write;
+    write.prefix = "TDL_EXPORT";
+    write.result = "Tovo::NboAttrLog::Out&";
+    write.name = "operator<<";
+    write.parameters = {"Tovo::NboAttrLog::Out& out", "const " + type_.name + "& value"};
+    write.place = Place::source;
+    if (isUnion()) {
+      size.body = {"switch (value->heldIndex()) {"};
+      write.body = {"Tovo::NboAttrLog::operator<<(out, value.heldIndex());",
+                    "switch (value.heldIndex()) {"};
+      size_t index = 0;
+      for (const Member* alternative : storedFields(type_)) {
+        const std::string form = logForm(*alternative, space_);
+        const std::string label = "  case " + std::to_string(index++) + ":";
+        size.body.push_back(label);
+        size.body.push_back("    return 1 + " + form + "::size(value->" + alternative->name +
+                            "());");
+        write.body.push_back(label);
+        write.body.push_back("    " + form + "::write(out, value." + alternative->name + "());");
+        write.body.push_back("    break;");
+      }
+      size.body.insert(size.body.end(), {"  default:", "    return 1;", "}"});
+      write.body.insert(write.body.end(), {"  default:", "    break;", "}"});
+    } else {
+      std::string sum;
+      for (const Member* field : storedFields(type_)) {
+        const std::string form = logForm(*field, space_);
+        size.body.push_back(std::string(size.body.empty() ? "size_t size = " : "size += ") + form +
+                            "::size(value->" + field->name + "());");
+        write.body.push_back(form + "::write(out, value." + field->name + "());");
+      }
+      size.body.emplace_back("return size;");
+    }
+    write.body.emplace_back("return out;");
+    free_.push_back(size);
+    free_.push_back(write);
+  }
+
+  void addHash() {
+    if (!type_.hashable) return;
+    if (type_.identityHash && type_.find("hash")) return;
+    Function hash;
+    hash.doc = "Stable within a process only.";
+    hash.result = "uint32_t";
+    hash.name = "hash";
+    hash.suffix = "const noexcept";
+    std::string expression = "0";
+    for (const Member* field : storedFields(type_)) {
+      expression = "Tovo::hashSingleAttr(" + expression + ", " + storageName(*field) + ")";
+    }
+    if (type_.identityHash) expression = storageName(*storedFields(type_).front());
+    hash.body = {"return " + expression + ";"};
+    add(hash);
+  }
+
+  void declareTags(Writer& out) const {
+    for (const Member& member : type_.members) {
+      if (member.kind != MemberKind::list) continue;
+      out.doc("Pays for the memory of " + member.name + ".");
+      out.line("struct " + elementTag(member) + ";");
+    }
+  }
+
+  void declareConstants(Writer& out) const {
+    bool first = true;
+    for (const Member& member : type_.members) {
+      if (!member.isConstant()) continue;
+      if (first) out.line();
+      first = false;
+      out.doc(member.doc);
+      if (member.type.type->kind == TypeKind::string) {
+        out.line("static const Pelmo::String " + member.name + ";");
+      } else {
+        out.line("static constexpr " + cppType(member.type, space_) + " " + member.name + " = " +
+                 initialValue(member, space_) + ";");
+      }
+    }
+    for (const Member& member : type_.members) {
+      if (!member.range) continue;
+      out.line();
+      out.line("static constexpr char " + member.name + "Range[] =");
+      out.line("    " + literal(rangeMessage(member)) + ";");
+    }
+  }
+
+  void declareComparison(Writer& out) const {
+    const std::string pair = "(const " + type_.name + "& a, const " + type_.name + "& b)";
+    out.line("friend bool operator==(const " + type_.name + "&, const " + type_.name +
+             "&) = default;");
+    if (type_.order == Order::none) return;
+    if (type_.order == Order::reflected) {
+      const std::string field = storageName(*storedFields(type_).front());
+      out.doc("The order that reflection uses; there is no operator for it.");
+      out.line("static constexpr bool reflectedLess" + pair + " noexcept {");
+      out.line("  return a." + field + " < b." + field + ";");
+      out.line("}");
+      return;
+    }
+    if (type_.handOrder) {
+      out.line("friend std::strong_ordering operator<=>" + pair + " noexcept;");
+      return;
+    }
+    out.line("friend std::strong_ordering operator<=>" + pair + " noexcept {");
+    out.indent();
+    if (isUnion()) {
+      out.line("return a.held_ <=> b.held_;");
+    } else {
+      const auto fields = storedFields(type_);
+      for (size_t i = 0; i < fields.size(); ++i) {
+        const std::string name = storageName(*fields[i]);
+        const std::string order = "Frame::order(a." + name + ", b." + name + ")";
+        if (i + 1 == fields.size()) {
+          out.line("return " + order + ";");
+        } else {
+          out.line("if (const auto order = " + order + "; order != 0) return order;");
+        }
+      }
+    }
+    out.outdent();
+    out.line("}");
+  }
+
+  void declareStorage(Writer& out) const {
+    if (isUnion()) {
+      std::string alternatives;
+      const auto stored = storedFields(type_);
+      for (const Member* alternative : stored) {
+        alternatives += (alternatives.empty() ? "" : ", ") + cppType(alternative->type, space_);
+      }
+      const std::string initial = initialValue(*stored.front(), space_);
+      out.line("std::variant<" + alternatives + "> held_{" + initial + "};");
+      return;
+    }
+    for (const Member* field : storedFields(type_)) {
+      const std::string initial =
+          field->kind == MemberKind::list ? "" : initialValue(*field, space_);
+      out.line(storageType(*field, space_) + " " + storageName(*field) +
+               (initial.empty() ? "" : " = " + initial) + ";");
+    }
+  }
+
+  const Type& type_;
+  std::string space_;
+  std::vector<Entry> functions_;
+  std::vector<Function> free_;
+};
+
+}  // namespace
+
+void emitValue(Output& out, const Type& type) {
+  const ValueClass value(type);
+  value.declare(out.header);
+  value.define(out.source);
+  for (const Member& member : type.members) {
+    if (!member.isConstant() || member.type.type->kind != TypeKind::string) continue;
+    out.source.line("const Pelmo::String " + type.name + "::" + member.name + "(" +
+                    literal(member.initial.text) + ");");
+    out.source.line();
+  }
+}
+
+void emitScope(Output& out, const Type& type) {
+  out.header.doc(type.doc);
+  out.header.line("struct TDL_EXPORT " + type.name + " {");
+  out.header.indent();
+  for (const Type* nested : type.nested) {
+    declareEnumeration(out.header, *nested);
+    declareInstanceFunctions(out.header, *nested);
+  }
+  out.header.outdent();
+  out.header.line("};");
+  for (const Type* nested : type.nested) {
+    declareEnumerationFunctions(out.header, *nested);
+    defineEnumeration(out.source, *nested);
+  }
+  out.header.line();
+}
+
+}  // namespace tdc

@@ -1,0 +1,180 @@
+#include "tdc/lock/Lock.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <sstream>
+
+namespace tdc {
+
+namespace {
+
+const char* kindName(const Type& type) {
+  switch (type.kind) {
+    case TypeKind::enumeration:
+      return type.width == 1 ? "enum:u8" : "enum:i32";
+    case TypeKind::unionType:
+      return "union";
+    case TypeKind::entity:
+      return "entity";
+    default:
+      return "value";
+  }
+}
+
+/// A text as one column.
+std::string escaped(const std::string& text) {
+  std::string out = "\"";
+  for (char c : text) {
+    auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (byte <= ' ' || byte >= 0x7F) {
+      char code[5];
+      std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned>(byte));
+      out += code;
+    } else {
+      out += c;
+    }
+  }
+  return out + '"';
+}
+
+std::string shortest(double number) {
+  char text[32];
+  for (int digits = 1; digits <= 17; ++digits) {
+    std::snprintf(text, sizeof text, "%.*g", digits, number);
+    if (std::strtod(text, nullptr) == number) {
+      break;
+    }
+  }
+  return text;
+}
+
+std::string defaultOf(const Member& member) {
+  const Default& value = member.initial;
+  switch (value.kind) {
+    case Default::Kind::implicit:
+      return "-";
+    case Default::Kind::number:
+      return std::to_string(value.number);
+    case Default::Kind::real:
+      return shortest(value.real);
+    case Default::Kind::text:
+      return escaped(value.text);
+    case Default::Kind::boolean:
+      return value.boolean ? "true" : "false";
+    case Default::Kind::absent:
+      return "none";
+    case Default::Kind::enumerator:
+      return value.literal->name;
+  }
+  return "-";
+}
+
+std::string wireType(const Member& member) {
+  std::string text = member.type.type->qualifiedName;
+  if (member.type.optional) {
+    text = "optional:" + text;
+  }
+  if (member.wire32) {
+    text += ":u32";
+  }
+  if (member.kind == MemberKind::bits) {
+    text += ":" + member.field->name + "[" + std::to_string(member.lowBit) + ".." +
+            std::to_string(member.highBit) + "]";
+  }
+  if (member.kind == MemberKind::own && !member.parameters.empty()) {
+    std::string parameters;
+    for (const Member* parameter : member.parameters) {
+      parameters += (parameters.empty() ? "(" : ",") + parameter->name;
+    }
+    text += parameters + ")";
+  }
+  return member.key == nullptr ? text : member.key->qualifiedName + "->" + text;
+}
+
+std::string boundsOf(const Member& member) {
+  if (!member.range) {
+    return "-";
+  }
+  return std::to_string(member.range->low.value) + ".." + std::to_string(member.range->high.value);
+}
+
+void writeType(std::string& out, const Module& module, const Type& type) {
+  out += module.name + " " + std::to_string(type.index) + " " + type.qualifiedName + " " +
+         kindName(type) + " " + (type.encodedSize ? std::to_string(*type.encodedSize) : "-") +
+         (type.base != nullptr ? " " + type.base->qualifiedName : "") + "\n";
+  std::string prefix = module.name + " " + type.qualifiedName + " ";
+  for (const Literal& literal : type.literals) {
+    out += prefix + std::to_string(literal.number) + " " + literal.name + "\n";
+  }
+  for (const Member& member : type.members) {
+    out += prefix + std::to_string(member.id) + " " + member.name + " " + keyword(member.kind) +
+           " " + wireType(member) + " " + defaultOf(member) + " " + boundsOf(member) + "\n";
+  }
+}
+
+std::vector<std::string> lines(const std::string& text) {
+  std::vector<std::string> result;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    result.push_back(std::move(line));
+  }
+  return result;
+}
+
+}  // namespace
+
+std::string lockText(std::vector<const Module*> modules) {
+  std::stable_sort(modules.begin(), modules.end(),
+                   [](const Module* a, const Module* b) { return a->order < b->order; });
+  modules.erase(std::unique(modules.begin(), modules.end()), modules.end());
+  std::string out = "# Written by tdc --lock; every line is part of what peers must agree on.\n";
+  for (const Module* module : modules) {
+    for (const Type* type : module->types) {
+      writeType(out, *module, *type);
+    }
+  }
+  return out;
+}
+
+std::string difference(const std::string& oldText, const std::string& newText) {
+  if (oldText == newText) {
+    return "";
+  }
+  std::vector<std::string> oldLines = lines(oldText);
+  std::vector<std::string> newLines = lines(newText);
+  std::map<std::string, int> inOld;
+  std::map<std::string, int> inNew;
+  for (const std::string& line : oldLines) {
+    ++inOld[line];
+  }
+  for (const std::string& line : newLines) {
+    ++inNew[line];
+  }
+  std::string out;
+  std::size_t i = 0;
+  std::size_t j = 0;
+  while (i < oldLines.size() || j < newLines.size()) {
+    if (i < oldLines.size() && j < newLines.size() && oldLines[i] == newLines[j]) {
+      ++i;
+      ++j;
+    } else if (i < oldLines.size() && inNew.count(oldLines[i]) == 0) {
+      out += "-" + oldLines[i++] + "\n";
+    } else if (j < newLines.size() && inOld.count(newLines[j]) == 0) {
+      out += "+" + newLines[j++] + "\n";
+    } else if (i < oldLines.size() && j < newLines.size()) {
+      // Both lines stand in both texts, at different places.
+      out += "-" + oldLines[i++] + "\n+" + newLines[j++] + "\n";
+    } else if (i < oldLines.size()) {
+      out += "-" + oldLines[i++] + "\n";
+    } else {
+      out += "+" + newLines[j++] + "\n";
+    }
+  }
+  return out.empty() ? "-(other line ends)\n" : out;
+}
+
+}  // namespace tdc

@@ -1,0 +1,187 @@
+#include "tdc/model/Model.h"
+
+#include <array>
+
+namespace tdc {
+
+namespace {
+
+/// Wrappers of wrappers; a longer chain is a cycle, which is reported elsewhere.
+constexpr int maxWrapping = 64;
+
+Type makeBuiltIn(TypeKind kind, const char* word, std::optional<std::uint64_t> size) {
+  Type type;
+  type.kind = kind;
+  type.name = word;
+  type.qualifiedName = word;
+  type.hashable = true;
+  type.order = Order::declared;
+  type.encodedSize = size;
+  return type;
+}
+
+}  // namespace
+
+const Type* builtIn(std::string_view word) {
+  static const std::array<Type, 6> types = {
+      makeBuiltIn(TypeKind::u8, "u8", 1),          makeBuiltIn(TypeKind::u16, "u16", 2),
+      makeBuiltIn(TypeKind::u32, "u32", 4),        makeBuiltIn(TypeKind::boolean, "bool", 1),
+      makeBuiltIn(TypeKind::string, "String", {}), makeBuiltIn(TypeKind::seconds, "Seconds", 8),
+  };
+  for (const Type& type : types) {
+    if (type.name == word) {
+      return &type;
+    }
+  }
+  return nullptr;
+}
+
+bool Member::isStored() const {
+  switch (kind) {
+    case MemberKind::constant:
+    case MemberKind::bits:
+    case MemberKind::indexed:
+    case MemberKind::query:
+      return false;
+    default:
+      return true;
+  }
+}
+
+const Member* Type::wrapped() const {
+  const Member* only = nullptr;
+  if (kind != TypeKind::value) {
+    return nullptr;
+  }
+  for (const Member& member : members) {
+    if (!member.isStored()) {
+      continue;
+    }
+    if (only != nullptr || member.kind == MemberKind::list) {
+      return nullptr;
+    }
+    only = &member;
+  }
+  return only;
+}
+
+const Type* Type::underlying() const {
+  const Type* type = this;
+  for (int i = 0; i < maxWrapping; ++i) {
+    const Member* field = type->wrapped();
+    if (field == nullptr || !field->type || field->type.optional) {
+      break;
+    }
+    type = field->type.type;
+  }
+  return type;
+}
+
+std::uint64_t Type::maxNumber() const {
+  switch (kind) {
+    case TypeKind::u8:
+      return 0xFF;
+    case TypeKind::u16:
+      return 0xFFFF;
+    case TypeKind::u32:
+      return 0xFFFFFFFF;
+    case TypeKind::enumeration:
+      return width == 1 ? 0xFF : 0x7FFFFFFF;
+    case TypeKind::externalValue:
+    case TypeKind::externalEnumeration:
+      // Defaults are held as signed 64-bit numbers.
+      return encodedSize.value_or(8) < 8 ? (std::uint64_t{1} << (8 * *encodedSize)) - 1
+                                         : std::uint64_t{INT64_MAX};
+    default:
+      return 0;
+  }
+}
+
+bool Type::isKey() const {
+  switch (kind) {
+    case TypeKind::string:
+    case TypeKind::u16:
+      return true;
+    case TypeKind::value:
+    case TypeKind::unionType:
+    case TypeKind::externalValue:
+      return hashable;
+    default:
+      return false;
+  }
+}
+
+const Member* Type::find(std::string_view wanted) const {
+  for (const Type* type = this; type != nullptr; type = type->base) {
+    for (const Member& member : type->members) {
+      if (member.name == wanted) {
+        return &member;
+      }
+    }
+  }
+  return nullptr;
+}
+
+const Literal* Type::findLiteral(std::string_view wanted) const {
+  for (const Literal& literal : literals) {
+    if (literal.name == wanted) {
+      return &literal;
+    }
+  }
+  return nullptr;
+}
+
+const Literal* Type::findLiteral(std::int64_t number) const {
+  for (const Literal& literal : literals) {
+    if (literal.number == number) {
+      return &literal;
+    }
+  }
+  return nullptr;
+}
+
+std::vector<const Member*> Type::stored() const {
+  std::vector<const Member*> result;
+  for (const Member& member : members) {
+    if (member.isStored()) {
+      result.push_back(&member);
+    }
+  }
+  return result;
+}
+
+const Member* Type::keyMember() const {
+  for (const Type* type = this; type != nullptr; type = type->base) {
+    for (const Member& member : type->members) {
+      if (member.kind == MemberKind::key) {
+        return &member;
+      }
+    }
+  }
+  return nullptr;
+}
+
+std::vector<const Member*> Type::parameters() const {
+  std::vector<const Member*> result;
+  for (const Type* type = this; type != nullptr; type = type->base) {
+    std::vector<const Member*> own;
+    for (const Member& member : type->members) {
+      if (member.kind == MemberKind::parameter) {
+        own.push_back(&member);
+      }
+    }
+    result.insert(result.begin(), own.begin(), own.end());
+  }
+  return result;
+}
+
+const Type* Module::find(std::string_view qualifiedName) const {
+  for (const std::unique_ptr<Type>& type : owned) {
+    if (type->qualifiedName == qualifiedName) {
+      return type.get();
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace tdc

@@ -1,0 +1,142 @@
+#include "tdc/syntax/Diagnostics.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace tdc {
+
+namespace {
+
+/// More than this helps nobody, and hostile input must not fill a disk.
+constexpr std::size_t maxShown = 100;
+constexpr std::size_t maxExcerpt = 160;
+constexpr std::size_t maxText = 1000;
+constexpr std::size_t maxWord = 64;
+
+bool continuesCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+char shown(char c) {
+  auto byte = static_cast<unsigned char>(c);
+  return (byte < 0x20 && c != '\t') || byte == 0x7F ? '?' : c;
+}
+
+/// Insertions, deletions, replacements and swaps of neighbours from one word to the other.
+std::size_t distance(std::string_view a, std::string_view b) {
+  std::vector<std::vector<std::size_t>> d(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+  for (std::size_t i = 0; i <= a.size(); ++i) {
+    for (std::size_t j = 0; j <= b.size(); ++j) {
+      if (i == 0 || j == 0) {
+        d[i][j] = i + j;
+        continue;
+      }
+      std::size_t replaced = d[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, replaced});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
+      }
+    }
+  }
+  return d[a.size()][b.size()];
+}
+
+}  // namespace
+
+void Diagnostics::error(Span where, std::string text) {
+  errors_.push_back({{where, std::move(text)}, {}});
+}
+
+void Diagnostics::note(Span where, std::string text) {
+  errors_.back().notes.push_back({where, std::move(text)});
+}
+
+std::string Diagnostics::render(const Message& message, const char* label) {
+  Position at = message.where.file->position(message.where.begin);
+  std::string out = message.where.file->path() + ":" + std::to_string(at.line) + ":" +
+                    std::to_string(at.column) + ": " + label + ": ";
+  std::string text = message.text.substr(0, maxText);
+  std::transform(text.begin(), text.end(), std::back_inserter(out), shown);
+  out += message.text.size() > maxText ? "...\n" : "\n";
+
+  std::string_view line = message.where.file->line(at.line);
+  std::size_t column = std::min<std::size_t>(at.column - 1, line.size());
+  std::size_t length = std::max<std::uint32_t>(message.where.end - message.where.begin, 1);
+  if (line.size() > maxExcerpt) {
+    std::size_t skipped = column > maxExcerpt / 2 ? column - maxExcerpt / 2 : 0;
+    line = line.substr(skipped, maxExcerpt);
+    column -= skipped;
+  }
+  length = std::min(length, std::max<std::size_t>(line.size() - column, 1));
+
+  std::string excerpt;
+  std::string marks;
+  for (std::size_t i = 0; i < std::max(line.size(), column + length); ++i) {
+    char c = i < line.size() ? line[i] : ' ';
+    if (i < line.size()) {
+      excerpt += shown(c);
+    }
+    if (i < column + length && (i == column || !continuesCharacter(c))) {
+      marks += i < column ? (c == '\t' ? '\t' : ' ') : (i == column ? '^' : '~');
+    }
+  }
+  return out + excerpt + "\n" + marks + "\n";
+}
+
+std::string Diagnostics::render() const {
+  std::vector<const Error*> sorted;
+  for (const Error& error : errors_) {
+    sorted.push_back(&error);
+  }
+  auto key = [](const Error* e) {
+    return std::tie(e->where.file->path(), e->where.begin, e->text);
+  };
+  auto equal = [&](const Error* a, const Error* b) { return key(a) == key(b); };
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [&](const Error* a, const Error* b) { return key(a) < key(b); });
+  sorted.erase(std::unique(sorted.begin(), sorted.end(), equal), sorted.end());
+
+  std::string out;
+  for (std::size_t i = 0; i < std::min(sorted.size(), maxShown); ++i) {
+    out += render(*sorted[i], "error");
+    for (const Message& note : sorted[i]->notes) {
+      out += render(note, "note");
+    }
+  }
+  if (sorted.size() > maxShown) {
+    out += std::to_string(sorted.size() - maxShown) + " more errors are not shown\n";
+  }
+  return out;
+}
+
+std::string nearest(std::string_view wrong, const std::vector<std::string>& words) {
+  std::string best;
+  if (wrong.size() > maxWord) {
+    return best;
+  }
+  std::size_t limit = std::max<std::size_t>(1, wrong.size() / 3) + 1;
+  for (const std::string& word : words) {
+    if (word.size() + limit < wrong.size() || word.size() > wrong.size() + limit) {
+      continue;
+    }
+    std::size_t d = distance(wrong, word);
+    if (d < limit && d < word.size()) {
+      limit = d;
+      best = word;
+    }
+  }
+  return best;
+}
+
+std::string didYouMean(std::string_view wrong, const std::vector<std::string>& words) {
+  std::string word = nearest(wrong, words);
+  return word.empty() ? "" : "; did you mean '" + word + "'?";
+}
+
+std::string alternatives(const std::vector<std::string>& words) {
+  std::string out;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    out += (i == 0 ? "'" : i + 1 == words.size() ? " or '" : ", '") + words[i] + "'";
+  }
+  return out;
+}
+
+}  // namespace tdc

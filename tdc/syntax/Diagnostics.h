@@ -1,0 +1,46 @@
+// Collected errors.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tdc/syntax/SourceFile.h"
+
+namespace tdc {
+
+/// Errors found so far. The files that spans point into must outlive it.
+class Diagnostics {
+ public:
+  /// The text says what was found and what to do.
+  void error(Span where, std::string text);
+  /// Another place that the last error is about.
+  void note(Span where, std::string text);
+
+  bool empty() const { return errors_.empty(); }
+  std::size_t size() const { return errors_.size(); }
+
+  /// All errors by file and position, each with its line and a caret.
+  std::string render() const;
+
+ private:
+  struct Message {
+    Span where;
+    std::string text;
+  };
+  struct Error : Message {
+    std::vector<Message> notes;
+  };
+
+  static std::string render(const Message& message, const char* label);
+
+  std::vector<Error> errors_;
+};
+
+/// The word nearest to `wrong`, for "did you mean"; empty where none is near enough.
+std::string nearest(std::string_view wrong, const std::vector<std::string>& words);
+/// "; did you mean 'x'?", or nothing.
+std::string didYouMean(std::string_view wrong, const std::vector<std::string>& words);
+/// "a, b or c", each in quotes.
+std::string alternatives(const std::vector<std::string>& words);
+
+}  // namespace tdc

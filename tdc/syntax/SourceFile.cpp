@@ -1,0 +1,64 @@
+#include "tdc/syntax/SourceFile.h"
+
+#include <algorithm>
+
+#include "tdc/files/Files.h"
+
+namespace tdc {
+
+SourceFile::SourceFile(std::string path, std::string text)
+    : path_(std::move(path)), text_(std::move(text)) {
+  if (text_.compare(0, 3, "\xEF\xBB\xBF") == 0) {
+    text_.erase(0, 3);
+  }
+  lineStarts_.push_back(0);
+  for (std::uint32_t i = 0; i < text_.size(); ++i) {
+    if (text_[i] == '\n') {
+      lineStarts_.push_back(i + 1);
+    }
+  }
+}
+
+Position SourceFile::position(std::uint32_t offset) const {
+  auto next = std::upper_bound(lineStarts_.begin(), lineStarts_.end(), offset);
+  auto line = static_cast<unsigned>(next - lineStarts_.begin());
+  return {line, offset - lineStarts_[line - 1] + 1};
+}
+
+std::string_view SourceFile::line(unsigned number) const {
+  std::uint32_t begin = lineStarts_[number - 1];
+  std::string_view rest = std::string_view(text_).substr(begin);
+  std::string_view line = rest.substr(0, rest.find('\n'));
+  if (!line.empty() && line.back() == '\r') {
+    line.remove_suffix(1);
+  }
+  return line;
+}
+
+Span operator+(const Span& first, const Span& last) {
+  if (first.file == nullptr) {
+    return last;
+  }
+  if (last.file == nullptr) {
+    return first;
+  }
+  return {first.file, std::min(first.begin, last.begin), std::max(first.end, last.end)};
+}
+
+const SourceFile& SourceFiles::read(const std::string& path) {
+  std::string identity = canonicalPath(path);
+  auto known = byPath_.find(identity);
+  if (known != byPath_.end()) {
+    return *known->second;
+  }
+  const SourceFile& file = add(path, readFile(path));
+  byPath_[identity] = &file;
+  return file;
+}
+
+const SourceFile& SourceFiles::add(std::string path, std::string text) {
+  files_.push_back(std::make_unique<SourceFile>(std::move(path), std::move(text)));
+  return *files_.back();
+}
+
+}  // namespace tdc

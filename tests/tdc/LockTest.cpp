@@ -1,0 +1,97 @@
+#include "tdc/lock/Lock.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/tdc/Scratch.h"
+
+namespace tdc::test {
+namespace {
+
+TEST(Lock, HasALineForEverythingThatPeersShare) {
+  Scratch scratch;
+  std::string second = scratch.write(
+      "B.tdl",
+      "module B record 0123456789abcdef order 2; namespace T;\n"
+      "enum E : u8 { red = 0, green = 0x2 }\n"
+      "value V hash { 2 field a : u16 = low range low..9; 3 const low : u16 = 1; }\n"
+      "value W {\n"
+      "  2 field e : optional E = none wire u32; 3 field s : String = \"a b\\x00\";\n"
+      "  4 field v : V; 5 field t : Seconds = 0.1; 6 field b : u8; 258 bits x : b[1..2] as u8; }\n"
+      "entity X { 258 param p : u8; 259 attr on : bool = true; 260 attr e : E = green; }\n"
+      "entity Y : X { 386 own z : X(p) key name; 387 map m : V key V; }\n");
+  std::string first = scratch.write(
+      "A.tdl",
+      "module A record 0123456789abcdef order 1; namespace T; scope S {enum E : i32 { a = "
+      "-1 }}");
+  ASSERT_EQ(runTool({"--lock", scratch.path("lock"), second, first}).code, 0);
+  EXPECT_EQ(readAll(scratch.path("lock")),
+            "# Written by tdc --lock; every line is part of what peers must agree on.\n"
+            "A 0 T::S::E enum:i32 4\n"
+            "A T::S::E -1 a\n"
+            "B 0 T::E enum:u8 1\n"
+            "B T::E 0 red\n"
+            "B T::E 2 green\n"
+            "B 1 T::V value 2\n"
+            "B T::V 2 a field u16 1 1..9\n"
+            "B T::V 3 low const u16 1 -\n"
+            "B 2 T::W value -\n"
+            "B T::W 2 e field optional:T::E:u32 none -\n"
+            "B T::W 3 s field String \"a\\x20b\\x00\" -\n"
+            "B T::W 4 v field T::V - -\n"
+            "B T::W 5 t field Seconds 0.1 -\n"
+            "B T::W 6 b field u8 - -\n"
+            "B T::W 258 x bits u8:b[1..2] - -\n"
+            "B 3 T::X entity -\n"
+            "B T::X 258 p param u8 - -\n"
+            "B T::X 259 on attr bool true -\n"
+            "B T::X 260 e attr T::E green -\n"
+            "B 4 T::Y entity - T::X\n"
+            "B T::Y 386 z own String->T::X(p) - -\n"
+            "B T::Y 387 m map T::V->T::V - -\n");
+}
+
+TEST(Lock, CheckSaysWhatDiffersAndWhichCommandAcceptsIt) {
+  Scratch scratch;
+  auto module = [&](const char* members) {
+    return scratch.write("A.tdl", std::string("module A record 0123456789abcdef order 1; "
+                                              "namespace T; value V {") +
+                                      members + "}");
+  };
+  std::string path = module("2 field a : u8; 3 field b : u8;");
+  std::string lock = scratch.path("ids.lock");
+  EXPECT_EQ(runTool({"--check-lock", lock, path}).code, 1) << "there is no list yet";
+  ASSERT_EQ(runTool({"--lock", lock, path}).code, 0);
+  EXPECT_EQ(runTool({"--check-lock", lock, path}).code, 0);
+
+  module("2 field a : u16; 3 field b : u8;");
+  Result result = runTool({"--check-lock", lock, "-I", "x", path});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.err,
+            "-A 0 T::V value 2\n"
+            "-A T::V 2 a field u8 - -\n"
+            "+A 0 T::V value 3\n"
+            "+A T::V 2 a field u16 - -\n"
+            "'" +
+                lock +
+                "' is out of date. If every line above is meant, accept them with\n"
+                "    tdc --lock " +
+                lock + " -I x " + path + "\n");
+}
+
+TEST(Difference, IsEmptyOnlyForEqualTexts) {
+  struct Case {
+    const char* before;
+    const char* after;
+    const char* difference;
+  };
+  for (const Case& c :
+       {Case{"", "", ""}, Case{"a\nb\n", "a\nb\n", ""}, Case{"a\nb\n", "b\n", "-a\n"},
+        Case{"b\n", "a\nb\nc\n", "+a\n+c\n"}, Case{"a\nb\n", "b\na\n", "-a\n+b\n-b\n+a\n"},
+        Case{"a\na\n", "a\n", "-a\n"}}) {
+    EXPECT_EQ(difference(c.before, c.after), c.difference) << c.before << "->" << c.after;
+  }
+  EXPECT_NE(difference("a", "a\n"), "");
+}
+
+}  // namespace
+}  // namespace tdc::test
