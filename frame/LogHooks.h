@@ -1,0 +1,34 @@
+// The attribute log of any entity type, driven by its descriptors.
+#pragma once
+
+#include "Tovo/AttrLog/EntityHooks.h"
+#include "Tovo/Module.h"
+
+namespace Frame {
+
+/// Hooks of every entity type; see Tovo::EntityHooks.
+Pelmo::Ptr<Tovo::Entity> newEntityForAttrLog(Tovo::TovoTypeBase type, Tovo::NboAttrLog::In* in);
+void serializeConstructorParams(Tovo::NboAttrLog::Out& out, const Tovo::Entity& entity);
+size_t attrLogSizeCtorParams(const Tovo::Entity& entity);
+Tovo::NboAttrLog::FlowResult handleAttrFlowOut(Tovo::NboAttrLog::StreamAdapter& adapter,
+                                               Tovo::AttributeId attribute,
+                                               Tovo::NboAttrLog::FlowOut& flow);
+int streamAdapterOnAttribute(Tovo::NboAttrLog::StreamAdapter& adapter, Tovo::AttributeId attribute,
+                             Tovo::NboAttrLog::FlowOut& flow);
+void doHandleAttrDeserialization(Tovo::NboAttrLog::StreamAdapter& adapter, Tovo::Entity& entity,
+                                 Tovo::AttributeId attribute, Tovo::NboAttrLog::In& in);
+
+/// Marks every logged attribute from `start` on dirty.
+void markDirty(Tovo::NboAttrLog::FlowOut& flow, Tovo::AttributeId start);
+
+template <class Flow>
+Pelmo::Ptr<Tovo::NboAttrLog::FlowOut> newFlowOut(Tovo::NboAttrLog::StreamAdapter& adapter,
+                                                 Tovo::Entity& entity, uint32_t entityId,
+                                                 Tovo::AttributeId start) {
+  auto flow =
+      Pelmo::Ptr<Tovo::NboAttrLog::FlowOut>::adopt(new Flow(adapter, entity, entityId, start));
+  markDirty(*flow, start);
+  return flow;
+}
+
+}  // namespace Frame

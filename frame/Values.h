@@ -1,0 +1,33 @@
+// What value types do.
+#pragma once
+
+#include <compare>
+#include <ostream>
+#include <string>
+
+#include "Tovo/HashHelper.h"
+#include "Tovo/ValueOps.h"
+#include "TovoPelmo/Render.h"
+
+namespace Frame {
+
+/// The order of one field: by operator<=>, or by the order that a type has for reflection only.
+template <class T>
+constexpr std::strong_ordering order(const T& a, const T& b) {
+  if constexpr (requires { T::reflectedLess(a, b); }) {
+    if (T::reflectedLess(a, b)) return std::strong_ordering::less;
+    return T::reflectedLess(b, a) ? std::strong_ordering::greater : std::strong_ordering::equal;
+  } else {
+    return a <=> b;
+  }
+}
+
+/// Prints without regard to the stream's base, fill and locale.
+template <class T>
+std::ostream& print(std::ostream& os, const T& value) {
+  std::string text;
+  value.appendText(text);
+  return os.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+}  // namespace Frame

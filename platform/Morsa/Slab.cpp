@@ -1,0 +1,189 @@
+#include "Morsa/Slab.h"
+
+#include <array>
+#include <cstdlib>
+#include <mutex>
+#include <new>
+
+#include "Pelmo/ThreadControl.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define MORSA_CHECKED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define MORSA_CHECKED 1
+#endif
+#endif
+#ifndef MORSA_CHECKED
+#define MORSA_CHECKED 0
+#endif
+
+namespace Morsa {
+
+namespace {
+
+constexpr size_t pageSize = 64 * 1024;
+constexpr size_t headerSize = 64;
+constexpr size_t granule = 16;
+constexpr size_t largestSlot = 1024;
+constexpr size_t classes = largestSlot / granule;
+
+struct FreeSlot {
+  FreeSlot* next;
+};
+
+/// A page, aligned to its own size so that an object finds it by its address:
+///
+///   offset 0   header, 64 bytes
+///         64   slots of one size; for an object above 1,024 bytes just the one
+struct Page {
+  Page* next;
+  Page* previous;
+  FreeSlot* free;  // slots that were used before
+  uint32_t fresh;  // slots from here on were never used
+  uint32_t used;
+  uint32_t capacity;
+  uint32_t slotSize;
+  size_t bytes;
+
+  char* slot(uint32_t index) noexcept {
+    return reinterpret_cast<char*>(this) + headerSize + size_t{index} * slotSize;
+  }
+};
+static_assert(sizeof(Page) <= headerSize);
+
+class Slab {
+ public:
+  static Slab& instance() {
+    // Never destroyed: objects of other statics may be freed later.
+    static Slab* slab = new Slab;
+    return *slab;
+  }
+
+  void* allocate(size_t size) {
+    const Guard guard(mutex_);
+    return size <= largestSlot ? allocateSlot(size) : allocateLarge(size);
+  }
+
+  void free(void* object) noexcept {
+    const Guard guard(mutex_);
+    auto* page =
+        reinterpret_cast<Page*>(reinterpret_cast<uintptr_t>(object) & ~uintptr_t{pageSize - 1});
+    --usage_.objects;
+    usage_.slotBytes -= page->slotSize;
+    if (page->capacity == 1) {
+      drop(page);
+      return;
+    }
+    auto* slot = static_cast<FreeSlot*>(object);
+    slot->next = page->free;
+    page->free = slot;
+    Page*& open = open_[page->slotSize / granule - 1];
+    if (page->used-- == page->capacity) {
+      link(open, page);
+    } else if (page->used == 0 && (page->next || page->previous)) {
+      // The last open page of a class stays, so that one object coming and going costs no page.
+      unlink(open, page);
+      drop(page);
+    }
+  }
+
+  Usage usage() noexcept {
+    const Guard guard(mutex_);
+    return usage_;
+  }
+
+ private:
+  struct Guard {
+    explicit Guard(std::mutex& mutex) : lock(mutex, std::defer_lock) {
+      if (Pelmo::ThreadControl::tsp_) lock.lock();
+    }
+    std::unique_lock<std::mutex> lock;
+  };
+
+  void* allocateSlot(size_t size) {
+    const size_t index = size == 0 ? 0 : (size - 1) / granule;
+    Page*& open = open_[index];
+    if (!open) {
+      const auto slotSize = static_cast<uint32_t>((index + 1) * granule);
+      link(open,
+           newPage(pageSize, slotSize, static_cast<uint32_t>((pageSize - headerSize) / slotSize)));
+    }
+    Page* page = open;
+    void* slot;
+    if (page->free) {
+      slot = page->free;
+      page->free = page->free->next;
+    } else {
+      slot = page->slot(page->fresh++);
+    }
+    if (++page->used == page->capacity) unlink(open, page);
+    ++usage_.objects;
+    usage_.slotBytes += page->slotSize;
+    return slot;
+  }
+
+  void* allocateLarge(size_t size) {
+    if (size > SIZE_MAX - 2 * pageSize) throw std::bad_alloc();
+    const size_t bytes = (size + headerSize + pageSize - 1) & ~(pageSize - 1);
+    Page* page = newPage(bytes, static_cast<uint32_t>(size), 1);
+    page->used = 1;
+    ++usage_.objects;
+    usage_.slotBytes += page->slotSize;
+    return page->slot(0);
+  }
+
+  Page* newPage(size_t bytes, uint32_t slotSize, uint32_t capacity) {
+    void* memory = std::aligned_alloc(pageSize, bytes);
+    if (!memory) throw std::bad_alloc();
+    usage_.pageBytes += bytes;
+    return new (memory) Page{nullptr, nullptr, nullptr, 0, 0, capacity, slotSize, bytes};
+  }
+
+  void drop(Page* page) noexcept {
+    usage_.pageBytes -= page->bytes;
+    std::free(page);
+  }
+
+  static void link(Page*& open, Page* page) noexcept {
+    page->previous = nullptr;
+    page->next = open;
+    if (open) open->previous = page;
+    open = page;
+  }
+
+  static void unlink(Page*& open, Page* page) noexcept {
+    if (page->previous) {
+      page->previous->next = page->next;
+    } else {
+      open = page->next;
+    }
+    if (page->next) page->next->previous = page->previous;
+    page->next = nullptr;
+    page->previous = nullptr;
+  }
+
+  std::mutex mutex_;
+  std::array<Page*, classes> open_{};  // pages with a free slot, by size class
+  Usage usage_;
+};
+
+}  // namespace
+
+// Under AddressSanitizer every object is a block of its own, so that a use after free is seen.
+void* slabAlloc(size_t size) {
+  return MORSA_CHECKED ? ::operator new(size) : Slab::instance().allocate(size);
+}
+
+void slabFree(void* object, uint32_t) noexcept {
+  if (!object) return;
+  if (MORSA_CHECKED) {
+    ::operator delete(object);
+  } else {
+    Slab::instance().free(object);
+  }
+}
+
+Usage usage() noexcept { return Slab::instance().usage(); }
+
+}  // namespace Morsa

@@ -1,0 +1,77 @@
+// Ethernet addresses.
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include "Tovo/AttrLog/In.h"
+#include "Tovo/AttrLog/Out.h"
+#include "Tovo/CharRange.h"
+#include "Tovo/HashHelper.h"
+#include "Tovo/Types.h"
+
+namespace Nelka {
+
+/// Six octets, the first transmitted first; ordered as the 48-bit number that they form. Default:
+/// all zero.
+class EthAddr {
+ public:
+  using Octets = std::array<uint8_t, 6>;
+  static constexpr size_t attrLogBytes = 6;
+
+  constexpr EthAddr() noexcept = default;
+  explicit constexpr EthAddr(const Octets& octets) noexcept : octets_(octets) {}
+  /// A literal such as "00:1c:73:0a:00:01"; anything else does not compile.
+  explicit consteval EthAddr(const char* literal) : octets_(parseLiteral(literal)) {}
+  /// Two hexadecimal digits an octet, colons between them. Throws Tovo::ParseException.
+  explicit EthAddr(Tovo::CharRange& text);
+  EthAddr(Tovo::NboAttrLog::In* in, Tovo::StreamBogon) : EthAddr(in->next<EthAddr>()) {}
+
+  constexpr const Octets& octets() const noexcept { return octets_; }
+  constexpr bool isZero() const noexcept { return *this == EthAddr(); }
+
+  /// Lower case, colons.
+  void appendText(std::string& out) const;
+  uint32_t hash() const noexcept {
+    uint64_t number = 0;
+    for (const uint8_t octet : octets_) number = number << 8 | octet;
+    return Tovo::hashOfNumber(number);
+  }
+  void encode(uint8_t* to) const noexcept { std::memcpy(to, octets_.data(), octets_.size()); }
+  static EthAddr decode(const uint8_t* from) noexcept {
+    EthAddr address;
+    std::memcpy(address.octets_.data(), from, address.octets_.size());
+    return address;
+  }
+  static Tovo::TovoTypeBase tovoStaticType() noexcept;
+
+  friend constexpr bool operator==(const EthAddr&, const EthAddr&) = default;
+  friend constexpr auto operator<=>(const EthAddr&, const EthAddr&) = default;
+
+ private:
+  static consteval uint8_t literalDigit(char c) {
+    if (c >= '0' && c <= '9') return static_cast<uint8_t>(c - '0');
+    if (c >= 'a' && c <= 'f') return static_cast<uint8_t>(c - 'a' + 10);
+    throw "an Ethernet address has lower-case hexadecimal digits";
+  }
+  static consteval Octets parseLiteral(const char* literal) {
+    Octets octets{};
+    for (size_t i = 0; i < octets.size(); ++i) {
+      octets[i] = static_cast<uint8_t>(literalDigit(literal[3 * i]) << 4 |
+                                       literalDigit(literal[3 * i + 1]));
+      if (literal[3 * i + 2] != (i + 1 < octets.size() ? ':' : '\0')) {
+        throw "an Ethernet address is six octets with colons between them";
+      }
+    }
+    return octets;
+  }
+
+  Octets octets_{};
+};
+
+std::ostream& operator<<(std::ostream& os, const EthAddr& address);
+
+}  // namespace Nelka

@@ -1,0 +1,19 @@
+#include "Pelmo/Node.h"
+
+namespace Pelmo {
+
+namespace {
+// Far above any number of references that observers of a dying node could take.
+constexpr uint32_t dyingReferences = 1u << 30;
+}  // namespace
+
+Node::~Node() = default;
+
+void Node::lastUserGone() noexcept { delete this; }
+
+void Node::die() noexcept {
+  references_.set(dyingReferences);
+  lastUserGone();
+}
+
+}  // namespace Pelmo

@@ -1,0 +1,50 @@
+// The counted base of everything that is held through Pelmo::Ptr.
+#pragma once
+
+#include <cstdint>
+
+#include "Pelmo/RefCount.h"
+
+namespace Pelmo {
+
+/// A node starts with one reference, which belongs to whoever made it (Ptr::adopt takes it over).
+/// Neither copied nor moved: its address is its identity.
+///
+///   offset 0   virtual table
+///          8   reference count
+///         12   flags
+class Node {
+ public:
+  /// Set while the node may be used; its destructor clears it before anything else.
+  static constexpr uint32_t flagLive = 0x20000000;
+
+  Node(const Node&) = delete;
+  Node& operator=(const Node&) = delete;
+  virtual ~Node();
+
+  /// Called when the last reference is dropped; destroys the node. References taken and dropped
+  /// while it runs have no effect, so a dying node cannot die twice.
+  virtual void lastUserGone() noexcept;
+
+  void retain() const noexcept { references_.add(); }
+  void release() const noexcept {
+    if (references_.drop()) const_cast<Node*>(this)->die();
+  }
+  uint32_t references() const noexcept { return references_.value(); }
+
+  void nodeFlagSet(uint32_t flag, bool on) noexcept {
+    flags_ = on ? flags_ | flag : flags_ & ~flag;
+  }
+  bool nodeFlag(uint32_t flag) const noexcept { return (flags_ & flag) != 0; }
+
+ protected:
+  Node() noexcept = default;
+
+ private:
+  void die() noexcept;
+
+  mutable RefCount references_{1};
+  uint32_t flags_ = flagLive;
+};
+
+}  // namespace Pelmo

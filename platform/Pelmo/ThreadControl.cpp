@@ -1,0 +1,7 @@
+#include "Pelmo/ThreadControl.h"
+
+namespace Pelmo {
+
+bool ThreadControl::tsp_ = false;
+
+}  // namespace Pelmo

@@ -1,0 +1,56 @@
+// Memory accounting by type.
+#pragma once
+
+#include <cstddef>
+
+#include "Tovo/Types.h"
+
+namespace Tovo {
+
+/// One tracker a class; lives as long as the process. Enters the process-wide list with its first
+/// allocation.
+class AllocTrackTypeInfo {
+ public:
+  explicit constexpr AllocTrackTypeInfo(const char* name) noexcept : name_(name) {}
+  AllocTrackTypeInfo(const AllocTrackTypeInfo&) = delete;
+  AllocTrackTypeInfo& operator=(const AllocTrackTypeInfo&) = delete;
+
+  static void _trackAllocationNoOverhead(AllocTrackTypeInfo& tracker, TovoTypeBase type,
+                                         size_t size) noexcept;
+  static void trackDeallocation(AllocTrackTypeInfo& tracker, size_t size) noexcept;
+
+  const char* name() const noexcept { return name_; }
+  TovoTypeBase type() const noexcept { return type_; }
+  size_t liveObjects() const noexcept { return objects_; }
+  size_t liveBytes() const noexcept { return bytes_; }
+
+  /// The trackers that were ever used, the latest first.
+  static const AllocTrackTypeInfo* first() noexcept;
+  const AllocTrackTypeInfo* next() const noexcept { return next_; }
+  static size_t totalLiveObjects() noexcept;
+
+ private:
+  const char* name_;
+  TovoTypeBase type_{};
+  size_t objects_ = 0;
+  size_t bytes_ = 0;
+  AllocTrackTypeInfo* next_ = nullptr;
+  bool listed_ = false;
+};
+
+/// Slab memory for an object of a tracked class. Throws std::bad_alloc, then nothing is counted.
+void* trackedAlloc(AllocTrackTypeInfo& tracker, TovoTypeBase type, size_t size);
+void trackedFree(AllocTrackTypeInfo& tracker, TovoTypeBase type, void* object,
+                 size_t size) noexcept;
+
+}  // namespace Tovo
+
+/// The allocation functions of a class that has a tracker `memAllocationTracker_` and a type.
+#define TOVO_SLAB_ALLOCATED                                                     \
+  static void* operator new(size_t size) {                                      \
+    return ::Tovo::trackedAlloc(memAllocationTracker_, tovoStaticType(), size); \
+  }                                                                             \
+  static void operator delete(void* object, size_t size) {                      \
+    ::Tovo::trackedFree(memAllocationTracker_, tovoStaticType(), object, size); \
+  }                                                                             \
+  static ::Tovo::AllocTrackTypeInfo memAllocationTracker_

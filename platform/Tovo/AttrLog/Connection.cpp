@@ -1,0 +1,495 @@
+#include "Tovo/AttrLog/Connection.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+#include "Tovo/AttrLog/ConstructorValues.h"
+#include "Tovo/AttrLog/EntityHooks.h"
+#include "Tovo/Exceptions.h"
+#include "Tovo/Path.h"
+
+namespace Tovo::NboAttrLog {
+
+namespace {
+
+constexpr uint32_t greetingMagic = 0x54414c31;  // "TAL1"
+constexpr uint16_t protocolVersion = 1;
+constexpr size_t frameHeader = 4;
+constexpr size_t readChunk = 64 * 1024;
+
+// Messages of the connection itself carry the entity number 0.
+namespace Control {
+constexpr AttributeId greeting = 1;
+constexpr AttributeId goodBye = 2;
+constexpr AttributeId askMounts = 3;
+constexpr AttributeId mounts = 4;
+constexpr AttributeId mount = 5;
+constexpr AttributeId mounted = 6;
+constexpr AttributeId refused = 7;
+constexpr AttributeId create = 8;
+constexpr AttributeId turn = 9;
+constexpr AttributeId ping = 10;
+constexpr AttributeId pong = 11;
+}  // namespace Control
+
+size_t textSize(std::string_view text) { return 4 + text.size(); }
+
+void writeText(Out& out, std::string_view text) {
+  out << static_cast<uint32_t>(text.size());
+  out.bytes(text.data(), text.size());
+}
+
+void setNonBlocking(int fd) {
+  const int flags = ::fcntl(fd, F_GETFL);
+  if (flags >= 0) ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+}
+
+ssize_t writeSome(int fd, const uint8_t* from, size_t bytes) {
+  const ssize_t sent = ::send(fd, from, bytes, MSG_NOSIGNAL);
+  if (sent >= 0 || errno != ENOTSOCK) return sent;
+  return ::write(fd, from, bytes);
+}
+
+bool wouldBlock(int error) {
+  if (error == EAGAIN) return true;
+  return EAGAIN != EWOULDBLOCK && error == EWOULDBLOCK;
+}
+
+std::string systemError(const char* what) {
+  return std::string(what) + ": " + std::strerror(errno);
+}
+
+}  // namespace
+
+Connection::Connection(int fd, Directory& directory, Limits limits)
+    : Connection(fd, fd, directory, limits) {}
+
+Connection::Connection(int readFd, int writeFd, Directory& directory, Limits limits)
+    : directory_(directory), limits_(limits), readFd_(readFd), writeFd_(writeFd) {
+  setNonBlocking(readFd_);
+  if (writeFd_ != readFd_) setNonBlocking(writeFd_);
+  sendGreeting();
+}
+
+Connection::~Connection() { shut("closed here"); }
+
+// ---------------------------------------------------------------------------------- byte streams
+
+void Connection::handleReadable() {
+  if (closed()) return;
+  const size_t had = in_.size();
+  in_.resize(had + readChunk);
+  ssize_t got;
+  do {
+    got = ::read(readFd_, in_.data() + had, readChunk);
+  } while (got < 0 && errno == EINTR);
+  const int error = errno;
+  in_.resize(had + static_cast<size_t>(std::max<ssize_t>(got, 0)));
+  if (got == 0) {
+    shut(had > 0 ? "end of stream inside a message" : "end of stream");
+    return;
+  }
+  if (got < 0) {
+    errno = error;
+    if (!wouldBlock(error)) shut(systemError("read"));
+    return;
+  }
+  size_t at = 0;
+  try {
+    while (!closed() && in_.size() - at >= frameHeader) {
+      const uint32_t length = load<uint32_t>(in_.data() + at);
+      if (length < messageHeader || length > limits_.messageBytes) {
+        throw StreamException("a message of " + std::to_string(length) + " bytes; " +
+                              std::to_string(messageHeader) + " to " +
+                              std::to_string(limits_.messageBytes) + " are allowed");
+      }
+      if (in_.size() - at - frameHeader < length) break;
+      handleFrame({in_.data() + at + frameHeader, length});
+      at += frameHeader + length;
+    }
+  } catch (const std::exception& failure) {
+    close(failure.what());
+  }
+  if (closed()) return;
+  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+bool Connection::flush() {
+  for (;;) {
+    if (closed()) return true;
+    const bool sentAll = pump();
+    if (sentAll && turnOpen_) {
+      const std::span<uint8_t> room = reserve(messageHeader);
+      if (!room.empty()) {
+        Out out(room);
+        out << uint32_t{0} << Control::turn;
+        commit(messageHeader);
+        turnOpen_ = false;
+      }
+    }
+    if (!turnOpen_ && idle()) {
+      const auto due = std::move(whenIdle_);
+      whenIdle_.clear();
+      for (const auto& [id, number] : due) {
+        sendControl(id, sizeof number, [&, n = number](Out& out) { out << n; });
+      }
+    }
+    const size_t waiting = outEnd_ - outStart_;
+    if (waiting == 0) return true;
+    if (!writeOut()) return false;
+    if (sentAll && !turnOpen_) return outEnd_ == outStart_;
+  }
+}
+
+bool Connection::writeOut() {
+  while (outStart_ < outEnd_) {
+    const ssize_t sent = writeSome(writeFd_, out_.data() + outStart_, outEnd_ - outStart_);
+    if (sent < 0) {
+      if (errno == EINTR) continue;
+      if (wouldBlock(errno)) return false;
+      shut(systemError("write"));
+      return false;
+    }
+    outStart_ += static_cast<size_t>(sent);
+  }
+  outStart_ = 0;
+  outEnd_ = 0;
+  return true;
+}
+
+bool Connection::runUntil(const std::function<bool()>& done, int timeoutMilliseconds) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::milliseconds(timeoutMilliseconds);
+  for (;;) {
+    flush();
+    if (done()) return true;
+    if (closed()) return false;
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+    if (left <= 0) return false;
+    pollfd ready[2] = {{readFd_, POLLIN, 0}, {writeFd_, POLLOUT, 0}};
+    const int watched = wantsWrite() ? 2 : 1;
+    if (::poll(ready, static_cast<nfds_t>(watched), static_cast<int>(left)) < 0 && errno != EINTR) {
+      shut(systemError("poll"));
+      return false;
+    }
+    if (ready[0].revents != 0) handleReadable();
+  }
+}
+
+std::span<uint8_t> Connection::reserve(size_t bytes) {
+  const size_t total = frameHeader + bytes;
+  if (bytes > limits_.messageBytes) {
+    throw StreamException("a message of " + std::to_string(bytes) +
+                          " bytes is above the limit of " + std::to_string(limits_.messageBytes));
+  }
+  if (closed()) return {};
+  if (outEnd_ + total > limits_.outputBytes && outStart_ > 0) {
+    std::memmove(out_.data(), out_.data() + outStart_, outEnd_ - outStart_);
+    outEnd_ -= outStart_;
+    outStart_ = 0;
+  }
+  // One message larger than the whole buffer goes alone.
+  if (outEnd_ + total > limits_.outputBytes && outEnd_ > 0) return {};
+  if (outEnd_ + total > out_.size()) {
+    out_.resize(std::max(outEnd_ + total, std::min(limits_.outputBytes, 2 * out_.size())));
+  }
+  store(out_.data() + outEnd_, static_cast<uint32_t>(bytes));
+  turnOpen_ = true;
+  return {out_.data() + outEnd_ + frameHeader, bytes};
+}
+
+void Connection::commit(size_t bytes) { outEnd_ += frameHeader + bytes; }
+
+void Connection::close(std::string_view reason) {
+  if (closed()) return;
+  constexpr size_t longestReason = 4096;
+  std::string why(reason.substr(0, longestReason));
+  sendText(Control::goodBye, why);
+  if (!closed()) writeOut();
+  shut(std::move(why));
+}
+
+void Connection::shut(std::string reason) noexcept {
+  if (closed()) return;
+  closeReason_ = std::move(reason);
+  ::close(readFd_);
+  if (writeFd_ != readFd_) ::close(writeFd_);
+  readFd_ = -1;
+  writeFd_ = -1;
+  turnOpen_ = false;
+  outStart_ = outEnd_ = 0;
+  in_.clear();
+  unbindAll();
+}
+
+// -------------------------------------------------------------------------------------- messages
+
+template <class Write>
+void Connection::sendControl(AttributeId id, size_t size, const Write& write) {
+  const size_t bytes = messageHeader + size;
+  const bool turnWasOpen = turnOpen_;
+  std::span<uint8_t> room = reserve(bytes);
+  if (room.empty() && !closed()) {
+    // Control messages are few and small, and answer the peer: they may exceed the bound.
+    out_.resize(std::max(out_.size(), outEnd_ + frameHeader + bytes));
+    store(out_.data() + outEnd_, static_cast<uint32_t>(bytes));
+    room = {out_.data() + outEnd_ + frameHeader, bytes};
+  }
+  turnOpen_ = turnWasOpen;
+  if (room.empty()) return;
+  Out out(room);
+  out << uint32_t{0} << id;
+  write(out);
+  commit(bytes);
+}
+
+void Connection::sendText(AttributeId id, std::string_view text) {
+  sendControl(id, textSize(text), [&](Out& out) { writeText(out, text); });
+}
+
+void Connection::sendGreeting() {
+  size_t size = 4 + 2 + 2;
+  for (const TovoModule* module : tovoModules()) {
+    size += textSize(moduleName(*module)) + textSize(moduleHash(*module));
+  }
+  sendControl(Control::greeting, size, [](Out& out) {
+    out << greetingMagic << protocolVersion << static_cast<uint16_t>(tovoModules().size());
+    for (const TovoModule* module : tovoModules()) {
+      writeText(out, moduleName(*module));
+      writeText(out, moduleHash(*module));
+    }
+  });
+}
+
+void Connection::handleFrame(std::span<const uint8_t> frame) {
+  In in(frame);
+  const uint32_t id = in.nextU32();
+  const AttributeId attribute = in.nextU16();
+  if (!greeted_ && (id != 0 || attribute != Control::greeting)) {
+    throw StreamException("the first message is no greeting");
+  }
+  if (id == 0) {
+    handleControl(attribute, in);
+    return;
+  }
+  handleMessage(id, attribute, in);
+  if (boundCount() > limits_.entities) {
+    throw StreamException("more than " + std::to_string(limits_.entities) + " entities");
+  }
+}
+
+void Connection::handleControl(AttributeId id, In in) {
+  switch (id) {
+    case Control::greeting:
+      return handleGreeting(in);
+    case Control::goodBye: {
+      const Pelmo::String reason = in.nextString();
+      shut("the peer closed: " + std::string(reason.view()));
+      return;
+    }
+    case Control::askMounts:
+      in.expectEnd();
+      return sendMounts();
+    case Control::mounts: {
+      const uint32_t count = in.nextCount(8);
+      std::vector<RemoteMount> mounts;
+      for (uint32_t i = 0; i < count; ++i) {
+        std::string path(in.nextString().view());
+        mounts.push_back({std::move(path), std::string(in.nextString().view())});
+      }
+      in.expectEnd();
+      remoteMounts_ = std::move(mounts);
+      ++listings_;
+      return;
+    }
+    case Control::mount:
+      return handleMountRequest(in);
+    case Control::mounted:
+      return handleMounted(in);
+    case Control::refused: {
+      const Pelmo::String reason = in.nextString();
+      in.expectEnd();
+      refusals_.emplace_back(reason.view());
+      return;
+    }
+    case Control::create:
+      return handleCreate(in);
+    case Control::turn:
+      in.expectEnd();
+      endTurn();
+      ++turns_;
+      synced_ += mountsOpen_;
+      mountsOpen_ = 0;
+      return;
+    case Control::ping: {
+      const uint32_t number = in.nextU32();
+      in.expectEnd();
+      constexpr size_t mostPings = 1024;
+      if (whenIdle_.size() >= mostPings) throw StreamException("too many unanswered pings");
+      whenIdle_.emplace_back(Control::pong, number);
+      return;
+    }
+    case Control::pong:
+      pongs_ = in.nextU32();
+      in.expectEnd();
+      return;
+    default:
+      throw StreamException("an unknown control message " + std::to_string(id));
+  }
+}
+
+void Connection::handleGreeting(In& in) {
+  if (greeted_) throw StreamException("a second greeting");
+  if (in.nextU32() != greetingMagic) throw StreamException("the peer speaks no attribute log");
+  const uint16_t version = in.nextU16();
+  if (version != protocolVersion) {
+    throw StreamException("the peer speaks version " + std::to_string(version) +
+                          " of the protocol; this is version " + std::to_string(protocolVersion));
+  }
+  const uint16_t count = in.nextU16();
+  std::string differences;
+  for (uint16_t i = 0; i < count; ++i) {
+    const Pelmo::String name = in.nextString();
+    const Pelmo::String hash = in.nextString();
+    for (const TovoModule* module : tovoModules()) {
+      if (moduleName(*module) != name.view() || moduleHash(*module) == hash.view()) continue;
+      differences += differences.empty() ? "" : "; ";
+      differences += "module " + std::string(name.view()) + " is " + std::string(hash.view()) +
+                     " at the peer and " + std::string(moduleHash(*module)) + " here";
+    }
+  }
+  in.expectEnd();
+  if (!differences.empty()) throw StreamException(differences);
+  greeted_ = true;
+}
+
+// ---------------------------------------------------------------------------------------- mounts
+
+void Connection::askMounts() {
+  sendControl(Control::askMounts, 0, [](Out&) {});
+}
+
+void Connection::sendMounts() {
+  size_t size = 4;
+  const auto& mounts = directory_.mounts();
+  const uint32_t count = serves_ ? static_cast<uint32_t>(mounts.size()) : 0;
+  if (serves_) {
+    for (const auto& [path, entity] : mounts) {
+      size += textSize(path) + textSize(typeName(entity->tovoType()));
+    }
+  }
+  sendControl(Control::mounts, size, [&](Out& out) {
+    out << count;
+    if (!serves_) return;
+    for (const auto& [path, entity] : mounts) {
+      writeText(out, path);
+      writeText(out, typeName(entity->tovoType()));
+    }
+  });
+}
+
+void Connection::mount(std::string_view path, bool readOnly) {
+  sendControl(Control::mount, textSize(path) + 1, [&](Out& out) {
+    writeText(out, path);
+    out << readOnly;
+  });
+}
+
+void Connection::handleMountRequest(In& in) {
+  const Pelmo::String path = in.nextString();
+  const bool readOnly = in.nextbool() || !writable_;
+  in.expectEnd();
+  if (!serves_) return sendText(Control::refused, "nothing is served here");
+  PathTarget target;
+  try {
+    target = resolvePath(directory_, path);
+  } catch (const PathException& error) {
+    return sendText(Control::refused, error.what());
+  }
+  if (target.attribute) {
+    return sendText(Control::refused,
+                    std::string(path.view()) + " is not an entity; it cannot be mounted");
+  }
+  Entity& entity = *target.entity;
+  if (entityId(entity) != 0) {
+    return sendText(Control::refused, std::string(path.view()) + " is mounted already");
+  }
+  const uint32_t id = bind(entity, {MountSide::host, readOnly}, 0);
+  const char* type = typeName(entity.tovoType());
+  const EntityHooks& hooks = *entityHooks(entity.tovoType());
+  const size_t size = textSize(path) + 1 + textSize(type) + 4 + hooks.attrLogSizeCtorParams(entity);
+  sendControl(Control::mounted, size, [&](Out& out) {
+    writeText(out, path);
+    out << readOnly;
+    writeText(out, type);
+    out << id;
+    hooks.serializeConstructorParams(out, entity);
+  });
+  turnOpen_ = true;
+}
+
+void Connection::handleMounted(In& in) {
+  const Pelmo::String path = in.nextString();
+  const bool readOnly = in.nextbool();
+  const Pelmo::String name = in.nextString();
+  const TovoTypeBase type = typeByName(name);
+  if (!type || !entityHooks(type)) {
+    throw StreamException("the peer's " + std::string(path.view()) + " is a " +
+                          std::string(name.view()) + ", which is not known here");
+  }
+  const uint32_t id = in.nextU32();
+  ConstructorValues values(type);
+  values.read(in);
+  in.expectEnd();
+  if (id == 0 || (id & guestIds) != 0 || this->entity(id)) {
+    throw StreamException("the number " + std::to_string(id) + " for a mounted entity");
+  }
+  Pelmo::Ptr<Entity> entity(directory_.mounted(path));
+  if (entity && (entity->tovoType() != type || !values.match(*entity))) {
+    directory_.unmount(path);
+    entity = nullptr;
+  }
+  if (!entity) {
+    entity = entityHooks(type)->create(values.arguments());
+    directory_.mount(path, entity);
+  }
+  bind(*entity, {MountSide::guest, readOnly}, FlowOut::startNowhere, id);
+  ++mountsOpen_;
+}
+
+void Connection::create(std::string_view path, std::string_view typeName) {
+  sendControl(Control::create, textSize(path) + textSize(typeName), [&](Out& out) {
+    writeText(out, path);
+    writeText(out, typeName);
+  });
+}
+
+void Connection::handleCreate(In& in) {
+  const Pelmo::String path = in.nextString();
+  const Pelmo::String type = in.nextString();
+  in.expectEnd();
+  try {
+    if (!serves_ || !writable_) throw PathException("nothing can be created here");
+    directory_.newEntity(path, type);
+  } catch (const std::runtime_error& error) {
+    sendText(Control::refused, error.what());
+  }
+}
+
+uint32_t Connection::ping() {
+  const uint32_t number = ++pings_;
+  whenIdle_.emplace_back(Control::ping, number);
+  return number;
+}
+
+bool Connection::allowWriteFromReadOnlyRemote(const Entity&, AttributeId) { return false; }
+
+}  // namespace Tovo::NboAttrLog

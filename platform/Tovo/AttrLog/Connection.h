@@ -1,0 +1,147 @@
+// An attribute log over a pair of file descriptors.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Tovo/AttrLog/StreamAdapter.h"
+#include "Tovo/Directory.h"
+
+namespace Tovo::NboAttrLog {
+
+/// Bounds for what a peer may make this process hold.
+struct Limits {
+  size_t outputBytes = 256 * 1024;         ///< what waits to be written, at most
+  size_t messageBytes = 16 * 1024 * 1024;  ///< one message
+  size_t entities = 16 * 1024 * 1024;      ///< that one connection carries
+};
+
+/// One peer. Sockets, pipes, terminals: whatever can be read and written without blocking; sets
+/// the descriptors non-blocking, owns and closes them. Never blocks and starts no thread: the
+/// process calls it from its own loop when a descriptor is ready.
+///
+/// Both ends greet each other with the protocol's version and their module records; a difference
+/// ends the connection with its reason in words, at both ends. Nothing that a peer sends does more
+/// than end its own connection.
+///
+/// The directory must outlive the connection. A process that writes to pipes ignores SIGPIPE.
+class Connection : public StreamAdapter {
+ public:
+  Connection(int fd, Directory& directory, Limits limits = {});
+  Connection(int readFd, int writeFd, Directory& directory, Limits limits = {});
+  ~Connection() override;
+
+  // --- the loop -------------------------------------------------------------------------------
+
+  int readFd() const noexcept { return readFd_; }
+  int writeFd() const noexcept { return writeFd_; }
+  /// Something waits to be written: call flush when the descriptor takes it.
+  bool wantsWrite() const noexcept {
+    return outEnd_ > outStart_ || !idle() || turnOpen_ || !whenIdle_.empty();
+  }
+  /// Reads and applies what is there. Errors close the connection.
+  void handleReadable();
+  /// Turns what is dirty into messages and writes them as far as the descriptor takes them.
+  /// True when nothing is left to write.
+  bool flush();
+  /// handleReadable and flush until nothing is left to do, waiting at most so long for the peer;
+  /// true when `done` holds. For tools and tests that have nothing else to do.
+  bool runUntil(const std::function<bool()>& done, int timeoutMilliseconds);
+
+  bool closed() const noexcept { return readFd_ < 0; }
+  /// Why it closed; "end of stream" when the peer just went.
+  const std::string& closeReason() const noexcept { return closeReason_; }
+  /// Tells the peer why, if there is room, and closes.
+  void close(std::string_view reason);
+
+  // --- the host's side ------------------------------------------------------------------------
+
+  /// Whether the peer may mount what this process has, and write to it. Default: both.
+  void servesIs(bool serves, bool writable) noexcept {
+    serves_ = serves;
+    writable_ = writable;
+  }
+
+  // --- the guest's side -----------------------------------------------------------------------
+
+  /// The greeting of the peer has arrived.
+  bool greeted() const noexcept { return greeted_; }
+
+  struct RemoteMount {
+    std::string path;
+    std::string type;
+  };
+  /// Asks what the peer has mounted; the answer replaces remoteMounts and adds one to listings.
+  void askMounts();
+  const std::vector<RemoteMount>& remoteMounts() const noexcept { return remoteMounts_; }
+  uint32_t listings() const noexcept { return listings_; }
+
+  /// Mirrors the peer's entity at a path (mounted there, or anything below what is mounted) into
+  /// the directory, at the same path. An entity that is there already, of the same type and
+  /// constructor parameters, is brought up to date; another one is replaced. A refusal of the peer
+  /// lands in refusals, and the connection stays.
+  void mount(std::string_view path, bool readOnly);
+  /// Asks the peer to create a root entity by the name of its type.
+  void create(std::string_view path, std::string_view typeName);
+  /// Mounts that were answered with an entity whose first transfer is complete.
+  uint32_t synced() const noexcept { return synced_; }
+  /// What the peer refused, in its words, the oldest first.
+  const std::vector<std::string>& refusals() const noexcept { return refusals_; }
+
+  /// A question to which the peer answers when everything before it is applied and everything that
+  /// followed from it is on its way here: pongs() is then the number returned.
+  uint32_t ping();
+  uint32_t pongs() const noexcept { return pongs_; }
+  /// Complete turns of the peer that were applied.
+  uint64_t turns() const noexcept { return turns_; }
+
+  bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute) override;
+
+ protected:
+  std::span<uint8_t> reserve(size_t bytes) override;
+  void commit(size_t bytes) override;
+
+ private:
+  void sendGreeting();
+  template <class Write>
+  void sendControl(AttributeId id, size_t size, const Write& write);
+  void sendText(AttributeId id, std::string_view text);
+  void handleFrame(std::span<const uint8_t> frame);
+  void handleControl(AttributeId id, In in);
+  void handleGreeting(In& in);
+  void handleMountRequest(In& in);
+  void handleMounted(In& in);
+  void handleCreate(In& in);
+  void sendMounts();
+  bool writeOut();
+  void shut(std::string reason) noexcept;
+
+  Directory& directory_;
+  Limits limits_;
+  int readFd_;
+  int writeFd_;
+  std::vector<uint8_t> in_;
+  std::vector<uint8_t> out_;
+  size_t outStart_ = 0;
+  size_t outEnd_ = 0;
+  std::string closeReason_;
+  std::vector<RemoteMount> remoteMounts_;
+  std::vector<std::string> refusals_;
+  // Pings and pongs that go out behind everything that is dirty: message id and number.
+  std::vector<std::pair<AttributeId, uint32_t>> whenIdle_;
+  uint64_t turns_ = 0;
+  uint32_t listings_ = 0;
+  uint32_t mountsOpen_ = 0;
+  uint32_t synced_ = 0;
+  uint32_t pings_ = 0;
+  uint32_t pongs_ = 0;
+  bool greeted_ = false;
+  bool serves_ = true;
+  bool writable_ = true;
+  bool turnOpen_ = false;
+};
+
+}  // namespace Tovo::NboAttrLog

@@ -1,0 +1,31 @@
+// What the runtime calls on entity types; each type's module supplies one table.
+#pragma once
+
+#include "Pelmo/Ptr.h"
+#include "Tovo/AttrLog/StreamAdapter.h"
+#include "Tovo/GenericIf.h"
+
+namespace Tovo {
+
+struct EntityHooks {
+  AllocTrackTypeInfo* tracker;
+  /// Arguments: the name or key, then the parameters; all there.
+  Pelmo::Ptr<Entity> (*create)(ConstructorArguments arguments);
+  /// Throws StreamException, then nothing exists.
+  Pelmo::Ptr<Entity> (*newEntityForAttrLog)(TovoTypeBase type, NboAttrLog::In* in);
+  void (*serializeConstructorParams)(NboAttrLog::Out& out, const Entity& entity);
+  size_t (*attrLogSizeCtorParams)(const Entity& entity);
+  /// The flow of the type; attributes at or above `start` are dirty.
+  Pelmo::Ptr<NboAttrLog::FlowOut> (*newFlowOut)(NboAttrLog::StreamAdapter& adapter, Entity& entity,
+                                                uint32_t entityId, AttributeId start);
+  /// Attribute 0: all that are dirty.
+  NboAttrLog::FlowResult (*handleAttrFlowOut)(NboAttrLog::StreamAdapter& adapter,
+                                              AttributeId attribute, NboAttrLog::FlowOut& flow);
+  /// 1: sent, or taken by a multicast; 0: not an attribute of the type; -1: no room.
+  int (*streamAdapterOnAttribute)(NboAttrLog::StreamAdapter& adapter, AttributeId attribute,
+                                  NboAttrLog::FlowOut& flow);
+  void (*doHandleAttrDeserialization)(NboAttrLog::StreamAdapter& adapter, Entity& entity,
+                                      AttributeId attribute, NboAttrLog::In& in);
+};
+
+}  // namespace Tovo

@@ -1,0 +1,197 @@
+#include "Tovo/AttrLog/FlowOut.h"
+
+#include <algorithm>
+#include <bit>
+#include <deque>
+#include <unordered_set>
+
+#include "Tovo/AttrLog/StreamAdapter.h"
+#include "Tovo/Collection.h"
+#include "Tovo/ValueOps.h"
+
+namespace Tovo::NboAttrLog {
+
+struct FlowOut::CollectionFlow {
+  AttributeId collection;
+  bool synced = false;
+  bool walking = false;  // a whole transfer has begun and its end marker is not sent
+  std::string bookmark;  // the last key that it sent
+  bool hasBookmark = false;
+  std::deque<const std::string*> order;  // of `keys`
+  std::unordered_set<std::string> keys;
+};
+
+FlowOut::FlowOut(StreamAdapter& adapter, Entity& entity, uint32_t entityId, AttributeId start)
+    : adapter_(&adapter),
+      entity_(&entity),
+      type_(entity.tovoType()),
+      entityId_(entityId),
+      start_(start) {
+  const uint32_t total = attributeTotal(type_);
+  if (total > 64) moreDirty_ = std::make_unique<uint64_t[]>((total - 1) / 64);
+  observe(entity.nodePublisher());
+}
+
+FlowOut::~FlowOut() = default;
+
+void FlowOut::detachFromAdapter() noexcept {
+  adapter_ = nullptr;
+  detach();
+}
+
+uint64_t& FlowOut::word(uint32_t ordinal) noexcept {
+  return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
+}
+uint64_t FlowOut::word(uint32_t ordinal) const noexcept {
+  return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
+}
+
+void FlowOut::tovoIsDirtyIs(AttributeId attribute, bool dirty) {
+  const uint32_t ordinal = attributeOrdinal(type_, attribute);
+  const uint64_t bit = uint64_t{1} << (ordinal & 63);
+  if (!dirty) {
+    word(ordinal) &= ~bit;
+    return;
+  }
+  word(ordinal) |= bit;
+  if (adapter_) adapter_->enqueue(*this);
+}
+
+bool FlowOut::tovoIsDirty(AttributeId attribute) const noexcept {
+  const uint32_t ordinal = attributeOrdinal(type_, attribute);
+  return (word(ordinal) >> (ordinal & 63) & 1) != 0;
+}
+
+uint32_t FlowOut::firstDirty(uint32_t fromOrdinal) const noexcept {
+  const uint32_t total = attributeTotal(type_);
+  for (uint32_t ordinal = fromOrdinal; ordinal < total; ordinal = (ordinal | 63) + 1) {
+    const uint64_t left = word(ordinal) >> (ordinal & 63);
+    if (left != 0) return ordinal + static_cast<uint32_t>(std::countr_zero(left));
+  }
+  return none;
+}
+
+FlowOut::CollectionFlow* FlowOut::find(AttributeId collection) const noexcept {
+  for (const auto& flow : collections_) {
+    if (flow->collection == collection) return flow.get();
+  }
+  return nullptr;
+}
+
+FlowOut::CollectionFlow& FlowOut::need(AttributeId collection) {
+  if (CollectionFlow* flow = find(collection)) return *flow;
+  collections_.push_back(std::make_unique<CollectionFlow>());
+  collections_.back()->collection = collection;
+  collections_.back()->synced = collection < start_;
+  return *collections_.back();
+}
+
+bool FlowOut::tovoHasSynced(AttributeId collection) const noexcept {
+  const CollectionFlow* flow = find(collection);
+  return flow ? flow->synced : collection < start_;
+}
+
+void FlowOut::tovoHasSyncedIs(AttributeId collection) {
+  CollectionFlow& flow = need(collection);
+  flow.synced = true;
+  flow.walking = false;
+}
+
+void FlowOut::tovoFlowOutBookmarkEnq(AttributeId collection, std::string key) {
+  CollectionFlow& flow = need(collection);
+  flow.bookmark = std::move(key);
+  flow.hasBookmark = true;
+}
+
+std::optional<std::string> FlowOut::tovoFlowOutBookmarkDeq(AttributeId collection) {
+  CollectionFlow* flow = find(collection);
+  if (!flow || !flow->hasBookmark) return std::nullopt;
+  flow->hasBookmark = false;
+  return std::move(flow->bookmark);
+}
+
+void FlowOut::transferBegun(AttributeId collection) { need(collection).walking = true; }
+
+bool FlowOut::transferring(AttributeId collection) const noexcept {
+  const CollectionFlow* flow = find(collection);
+  return flow && flow->walking;
+}
+
+void FlowOut::dirtyKeyIs(AttributeId collection, std::string key) {
+  CollectionFlow& flow = need(collection);
+  const auto [at, inserted] = flow.keys.insert(std::move(key));
+  if (inserted) flow.order.push_back(&*at);
+}
+
+const std::string* FlowOut::firstDirtyKey(AttributeId collection) const noexcept {
+  const CollectionFlow* flow = find(collection);
+  return flow && !flow->order.empty() ? flow->order.front() : nullptr;
+}
+
+void FlowOut::dropFirstDirtyKey(AttributeId collection) {
+  CollectionFlow& flow = need(collection);
+  const std::string* key = flow.order.front();
+  flow.order.pop_front();
+  flow.keys.erase(flow.keys.find(*key));
+}
+
+void FlowOut::clearDirtyKeys(AttributeId collection) noexcept {
+  if (CollectionFlow* flow = find(collection)) {
+    flow->order.clear();
+    flow->keys.clear();
+  }
+}
+
+void FlowOut::freeResyncState(AttributeId collection) noexcept {
+  const auto it = std::find_if(
+      collections_.begin(), collections_.end(),
+      [&](const std::unique_ptr<CollectionFlow>& flow) { return flow->collection == collection; });
+  if (it == collections_.end()) return;
+  clearDirtyKeys(collection);
+  (*it)->walking = false;
+  (*it)->hasBookmark = false;
+  (*it)->bookmark.clear();
+}
+
+void FlowOut::handleChange(const Pelmo::Change& change) {
+  if (!adapter_) return;
+  const Attribute attribute = attributeById(type_, change.attribute);
+  if (!attribute || !attribute.isLogged()) return;
+  const bool removal = attribute.kind() == AttributeKind::ownCollection && change.previous;
+  // Keeps the flow while the adapter forgets what hangs below the entity.
+  const Pelmo::Ptr<FlowOut> self(this);
+  if (removal) adapter_->unbindTree(**static_cast<Entity* const*>(change.previous));
+  if (adapter_->takeApplied(*entity_, change.attribute)) return;
+  if (!attribute.isCollection()) {
+    tovoIsDirtyIs(change.attribute, true);
+    return;
+  }
+  // A transfer that has not begun will send the collection as it is by then.
+  if (tovoIsDirty(change.attribute) && !transferring(change.attribute) &&
+      !firstDirtyKey(change.attribute) && !tovoHasSynced(change.attribute)) {
+    return;
+  }
+  const ValueOps& keyOps = attribute.keyOps();
+  std::string key(keyOps.attrLogSize(change.key), '\0');
+  Out out({reinterpret_cast<uint8_t*>(key.data()), key.size()});
+  keyOps.write(out, change.key);
+  dirtyKeyIs(change.attribute, std::move(key));
+  tovoIsDirtyIs(change.attribute, true);
+}
+
+void FlowOut::handlePublisherGone(Pelmo::Publisher&) {
+  if (!adapter_) return;
+  const Pelmo::Ptr<FlowOut> self(this);
+  adapter_->entityGone(*this);
+}
+
+size_t FlowOut::heldBytes() const noexcept {
+  size_t bytes = 0;
+  for (const auto& flow : collections_) {
+    bytes += sizeof(CollectionFlow) + flow->bookmark.capacity();
+    for (const std::string& key : flow->keys) bytes += sizeof key + sizeof(void*) + key.capacity();
+  }
+  return bytes;
+}
+
+}  // namespace Tovo::NboAttrLog

@@ -1,0 +1,208 @@
+// One end of an attribute log: which entities it carries, and how changes become messages.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "Pelmo/Ptr.h"
+#include "Tovo/AttrLog/FlowOut.h"
+#include "Tovo/AttrLog/In.h"
+#include "Tovo/AttrLog/Out.h"
+#include "Tovo/Entity.h"
+#include "Tovo/Module.h"
+
+namespace Tovo::NboAttrLog {
+
+/// Which side of a mount an adapter is on. The host has the tree and decides; the guest mirrors it
+/// and, on a writable mount, sends its own changes to the host, which echoes what it applied.
+enum class MountSide : uint8_t { host, guest };
+
+/// What a mount allows, from this side's view.
+struct Mount {
+  MountSide side;
+  bool readOnly;  ///< a host takes no writes from the guest; a guest sends none
+};
+
+/// How a hook that writes ended.
+enum class FlowResult : int {
+  done = 0,
+  notFinished = 1,  ///< no room; call again when there is
+  notMine = 2,      ///< the attribute id is not one of the type's
+};
+
+/// Takes messages before the runtime does. True: it took this one.
+class StreamDemuxer {
+ public:
+  virtual ~StreamDemuxer() = default;
+  virtual bool handleMessage(Entity& entity, AttributeId attribute, In& in) = 0;
+};
+
+/// The entities of one connection by number, and their flows. Numbers are given by the side that
+/// first names an entity (the guest's have the highest bit set) and never used again.
+///
+/// A message is: the entity's number (U32), the attribute id (U16), the payload.
+class StreamAdapter {
+ public:
+  static constexpr uint32_t guestIds = 0x80000000;
+  static constexpr size_t messageHeader = 6;
+
+  /// Flags that decide whether a message is offered to doMessageMulticast.
+  static constexpr uint32_t flagMulticast = 0x4000;
+  static constexpr uint32_t flagsNoMulticast = 0x180000;
+
+  StreamAdapter();
+  virtual ~StreamAdapter();
+  StreamAdapter(const StreamAdapter&) = delete;
+  StreamAdapter& operator=(const StreamAdapter&) = delete;
+
+  // --- entities -------------------------------------------------------------------------------
+
+  /// Carries an entity from now on. Creates its flow, unless a guest may not write, with every
+  /// attribute from `start` on dirty. Keeps a guest's read-only entity alive.
+  uint32_t bind(Entity& entity, Mount mount, AttributeId start, uint32_t id = 0);
+  /// Carries an element of a carried entity, below the same mount.
+  uint32_t bindElement(Entity& owner, Entity& element, AttributeId start, uint32_t id = 0);
+  /// Stops to carry an entity and everything below it.
+  void unbindTree(Entity& entity) noexcept;
+  void unbindAll() noexcept;
+
+  Entity* entity(uint32_t id) const noexcept;
+  /// 0 when the entity is not carried.
+  uint32_t entityId(const Entity& entity) const noexcept;
+  FlowOut* flow(const Entity& entity) const noexcept;
+  /// The number that a reference to the entity is sent as: one may be given before the entity
+  /// itself is. 0 for null.
+  uint32_t referenceId(const Entity* entity);
+  size_t boundCount() const noexcept { return bindings_.size(); }
+  size_t flowCount() const noexcept;
+  size_t heldBytes() const noexcept;
+
+  // --- sending --------------------------------------------------------------------------------
+
+  /// Sends what is dirty until there is no more, or no more room. True when nothing is left.
+  bool pump();
+  bool idle() const noexcept { return queue_.empty(); }
+  uint32_t flags() const noexcept { return flags_; }
+  void flagsIs(uint32_t flags) noexcept { flags_ = flags; }
+
+  /// Room for one message with a payload of `count` values of `size` bytes, or null when the
+  /// message is not to be sent now. Ends with outSmCommitMessage.
+  Out* singletonSerializeCheck(FlowOut& flow, AttributeId attribute, uint32_t flag, uint32_t count,
+                               size_t size, uint32_t reserved);
+  void outSmCommitMessage();
+  /// Offered before a message is written; true: somebody sends it for all. Here nobody does.
+  virtual bool doMessageMulticast(FlowOut& flow, AttributeId attribute);
+  /// Whether a collection may be sent at all, and now.
+  virtual bool handleSerializationOfCollCheck(FlowOut& flow, AttributeId attribute);
+  virtual bool isOkToSerialize() const;
+  /// Brackets the elements of a whole transfer. False: no room.
+  bool handleCollSerializationTransactionMarkers(FlowOut& flow, AttributeId attribute, bool begin);
+
+  // --- receiving ------------------------------------------------------------------------------
+
+  /// Applies one message. Throws StreamException, WriteUpdateFromReadOnlyProxyException and what
+  /// observers throw; a message that does not decode has changed nothing.
+  void handleMessage(uint32_t entityId, AttributeId attribute, In in);
+  /// Messages of the runtime itself, and ids that the type does not have: these are counted.
+  void doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in);
+  bool isReadOnlyProxy(const Entity& entity) const noexcept;
+  /// Which attributes of an element that the peer named are to be sent to it: a host echoes all, so
+  /// that both ends agree in the end; a guest sends none.
+  AttributeId startOfReceived(const Entity& owner) const noexcept;
+  /// Asked for each write that arrives at a read-only mount; refuses unless a subclass allows it.
+  virtual bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute);
+  StreamDemuxer* streamDemuxer() const noexcept { return demuxer_; }
+  void streamDemuxerIs(StreamDemuxer* demuxer) noexcept { demuxer_ = demuxer; }
+
+  /// The next change of this attribute comes from the peer and is not to be sent back by a guest.
+  void applyingIs(Entity* entity, AttributeId attribute) noexcept;
+  /// True once for the change that is being applied.
+  bool takeApplied(const Entity& entity, AttributeId attribute) noexcept;
+
+  /// A key of a collection has arrived, for the whole transfer that may be under way.
+  void seenKey(Entity& owner, Attribute collection, const std::string& key);
+
+  /// A reference whose target is not carried yet: it is applied when that arrives. Until the turn
+  /// ends the holder keeps what it has, then null.
+  void awaitReference(Entity& holder, Attribute attribute, std::string key, uint32_t target);
+  void referenceArrived(Entity& holder, Attribute attribute, const std::string& key) noexcept;
+  /// Throws StreamException when an entity is not of the attribute's type.
+  static void checkReferenceType(Attribute attribute, const Entity& target);
+
+  /// The peer's turn is over: everything it sent so far belongs together.
+  void endTurn();
+
+  struct Counters {
+    uint64_t messagesSent = 0;
+    uint64_t messagesReceived = 0;
+    uint64_t unknownEntities = 0;    ///< messages for entities that are gone here
+    uint64_t unknownAttributes = 0;  ///< messages with an id that the type does not have
+  };
+  const Counters& counters() const noexcept { return counters_; }
+
+ protected:
+  /// Room for one message of so many bytes behind the frame, or an empty span when there is none.
+  virtual std::span<uint8_t> reserve(size_t bytes) = 0;
+  virtual void commit(size_t bytes) = 0;
+
+  Counters counters_;
+
+ private:
+  friend class FlowOut;
+
+  struct Binding {
+    Entity* entity;
+    Pelmo::Ptr<FlowOut> flow;
+    Pelmo::Ptr<Entity> held;
+    Mount mount;
+  };
+  /// Gives a number to an entity that is referred to before it is carried.
+  class Reservation;
+  struct Transfer;
+  using ReferenceKey = std::tuple<uint32_t, AttributeId, std::string>;
+  struct Waiting {
+    uint32_t target;
+    bool cleared;
+  };
+
+  uint32_t newId(MountSide side) noexcept;
+  void unbind(Entity& entity) noexcept;
+  void entityGone(FlowOut& flow) noexcept;
+  void reservationGone(uint32_t id, const Entity& entity) noexcept;
+  void enqueue(FlowOut& flow);
+  void resolveReferences(uint32_t target, Entity& entity);
+  void applyReference(const ReferenceKey& key, Entity* target);
+  void beginTransfer(Entity& entity, Attribute collection);
+  void endTransfer(Entity& entity, Attribute collection);
+
+  std::unordered_map<uint32_t, Binding> bindings_;
+  std::unordered_map<const Entity*, uint32_t> ids_;
+  std::unordered_map<uint32_t, std::unique_ptr<Reservation>> reservations_;
+  std::deque<Pelmo::Ptr<FlowOut>> queue_;
+  std::map<std::pair<uint32_t, AttributeId>, std::unique_ptr<Transfer>> transfers_;
+  std::map<ReferenceKey, Waiting> waiting_;
+  std::unordered_map<uint32_t, std::vector<ReferenceKey>> waitingFor_;
+  Out out_{{}};
+  size_t outSize_ = 0;
+  StreamDemuxer* demuxer_ = nullptr;
+  const Entity* applyingEntity_ = nullptr;
+  AttributeId applyingAttribute_ = 0;
+  uint32_t flags_ = 0;
+  uint32_t lastId_ = 0;
+  uint32_t aliases_ = 0;  // numbers beyond the first one of an entity
+};
+
+/// Ids of the runtime's own messages about a carried entity.
+namespace BaseMessage {
+constexpr AttributeId beginCollection = 1;  ///< U16 collection: a whole transfer starts
+constexpr AttributeId endCollection = 2;    ///< U16 collection: what was not mentioned is gone
+}  // namespace BaseMessage
+
+}  // namespace Tovo::NboAttrLog

@@ -1,0 +1,62 @@
+// Where a process keeps its root entities, by path.
+#pragma once
+
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "Pelmo/Ptr.h"
+#include "Tovo/Entity.h"
+#include "Tovo/GenericIf.h"
+
+namespace Tovo {
+
+/// A path that is wrong, or names nothing. `what` says which part and what there is instead.
+class PathException : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Root entities under paths such as "/stp/hw": segments of any characters but '/', '[', ']' and
+/// control characters, each behind a slash. Holds a reference on each root. Roots know the
+/// directory only through it: an entity can be mounted in several.
+class Directory {
+ public:
+  Directory() = default;
+  Directory(const Directory&) = delete;
+  Directory& operator=(const Directory&) = delete;
+  ~Directory();
+
+  /// Throws PathException when the path is wrong or taken, or lies below or above a mounted one;
+  /// nothing has changed then.
+  void mount(std::string_view path, const Pelmo::Ptr<Entity>& entity);
+  /// Null when nothing was mounted there.
+  Pelmo::Ptr<Entity> unmount(std::string_view path);
+
+  /// Creates an entity by the name of its type and mounts it. Its name is the last segment. Throws
+  /// PathException, TypeException for a type that does not exist or is no entity type, and
+  /// NewEntityArgsException; nothing has changed then.
+  Pelmo::Ptr<Entity> newEntity(std::string_view path, std::string_view typeName,
+                               ConstructorArguments arguments = {});
+
+  using Mounts = std::map<std::string, Pelmo::Ptr<Entity>, std::less<>>;
+  const Mounts& mounts() const noexcept { return mounts_; }
+  Entity* mounted(std::string_view path) const noexcept;
+  /// The path at which an entity is mounted, or null.
+  const std::string* mountPath(const Entity& entity) const noexcept;
+
+  /// The directories of the process, for paths in messages.
+  static const Directory* first() noexcept;
+  const Directory* next() const noexcept { return next_; }
+
+ private:
+  void enter() noexcept;
+  void leave() noexcept;
+
+  Mounts mounts_;
+  Directory* next_ = nullptr;
+  bool entered_ = false;
+};
+
+}  // namespace Tovo

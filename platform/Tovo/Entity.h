@@ -1,0 +1,62 @@
+// The base of all entities.
+#pragma once
+
+#include <string>
+
+#include "Pelmo/Ptr.h"
+#include "Pelmo/Publisher.h"
+#include "Pelmo/String.h"
+#include "Tovo/Module.h"
+#include "Tovo/Types.h"
+
+namespace Tovo {
+
+/// A named, counted object whose changes are published. Held through Pelmo::Ptr; its parent, the
+/// owner of the collection that it is in, is a plain pointer, null while it has none.
+///
+///   offset 0   node header
+///         16   publisher
+///         32   name
+class Entity : public Pelmo::ObservableNode {
+ public:
+  ~Entity() override;
+
+  virtual Pelmo::Publisher& publisher() noexcept;
+  /// The record of the module that declares the type.
+  virtual const TovoModule* typeData() const noexcept = 0;
+  /// Called by a collection that takes the entity in or lets it go.
+  virtual void handleParent(const Pelmo::Ptr<Entity>& parent);
+  /// The exact type.
+  virtual TovoTypeBase tovoType() const noexcept = 0;
+
+  /// Empty for the types whose key is a parameter.
+  const Pelmo::String& name() const noexcept { return name_; }
+  /// The name, or the text of the key.
+  Pelmo::String nameString() const;
+  Entity* parent() const noexcept;
+
+ protected:
+  explicit Entity(const Pelmo::String& name) : name_(Pelmo::String::interned(name)) {}
+
+ private:
+  Pelmo::String name_;
+};
+
+/// The entity that a publisher belongs to.
+inline Entity& entityOf(Pelmo::Publisher& publisher) noexcept {
+  return static_cast<Entity&>(static_cast<Pelmo::ObservableNode&>(publisher.node()));
+}
+
+/// Calls visit(Entity& child, Attribute collection) for each owned element.
+template <class Visit>
+void forEachChild(const Entity& entity, const Visit& visit);
+
+/// Where an attribute of an entity is stored; only for stored ones.
+inline void* storage(Entity& entity, Attribute attribute) noexcept {
+  return reinterpret_cast<char*>(&entity) + attribute.descriptor().offset;
+}
+inline const void* storage(const Entity& entity, Attribute attribute) noexcept {
+  return reinterpret_cast<const char*>(&entity) + attribute.descriptor().offset;
+}
+
+}  // namespace Tovo

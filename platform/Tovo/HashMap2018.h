@@ -1,0 +1,164 @@
+// The hash map of collections: insertion order, stable iteration, one pointer wide while empty.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace Tovo {
+
+/// What the runtime can do with the nodes of a map without knowing their type.
+struct HashMap2018VTable {
+  uint32_t (*hash)(const void* key);
+  bool (*keyEqualsNode)(const void* key, const void* node);
+  const void* (*key)(const void* node);
+  const void* (*value)(const void* node);
+  void (*destroy)(void* node) noexcept;
+
+  /// Node says how: static hash(Key), key(node), value(node), destroy(node).
+  template <class Node, class Key>
+  struct Impl {
+    static uint32_t hash(const void* key) { return Node::hash(*static_cast<const Key*>(key)); }
+    static bool keyEqualsNode(const void* key, const void* node) {
+      return Node::key(node) == *static_cast<const Key*>(key);
+    }
+    static const void* key(const void* node) { return &Node::key(node); }
+    static const void* value(const void* node) { return Node::value(node); }
+    static void destroy(void* node) noexcept { Node::destroy(node); }
+    static constexpr HashMap2018VTable table{&hash, &keyEqualsNode, &key, &value, &destroy};
+  };
+};
+
+/// Nodes are opaque pointers that the map owns through the table of the caller. Elements are
+/// visited in the order in which they came in. Inserting and erasing while somebody iterates is
+/// allowed: erased elements are not visited any more, new ones may or may not be.
+///
+/// While empty it is a null pointer; then
+///
+///   table   counts, and pointers to:
+///   order   node pointers in insertion order, null where one was erased
+///   index   open addressing, 8 bytes a slot: hash, place in `order`; none below nine elements
+class HashMap2018 {
+  static constexpr uint32_t nowhere = 0xffffffff;
+  static constexpr uint32_t erased = nowhere - 1;
+  static constexpr uint32_t unindexed = 8;  // so few elements are searched one by one
+
+  struct Slot {
+    uint32_t hash;
+    uint32_t place;  // nowhere while unused, `erased` after use
+  };
+
+  // Counted, so that an iterator can outlive the map.
+  struct Table {
+    void** order;
+    Slot* index;
+    uint32_t users;  // the map and its iterators
+    uint32_t live;
+    uint32_t used;      // places of `order`, erased ones included
+    uint32_t capacity;  // of `order`
+    uint32_t slots;     // of `index`, a power of two; 0: no index
+    uint32_t filled;    // slots in use, erased ones included
+  };
+
+ public:
+  constexpr HashMap2018() noexcept = default;
+  HashMap2018(const HashMap2018&) = delete;
+  HashMap2018& operator=(const HashMap2018&) = delete;
+  /// The nodes must be gone: clear() knows how.
+  ~HashMap2018();
+
+  size_t size() const noexcept { return table_ ? table_->live : 0; }
+  bool empty() const noexcept { return size() == 0; }
+
+  /// The node for which `equal(node)` holds, or null. Allocates nothing.
+  template <class Equal>
+  void* find(uint32_t hash, Equal equal) const {
+    const uint32_t place = findPlace(hash, equal);
+    return place == nowhere ? nullptr : table_->order[place];
+  }
+  void* find(const HashMap2018VTable& ops, const void* key) const {
+    if (empty()) return nullptr;
+    return find(ops.hash(key), [&](const void* node) { return ops.keyEqualsNode(key, node); });
+  }
+
+  /// The caller knows that the node's key is not there. Throws std::bad_alloc or, beyond 2^32 - 16
+  /// elements, std::length_error; then nothing has changed.
+  void insert(const HashMap2018VTable& ops, void* node);
+
+  /// Takes the node of the key out and gives it to the caller; null when it is not there.
+  template <class Equal>
+  void* deleteMemberG(uint32_t hash, Equal equal) noexcept {
+    const uint32_t place = findPlace(hash, equal);
+    return place == nowhere ? nullptr : remove(hash, place);
+  }
+  void* deleteMemberG(const HashMap2018VTable& ops, const void* key) noexcept {
+    if (empty()) return nullptr;
+    return deleteMemberG(ops.hash(key),
+                         [&](const void* node) { return ops.keyEqualsNode(key, node); });
+  }
+
+  /// Destroys every node.
+  void clear(const HashMap2018VTable& ops) noexcept;
+
+  /// A place in the map. It keeps its place through any change, and may outlive the map, where it
+  /// then finds nothing more.
+  class Iterator {
+   public:
+    explicit Iterator(const HashMap2018& map) noexcept;
+    /// Visits nothing that comes in from now on.
+    void endHere() noexcept { end_ = table_ ? table_->used : 0; }
+    Iterator(const Iterator& other) noexcept;
+    Iterator& operator=(Iterator other) noexcept;
+    ~Iterator();
+
+    /// The next node, or null at the end.
+    void* next() noexcept;
+    /// Goes on behind that key's element; false, and at the start, when it is not there.
+    bool moveBehind(const HashMap2018& map, const HashMap2018VTable& ops, const void* key) noexcept;
+
+   private:
+    Table* table_;
+    uint32_t place_ = 0;
+    uint32_t end_ = nowhere;
+  };
+
+ private:
+  template <class Equal>
+  uint32_t findPlace(uint32_t hash, Equal equal) const {
+    const Table* table = table_;
+    if (!table) return nowhere;
+    if (!table->index) {
+      for (uint32_t place = 0; place < table->used; ++place) {
+        if (table->order[place] && equal(table->order[place])) return place;
+      }
+      return nowhere;
+    }
+    for (uint32_t at = hash & (table->slots - 1);; at = (at + 1) & (table->slots - 1)) {
+      const Slot& slot = table->index[at];
+      if (slot.place == nowhere) return nowhere;
+      if (slot.hash == hash && slot.place < table->used && equal(table->order[slot.place])) {
+        return slot.place;
+      }
+    }
+  }
+
+  void* remove(uint32_t hash, uint32_t place) noexcept;
+  void makeRoom(const HashMap2018VTable& ops);
+  void compact() noexcept;
+  static void fillIndex(Table& table, const HashMap2018VTable& ops) noexcept;
+  static void letGo(Table* table) noexcept;
+
+  Table* table_ = nullptr;
+};
+
+using HashMap2018Generic = HashMap2018;
+
+/// The hash of a number, for maps and for HashHelper.
+constexpr uint32_t hashOfNumber(uint64_t number) noexcept {
+  number ^= number >> 32;
+  number *= 0x9fb21c651e98df25ull;
+  number ^= number >> 28;
+  return static_cast<uint32_t>(number ^ (number >> 32));
+}
+
+}  // namespace Tovo

@@ -1,0 +1,187 @@
+#include "Tovo/Module.h"
+
+#include <cstring>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "Tovo/Assert.h"
+#include "Tovo/GenericIf.h"
+#include "Tovo/ValueOps.h"
+
+namespace Tovo {
+
+namespace {
+
+struct Registry {
+  std::vector<const TovoModule*> modules;
+  std::unordered_map<std::string_view, TovoTypeBase> types;
+};
+
+// Never destroyed: other libraries' statics may still look types up at exit.
+Registry& registry() {
+  static Registry* instance = new Registry;
+  return *instance;
+}
+
+struct Primitive {
+  const char* name;
+  const ValueOps* ops;
+};
+
+constexpr Primitive primitives[] = {
+    {"none", nullptr},
+    {"u8", &ValueOpsOf<uint8_t>::table},
+    {"u16", &ValueOpsOf<uint16_t>::table},
+    {"u32", &ValueOpsOf<uint32_t>::table},
+    {"bool", &ValueOpsOf<bool>::table},
+    {"String", &ValueOpsOf<Pelmo::String>::table},
+    {"Seconds", &ValueOpsOf<Seconds>::table},
+};
+
+// Own ids are consecutive but for one gap behind the runtime's ids, or before the views on bits.
+const AttributeDescriptor* ownById(TovoTypeBase type, AttributeId id) noexcept {
+  const std::span<const AttributeDescriptor> own = ownAttributes(type);
+  if (own.empty() || id < own.front().id || id > own.back().id) return nullptr;
+  const size_t fromFront = id - own.front().id;
+  if (fromFront < own.size() && own[fromFront].id == id) return &own[fromFront];
+  const size_t fromBack = own.back().id - id;
+  if (fromBack >= own.size()) return nullptr;
+  const AttributeDescriptor& candidate = own[own.size() - 1 - fromBack];
+  return candidate.id == id ? &candidate : nullptr;
+}
+
+std::string_view recordPart(const TovoModule& module, bool hash) noexcept {
+  std::string_view rest = module.name;
+  rest.remove_prefix(1);
+  rest.remove_suffix(std::strlen("_tovoModule"));
+  const size_t separator = rest.rfind('_');
+  return hash ? rest.substr(separator + 1) : rest.substr(0, separator);
+}
+
+}  // namespace
+
+void tovoModuleIs(const TovoModule* module) {
+  Registry& known = registry();
+  for (const TovoModule* other : known.modules) {
+    if (other == module) return;
+  }
+  known.modules.push_back(module);
+  for (uint32_t index = 0; index < module->typeCount; ++index) {
+    known.types.emplace(module->types[index].name, TovoTypeBase{module, index});
+  }
+}
+
+std::span<const TovoModule* const> tovoModules() noexcept { return registry().modules; }
+
+TovoTypeBase typeByName(std::string_view name) noexcept {
+  const auto& types = registry().types;
+  const auto it = types.find(name);
+  return it == types.end() ? TovoTypeBase{} : it->second;
+}
+
+std::string_view moduleName(const TovoModule& module) noexcept { return recordPart(module, false); }
+std::string_view moduleHash(const TovoModule& module) noexcept { return recordPart(module, true); }
+
+const TypeDescriptor& typeDescriptor(TovoTypeBase type) noexcept {
+  return type.module->types[type.index];
+}
+
+const char* typeName(TovoTypeBase type) noexcept { return typeDescriptor(type).name; }
+
+TovoTypeBase baseType(TovoTypeBase type) noexcept {
+  const TypeCode base = typeDescriptor(type).base;
+  return base == PrimitiveCode::none ? TovoTypeBase{}
+                                     : type.module->referencedTypes[base - PrimitiveCode::count];
+}
+
+bool isDerived(TovoTypeBase type, TovoTypeBase from) noexcept {
+  for (; type; type = baseType(type)) {
+    if (type == from) return true;
+  }
+  return false;
+}
+
+TovoTypeBase Attribute::resolve(TypeCode code) const noexcept {
+  return code < PrimitiveCode::count ? TovoTypeBase{}
+                                     : module_->referencedTypes[code - PrimitiveCode::count];
+}
+
+const char* Attribute::nameOf(TypeCode code) const noexcept {
+  return code < PrimitiveCode::count ? primitives[code].name : Tovo::typeName(resolve(code));
+}
+
+const ValueOps& Attribute::ops() const noexcept {
+  if (const ValueOps* own = detail().ops) return *own;
+  const TypeCode code = descriptor_->type;
+  return code < PrimitiveCode::count ? primitiveOps(code) : *valueOps(resolve(code));
+}
+
+const ValueOps& Attribute::keyOps() const noexcept {
+  const TypeCode code = descriptor_->key;
+  return code < PrimitiveCode::count ? primitiveOps(code) : *valueOps(resolve(code));
+}
+
+std::span<const AttributeDescriptor> ownAttributes(TovoTypeBase type) noexcept {
+  const TypeDescriptor& descriptor = typeDescriptor(type);
+  return {type.module->attributes + descriptor.firstAttribute, descriptor.attributeCount};
+}
+
+Attribute attributeById(TovoTypeBase type, AttributeId id) noexcept {
+  for (; type; type = baseType(type)) {
+    if (const AttributeDescriptor* own = ownById(type, id)) return {*type.module, *own};
+  }
+  return {};
+}
+
+Attribute attributeByName(TovoTypeBase type, std::string_view name) noexcept {
+  for (; type; type = baseType(type)) {
+    for (const AttributeDescriptor& own : ownAttributes(type)) {
+      const Attribute attribute(*type.module, own);
+      if (attribute.name() == name) return attribute;
+    }
+  }
+  return {};
+}
+
+uint32_t attributeTotal(TovoTypeBase type) noexcept {
+  uint32_t total = 0;
+  for (; type; type = baseType(type)) total += typeDescriptor(type).attributeCount;
+  return total;
+}
+
+uint32_t attributeOrdinal(TovoTypeBase type, AttributeId id) noexcept {
+  for (; type; type = baseType(type)) {
+    if (const AttributeDescriptor* own = ownById(type, id)) {
+      const TovoTypeBase base = baseType(type);
+      return (base ? attributeTotal(base) : 0) +
+             static_cast<uint32_t>(own - ownAttributes(type).data());
+    }
+  }
+  return 0;
+}
+
+Attribute attributeAt(TovoTypeBase type, uint32_t ordinal) noexcept {
+  while (const TovoTypeBase base = baseType(type)) {
+    const uint32_t below = attributeTotal(base);
+    if (ordinal >= below) {
+      return {*type.module, ownAttributes(type)[ordinal - below]};
+    }
+    type = base;
+  }
+  return {*type.module, ownAttributes(type)[ordinal]};
+}
+
+const ValueOps* valueOps(TovoTypeBase type) noexcept {
+  if (typeDescriptor(type).kind == TypeKind::entity) return nullptr;
+  return static_cast<const ValueOps*>(genericIf(type).runtimeData);
+}
+
+const ValueOps& primitiveOps(TypeCode code) noexcept { return *primitives[code].ops; }
+
+const EntityHooks* entityHooks(TovoTypeBase type) noexcept {
+  if (typeDescriptor(type).kind != TypeKind::entity) return nullptr;
+  return static_cast<const EntityHooks*>(genericIf(type).runtimeData);
+}
+
+}  // namespace Tovo

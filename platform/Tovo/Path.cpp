@@ -1,0 +1,192 @@
+#include "Tovo/Path.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "Tovo/Collection.h"
+#include "Tovo/Exceptions.h"
+#include "Tovo/Inspect.h"
+#include "Tovo/ValueOps.h"
+
+namespace Tovo {
+
+namespace {
+
+std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+
+// Splits the part of a path below a mount into names and keys.
+class Steps {
+ public:
+  explicit Steps(std::string_view rest) : rest_(rest) {}
+
+  bool done() const noexcept { return rest_.empty() || rest_ == "/"; }
+
+  std::string name() {
+    if (rest_.front() != '/') {
+      throw PathException("a path goes on with a slash before " + quoted(rest_));
+    }
+    rest_.remove_prefix(1);
+    return take(rest_.find_first_of("/["));
+  }
+
+  /// The key behind a collection's name, if there is one.
+  bool key(std::string& out) {
+    if (done()) return false;
+    if (rest_.front() != '[') {
+      rest_.remove_prefix(1);
+      out = take(rest_.find('/'));
+      return true;
+    }
+    out.clear();
+    for (size_t at = 1; at < rest_.size(); ++at) {
+      if (rest_[at] == '\\' && at + 1 < rest_.size()) {
+        out += rest_[++at];
+      } else if (rest_[at] == ']') {
+        rest_.remove_prefix(at + 1);
+        return true;
+      } else {
+        out += rest_[at];
+      }
+    }
+    throw PathException("the bracket of " + quoted(rest_) + " is not closed");
+  }
+
+ private:
+  std::string take(size_t length) {
+    std::string part(rest_.substr(0, length));
+    rest_.remove_prefix(part.size());
+    return part;
+  }
+
+  std::string_view rest_;
+};
+
+const std::string& findMount(const Directory& directory, std::string_view path) {
+  for (const auto& [mounted, entity] : directory.mounts()) {
+    if (path == mounted || (path.starts_with(mounted) &&
+                            (path[mounted.size()] == '/' || path[mounted.size()] == '['))) {
+      return mounted;
+    }
+  }
+  std::string known;
+  for (const auto& [mounted, entity] : directory.mounts()) {
+    known += known.empty() ? "mounted: " : ", ";
+    known += mounted;
+  }
+  throw PathException("nothing is mounted at " + quoted(path) + "; " +
+                      (known.empty() ? "nothing is mounted at all" : known));
+}
+
+Attribute needAttribute(const Entity& entity, const std::string& name) {
+  const Attribute attribute = attributeByName(entity.tovoType(), name);
+  if (attribute) return attribute;
+  std::string names;
+  forEachAttribute(entity.tovoType(), [&](Attribute known) {
+    if (known.kind() == AttributeKind::constant) return;
+    names += names.empty() ? "" : ", ";
+    names += known.name();
+  });
+  throw PathException(pathOf(entity) + " (" + typeName(entity.tovoType()) + ") has no " +
+                      quoted(name) + "; it has " + names);
+}
+
+std::string someKeys(const Entity& owner, Attribute collection) {
+  constexpr size_t shownKeys = 8;
+  std::string keys;
+  size_t shown = 0;
+  forEachElement(owner, collection, [&](const void* key, const void*) {
+    if (++shown > shownKeys) return;
+    keys += shown == 1 ? "" : ", ";
+    keys += shown == shownKeys ? "..." : plainText(collection.keyOps(), key);
+  });
+  return keys.empty() ? "it is empty" : "it has " + keys;
+}
+
+PathTarget resolve(const Directory& directory, std::string_view path, bool newElement) {
+  const std::string& mounted = findMount(directory, path);
+  PathTarget target{Pelmo::Ptr<Entity>(directory.mounted(mounted)), {}, {}, false};
+  Steps steps(path.substr(mounted.size()));
+  while (!steps.done()) {
+    const Attribute attribute = needAttribute(*target.entity, steps.name());
+    std::string key;
+    const bool hasKey = attribute.isCollection() && steps.key(key);
+    const bool owning = attribute.kind() == AttributeKind::ownCollection;
+    if (!owning || !hasKey || (newElement && steps.done())) {
+      if (!steps.done()) {
+        throw PathException(pathOf(*target.entity, attribute.name()) + " has nothing below it in " +
+                            quoted(path));
+      }
+      target.attribute = attribute;
+      target.keyText = std::move(key);
+      target.hasKey = hasKey;
+      return target;
+    }
+    const void* element = findElement(*target.entity, attribute, key);
+    if (!element) {
+      throw PathException(pathOf(*target.entity, attribute.name()) + " has no element " +
+                          quoted(key) + "; " + someKeys(*target.entity, attribute));
+    }
+    target.entity = Pelmo::Ptr<Entity>(elementEntity(element));
+  }
+  return target;
+}
+
+}  // namespace
+
+PathTarget resolvePath(const Directory& directory, std::string_view path) {
+  return resolve(directory, path, false);
+}
+
+PathTarget resolveNewElement(const Directory& directory, std::string_view path) {
+  PathTarget target = resolve(directory, path, true);
+  if (!target.attribute || !target.hasKey) {
+    throw PathException(quoted(path) + " names no element of a collection");
+  }
+  return target;
+}
+
+std::string pathOf(const Entity& entity) {
+  const Entity* above = entity.parent();
+  if (!above) {
+    for (const Directory* directory = Directory::first(); directory;
+         directory = directory->next()) {
+      if (const std::string* mounted = directory->mountPath(entity)) return *mounted;
+    }
+    return "(" + std::string(typeName(entity.tovoType())) + " " +
+           std::string(entity.nameString().view()) + ")";
+  }
+  std::string path = pathOf(*above);
+  forEachAttribute(above->tovoType(), [&](Attribute collection) {
+    if (collection.kind() != AttributeKind::ownCollection ||
+        !isDerived(entity.tovoType(), collection.type())) {
+      return;
+    }
+    const Attribute keyed = keyParameter(entity.tovoType());
+    const void* key = keyed ? storage(entity, keyed) : &entity.name();
+    if (collectionFind(*above, collection, key) != static_cast<const void*>(&entity)) return;
+    path.append("/").append(collection.name());
+    appendKey(path, entity.nameString());
+  });
+  return path;
+}
+
+std::string pathOf(const Entity& entity, std::string_view attribute) {
+  return pathOf(entity).append("/").append(attribute);
+}
+
+void appendKey(std::string& path, std::string_view key) {
+  const bool plain = !key.empty() && key.front() != ' ' && key.back() != ' ' &&
+                     key.find_first_of("/[]\\") == std::string_view::npos;
+  if (plain) {
+    path.append("/").append(key);
+    return;
+  }
+  path += '[';
+  for (const char c : key) {
+    if (c == ']' || c == '\\') path += '\\';
+    path += c;
+  }
+  path += ']';
+}
+
+}  // namespace Tovo

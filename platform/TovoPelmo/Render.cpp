@@ -1,0 +1,106 @@
+#include "TovoPelmo/Render.h"
+
+#include "Tovo/Exceptions.h"
+#include "Tovo/GenericIf.h"
+#include "Tovo/ValueReflection.h"
+
+namespace TovoPelmo {
+
+namespace {
+
+using Tovo::Attribute;
+using Tovo::AttributeDescriptor;
+using Tovo::AttributeKind;
+
+size_t fieldCount(Tovo::TovoTypeBase type) noexcept {
+  size_t count = 0;
+  for (const AttributeDescriptor& own : Tovo::ownAttributes(type)) {
+    if (own.kind == AttributeKind::field) ++count;
+  }
+  return count;
+}
+
+void* fieldOf(void* value, const AttributeDescriptor& field) noexcept {
+  return static_cast<char*>(value) + field.offset;
+}
+
+void parseField(Tovo::CharRange& text, Attribute field, void* value) {
+  Tovo::ValueBuffer parsed(field.ops());
+  try {
+    parsed.parse(text);
+  } catch (const Tovo::RangeException& error) {
+    Tovo::rethrowFromDeserializeAttr(error, field.name());
+  }
+  Tovo::checkRange(field, parsed.get());
+  field.ops().assign(fieldOf(value, field.descriptor()), parsed.get());
+}
+
+}  // namespace
+
+namespace Impl {
+
+Pelmo::String valueToStrep(const Tovo::TovoModule* module, uint32_t index, const void* value) {
+  std::string out;
+  appendValue(out, {module, index}, value);
+  return Pelmo::String(out);
+}
+
+}  // namespace Impl
+
+void appendValue(std::string& out, Tovo::TovoTypeBase type, const void* value) {
+  const bool isUnion = Tovo::typeDescriptor(type).kind == Tovo::TypeKind::unionValue;
+  const bool bare = !isUnion && fieldCount(type) == 1;
+  if (!bare) out.append("Value('").append(Tovo::typeName(type)).append("'");
+  for (const AttributeDescriptor& own : Tovo::ownAttributes(type)) {
+    const Attribute attribute(*type.module, own);
+    if (own.kind == AttributeKind::field) {
+      if (!bare) out.append(", ").append(attribute.name()).append("=");
+      attribute.ops().print(out, fieldOf(const_cast<void*>(value), own));
+    } else if (own.kind == AttributeKind::alternative) {
+      Tovo::ValueBuffer held(attribute.ops());
+      held.constructDefault();
+      const Pelmo::FieldDescriptor field = attribute.field();
+      if (Tovo::valueAttributeOp(type, held.get(), const_cast<void*>(value), &field,
+                                 Tovo::OperationCode::get, nullptr,
+                                 nullptr) != Tovo::ResultCode::done) {
+        continue;
+      }
+      out.append(", ").append(attribute.name()).append("=");
+      attribute.ops().print(out, held.get());
+    }
+  }
+  if (!bare) out += ')';
+}
+
+void parseValue(Tovo::CharRange& text, Tovo::TovoTypeBase type, void* value) {
+  const size_t fields = fieldCount(type);
+  if (fields == 0) {
+    text.expect("Value('");
+    text.expect(Tovo::typeName(type));
+    text.expect("')");
+    return;
+  }
+  const auto forEachField = [&](const auto& visit) {
+    bool first = true;
+    for (const AttributeDescriptor& own : Tovo::ownAttributes(type)) {
+      if (own.kind != AttributeKind::field) continue;
+      visit(Attribute(*type.module, own), first);
+      first = false;
+    }
+  };
+  if (fields == 1) {
+    forEachField([&](Attribute field, bool) { parseField(text, field, value); });
+    return;
+  }
+  const Tovo::DesAttrPost post(text);
+  forEachField([&](Attribute field, bool first) {
+    if (first) {
+      Tovo::needPre(text, Tovo::typeName(type), field.name());
+    } else {
+      Tovo::needSep(text, field.name());
+    }
+    parseField(text, field, value);
+  });
+}
+
+}  // namespace TovoPelmo
