@@ -22,6 +22,12 @@ constexpr std::strong_ordering order(const T& a, const T& b) {
   }
 }
 
+/// True at once for the same object.
+template <class T>
+bool isEq(const void* a, const void* b) {
+  return a == b || *static_cast<const T*>(a) == *static_cast<const T*>(b);
+}
+
 /// Prints without regard to the stream's base, fill and locale.
 template <class T>
 std::ostream& print(std::ostream& os, const T& value) {

@@ -124,6 +124,11 @@ std::string storageType(const Member& member, const std::string& nameSpace) {
   }
 }
 
+std::string ownStorageType(const Member& member, const std::string& nameSpace) {
+  if (member.kind != MemberKind::list) return storageType(member, nameSpace);
+  return "Pelmo::BasicVector<" + cppType(member.type, nameSpace) + ", " + elementTag(member) + ">";
+}
+
 bool passedByValue(const TypeUse& use) {
   if (use.optional || use.type->isEnumeration()) return true;
   if (use.type->kind == TypeKind::string) return false;

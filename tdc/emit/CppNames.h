@@ -18,6 +18,8 @@ std::string typeName(const Type& type, const std::string& nameSpace);
 std::string cppType(const TypeUse& use, const std::string& nameSpace);
 /// What a member's storage is, lists and pointers included.
 std::string storageType(const Member& member, const std::string& nameSpace);
+/// The same inside the member's own class.
+std::string ownStorageType(const Member& member, const std::string& nameSpace);
 /// By value for what fits a register, else by reference.
 bool passedByValue(const TypeUse& use);
 std::string parameterType(const TypeUse& use, const std::string& nameSpace);

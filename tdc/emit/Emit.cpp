@@ -130,8 +130,9 @@ void emitSourceStart(Writer& out, const Module& module) {
   out.line("#include <cstddef>");
   out.line("#include <ostream>");
   out.line();
-  std::set<std::string> headers = {"Tovo/Assert.h",  "Tovo/EnumType.h",  "Tovo/ValueReflection.h",
-                                   "frame/Access.h", "frame/Entities.h", "frame/Registration.h"};
+  std::set<std::string> headers = {"Tovo/Assert.h",        "Tovo/ValueReflection.h",
+                                   "frame/Access.h",       "frame/Entities.h",
+                                   "frame/Enumerations.h", "frame/Registration.h"};
   const auto external = [&](const Type* type) {
     if (!type || !type->isExternal()) return;
     const std::string header = type->header;
@@ -196,6 +197,8 @@ Output emit(const Module& module) {
   namespaces.leave();
   emitTypeOf(out, module);
   emitTables(out.source, module);
+  out.header.trim();
+  out.source.trim();
   return out;
 }
 

@@ -58,10 +58,10 @@ class EntityClass {
   }
 
   void define(Writer& out) const {
-    out.line("Tovo::AllocTrackTypeInfo " + type_.name + "::memAllocationTracker_(" +
+    out.code("Tovo::AllocTrackTypeInfo " + type_.name + "::memAllocationTracker_(" +
              literal(type_.qualifiedName) + ");");
     if (ownsFlow(type_)) {
-      out.line("Tovo::AllocTrackTypeInfo " + type_.name + "::FlowOut::memAllocationTracker_(" +
+      out.code("Tovo::AllocTrackTypeInfo " + type_.name + "::FlowOut::memAllocationTracker_(" +
                literal(type_.qualifiedName + "::FlowOut") + ");");
     }
     out.line();
@@ -75,11 +75,14 @@ class EntityClass {
     for (const Member& member : type_.members) {
       if (member.kind != MemberKind::own) continue;
       const std::string key = keyType(member);
-      out.line("inline const " + key + "& " + type_.name + "::" + keyFunktorName(member) +
-               "::operator()(const " + typeName(*member.type.type, space_) +
-               "& element) const noexcept {");
-      out.line("  return element." + (member.keyMember ? member.keyMember->name : "name") + "();");
-      out.line("}");
+      Function functor;
+      functor.result = "inline const " + key + "&";
+      functor.name = type_.name + "::" + keyFunktorName(member) + "::operator()";
+      functor.parameters = {"const " + typeName(*member.type.type, space_) + "& element"};
+      functor.suffix = "const noexcept";
+      functor.body = {"return element." + (member.keyMember ? member.keyMember->name : "name") +
+                      "();"};
+      printDeclaration(out, functor);
       out.line();
     }
   }
@@ -126,14 +129,14 @@ class EntityClass {
     constructor.parameters = parameters;
     const std::string key = type_.keyMember() ? "Pelmo::String()" : "name";
     if (type_.base) {
-      constructor.initializers =
-          typeName(*type_.base, space_) + "(" + joined(constructorArguments(*type_.base)) + ")";
+      constructor.initializers = {typeName(*type_.base, space_) + "(" +
+                                  joined(constructorArguments(*type_.base)) + ")"};
     } else {
-      constructor.initializers = "Tovo::Entity(" + key + ")";
+      constructor.initializers = {"Tovo::Entity(" + key + ")"};
     }
     for (const Member& member : type_.members) {
       if (member.kind == MemberKind::parameter || member.kind == MemberKind::key) {
-        constructor.initializers += ", " + storageName(member) + "(" + member.name + ")";
+        constructor.initializers.push_back(storageName(member) + "(" + member.name + ")");
       }
     }
     for (const Type* level = &type_; level;
@@ -232,11 +235,6 @@ class EntityClass {
       set.body = {"Frame::rangedAttributeIs<" + boundExpression(member.range->low) + ", " +
                   boundExpression(member.range->high) + ">(*this, " + stored + ", value, " + id +
                   ", " + member.name + "Range);"};
-      constexpr size_t fitting = 90;
-      if (set.body.front().size() > fitting) {
-        const size_t cut = set.body.front().find(">(*this") + 2;
-        set.body = {set.body.front().substr(0, cut), "    " + set.body.front().substr(cut)};
-      }
     } else {
       set.body = {"Frame::attributeIs(*this, " + stored + ", value, " + id + ");"};
     }
@@ -455,14 +453,13 @@ class EntityClass {
       if (!member.isConstant()) continue;
       any = true;
       out.doc(documentation(member));
-      out.line("static constexpr " + cppType(member.type, space_) + " " + member.name + " = " +
-               initialValue(member, space_) + ";");
+      out.assignment("static constexpr " + cppType(member.type, space_) + " " + member.name,
+                     initialValue(member, space_));
     }
     for (const Member& member : type_.members) {
       if (!member.range) continue;
       any = true;
-      out.line("static constexpr char " + member.name + "Range[] =");
-      out.line("    " + literal(rangeMessage(member)) + ";");
+      declareRangeMessage(out, member);
     }
     if (any) out.line();
   }
@@ -492,22 +489,36 @@ class EntityClass {
           break;
         default:
           out.line("struct " + keyFunktorName(member) + " {");
-          out.line("  " + key + " operator()(const " + element + "& value) const {");
-          out.line("    return value." + member.keyMember->name + "();");
-          out.line("  }");
+          out.line("  " + key + " operator()(const " + element + "& value) const { return value." +
+                   member.keyMember->name + "(); }");
           out.line("};");
           node = "SelfKeyedNode<" + nodeName(member) + ", " + element + ", " + key + ", " +
                  keyFunktorName(member) + ">";
       }
-      out.line("class " + nodeName(member) + " : public Frame::" + node + " {");
-      if (member.kind != MemberKind::own) {
-        out.line(" public:");
-        const std::string base = node.substr(0, node.find('<'));
-        out.line("  using " + base + "::" + base + ";");
-      }
-      out.line("};");
+      declareNode(out, member, node);
     }
     if (any) out.line();
+  }
+
+  static void declareNode(Writer& out, const Member& member, const std::string& base) {
+    const bool empty = member.kind == MemberKind::own;
+    const std::string end = empty ? " {};" : " {";
+    const std::string head = "class " + nodeName(member);
+    const std::string derived = ": public Frame::" + base + end;
+    if (out.indentation() + head.size() + 1 + derived.size() <= Writer::width) {
+      out.line(head + " " + derived);
+    } else {
+      out.line(head);
+      constexpr size_t continuation = 4;
+      const bool fits = out.indentation() + continuation + derived.size() <= Writer::width;
+      out.line("    " + (fits ? derived : derived.substr(0, derived.size() - 2)));
+      if (!fits) out.line("};");
+    }
+    if (empty) return;
+    const std::string name = base.substr(0, base.find('<'));
+    out.line(" public:");
+    out.line("  using " + name + "::" + name + ";");
+    out.line("};");
   }
 
   void declareFlow(Writer& out) const {
@@ -519,9 +530,15 @@ class EntityClass {
     out.line("class TDL_EXPORT FlowOut : public " + base + " {");
     out.line(" public:");
     out.line("  using " + base + "::FlowOut;");
-    out.line("  static Tovo::TovoTypeBase tovoStaticType() noexcept {");
-    out.line("    return " + type_.name + "::tovoStaticType();");
-    out.line("  }");
+    out.indent();
+    Function identity;
+    identity.prefix = "static";
+    identity.result = "Tovo::TovoTypeBase";
+    identity.name = "tovoStaticType";
+    identity.suffix = "noexcept";
+    identity.body = {"return " + type_.name + "::tovoStaticType();"};
+    printDeclaration(out, identity);
+    out.outdent();
     out.line("  TOVO_SLAB_ALLOCATED;");
     out.line("};");
     out.line();
@@ -533,8 +550,7 @@ class EntityClass {
       if (member->kind == MemberKind::attribute || member->kind == MemberKind::counter) {
         initial = initialValue(*member, space_);
       }
-      out.line(storageType(*member, space_) + " " + storageName(*member) +
-               (initial.empty() ? "" : " = " + initial) + ";");
+      out.assignment(storageType(*member, space_) + " " + storageName(*member), initial);
     }
   }
 

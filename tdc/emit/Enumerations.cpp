@@ -8,8 +8,6 @@ namespace {
 
 std::string number(const Type& type) { return type.width == 1 ? "unsigned" : "int"; }
 
-std::string typeOf(const Type& type) { return "Tovo::TypeOf<" + type.qualifiedName + ">::type()"; }
-
 // From inside the namespace: "PortRole", or "RstpBpduFlags::PortRole".
 std::string local(const Type& type) { return typeName(type, type.nameSpace); }
 
@@ -21,14 +19,12 @@ std::vector<Function> instanceFunctions(const Type& type) {
   byNumber.result = type.enclosing ? type.name : local(type);
   byNumber.name = type.name + "Instance";
   byNumber.parameters = {number(type) + " number"};
-  byNumber.body = {"return static_cast<" + local(type) + ">(Tovo::EnumType::instance(number, " +
-                   typeOf(type) + "));"};
+  byNumber.body = {"return Frame::literalOf<" + local(type) + ">(number);"};
   byNumber.place = Function::Place::source;
   Function byName = byNumber;
   byName.doc.clear();
   byName.parameters = {"const Pelmo::String& name"};
-  byName.body = {"return static_cast<" + local(type) + ">(Tovo::EnumType::instance(name, " +
-                 typeOf(type) + "));"};
+  byName.body = {"return Frame::literalOf<" + local(type) + ">(name);"};
   return {byNumber, byName};
 }
 
@@ -39,8 +35,7 @@ std::vector<Function> freeFunctions(const Type& type) {
   text.result = "Pelmo::String";
   text.name = "stringValue";
   text.parameters = {local(type) + " value"};
-  text.body = {"return Tovo::EnumType::stringValue(static_cast<int64_t>(value), " + typeOf(type) +
-               ");"};
+  text.body = {"return Frame::literalName(value);"};
   text.place = Function::Place::source;
 
   Function parse = text;
@@ -48,16 +43,14 @@ std::vector<Function> freeFunctions(const Type& type) {
   parse.result = "void";
   parse.name = "sequenceToValue";
   parse.parameters = {"Tovo::CharRange& text", local(type) + "* value"};
-  parse.body = {"*value = static_cast<" + local(type) + ">(Tovo::EnumType::sequenceToValue(text, " +
-                typeOf(type) + "));"};
+  parse.body = {"Frame::parseLiteral(text, value);"};
 
   Function print = text;
   print.doc = "The literal's name, or the number where it has none.";
   print.result = "std::ostream&";
   print.name = "operator<<";
   print.parameters = {"std::ostream& os", "const " + local(type) + "& value"};
-  print.body = {"return Tovo::EnumType::operatorLessLess(os, static_cast<int64_t>(value), " +
-                typeOf(type) + ");"};
+  print.body = {"return Frame::printLiteral(os, value);"};
   return {text, parse, print};
 }
 

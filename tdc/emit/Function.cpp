@@ -24,27 +24,53 @@ std::string flat(const std::string& head, const Function& function, const std::s
   return text + tail(function, end);
 }
 
+std::string joined(const std::vector<std::string>& items) {
+  std::string text;
+  for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
+  return text;
+}
+
+// Initializers stand behind the signature, else all on the next line, else one a line.
+void printInitializers(Writer& out, const Function& function, const std::string& head,
+                       const std::string& opened) {
+  out.list(head, function.parameters, tail(function, ""));
+  const std::string all = "    : " + joined(function.initializers) + opened;
+  if (out.indentation() + all.size() <= Writer::width) {
+    out.line(all);
+    return;
+  }
+  for (size_t i = 0; i < function.initializers.size(); ++i) {
+    const bool last = i + 1 == function.initializers.size();
+    out.line((i == 0 ? "    : " : "      ") + function.initializers[i] + (last ? opened : ","));
+  }
+}
+
 void printBody(Writer& out, const Function& function, const std::string& head) {
   const std::string initializers =
-      function.initializers.empty() ? "" : " : " + function.initializers;
+      function.initializers.empty() ? "" : " : " + joined(function.initializers);
+  const auto fits = [&](const std::string& text) {
+    return out.indentation() + text.size() <= Writer::width;
+  };
   if (function.body.size() <= 1) {
     const std::string body = function.body.empty() ? " {}" : " { " + function.body.front() + " }";
     const std::string whole = flat(head, function, initializers + body);
-    if (out.indentation() + whole.size() <= Writer::width) {
+    if (fits(whole)) {
       out.line(whole);
       return;
     }
   }
   const std::string opened = function.body.empty() ? " {}" : " {";
-  if (initializers.empty()) {
+  const std::string oneLine = flat(head, function, initializers + opened);
+  if (fits(oneLine)) {
+    out.line(oneLine);
+  } else if (initializers.empty()) {
     out.list(head, function.parameters, tail(function, opened));
   } else {
-    out.list(head, function.parameters, tail(function, ""));
-    out.line("   " + initializers + opened);
+    printInitializers(out, function, head, opened);
   }
   if (function.body.empty()) return;
   out.indent();
-  for (const std::string& line : function.body) out.line(line);
+  for (const std::string& line : function.body) out.code(line);
   out.outdent();
   out.line("}");
 }

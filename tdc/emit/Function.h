@@ -17,7 +17,7 @@ struct Function {
   std::vector<std::string> parameters;
   std::string suffix;     ///< "const noexcept", ...
   std::string override_;  ///< "override", in the declaration only
-  std::string initializers;
+  std::vector<std::string> initializers;
   std::vector<std::string> body;
   enum class Place {
     header,  ///< defined where it is declared

@@ -47,6 +47,8 @@ class Tables {
 
   void emit() {
     const std::string tables = tablesName(module_);
+    out_.line("// One row an item, to be laid beside the description.");
+    out_.line("// clang-format off");
     out_.line("#pragma GCC diagnostic push");
     out_.line("#pragma GCC diagnostic ignored \"-Winvalid-offsetof\"");
     out_.line();
@@ -66,6 +68,7 @@ class Tables {
     out_.line("};");
     out_.line();
     out_.line("#pragma GCC diagnostic pop");
+    out_.line("// clang-format on");
     out_.line();
     emitRecord(tables);
   }
@@ -533,7 +536,7 @@ class Tables {
          {scope + "types", scope + "attributes", scope + "details", scope + "typeNames",
           scope + "attributeNames", references, scope + "entries",
           std::to_string(module_.types.size()), literal(record)}) {
-      out_.line(part + ",");
+      out_.line("  " + part + ",");
     }
     out_.outdent();
     out_.line("};");
@@ -542,8 +545,9 @@ class Tables {
     out_.line();
     out_.line("// Modules register in the order of their numbers, whatever the order of linking.");
     constexpr unsigned firstPriority = 1000;
-    out_.line("[[gnu::init_priority(" + std::to_string(firstPriority + module_.order) +
-              ")]] const Frame::Registration registration(" + record + ");");
+    out_.list("[[gnu::init_priority(" + std::to_string(firstPriority + module_.order) +
+                  ")]] const Frame::Registration registration(",
+              {record}, ");");
     out_.line();
     out_.line("}  // namespace");
   }

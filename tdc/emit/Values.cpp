@@ -113,8 +113,7 @@ class ValueClass {
       bool checked = false;
       for (const Member* field : fields) {
         fromFields.parameters.push_back(parameterType(field->type, space_) + " " + field->name);
-        if (!fromFields.initializers.empty()) fromFields.initializers += ", ";
-        fromFields.initializers += storageName(*field) + "(" + field->name + ")";
+        fromFields.initializers.push_back(storageName(*field) + "(" + field->name + ")");
         if (!field->range) continue;
         checked = true;
         fromFields.body.push_back(rangeCall(*field, "Frame::checkRange", field->name));
@@ -143,13 +142,12 @@ class ValueClass {
       fromLog.body = unionReader();
       fromLog.place = Place::source;
     } else if (type_.encodedSize) {
-      fromLog.initializers = type_.name + "(in->next<" + type_.name + ">())";
+      fromLog.initializers = {type_.name + "(in->next<" + type_.name + ">())"};
     } else {
       fromLog.place = Place::source;
       for (const Member* field : storedFields(type_)) {
-        if (!fromLog.initializers.empty()) fromLog.initializers += ", ";
-        fromLog.initializers +=
-            storageName(*field) + "(" + logForm(*field, space_) + "::read(*in))";
+        fromLog.initializers.push_back(storageName(*field) + "(" + logForm(*field, space_) +
+                                       "::read(*in))");
       }
     }
     if (storedFields(type_).empty() && !isUnion()) {
@@ -240,7 +238,7 @@ class ValueClass {
   }
 
   void addList(const Member& member) {
-    const std::string list = storageType(member, space_);
+    const std::string list = ownStorageType(member, space_);
     const std::string element = parameterType(member.type, space_);
     const std::string stored = storageName(member);
     const auto function = [&](const std::string& doc, const std::string& result,
@@ -391,8 +389,7 @@ class ValueClass {
     equal.result = "bool";
     equal.name = "isEq";
     equal.parameters = {"const void* a", "const void* b"};
-    equal.body = {"return a == b ||", "       *static_cast<const " + type_.name +
-                                          "*>(a) == *static_cast<const " + type_.name + "*>(b);"};
+    equal.body = {"return Frame::isEq<" + type_.name + ">(a, b);"};
     equal.place = Place::source;
     add(equal);
 
@@ -522,15 +519,14 @@ class ValueClass {
       if (member.type.type->kind == TypeKind::string) {
         out.line("static const Pelmo::String " + member.name + ";");
       } else {
-        out.line("static constexpr " + cppType(member.type, space_) + " " + member.name + " = " +
-                 initialValue(member, space_) + ";");
+        out.assignment("static constexpr " + cppType(member.type, space_) + " " + member.name,
+                       initialValue(member, space_));
       }
     }
     for (const Member& member : type_.members) {
       if (!member.range) continue;
       out.line();
-      out.line("static constexpr char " + member.name + "Range[] =");
-      out.line("    " + literal(rangeMessage(member)) + ";");
+      declareRangeMessage(out, member);
     }
   }
 
@@ -547,11 +543,11 @@ class ValueClass {
       out.line("}");
       return;
     }
-    if (type_.handOrder) {
-      out.line("friend std::strong_ordering operator<=>" + pair + " noexcept;");
-      return;
-    }
-    out.line("friend std::strong_ordering operator<=>" + pair + " noexcept {");
+    const std::string head = "friend std::strong_ordering operator<=>(";
+    const std::vector<std::string> parameters = {"const " + type_.name + "& a",
+                                                 "const " + type_.name + "& b"};
+    out.list(head, parameters, type_.handOrder ? ") noexcept;" : ") noexcept {");
+    if (type_.handOrder) return;
     out.indent();
     if (isUnion()) {
       out.line("return a.held_ <=> b.held_;");
@@ -563,7 +559,7 @@ class ValueClass {
         if (i + 1 == fields.size()) {
           out.line("return " + order + ";");
         } else {
-          out.line("if (const auto order = " + order + "; order != 0) return order;");
+          out.line("if (const auto by = " + order + "; by != 0) return by;");
         }
       }
     }
@@ -585,8 +581,7 @@ class ValueClass {
     for (const Member* field : storedFields(type_)) {
       const std::string initial =
           field->kind == MemberKind::list ? "" : initialValue(*field, space_);
-      out.line(storageType(*field, space_) + " " + storageName(*field) +
-               (initial.empty() ? "" : " = " + initial) + ";");
+      out.assignment(ownStorageType(*field, space_) + " " + storageName(*field), initial);
     }
   }
 
@@ -608,6 +603,17 @@ void emitValue(Output& out, const Type& type) {
                     literal(member.initial.text) + ");");
     out.source.line();
   }
+}
+
+void declareRangeMessage(Writer& out, const Member& member) {
+  const std::string name = "static constexpr char " + member.name + "Range[] =";
+  const std::string text = literal(rangeMessage(member));
+  if (out.indentation() + name.size() + 1 + text.size() + 1 <= Writer::width) {
+    out.line(name + " " + text + ";");
+    return;
+  }
+  out.line(name);
+  out.text(rangeMessage(member), ";");
 }
 
 void emitScope(Output& out, const Type& type) {

@@ -12,12 +12,61 @@ void Writer::line(std::string_view text) {
   text_.append(indentation_, ' ').append(text) += '\n';
 }
 
+void Writer::code(std::string_view statement) {
+  const size_t open = statement.find('(');
+  if (indentation_ + statement.size() <= width || open == std::string_view::npos) {
+    line(statement);
+    return;
+  }
+  std::vector<std::string> items;
+  size_t start = open + 1;
+  int depth = 0;
+  size_t at = start;
+  for (; at < statement.size() && depth >= 0; ++at) {
+    const char c = statement[at];
+    if (c == '(' || c == '{') ++depth;
+    if (c == ')' || c == '}') --depth;
+    if (c == ',' && depth == 0) {
+      items.emplace_back(statement.substr(start, at - start));
+      start = at + 2;
+    }
+  }
+  items.emplace_back(statement.substr(start, at - 1 - start));
+  const std::string_view head = statement.substr(0, open + 1);
+  const std::string_view tail = statement.substr(at - 1);
+  list(head, items, tail);
+}
+
+void Writer::assignment(std::string_view name, std::string_view value) {
+  if (value.empty()) {
+    line(std::string(name) + ";");
+    return;
+  }
+  const std::string whole = std::string(name) + " = " + std::string(value) + ";";
+  if (indentation_ + whole.size() <= width) {
+    line(whole);
+  } else {
+    line(std::string(name) + " =");
+    line("    " + std::string(value) + ";");
+  }
+}
+
 void Writer::doc(std::string_view text) {
   for (const std::string& part : wrapped(text, width - indentation_ - 4)) line("/// " + part);
 }
 
 void Writer::list(std::string_view head, const std::vector<std::string>& items,
                   std::string_view tail) {
+  constexpr std::string_view continuationIndent = "    ";
+  const bool aligned = std::all_of(items.begin(), items.end(), [&](const std::string& item) {
+    const size_t end = &item == &items.back() ? tail.size() : 1;
+    return indentation_ + head.size() + item.size() + end <= width;
+  });
+  if (!aligned && head != continuationIndent) {
+    line(head);
+    list(continuationIndent, items, tail);
+    return;
+  }
   std::string current(head);
   const std::string continuation(head.size(), ' ');
   for (size_t i = 0; i < items.size(); ++i) {
@@ -35,12 +84,12 @@ void Writer::list(std::string_view head, const std::vector<std::string>& items,
   line(current);
 }
 
-void Writer::block(const std::string& text) {
-  size_t start = 0;
-  while (start < text.size()) {
-    const size_t end = text.find('\n', start);
-    line(std::string_view(text).substr(start, end - start));
-    start = end + 1;
+void Writer::text(std::string_view value, std::string_view tail) {
+  constexpr size_t around = 8;  // indentation, quotes, a blank, the tail
+  const std::vector<std::string> lines = wrapped(value, width - indentation_ - around);
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const bool last = i + 1 == lines.size();
+    line("    " + literal(lines[i] + (last ? "" : " ")) + (last ? std::string(tail) : ""));
   }
 }
 
