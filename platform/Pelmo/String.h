@@ -36,6 +36,8 @@ class String {
   }
 
   static String interned(std::string_view text);
+  static String interned(const char* text) { return interned(std::string_view(text)); }
+  static String interned(const std::string& text) { return interned(std::string_view(text)); }
   /// The interned string of the same text; this very string when it is interned already.
   static String interned(const String& text);
 

@@ -15,18 +15,22 @@ struct HashMap2018VTable {
   const void* (*value)(const void* node);
   void (*destroy)(void* node) noexcept;
 
-  /// Node says how: static hash(Key), key(node), value(node), destroy(node).
+  /// The table of a node class, which says how by static hash(Key), key(node), value(node) and
+  /// destroy(node).
   template <class Node, class Key>
-  struct Impl {
-    static uint32_t hash(const void* key) { return Node::hash(*static_cast<const Key*>(key)); }
-    static bool keyEqualsNode(const void* key, const void* node) {
-      return Node::key(node) == *static_cast<const Key*>(key);
-    }
-    static const void* key(const void* node) { return &Node::key(node); }
-    static const void* value(const void* node) { return Node::value(node); }
-    static void destroy(void* node) noexcept { Node::destroy(node); }
-    static constexpr HashMap2018VTable table{&hash, &keyEqualsNode, &key, &value, &destroy};
-  };
+  struct Impl;
+};
+
+template <class Node, class Key>
+struct HashMap2018VTable::Impl {
+  static uint32_t hash(const void* key) { return Node::hash(*static_cast<const Key*>(key)); }
+  static bool keyEqualsNode(const void* key, const void* node) {
+    return Node::key(node) == *static_cast<const Key*>(key);
+  }
+  static const void* key(const void* node) { return &Node::key(node); }
+  static const void* value(const void* node) { return Node::value(node); }
+  static void destroy(void* node) noexcept { Node::destroy(node); }
+  static constexpr HashMap2018VTable table{&hash, &keyEqualsNode, &key, &value, &destroy};
 };
 
 /// Nodes are opaque pointers that the map owns through the table of the caller. Elements are

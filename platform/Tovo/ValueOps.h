@@ -248,8 +248,8 @@ struct LogForm<Pelmo::BasicVector<T, Tag>, Wire::plain> {
     for (const T& element : list) LogForm<T>::write(out, element);
   }
   static Pelmo::BasicVector<T, Tag> read(NboAttrLog::In& in) {
-    constexpr uint32_t fixed = LogForm<T>::fixed;
-    const uint32_t count = in.nextCount(fixed == TypeDescriptor::variableSize ? 1 : fixed);
+    constexpr uint32_t each = LogForm<T>::fixed;
+    const uint32_t count = in.nextCount(each == TypeDescriptor::variableSize ? 1 : each);
     Pelmo::BasicVector<T, Tag> list;
     for (uint32_t i = 0; i < count; ++i) list.push(LogForm<T>::read(in));
     return list;
