@@ -17,7 +17,7 @@ namespace Nelka {
 
 /// An interface's usual name in 64 bits: Ethernet1, Ethernet3/1/2, Ethernet3/1.100,
 /// Port-Channel10, Vlan100, Loopback0, Management1. Default: no interface, number and text empty.
-/// Ordered by kind, then by its numbers.
+/// Ordered by kind, then by how many numbers stand between slashes, then by the numbers.
 ///
 ///   bits 60..63   kind: 0 none, 1 Ethernet, 2 Management, 3 Port-Channel, 4 Vlan, 5 Loopback
 ///        58..59   how many numbers stand between slashes, minus 1

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 namespace Pelmo {
 
@@ -32,9 +33,10 @@ namespace Impl {
 [[noreturn]] void throwVectorOutOfRangeException(size_t index, size_t size);
 }  // namespace Impl
 
-/// Bytes that the lists of one tag hold beyond their inline room.
+/// Bytes that the lists of one tag hold beyond their inline room. Visible, so that the libraries of a
+/// process count together: one may free what another has allocated.
 template <class Tag>
-struct VectorMemory {
+struct __attribute__((visibility("default"))) VectorMemory {
   static inline size_t bytes = 0;
 };
 
@@ -97,7 +99,8 @@ class BasicVector {
     if (empty()) Impl::throwVectorEmptyBackException();
     return items_.back();
   }
-  void push(const T& value) { items_.push_back(value); }
+  /// By value: growing moves the elements, and the argument may be one of them.
+  void push(T value) { items_.push_back(std::move(value)); }
   /// Throws VectorEmptyException, then nothing has changed.
   T pop() {
     if (empty()) Impl::throwVectorEmptyBackException();

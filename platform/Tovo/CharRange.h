@@ -70,9 +70,9 @@ class CharRangeCheckAllDataConsumed {
   int unwinding_;
 };
 
-/// Reads one primitive: decimal digits only for numbers, "True" or "False" (any case) for bool, a
-/// quoted string, seconds as a real. Throws ParseException with the field's name; a number too
-/// large for the width is one.
+/// Reads one primitive: decimal digits only for numbers, true or false for bool (the first letter
+/// may be a capital), a quoted string, seconds as a real. Throws ParseException with the field's
+/// name; a number too large for the width is one.
 template <class T>
 T deserializeAttr(CharRange& text, std::string_view field);
 template <>

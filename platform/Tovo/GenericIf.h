@@ -98,8 +98,9 @@ const GenericIfMethods GenericIfPtrInterfaceMethods<Entity>::table;
 template <class T>
 T strepToValue(std::string_view text) {
   CharRange range(text);
-  const CharRangeCheckAllDataConsumed check(range);
-  return T(range);
+  T value(range);
+  { const CharRangeCheckAllDataConsumed check(range); }
+  return value;
 }
 
 /// The entry of a type.

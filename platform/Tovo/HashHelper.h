@@ -3,6 +3,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <type_traits>
 
 #include "Pelmo/String.h"
 #include "Tovo/HashMap2018.h"
@@ -15,7 +16,8 @@ struct HashHelper {
   static uint32_t hash(const T& key) noexcept { return key.hash(); }
 };
 
-template <std::integral T>
+template <class T>
+requires std::integral<T> || std::is_enum_v<T>
 struct HashHelper<T> {
   static uint32_t hash(T key) noexcept { return hashOfNumber(static_cast<uint64_t>(key)); }
 };

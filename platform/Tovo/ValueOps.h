@@ -260,7 +260,8 @@ namespace Impl {
 
 template <class T>
 constexpr auto hashFunction() -> uint32_t (*)(const void*) {
-  if constexpr (std::is_integral_v<T> || requires(const T& value) { value.hash(); }) {
+  if constexpr (std::is_integral_v<T> || std::is_enum_v<T> ||
+                requires(const T& value) { value.hash(); }) {
     return [](const void* value) { return HashHelper<T>::hash(*static_cast<const T*>(value)); };
   } else {
     return nullptr;

@@ -24,14 +24,16 @@ void* fieldOf(void* value, const AttributeDescriptor& field) noexcept {
   return static_cast<char*>(value) + field.offset;
 }
 
-void parseField(Tovo::CharRange& text, Attribute field, void* value) {
+// A range's own message says which type it is of; one of several fields needs its name as well.
+void parseField(Tovo::CharRange& text, Attribute field, void* value, bool oneOfSeveral) {
   Tovo::ValueBuffer parsed(field.ops());
   try {
     parsed.parse(text);
+    if (oneOfSeveral) Tovo::checkRange(field, parsed.get());
   } catch (const Tovo::RangeException& error) {
     Tovo::rethrowFromDeserializeAttr(error, field.name());
   }
-  Tovo::checkRange(field, parsed.get());
+  if (!oneOfSeveral) Tovo::checkRange(field, parsed.get());
   field.ops().assign(fieldOf(value, field.descriptor()), parsed.get());
 }
 
@@ -89,7 +91,7 @@ void parseValue(Tovo::CharRange& text, Tovo::TovoTypeBase type, void* value) {
     }
   };
   if (fields == 1) {
-    forEachField([&](Attribute field, bool) { parseField(text, field, value); });
+    forEachField([&](Attribute field, bool) { parseField(text, field, value, false); });
     return;
   }
   const Tovo::DesAttrPost post(text);
@@ -99,7 +101,7 @@ void parseValue(Tovo::CharRange& text, Tovo::TovoTypeBase type, void* value) {
     } else {
       Tovo::needSep(text, field.name());
     }
-    parseField(text, field, value);
+    parseField(text, field, value, true);
   });
 }
 

@@ -62,6 +62,16 @@ bool wouldBlock(int error) {
   return EAGAIN != EWOULDBLOCK && error == EWOULDBLOCK;
 }
 
+// What a peer wrote, for a line of text that people read.
+std::string printable(std::string_view text) {
+  constexpr size_t longest = 4096;
+  std::string line(text.substr(0, longest));
+  for (char& c : line) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
+  }
+  return line;
+}
+
 std::string systemError(const char* what) {
   return std::string(what) + ": " + std::strerror(errno);
 }
@@ -82,8 +92,25 @@ Connection::~Connection() { shut("closed here"); }
 
 // ---------------------------------------------------------------------------------- byte streams
 
+namespace {
+
+// Sets a flag while it lives.
+class Busy {
+ public:
+  explicit Busy(bool& flag) noexcept : flag_(flag) { flag_ = true; }
+  ~Busy() { flag_ = false; }
+  Busy(const Busy&) = delete;
+  Busy& operator=(const Busy&) = delete;
+
+ private:
+  bool& flag_;
+};
+
+}  // namespace
+
 void Connection::handleReadable() {
-  if (closed()) return;
+  if (closed() || busy_) return;
+  const Busy busy(busy_);
   const size_t had = in_.size();
   in_.resize(had + readChunk);
   ssize_t got;
@@ -116,14 +143,29 @@ void Connection::handleReadable() {
     }
   } catch (const std::exception& failure) {
     close(failure.what());
+  } catch (...) {
+    close("an observer threw");
   }
   if (closed()) return;
   in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
 }
 
 bool Connection::flush() {
-  for (;;) {
-    if (closed()) return true;
+  if (closed()) return true;
+  if (busy_) return false;  // called by an observer; what it wants sent is still to be sent
+  const Busy busy(busy_);
+  try {
+    fillAndWrite();
+  } catch (const std::exception& failure) {
+    close(failure.what());
+  } catch (...) {
+    close("an observer threw");
+  }
+  return !wantsWrite();
+}
+
+void Connection::fillAndWrite() {
+  while (!closed()) {
     const bool sentAll = pump();
     if (sentAll && turnOpen_) {
       const std::span<uint8_t> room = reserve(messageHeader);
@@ -141,27 +183,56 @@ bool Connection::flush() {
         sendControl(id, sizeof number, [&, n = number](Out& out) { out << n; });
       }
     }
-    const size_t waiting = outEnd_ - outStart_;
-    if (waiting == 0) return true;
-    if (!writeOut()) return false;
-    if (sentAll && !turnOpen_) return outEnd_ == outStart_;
+    if (outStart_ == outEnd_) return;
+    switch (writeOut()) {
+      case Written::all:
+        if (sentAll && !turnOpen_) return;
+        break;
+      case Written::some:
+        return;
+      case Written::failed:
+        shut(farewell(systemError("write")));
+        return;
+    }
   }
 }
 
-bool Connection::writeOut() {
+Connection::Written Connection::writeOut() noexcept {
   while (outStart_ < outEnd_) {
     const ssize_t sent = writeSome(writeFd_, out_.data() + outStart_, outEnd_ - outStart_);
     if (sent < 0) {
       if (errno == EINTR) continue;
-      if (wouldBlock(errno)) return false;
-      shut(systemError("write"));
-      return false;
+      return wouldBlock(errno) ? Written::some : Written::failed;
     }
     outStart_ += static_cast<size_t>(sent);
   }
   outStart_ = 0;
   outEnd_ = 0;
-  return true;
+  return Written::all;
+}
+
+// A peer that closes says why before it goes: what it wrote may still be waiting here when a write
+// fails. The rest of it is of no use any more.
+std::string Connection::farewell(std::string reason) {
+  std::vector<uint8_t> left = in_;
+  constexpr size_t mostRead = 1024 * 1024;
+  for (size_t had = left.size(); had < mostRead; had = left.size()) {
+    left.resize(had + readChunk);
+    const ssize_t got = ::read(readFd_, left.data() + had, readChunk);
+    left.resize(had + static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    if (got <= 0) break;
+  }
+  for (size_t at = 0; left.size() - at >= frameHeader + messageHeader;) {
+    const uint32_t length = load<uint32_t>(left.data() + at);
+    at += frameHeader;
+    if (length < messageHeader || length > left.size() - at) break;
+    In in({left.data() + at, length});
+    if (in.nextU32() == 0 && in.nextU16() == Control::goodBye) {
+      return "the peer closed: " + printable(in.nextString());
+    }
+    at += length;
+  }
+  return reason;
 }
 
 bool Connection::runUntil(const std::function<bool()>& done, int timeoutMilliseconds) {
@@ -210,10 +281,13 @@ void Connection::commit(size_t bytes) { outEnd_ += frameHeader + bytes; }
 
 void Connection::close(std::string_view reason) {
   if (closed()) return;
-  constexpr size_t longestReason = 4096;
-  std::string why(reason.substr(0, longestReason));
-  sendText(Control::goodBye, why);
-  if (!closed()) writeOut();
+  std::string why = printable(reason);
+  try {
+    sendText(Control::goodBye, why);
+    writeOut();
+  } catch (const std::exception&) {
+    // No room to say it: the peer sees the end of the stream.
+  }
   shut(std::move(why));
 }
 
@@ -225,6 +299,7 @@ void Connection::shut(std::string reason) noexcept {
   readFd_ = -1;
   writeFd_ = -1;
   turnOpen_ = false;
+  whenIdle_.clear();
   outStart_ = outEnd_ = 0;
   in_.clear();
   unbindAll();
@@ -236,9 +311,14 @@ template <class Write>
 void Connection::sendControl(AttributeId id, size_t size, const Write& write) {
   const size_t bytes = messageHeader + size;
   const bool turnWasOpen = turnOpen_;
-  std::span<uint8_t> room = reserve(bytes);
+  std::span<uint8_t> room = reserve(bytes);  // may set turnOpen_, which is for data only
   if (room.empty() && !closed()) {
-    // Control messages are few and small, and answer the peer: they may exceed the bound.
+    // Control messages are few and small, and answer the peer: they may exceed the bound, until
+    // it is clear that the peer asks and does not read.
+    constexpr size_t patience = 64 * 1024;
+    if (outEnd_ - outStart_ > limits_.outputBytes + patience && id != Control::goodBye) {
+      throw StreamException("the peer does not read the answers to what it asks");
+    }
     out_.resize(std::max(out_.size(), outEnd_ + frameHeader + bytes));
     store(out_.data() + outEnd_, static_cast<uint32_t>(bytes));
     room = {out_.data() + outEnd_ + frameHeader, bytes};
@@ -280,7 +360,7 @@ void Connection::handleFrame(std::span<const uint8_t> frame) {
     handleControl(attribute, in);
     return;
   }
-  handleMessage(id, attribute, in);
+  handleMessage(received(id), attribute, in);
   if (boundCount() > limits_.entities) {
     throw StreamException("more than " + std::to_string(limits_.entities) + " entities");
   }
@@ -292,7 +372,7 @@ void Connection::handleControl(AttributeId id, In in) {
       return handleGreeting(in);
     case Control::goodBye: {
       const Pelmo::String reason = in.nextString();
-      shut("the peer closed: " + std::string(reason.view()));
+      shut("the peer closed: " + printable(reason));
       return;
     }
     case Control::askMounts:
@@ -317,7 +397,8 @@ void Connection::handleControl(AttributeId id, In in) {
     case Control::refused: {
       const Pelmo::String reason = in.nextString();
       in.expectEnd();
-      refusals_.emplace_back(reason.view());
+      if (refusals_.size() >= requests_) throw StreamException("a refusal of nothing");
+      refusals_.push_back(printable(reason));
       return;
     }
     case Control::create:
@@ -333,7 +414,11 @@ void Connection::handleControl(AttributeId id, In in) {
       const uint32_t number = in.nextU32();
       in.expectEnd();
       constexpr size_t mostPings = 1024;
-      if (whenIdle_.size() >= mostPings) throw StreamException("too many unanswered pings");
+      const auto waiting = std::count_if(
+          whenIdle_.begin(), whenIdle_.end(),
+          [](const std::pair<AttributeId, uint32_t>& due) { return due.first == Control::pong; });
+      if (static_cast<size_t>(waiting) >= mostPings)
+        throw StreamException("too many unanswered pings");
       whenIdle_.emplace_back(Control::pong, number);
       return;
     }
@@ -362,8 +447,8 @@ void Connection::handleGreeting(In& in) {
     for (const TovoModule* module : tovoModules()) {
       if (moduleName(*module) != name.view() || moduleHash(*module) == hash.view()) continue;
       differences += differences.empty() ? "" : "; ";
-      differences += "module " + std::string(name.view()) + " is " + std::string(hash.view()) +
-                     " at the peer and " + std::string(moduleHash(*module)) + " here";
+      differences += "module " + printable(name) + " is " + printable(hash) + " at the peer and " +
+                     std::string(moduleHash(*module)) + " here";
     }
   }
   in.expectEnd();
@@ -397,6 +482,8 @@ void Connection::sendMounts() {
 }
 
 void Connection::mount(std::string_view path, bool readOnly) {
+  asked_.insert_or_assign(std::string(path), readOnly);
+  ++requests_;
   sendControl(Control::mount, textSize(path) + 1, [&](Out& out) {
     writeText(out, path);
     out << readOnly;
@@ -411,16 +498,15 @@ void Connection::handleMountRequest(In& in) {
   PathTarget target;
   try {
     target = resolvePath(directory_, path);
-  } catch (const PathException& error) {
-    return sendText(Control::refused, error.what());
+  } catch (const std::exception& error) {
+    return sendText(Control::refused, printable(error.what()));
   }
   if (target.attribute) {
-    return sendText(Control::refused,
-                    std::string(path.view()) + " is not an entity; it cannot be mounted");
+    return sendText(Control::refused, printable(path) + " is not an entity; it cannot be mounted");
   }
   Entity& entity = *target.entity;
   if (entityId(entity) != 0) {
-    return sendText(Control::refused, std::string(path.view()) + " is mounted already");
+    return sendText(Control::refused, printable(path) + " is mounted already");
   }
   const uint32_t id = bind(entity, {MountSide::host, readOnly}, 0);
   const char* type = typeName(entity.tovoType());
@@ -438,24 +524,32 @@ void Connection::handleMountRequest(In& in) {
 
 void Connection::handleMounted(In& in) {
   const Pelmo::String path = in.nextString();
-  const bool readOnly = in.nextbool();
+  const auto asked = asked_.find(path.view());
+  if (asked == asked_.end()) {
+    throw StreamException("the peer mounts " + printable(path) + ", which was not asked for");
+  }
+  const bool readOnly = in.nextbool() || asked->second;
   const Pelmo::String name = in.nextString();
   const TovoTypeBase type = typeByName(name);
   if (!type || !entityHooks(type)) {
-    throw StreamException("the peer's " + std::string(path.view()) + " is a " +
-                          std::string(name.view()) + ", which is not known here");
+    throw StreamException("the peer's " + printable(path) + " is a " + printable(name) +
+                          ", which is not known here");
   }
-  const uint32_t id = in.nextU32();
+  const uint32_t id = received(in.nextU32());
   ConstructorValues values(type);
   values.read(in);
   in.expectEnd();
-  if (id == 0 || (id & guestIds) != 0 || this->entity(id)) {
+  if ((id & ofPeer) == 0 || this->entity(id)) {
     throw StreamException("the number " + std::to_string(id) + " for a mounted entity");
   }
+  asked_.erase(asked);
   Pelmo::Ptr<Entity> entity(directory_.mounted(path));
   if (entity && (entity->tovoType() != type || !values.match(*entity))) {
     directory_.unmount(path);
     entity = nullptr;
+  }
+  if (entity && entityId(*entity) != 0) {
+    throw StreamException("the peer mounts " + printable(path) + ", which it mirrors from here");
   }
   if (!entity) {
     entity = entityHooks(type)->create(values.arguments());
@@ -466,6 +560,7 @@ void Connection::handleMounted(In& in) {
 }
 
 void Connection::create(std::string_view path, std::string_view typeName) {
+  ++requests_;
   sendControl(Control::create, textSize(path) + textSize(typeName), [&](Out& out) {
     writeText(out, path);
     writeText(out, typeName);
@@ -479,8 +574,8 @@ void Connection::handleCreate(In& in) {
   try {
     if (!serves_ || !writable_) throw PathException("nothing can be created here");
     directory_.newEntity(path, type);
-  } catch (const std::runtime_error& error) {
-    sendText(Control::refused, error.what());
+  } catch (const std::exception& error) {
+    sendText(Control::refused, printable(error.what()));
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,14 +46,14 @@ class Connection : public StreamAdapter {
   /// Reads and applies what is there. Errors close the connection.
   void handleReadable();
   /// Turns what is dirty into messages and writes them as far as the descriptor takes them.
-  /// True when nothing is left to write.
+  /// True when nothing is left to write. Errors close the connection.
   bool flush();
   /// handleReadable and flush until nothing is left to do, waiting at most so long for the peer;
   /// true when `done` holds. For tools and tests that have nothing else to do.
   bool runUntil(const std::function<bool()>& done, int timeoutMilliseconds);
 
   bool closed() const noexcept { return readFd_ < 0; }
-  /// Why it closed; "end of stream" when the peer just went.
+  /// Why it closed, one printable line; "end of stream" when the peer just went.
   const std::string& closeReason() const noexcept { return closeReason_; }
   /// Tells the peer why, if there is room, and closes.
   void close(std::string_view reason);
@@ -116,7 +117,10 @@ class Connection : public StreamAdapter {
   void handleMounted(In& in);
   void handleCreate(In& in);
   void sendMounts();
-  bool writeOut();
+  void fillAndWrite();
+  enum class Written { all, some, failed };
+  Written writeOut() noexcept;
+  std::string farewell(std::string reason);
   void shut(std::string reason) noexcept;
 
   Directory& directory_;
@@ -130,6 +134,7 @@ class Connection : public StreamAdapter {
   std::string closeReason_;
   std::vector<RemoteMount> remoteMounts_;
   std::vector<std::string> refusals_;
+  std::map<std::string, bool, std::less<>> asked_;  // mounts: path, read-only
   // Pings and pongs that go out behind everything that is dirty: message id and number.
   std::vector<std::pair<AttributeId, uint32_t>> whenIdle_;
   uint64_t turns_ = 0;
@@ -138,6 +143,8 @@ class Connection : public StreamAdapter {
   uint32_t synced_ = 0;
   uint32_t pings_ = 0;
   uint32_t pongs_ = 0;
+  uint32_t requests_ = 0;  // of this side that may be refused
+  bool busy_ = false;      // in flush or handleReadable, which do not nest
   bool greeted_ = false;
   bool serves_ = true;
   bool writable_ = true;

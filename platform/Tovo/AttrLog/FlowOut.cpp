@@ -121,6 +121,21 @@ void FlowOut::dirtyKeyIs(AttributeId collection, std::string key) {
   CollectionFlow& flow = need(collection);
   const auto [at, inserted] = flow.keys.insert(std::move(key));
   if (inserted) flow.order.push_back(&*at);
+  // Mostly keys that came and went while the peer did not read. A guest may not do this: what it
+  // does not mention would be deleted at the host.
+  constexpr size_t alwaysKept = 256;
+  if (!inserted || flow.keys.size() <= alwaysKept) return;
+  const Attribute attribute = attributeById(type_, collection);
+  if (flow.keys.size() > alwaysKept + 2 * collectionMap(*entity_, attribute).size() && adapter_ &&
+      adapter_->isHost(*entity_)) {
+    freeResyncState(collection);
+    flow.synced = false;
+  }
+}
+
+bool FlowOut::hasDirtyKey(AttributeId collection, const std::string& key) const {
+  const CollectionFlow* flow = find(collection);
+  return flow && flow->keys.contains(key);
 }
 
 const std::string* FlowOut::firstDirtyKey(AttributeId collection) const noexcept {
@@ -161,7 +176,7 @@ void FlowOut::handleChange(const Pelmo::Change& change) {
   // Keeps the flow while the adapter forgets what hangs below the entity.
   const Pelmo::Ptr<FlowOut> self(this);
   if (removal) adapter_->unbindTree(**static_cast<Entity* const*>(change.previous));
-  if (adapter_->takeApplied(*entity_, change.attribute)) return;
+  if (adapter_->takeApplied(*entity_, change)) return;
   if (!attribute.isCollection()) {
     tovoIsDirtyIs(change.attribute, true);
     return;

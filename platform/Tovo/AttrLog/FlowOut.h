@@ -44,7 +44,8 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   bool detached() const noexcept { return adapter_ == nullptr; }
   void detachFromAdapter() noexcept;
 
-  /// A whole attribute is to be sent; of a collection, all elements between markers.
+  /// An attribute is to be sent; of a collection, what its dirty keys say, or all elements between
+  /// markers while its first transfer is not complete.
   void tovoIsDirtyIs(AttributeId attribute, bool dirty);
   bool tovoIsDirty(AttributeId attribute) const noexcept;
   bool anyDirty() const noexcept { return firstDirty(0) != none; }
@@ -66,8 +67,10 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
     tovoFlowOutBookmarkEnq(collection, std::move(key));
   }
 
-  /// Keys of a collection that changed since it was sent; each once, the oldest first.
+  /// Keys of a collection that changed since it was sent; each once, the oldest first. A host that
+  /// would have to remember many more keys than there are elements sends all elements anew instead.
   void dirtyKeyIs(AttributeId collection, std::string key);
+  bool hasDirtyKey(AttributeId collection, const std::string& key) const;
   const std::string* firstDirtyKey(AttributeId collection) const noexcept;
   void dropFirstDirtyKey(AttributeId collection);
   void clearDirtyKeys(AttributeId collection) noexcept;

@@ -1,6 +1,7 @@
 #include "Tovo/AttrLog/StreamAdapter.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "Tovo/Collection.h"
@@ -30,68 +31,132 @@ struct StreamAdapter::Transfer {
   std::unordered_set<std::string> seen;
 };
 
+namespace {
+
+std::string encoded(const ValueOps& ops, const void* value) {
+  std::string bytes(ops.attrLogSize(value), '\0');
+  Out out({reinterpret_cast<uint8_t*>(bytes.data()), bytes.size()});
+  ops.write(out, value);
+  return bytes;
+}
+
+void decode(const std::string& bytes, ValueBuffer& value) {
+  In in({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+  value.read(in);
+}
+
+}  // namespace
+
 StreamAdapter::StreamAdapter() = default;
 
 StreamAdapter::~StreamAdapter() { unbindAll(); }
 
 // ------------------------------------------------------------------------------------- entities
 
-uint32_t StreamAdapter::newId(MountSide side) noexcept {
-  ++lastId_;
-  return side == MountSide::guest ? lastId_ | guestIds : lastId_;
+uint32_t StreamAdapter::newId() {
+  if (lastId_ == ofPeer - 1) throw StreamException("all numbers for entities are used up");
+  return ++lastId_;
+}
+
+const StreamAdapter::Binding* StreamAdapter::bindingOf(const Entity& entity) const noexcept {
+  const auto known = ids_.find(&entity);
+  if (known == ids_.end()) return nullptr;
+  const auto binding = bindings_.find(known->second);
+  return binding == bindings_.end() ? nullptr : &binding->second;
 }
 
 uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uint32_t id) {
   const auto known = ids_.find(&entity);
-  if (id == 0) {
-    id = known != ids_.end() ? known->second : newId(mount.side);
-  }
-  const bool flows = mount.side == MountSide::host || !mount.readOnly;
-  const auto old = known != ids_.end() ? bindings_.find(known->second) : bindings_.end();
-  if (old != bindings_.end()) {
-    // The peer names an entity that is carried already: the new number stands for it as well, and
-    // the flow that exists goes on.
-    if (id != old->first) {
-      const Binding& binding = old->second;
-      if (bindings_.emplace(id, Binding{&entity, nullptr, binding.held, mount}).second) ++aliases_;
-    }
+  const uint32_t main = known != ids_.end() ? known->second : 0;
+  if (main != 0 && bindings_.find(main) != bindings_.end()) {
+    if (id == 0 || id == main) return main;
+    nameAgain(entity, main, id);
+    resolveReferences(id, entity);
     return id;
   }
+  // A number that references were sent with stays; the peer gets to know it with the element.
+  const uint32_t first = main != 0 ? main : id != 0 ? id : newId();
   Binding binding{&entity, nullptr, nullptr, mount};
-  if (flows) {
+  if (mount.side == MountSide::host || !mount.readOnly) {
     const EntityHooks& hooks = *entityHooks(entity.tovoType());
-    binding.flow = hooks.newFlowOut(*this, entity, id, start);
+    binding.flow = hooks.newFlowOut(*this, entity, first, start);
   } else {
     binding.held = Pelmo::Ptr<Entity>(&entity);
   }
   const Pelmo::Ptr<FlowOut> flow = binding.flow;
-  bindings_.insert_or_assign(id, std::move(binding));
-  ids_.insert_or_assign(&entity, id);
-  reservations_.erase(id);
+  ids_.insert_or_assign(&entity, first);
+  bindings_.insert_or_assign(first, std::move(binding));
+  reservations_.erase(first);
+  if (id != 0 && id != first) {
+    bindings_.insert_or_assign(id, Binding{&entity, nullptr, nullptr, mount});
+    furtherIds_.emplace(&entity, id);
+  }
   if (flow && flow->anyDirty()) enqueue(*flow);
-  resolveReferences(id, entity);
-  return id;
+  resolveReferences(first, entity);
+  if (id != 0 && id != first) resolveReferences(id, entity);
+  return first;
+}
+
+// The peer names an entity that is carried already. Its earlier number for it, if any, is gone
+// there; a number of this side goes on to stand for the entity in what arrives.
+void StreamAdapter::nameAgain(Entity& entity, uint32_t main, uint32_t id) {
+  dropNumbers(entity, main);
+  auto node = bindings_.extract(main);
+  if ((main & ofPeer) == 0) {
+    bindings_.insert_or_assign(main, Binding{&entity, nullptr, nullptr, node.mapped().mount});
+    furtherIds_.emplace(&entity, main);
+  }
+  if (node.mapped().flow) node.mapped().flow->entityId_ = id;
+  bindings_.insert_or_assign(id, std::move(node.mapped()));
+  ids_.insert_or_assign(&entity, id);
+}
+
+// Forgets further numbers of an entity: those of the peer, or all of them.
+void StreamAdapter::dropNumbers(const Entity& entity, uint32_t keep) noexcept {
+  auto [it, end] = furtherIds_.equal_range(&entity);
+  while (it != end) {
+    if (keep != 0 && (it->second & ofPeer) == 0) {
+      ++it;
+      continue;
+    }
+    bindings_.erase(it->second);
+    it = furtherIds_.erase(it);
+  }
 }
 
 uint32_t StreamAdapter::bindElement(Entity& owner, Entity& element, AttributeId start,
                                     uint32_t id) {
-  return bind(element, bindings_.at(ids_.at(&owner)).mount, start, id);
+  const Binding* above = bindingOf(owner);
+  if (!above) throw StreamException("the owner of an element is not carried any more");
+  return bind(element, above->mount, start, id);
 }
 
 void StreamAdapter::unbind(Entity& entity) noexcept {
   const auto known = ids_.find(&entity);
   if (known == ids_.end()) return;
   const auto binding = bindings_.find(known->second);
+  if (binding == bindings_.end()) return;  // only referred to: that number stays
   ids_.erase(known);
-  if (binding == bindings_.end()) return;
   const Pelmo::Ptr<FlowOut> flow = std::move(binding->second.flow);
   const Pelmo::Ptr<Entity> held = std::move(binding->second.held);
   bindings_.erase(binding);
-  if (flow) flow->detachFromAdapter();
-  // Further numbers of the same entity are rare: two sides named it at the same time.
-  for (auto it = bindings_.begin(); aliases_ > 0 && it != bindings_.end();) {
-    it = it->second.entity == &entity ? (--aliases_, bindings_.erase(it)) : std::next(it);
+  dropNumbers(entity, 0);
+  for (auto it = transfers_.lower_bound({&entity, 0});
+       it != transfers_.end() && it->first.first == &entity;) {
+    it = transfers_.erase(it);
   }
+  for (auto it = waiting_.lower_bound({&entity, AttributeId{0}, std::string()});
+       it != waiting_.end() && std::get<0>(it->first) == &entity;) {
+    stopWaiting(it++);
+  }
+  if (!flow) return;
+  flow->detachFromAdapter();
+  if (!flow->queued_) return;
+  // A peer that makes and deletes without reading must not fill the queue.
+  constexpr size_t worthIt = 64;
+  if (++queuedInVain_ < worthIt || queuedInVain_ < queue_.size() / 2) return;
+  std::erase_if(queue_, [](const Pelmo::Ptr<FlowOut>& queued) { return queued->detached(); });
+  queuedInVain_ = 0;
 }
 
 void StreamAdapter::unbindTree(Entity& entity) noexcept {
@@ -108,17 +173,16 @@ void StreamAdapter::unbindAll() noexcept {
   auto bindings = std::move(bindings_);
   bindings_.clear();
   ids_.clear();
+  furtherIds_.clear();
   reservations_.clear();
   queue_.clear();
+  queuedInVain_ = 0;
   transfers_.clear();
   waiting_.clear();
   waitingFor_.clear();
 }
 
-void StreamAdapter::entityGone(FlowOut& flow) noexcept {
-  const auto known = ids_.find(flow.entity_);
-  if (known != ids_.end()) unbind(*flow.entity_);
-}
+void StreamAdapter::entityGone(FlowOut& flow) noexcept { unbind(*flow.entity_); }
 
 void StreamAdapter::reservationGone(uint32_t id, const Entity& entity) noexcept {
   ids_.erase(&entity);
@@ -131,15 +195,12 @@ Entity* StreamAdapter::entity(uint32_t id) const noexcept {
 }
 
 uint32_t StreamAdapter::entityId(const Entity& entity) const noexcept {
-  const auto it = ids_.find(&entity);
-  return it == ids_.end() || bindings_.find(it->second) == bindings_.end() ? 0 : it->second;
+  return bindingOf(entity) ? ids_.find(&entity)->second : 0;
 }
 
 FlowOut* StreamAdapter::flow(const Entity& entity) const noexcept {
-  const auto known = ids_.find(&entity);
-  if (known == ids_.end()) return nullptr;
-  const auto it = bindings_.find(known->second);
-  return it == bindings_.end() ? nullptr : it->second.flow.get();
+  const Binding* binding = bindingOf(entity);
+  return binding ? binding->flow.get() : nullptr;
 }
 
 uint32_t StreamAdapter::referenceId(const Entity* entity) {
@@ -147,10 +208,24 @@ uint32_t StreamAdapter::referenceId(const Entity* entity) {
   const auto known = ids_.find(entity);
   if (known != ids_.end()) return known->second;
   auto& target = const_cast<Entity&>(*entity);
-  const uint32_t id = newId(MountSide::host);
+  const uint32_t id = newId();
   reservations_.emplace(id, std::make_unique<Reservation>(*this, target, id));
   ids_.emplace(entity, id);
   return id;
+}
+
+bool StreamAdapter::isReserved(const Entity& entity) const noexcept {
+  return ids_.find(&entity) != ids_.end() && !bindingOf(entity);
+}
+
+uint32_t StreamAdapter::received(uint32_t id) const {
+  if (id == 0) return 0;
+  const uint32_t here = id ^ ofPeer;
+  if ((here & ofPeer) == 0 && (here == 0 || here > lastId_)) {
+    throw StreamException("the number " + std::to_string(here) +
+                          " of an entity, which was not given here");
+  }
+  return here;
 }
 
 size_t StreamAdapter::flowCount() const noexcept {
@@ -177,14 +252,26 @@ void StreamAdapter::enqueue(FlowOut& flow) {
 
 bool StreamAdapter::pump() {
   while (!queue_.empty()) {
-    const Pelmo::Ptr<FlowOut> flow = queue_.front();
-    if (!flow->detached()) {
-      const EntityHooks& hooks = *entityHooks(flow->type());
-      if (hooks.handleAttrFlowOut(*this, 0, *flow) == FlowResult::notFinished) return false;
-    }
-    flow->queued_ = false;
+    const Pelmo::Ptr<FlowOut> flow = std::move(queue_.front());
     queue_.pop_front();
-    if (!flow->detached() && flow->anyDirty()) enqueue(*flow);
+    if (flow->detached()) {
+      flow->queued_ = false;
+      if (queuedInVain_ > 0) --queuedInVain_;
+      continue;
+    }
+    // It counts as queued meanwhile: when it is not finished it goes on before all others, because
+    // an element must not be spoken of before it is sent itself.
+    const EntityHooks& hooks = *entityHooks(flow->type());
+    const FlowResult result = hooks.handleAttrFlowOut(*this, 0, *flow);
+    flow->queued_ = !flow->detached() && flow->anyDirty();
+    if (flow->queued_) {
+      if (result == FlowResult::notFinished) {
+        queue_.push_front(flow);
+      } else {
+        queue_.push_back(flow);
+      }
+    }
+    if (result == FlowResult::notFinished) return false;
   }
   return true;
 }
@@ -255,85 +342,110 @@ void StreamAdapter::doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attrib
 }
 
 bool StreamAdapter::isReadOnlyProxy(const Entity& entity) const noexcept {
-  const auto known = ids_.find(&entity);
-  if (known == ids_.end()) return false;
-  const auto it = bindings_.find(known->second);
-  return it != bindings_.end() && it->second.mount.side == MountSide::host &&
-         it->second.mount.readOnly;
+  const Binding* binding = bindingOf(entity);
+  return binding && binding->mount.side == MountSide::host && binding->mount.readOnly;
 }
 
-AttributeId StreamAdapter::startOfReceived(const Entity& owner) const noexcept {
-  const bool host = bindings_.at(ids_.at(&owner)).mount.side == MountSide::host;
-  return host ? AttributeId{0} : FlowOut::startNowhere;
+bool StreamAdapter::isHost(const Entity& entity) const noexcept {
+  const Binding* binding = bindingOf(entity);
+  return binding && binding->mount.side == MountSide::host;
+}
+
+bool StreamAdapter::isPending(const Entity& entity, AttributeId attribute) const noexcept {
+  const Binding* binding = bindingOf(entity);
+  return binding && binding->flow && binding->mount.side == MountSide::guest &&
+         binding->flow->tovoIsDirty(attribute);
+}
+
+bool StreamAdapter::isPending(const Entity& entity, AttributeId collection,
+                              const std::string& key) const noexcept {
+  return isPending(entity, collection) && flow(entity)->hasDirtyKey(collection, key);
 }
 
 bool StreamAdapter::allowWriteFromReadOnlyRemote(const Entity&, AttributeId) { return false; }
 
-void StreamAdapter::applyingIs(Entity* entity, AttributeId attribute) noexcept {
-  applyingEntity_ = entity;
-  applyingAttribute_ = attribute;
-}
-
-bool StreamAdapter::takeApplied(const Entity& entity, AttributeId attribute) noexcept {
-  if (applyingEntity_ != &entity || applyingAttribute_ != attribute) return false;
-  applyingEntity_ = nullptr;
-  const auto known = ids_.find(&entity);
-  if (known == ids_.end()) return false;
-  const auto it = bindings_.find(known->second);
-  return it != bindings_.end() && it->second.mount.side == MountSide::guest;
+bool StreamAdapter::takeApplied(const Entity& entity, const Pelmo::Change& change) noexcept {
+  const Applying* applied = applying_;
+  if (!applied || applied->entity_ != &entity || applied->attribute_.id() != change.attribute) {
+    return false;
+  }
+  // An observer that was called before this one may have changed another entry.
+  if (change.key && !applied->attribute_.keyOps().equal(change.key, applied->key_)) return false;
+  applying_ = nullptr;
+  const Binding* binding = bindingOf(entity);
+  return binding && binding->mount.side == MountSide::guest;
 }
 
 void StreamAdapter::beginTransfer(Entity& entity, Attribute collection) {
-  transfers_[{entityId(entity), collection.id()}] = std::make_unique<Transfer>();
+  transfers_[{&entity, collection.id()}] = std::make_unique<Transfer>();
 }
 
 void StreamAdapter::endTransfer(Entity& owner, Attribute collection) {
-  const auto it = transfers_.find({entityId(owner), collection.id()});
+  const auto it = transfers_.find({&owner, collection.id()});
   if (it == transfers_.end()) {
     throw StreamException("the end of a transfer of " + pathOf(owner, collection.name()) +
                           " that did not begin");
   }
   const std::unique_ptr<Transfer> transfer = std::move(it->second);
   transfers_.erase(it);
+  const AttributeId id = collection.id();
+  for (auto at = waiting_.lower_bound({&owner, id, std::string()});
+       at != waiting_.end() && std::get<0>(at->first) == &owner && std::get<1>(at->first) == id;) {
+    const auto reference = at++;
+    if (!transfer->seen.contains(std::get<2>(reference->first))) stopWaiting(reference);
+  }
   std::vector<std::string> gone;
   const ValueOps& keyOps = collection.keyOps();
   forEachElement(owner, collection, [&](const void* key, const void*) {
-    std::string bytes(keyOps.attrLogSize(key), '\0');
-    Out out({reinterpret_cast<uint8_t*>(bytes.data()), bytes.size()});
-    keyOps.write(out, key);
-    if (!transfer->seen.contains(bytes)) gone.push_back(std::move(bytes));
+    std::string bytes = encoded(keyOps, key);
+    if (!transfer->seen.contains(bytes) && !isPending(owner, id, bytes)) {
+      gone.push_back(std::move(bytes));
+    }
   });
   for (const std::string& bytes : gone) {
     ValueBuffer key(keyOps);
-    In in({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
-    key.read(in);
+    decode(bytes, key);
     if (collection.kind() == AttributeKind::ownCollection) {
       if (const void* element = collectionFind(owner, collection, key.get())) {
         unbindTree(*elementEntity(element));
       }
     }
-    applyingIs(&owner, collection.id());
+    const Applying applying(*this, owner, collection, key.get());
     collectionOps(collection).erase(owner, key.get());
-    applyingIs(nullptr, 0);
   }
 }
 
-void StreamAdapter::seenKey(Entity& owner, Attribute collection, const std::string& key) {
+void StreamAdapter::seenKey(Entity& owner, Attribute collection, const std::string& key,
+                            bool there) {
   if (transfers_.empty()) return;
-  const auto it = transfers_.find({entityId(owner), collection.id()});
-  if (it != transfers_.end()) it->second->seen.insert(key);
+  const auto it = transfers_.find({&owner, collection.id()});
+  if (it == transfers_.end()) return;
+  if (there) {
+    it->second->seen.insert(key);
+  } else {
+    it->second->seen.erase(key);
+  }
 }
 
 void StreamAdapter::awaitReference(Entity& holder, Attribute attribute, std::string key,
                                    uint32_t target) {
-  const ReferenceKey reference{entityId(holder), attribute.id(), std::move(key)};
-  waiting_[reference] = {target, false};
-  waitingFor_[target].push_back(reference);
+  ReferenceKey reference{&holder, attribute.id(), std::move(key)};
+  const auto known = waiting_.find(reference);
+  if (known != waiting_.end()) stopWaiting(known);
+  waitingFor_.emplace(target, reference);
+  waiting_.emplace(std::move(reference), Waiting{target, false});
 }
 
 void StreamAdapter::referenceArrived(Entity& holder, Attribute attribute,
                                      const std::string& key) noexcept {
-  if (!waiting_.empty()) waiting_.erase({entityId(holder), attribute.id(), key});
+  if (waiting_.empty()) return;
+  const auto waiting = waiting_.find({&holder, attribute.id(), key});
+  if (waiting != waiting_.end()) stopWaiting(waiting);
+}
+
+void StreamAdapter::stopWaiting(std::map<ReferenceKey, Waiting>::iterator waiting) noexcept {
+  waitingFor_.erase({waiting->second.target, waiting->first});
+  waiting_.erase(waiting);
 }
 
 void StreamAdapter::checkReferenceType(Attribute attribute, const Entity& target) {
@@ -343,49 +455,57 @@ void StreamAdapter::checkReferenceType(Attribute attribute, const Entity& target
 }
 
 void StreamAdapter::resolveReferences(uint32_t target, Entity& entity) {
-  const auto it = waitingFor_.find(target);
-  if (it == waitingFor_.end()) return;
-  const std::vector<ReferenceKey> references = std::move(it->second);
-  waitingFor_.erase(it);
-  for (const ReferenceKey& reference : references) {
-    const auto waiting = waiting_.find(reference);
-    if (waiting == waiting_.end() || waiting->second.target != target) continue;
-    waiting_.erase(waiting);
+  for (;;) {
+    const auto first =
+        waitingFor_.lower_bound({target, ReferenceKey{nullptr, AttributeId{0}, std::string()}});
+    if (first == waitingFor_.end() || first->first != target) return;
+    const ReferenceKey reference = first->second;
+    stopWaiting(waiting_.find(reference));
     applyReference(reference, &entity);
   }
 }
 
 void StreamAdapter::applyReference(const ReferenceKey& reference, Entity* target) {
-  const auto& [holderId, attributeId, keyBytes] = reference;
-  const Pelmo::Ptr<Entity> holder(entity(holderId));
-  if (!holder) return;
+  const auto& [holding, attributeId, keyBytes] = reference;
+  const Pelmo::Ptr<Entity> holder(holding);
   const Attribute attribute = attributeById(holder->tovoType(), attributeId);
   if (target) checkReferenceType(attribute, *target);
   const Pelmo::Ptr<Entity> pointer(target);
-  applyingIs(holder.get(), attributeId);
   if (attribute.kind() == AttributeKind::pointer) {
+    if (isPending(*holder, attributeId)) return;
+    const Applying applying(*this, *holder, attribute, nullptr);
     const Pelmo::FieldDescriptor field = attribute.field();
     const TovoTypeBase type = holder->tovoType();
     genericIf(type).genericIfAttributeOp(type, nullptr, holder.get(), &field, OperationCode::set,
                                          nullptr, &pointer);
-  } else {
-    ValueBuffer key(attribute.keyOps());
-    In in({reinterpret_cast<const uint8_t*>(keyBytes.data()), keyBytes.size()});
-    key.read(in);
-    if (target) {
-      collectionOps(attribute).put(*holder, key.get(), &pointer);
-    } else {
-      collectionOps(attribute).erase(*holder, key.get());
-    }
+    return;
   }
-  applyingIs(nullptr, 0);
+  if (isPending(*holder, attributeId, keyBytes)) return;
+  ValueBuffer key(attribute.keyOps());
+  decode(keyBytes, key);
+  const Applying applying(*this, *holder, attribute, key.get());
+  if (target) {
+    collectionOps(attribute).put(*holder, key.get(), &pointer);
+  } else {
+    collectionOps(attribute).erase(*holder, key.get());
+  }
 }
 
 void StreamAdapter::endTurn() {
+  std::vector<ReferenceKey> unresolved;
   for (auto& [reference, waiting] : waiting_) {
-    if (waiting.cleared) continue;
-    waiting.cleared = true;
+    if (!std::exchange(waiting.cleared, true)) unresolved.push_back(reference);
+  }
+  for (const ReferenceKey& reference : unresolved) {
+    // Observers of the one before may have let the holder go, or the connection.
+    if (!waiting_.contains(reference)) continue;
     applyReference(reference, nullptr);
+    const auto& [holder, attribute, key] = reference;
+    if (!waiting_.contains(reference) || !isHost(*holder)) continue;
+    // The guest holds what does not exist here; it is told.
+    FlowOut& told = *flow(*holder);
+    if (!key.empty()) told.dirtyKeyIs(attribute, key);
+    told.tovoIsDirtyIs(attribute, true);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <tuple>
 #include <unordered_map>
@@ -44,13 +45,15 @@ class StreamDemuxer {
   virtual bool handleMessage(Entity& entity, AttributeId attribute, In& in) = 0;
 };
 
-/// The entities of one connection by number, and their flows. Numbers are given by the side that
-/// first names an entity (the guest's have the highest bit set) and never used again.
+/// The entities of one connection by number, and their flows. Each side gives numbers of its own,
+/// counting from 1 and never again, so both may host and both may create. The highest bit is clear
+/// in a number of this side and set in one of the peer; on the wire it says the same of sender and
+/// receiver. An entity that both sides named has a number of each.
 ///
 /// A message is: the entity's number (U32), the attribute id (U16), the payload.
 class StreamAdapter {
  public:
-  static constexpr uint32_t guestIds = 0x80000000;
+  static constexpr uint32_t ofPeer = 0x80000000;
   static constexpr size_t messageHeader = 6;
 
   /// Flags that decide whether a message is offered to doMessageMulticast.
@@ -65,7 +68,8 @@ class StreamAdapter {
   // --- entities -------------------------------------------------------------------------------
 
   /// Carries an entity from now on. Creates its flow, unless a guest may not write, with every
-  /// attribute from `start` on dirty. Keeps a guest's read-only entity alive.
+  /// attribute from `start` on dirty. Keeps a guest's read-only entity alive. An entity that is
+  /// carried already keeps its flow, and the peer's latest number for it is the one that counts.
   uint32_t bind(Entity& entity, Mount mount, AttributeId start, uint32_t id = 0);
   /// Carries an element of a carried entity, below the same mount.
   uint32_t bindElement(Entity& owner, Entity& element, AttributeId start, uint32_t id = 0);
@@ -80,6 +84,11 @@ class StreamAdapter {
   /// The number that a reference to the entity is sent as: one may be given before the entity
   /// itself is. 0 for null.
   uint32_t referenceId(const Entity* entity);
+  /// A reference was sent to the entity, which is not carried yet.
+  bool isReserved(const Entity& entity) const noexcept;
+  /// A number as it was received, from this side's view. Throws StreamException for a number of
+  /// this side that it has not given.
+  uint32_t received(uint32_t id) const;
   size_t boundCount() const noexcept { return bindings_.size(); }
   size_t flowCount() const noexcept;
   size_t heldBytes() const noexcept;
@@ -113,21 +122,42 @@ class StreamAdapter {
   /// Messages of the runtime itself, and ids that the type does not have: these are counted.
   void doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in);
   bool isReadOnlyProxy(const Entity& entity) const noexcept;
-  /// Which attributes of an element that the peer named are to be sent to it: a host echoes all, so
-  /// that both ends agree in the end; a guest sends none.
-  AttributeId startOfReceived(const Entity& owner) const noexcept;
+  bool isHost(const Entity& entity) const noexcept;
+  /// This side is a guest and has changed the attribute, or the entry under an encoded key, and not
+  /// sent that yet. What the peer says of it is older than what the peer will be told, and the host
+  /// takes what it is told: so it is not applied.
+  bool isPending(const Entity& entity, AttributeId attribute) const noexcept;
+  bool isPending(const Entity& entity, AttributeId collection,
+                 const std::string& key) const noexcept;
   /// Asked for each write that arrives at a read-only mount; refuses unless a subclass allows it.
   virtual bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute);
   StreamDemuxer* streamDemuxer() const noexcept { return demuxer_; }
   void streamDemuxerIs(StreamDemuxer* demuxer) noexcept { demuxer_ = demuxer; }
 
-  /// The next change of this attribute comes from the peer and is not to be sent back by a guest.
-  void applyingIs(Entity* entity, AttributeId attribute) noexcept;
-  /// True once for the change that is being applied.
-  bool takeApplied(const Entity& entity, AttributeId attribute) noexcept;
+  /// While it lives, the next change of this attribute (of a collection: under this key) comes from
+  /// the peer and is not to be sent back by a guest.
+  class Applying {
+   public:
+    Applying(StreamAdapter& adapter, const Entity& entity, Attribute attribute, const void* key)
+        : adapter_(adapter), entity_(&entity), attribute_(attribute), key_(key) {
+      adapter_.applying_ = this;
+    }
+    ~Applying() { adapter_.applying_ = nullptr; }
+    Applying(const Applying&) = delete;
+    Applying& operator=(const Applying&) = delete;
 
-  /// A key of a collection has arrived, for the whole transfer that may be under way.
-  void seenKey(Entity& owner, Attribute collection, const std::string& key);
+   private:
+    friend class StreamAdapter;
+    StreamAdapter& adapter_;
+    const Entity* entity_;
+    Attribute attribute_;
+    const void* key_;
+  };
+  /// True once for the change that is being applied.
+  bool takeApplied(const Entity& entity, const Pelmo::Change& change) noexcept;
+
+  /// A key of a collection has arrived, or has gone, for the whole transfer that may be under way.
+  void seenKey(Entity& owner, Attribute collection, const std::string& key, bool there = true);
 
   /// A reference whose target is not carried yet: it is applied when that arrives. Until the turn
   /// ends the holder keeps what it has, then null.
@@ -166,13 +196,18 @@ class StreamAdapter {
   /// Gives a number to an entity that is referred to before it is carried.
   class Reservation;
   struct Transfer;
-  using ReferenceKey = std::tuple<uint32_t, AttributeId, std::string>;
+  // The holder, the attribute, the encoded key in a collection.
+  using ReferenceKey = std::tuple<Entity*, AttributeId, std::string>;
   struct Waiting {
     uint32_t target;
     bool cleared;
   };
 
-  uint32_t newId(MountSide side) noexcept;
+  uint32_t newId();
+  const Binding* bindingOf(const Entity& entity) const noexcept;
+  void nameAgain(Entity& entity, uint32_t main, uint32_t id);
+  void dropNumbers(const Entity& entity, uint32_t keep) noexcept;
+  void stopWaiting(std::map<ReferenceKey, Waiting>::iterator waiting) noexcept;
   void unbind(Entity& entity) noexcept;
   void entityGone(FlowOut& flow) noexcept;
   void reservationGone(uint32_t id, const Entity& entity) noexcept;
@@ -183,20 +218,20 @@ class StreamAdapter {
   void endTransfer(Entity& entity, Attribute collection);
 
   std::unordered_map<uint32_t, Binding> bindings_;
-  std::unordered_map<const Entity*, uint32_t> ids_;
+  std::unordered_map<const Entity*, uint32_t> ids_;  // the number that is sent
+  std::unordered_multimap<const Entity*, uint32_t> furtherIds_;
   std::unordered_map<uint32_t, std::unique_ptr<Reservation>> reservations_;
   std::deque<Pelmo::Ptr<FlowOut>> queue_;
-  std::map<std::pair<uint32_t, AttributeId>, std::unique_ptr<Transfer>> transfers_;
+  size_t queuedInVain_ = 0;  // flows in the queue that were detached since
+  std::map<std::pair<const Entity*, AttributeId>, std::unique_ptr<Transfer>> transfers_;
   std::map<ReferenceKey, Waiting> waiting_;
-  std::unordered_map<uint32_t, std::vector<ReferenceKey>> waitingFor_;
+  std::set<std::pair<uint32_t, ReferenceKey>> waitingFor_;  // the same by target
   Out out_{{}};
   size_t outSize_ = 0;
   StreamDemuxer* demuxer_ = nullptr;
-  const Entity* applyingEntity_ = nullptr;
-  AttributeId applyingAttribute_ = 0;
+  const Applying* applying_ = nullptr;
   uint32_t flags_ = 0;
   uint32_t lastId_ = 0;
-  uint32_t aliases_ = 0;  // numbers beyond the first one of an entity
 };
 
 /// Ids of the runtime's own messages about a carried entity.
