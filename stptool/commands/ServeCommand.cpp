@@ -1,0 +1,50 @@
+// stptool serve: hosts a tree for others to mirror.
+#include "Tovo/Assert.h"
+#include "Tovo/Directory.h"
+#include "stptool/commands/Commands.h"
+#include "stptool/json/Dump.h"
+#include "stptool/json/Load.h"
+#include "stptool/json/ParseFile.h"
+#include "stptool/session/Server.h"
+#include "stptool/text/Output.h"
+
+namespace stptool {
+
+namespace {
+
+// All files or nothing: what is wrong in one of them leaves the directory empty.
+void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory) {
+  Tovo::Directory scratch;
+  Loader loader(scratch);
+  for (const std::string& file : files) loader.load(parseJsonFile(file), file);
+  loader.resolveReferences();
+  while (!scratch.mounts().empty()) {
+    const std::string path = scratch.mounts().begin()->first;
+    directory.mount(path, scratch.unmount(path));
+  }
+}
+
+}  // namespace
+
+void runServe(const ServeOptions& options) {
+  // A peer's bytes may fail an assertion; that is the end of its connection, not of the server.
+  Tovo::assertionHandlerIs(&Tovo::throwAssertionError);
+  const StopSignals signals;
+  Tovo::Directory directory;
+  loadFiles(options.load, directory);
+  {
+    Server server(directory, options.socket);
+    const size_t count = directory.mounts().size();
+    if (options.json) {
+      const Json ready{{"serving", count}, {"socket", options.socket}};
+      writeOut(ready.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    } else {
+      writeOut("serving " + std::to_string(count) + (count == 1 ? " entity" : " entities") +
+               " on " + options.socket + "\n");
+    }
+    server.run(signals);
+  }
+  if (!options.dumpAtEnd.empty()) writeFile(options.dumpAtEnd, dumpText(dumpDirectory(directory)));
+}
+
+}  // namespace stptool

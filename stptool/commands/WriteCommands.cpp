@@ -1,0 +1,186 @@
+// stptool set, new, del: changing a live tree. A command first changes its own mirror, which checks
+// everything, and lets the server know only when all of it was right.
+#include "Tovo/Collection.h"
+#include "Tovo/Exceptions.h"
+#include "Tovo/Inspect.h"
+#include "Tovo/Path.h"
+#include "stptool/commands/Commands.h"
+#include "stptool/json/Json.h"
+#include "stptool/text/Explain.h"
+#include "stptool/text/Output.h"
+
+namespace stptool {
+
+namespace {
+
+using Tovo::Attribute;
+using Tovo::AttributeKind;
+using Tovo::Entity;
+using Tovo::PathTarget;
+
+Entity* entityAt(const Tovo::Directory& directory, const std::string& path) {
+  const PathTarget target = Tovo::resolvePath(directory, path);
+  if (target.attribute) throw Failure("'" + path + "' is no entity");
+  return target.entity.get();
+}
+
+void storeEntry(const Tovo::Directory& directory, const PathTarget& target,
+                const std::string& value) {
+  if (target.attribute.kind() == AttributeKind::refCollection) {
+    Tovo::putReference(*target.entity, target.attribute, target.keyText,
+                       *entityAt(directory, value));
+  } else {
+    Tovo::putElement(*target.entity, target.attribute, target.keyText, value);
+  }
+}
+
+void setScalar(const Tovo::Directory& directory, const PathTarget& target,
+               const std::string& value) {
+  if (target.attribute.kind() == AttributeKind::pointer && value != "None") {
+    Tovo::pointerIs(*target.entity, target.attribute, entityAt(directory, value));
+  } else {
+    Tovo::attributeFromText(*target.entity, target.attribute, value);
+  }
+}
+
+// Says of a failure where it happened, in the words of the command line.
+template <class Action>
+void explained(const PathTarget& target, const std::string& value, const Action& action) {
+  const std::string path = Tovo::pathOf(*target.entity);
+  try {
+    action();
+  } catch (const Failure&) {
+    throw;
+  } catch (const Tovo::RangeException& error) {
+    throw Failure(path + ": " + refusedText(target.attribute, value, error));
+  } catch (const Tovo::NotWritableException& error) {
+    throw Failure(error.what());
+  } catch (const std::exception& error) {
+    throw Failure(path + ": " + target.attribute.name() + ": '" + value +
+                  "' is refused: " + error.what());
+  }
+}
+
+void assign(const Tovo::Directory& directory, const Entity& entity, const std::string& attribute,
+            const std::string& value) {
+  const std::string path = Tovo::pathOf(entity);
+  const std::string name = attribute.substr(0, attribute.find_first_of("/["));
+  if (!Tovo::attributeByName(entity.tovoType(), name)) {
+    throw Failure(path + ": " + unknownAttributeText(entity.tovoType(), name));
+  }
+  const PathTarget target = Tovo::resolvePath(directory, path + "/" + attribute);
+  if (!target.attribute) {
+    throw Failure(path + ": " + attribute + " is an entity; its attributes are set one by one");
+  }
+  explained(target, value, [&] {
+    if (target.hasKey) {
+      storeEntry(directory, target, value);
+    } else {
+      setScalar(directory, target, value);
+    }
+  });
+}
+
+void report(bool json, const char* done, const std::string& path) {
+  if (!json) return;
+  Json line = Json::object();
+  line[done] = path;
+  writeOut(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+}
+
+std::string parametersText(Tovo::TovoTypeBase type) {
+  std::string text = "a " + std::string(Tovo::typeName(type)) + " is made with ";
+  const std::vector<Attribute> parameters = Tovo::constructorParameters(type);
+  if (parameters.empty()) return text + "nothing but its name";
+  const char* separator = "";
+  for (const Attribute parameter : parameters) {
+    text += separator + std::string(parameter.name()) + " (" + allowedText(parameter) + ")";
+    separator = " and ";
+  }
+  return text;
+}
+
+void newRoot(ClientSession& session, const NewOptions& options) {
+  if (options.arguments.size() != 1) {
+    throw Failure(options.path + ": nothing is mounted there; a new root needs its TYPE",
+                  ExitCode::usage);
+  }
+  session.createRoot(options.path, options.arguments[0]);
+  if (!session.isServed(options.path)) {
+    throw Failure(options.path + ": the server did not make it");
+  }
+}
+
+void newEntry(ClientSession& session, const PathTarget& target, const NewOptions& options) {
+  if (Tovo::findElement(*target.entity, target.attribute, target.keyText)) {
+    throw Failure(options.path + ": exists already");
+  }
+  if (target.attribute.kind() != AttributeKind::ownCollection) {
+    if (options.arguments.size() != 1) {
+      throw Failure(options.path + ": needs one value; allowed: " + allowedText(target.attribute),
+                    ExitCode::usage);
+    }
+    return storeEntry(session.directory(), target, options.arguments[0]);
+  }
+  try {
+    Tovo::newElement(*target.entity, target.attribute, target.keyText, options.arguments);
+  } catch (const Tovo::NewEntityArgsException&) {
+    throw Failure(options.path + ": " + parametersText(target.attribute.type()), ExitCode::usage);
+  }
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+  std::string text;
+  for (const std::string& part : texts) text += (text.empty() ? "" : " ") + part;
+  return text;
+}
+
+}  // namespace
+
+void runSet(const SetOptions& options) {
+  if (options.assignments.empty() || options.assignments.size() % 2 != 0) {
+    throw Failure("set: pairs of ATTRIBUTE and VALUE are expected; the last one has no value",
+                  ExitCode::usage);
+  }
+  ClientSession session(options.session);
+  session.mirror(options.path, Access::write);
+  const Tovo::Directory& directory = session.directory();
+  const Pelmo::Ptr<Entity> entity(entityAt(directory, options.path));
+  for (size_t i = 0; i < options.assignments.size(); i += 2) {
+    assign(directory, *entity, options.assignments[i], options.assignments[i + 1]);
+  }
+  session.sync();
+  report(options.json, "set", Tovo::pathOf(*entity));
+}
+
+void runNew(const NewOptions& options) {
+  ClientSession session(options.session);
+  if (!session.isServed(options.path)) {
+    newRoot(session, options);
+  } else {
+    session.mirror(options.path, Access::write);
+    const PathTarget target = Tovo::resolveNewElement(session.directory(), options.path);
+    explained(target, joined(options.arguments), [&] { newEntry(session, target, options); });
+    session.sync();
+  }
+  report(options.json, "new", options.path);
+}
+
+void runDel(const DelOptions& options) {
+  ClientSession session(options.session);
+  session.mirror(options.path, Access::write);
+  const Tovo::Directory& directory = session.directory();
+  if (directory.mounted(options.path)) {
+    throw Failure(options.path + ": is a root entity; it stays until the server ends");
+  }
+  Tovo::resolvePath(directory, options.path);  // says what is wrong on the way
+  const PathTarget target = Tovo::resolveNewElement(directory, options.path);
+  if (!Tovo::deleteElement(*target.entity, target.attribute, target.keyText)) {
+    throw Failure(options.path + ": " + target.attribute.name() + " has no entry '" +
+                  target.keyText + "'");
+  }
+  session.sync();
+  report(options.json, "deleted", options.path);
+}
+
+}  // namespace stptool

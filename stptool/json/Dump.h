@@ -1,0 +1,35 @@
+// Trees as JSON.
+#pragma once
+
+#include <string_view>
+
+#include "Tovo/Directory.h"
+#include "Tovo/Entity.h"
+#include "Tovo/Module.h"
+#include "stptool/json/Json.h"
+
+namespace stptool {
+
+/// How many levels of elements a dump goes down.
+constexpr int allLevels = -1;
+
+/// {"mounts": {"/stp/hw": {"type": "Stp::Hw", "name": "hw", ...}}}. Two directories with equal
+/// trees give equal documents, in whatever order their elements were made: keys are in natural
+/// order.
+Json dumpDirectory(const Tovo::Directory& directory, int levels = allLevels);
+
+/// The same document with only what lies at or below a path, an entity's or a collection entry's;
+/// the elements on the way have nothing but their constructor parameters. Throws Failure and
+/// Tovo::PathException.
+Json dumpPath(const Tovo::Directory& directory, std::string_view path, int levels = allLevels);
+
+/// The members of an entity, without "type" and "name".
+Json dumpEntity(const Tovo::Entity& entity, int levels = allLevels);
+
+/// One attribute of any kind, constants and computed ones included.
+Json dumpAttribute(const Tovo::Entity& entity, Tovo::Attribute attribute, int levels = allLevels);
+
+/// A document as text with one line for each innermost object: a tree of ports has a port a line.
+std::string dumpText(const Json& document);
+
+}  // namespace stptool

@@ -1,0 +1,102 @@
+#include "stptool/text/Explain.h"
+
+#include "Tovo/Inspect.h"
+#include "stptool/text/Suggest.h"
+
+namespace stptool {
+
+std::string allowedText(Tovo::Attribute attribute) {
+  using Tovo::AttributeDescriptor;
+  if (attribute.has(AttributeDescriptor::ranged)) return Tovo::rangeText(attribute);
+  const Tovo::TovoTypeBase type = attribute.type();
+  std::string text;
+  if (attribute.kind() == Tovo::AttributeKind::pointer) {
+    text = "None or the path of a " + std::string(attribute.typeName());
+  } else if (!type) {
+    switch (attribute.descriptor().type) {
+      case Tovo::PrimitiveCode::u8:
+        text = "0 to 255";
+        break;
+      case Tovo::PrimitiveCode::u16:
+        text = "0 to 65535";
+        break;
+      case Tovo::PrimitiveCode::u32:
+        text = "0 to 4294967295";
+        break;
+      case Tovo::PrimitiveCode::boolean:
+        text = "true or false";
+        break;
+      case Tovo::PrimitiveCode::seconds:
+        return "a number of seconds";
+      default:
+        return "any text";
+    }
+    const char* unit = attribute.detail().unit;
+    if (unit) text.append(" ").append(unit);
+  } else if (Tovo::typeDescriptor(type).kind == Tovo::TypeKind::enumeration) {
+    text = "one of ";
+    const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(type);
+    for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
+      if (i > 0) text += ", ";
+      text += descriptor.literals[i].name;
+    }
+  } else {
+    text = "a " + std::string(attribute.typeName());
+    const std::string example = Tovo::defaultText(attribute);
+    if (!example.empty()) text += " such as " + example;
+    return text;
+  }
+  if (attribute.has(AttributeDescriptor::list)) text = "a list [a, b] of " + text;
+  if (attribute.has(AttributeDescriptor::optional)) text += ", or None";
+  return text;
+}
+
+std::string refusedText(Tovo::Attribute attribute, std::string_view value,
+                        const Tovo::RangeException& error) {
+  const std::string message =
+      error.field() == attribute.name() ? error.message() : std::string(error.what());
+  std::string text =
+      std::string(attribute.name()) + ": '" + std::string(value) + "' is refused: " + message;
+  // Enumerations say it themselves.
+  if (message.find("allowed are") == std::string::npos)
+    text += "; allowed: " + allowedText(attribute);
+  return text;
+}
+
+std::vector<std::string> attributeNames(Tovo::TovoTypeBase type, bool withConstants) {
+  std::vector<std::string> names;
+  Tovo::forEachAttribute(type, [&](Tovo::Attribute attribute) {
+    if (withConstants || attribute.kind() != Tovo::AttributeKind::constant) {
+      names.emplace_back(attribute.name());
+    }
+  });
+  return names;
+}
+
+std::string unknownAttributeText(Tovo::TovoTypeBase type, std::string_view name) {
+  const std::vector<std::string> names = attributeNames(type);
+  std::string text = std::string(Tovo::typeName(type)) + " has no '" + std::string(name) + "'";
+  const std::string hint = suggestion(name, names);
+  if (!hint.empty()) return text + hint;
+  const char* separator = "; it has ";
+  for (const std::string& known : names) {
+    text += separator + known;
+    separator = ", ";
+  }
+  return text;
+}
+
+std::string firstSentence(const char* doc) {
+  if (!doc) return {};
+  const std::string_view text(doc);
+  size_t end = 0;
+  // A point ends a sentence when no small letter follows: those of "802.1Q" and "e.g. this" do not.
+  for (;; ++end) {
+    end = text.find(". ", end);
+    if (end == std::string_view::npos) return std::string(text);
+    const char next = end + 2 < text.size() ? text[end + 2] : 'A';
+    if (next < 'a' || next > 'z') return std::string(text.substr(0, end + 1));
+  }
+}
+
+}  // namespace stptool

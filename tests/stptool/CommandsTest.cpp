@@ -1,0 +1,211 @@
+// The commands on a live tree, and what each kind of wrong input gets.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "RunningServer.h"
+#include "stptool/json/Json.h"
+
+namespace {
+
+using stptool::Json;
+using Arguments = std::vector<std::string>;
+
+std::string joined(const Arguments& arguments) {
+  std::string text;
+  for (const std::string& argument : arguments) text += argument + " ";
+  return text;
+}
+
+bool isOneLine(const std::string& text) {
+  return text.ends_with('\n') && std::count(text.begin(), text.end(), '\n') == 1;
+}
+
+TEST(Types, ListsModulesAndDescribesOneType) {
+  const Ended all = runTool({"types"});
+  EXPECT_EQ(all.code, 0) << all.err;
+  EXPECT_NE(all.out.find("StpHw  32be5a5bd5db8b19\n"), std::string::npos) << all.out;
+  EXPECT_NE(all.out.find("entity  Stp::MstiPortHw"), std::string::npos);
+
+  const Ended port = runTool({"types", "MstiPortHw"});  // namespaces may be left out
+  EXPECT_EQ(port.code, 0) << port.err;
+  EXPECT_NE(port.out.find("258  attr"), std::string::npos) << port.out;
+  EXPECT_NE(port.out.find("discarding"), std::string::npos) << "the default";
+
+  const Ended state = runTool({"types", "Stp::PortState", "--json"});
+  const Json literals = Json::parse(state.out).at("literals");
+  EXPECT_EQ(literals.dump(), R"([{"name":"discarding","value":0},{"name":"learning","value":1},)"
+                             R"({"name":"forwarding","value":2}])");
+}
+
+TEST(Types, ShowsRangesWithTheirUnits) {
+  const Ended ended = runTool({"types", "Stp::ConfigBase"});
+  EXPECT_EQ(ended.code, 0) << ended.err;
+  EXPECT_NE(ended.out.find("6 to 40 s"), std::string::npos) << ended.out;
+  EXPECT_NE(ended.out.find("200 to 10000 ms"), std::string::npos);
+}
+
+struct Refused {
+  Arguments arguments;
+  int code;
+  std::vector<std::string> inMessage;
+};
+
+TEST(Commands, RefuseWhatIsWrongInOneLineAndChangeNothing) {
+  RunningServer server;
+  const std::string port = portPath("Ethernet1");
+  const std::string before = server.dump();
+  const Refused cases[] = {
+      // a path
+      {{"get", "/stp/hv"}, 1, {"/stp/hv: nothing is mounted", "did you mean '/stp/hw'?"}},
+      {{"get", "stp"}, 1, {"stp: nothing is mounted there"}},
+      {{"get", "/stp/hw/mstiHw/Mst9"}, 1, {"/stp/hw/mstiHw", "'Mst9'", "Mst0, Mst1, Mst2, Mst3"}},
+      {{"get", "/stp/hw/mstihw"}, 1, {"'mstihw'", "mstiHw"}},
+      {{"get", port + "/portState/x"}, 1, {"portState"}},
+      {{"get", "/stp/hw/mstiHw[Mst0"}, 1, {"bracket"}},
+      {{"tree", "/stp/nothing"}, 1, {"/stp/nothing"}},
+      {{"dump", "/stp/hw/mstiHw/Mst9"}, 1, {"Mst9"}},
+      {{"watch", "/stp/hw/mstiHw/Mst9", "--count", "1"}, 1, {"Mst9"}},
+      // an attribute
+      {{"get", port, "portstate"}, 1, {port, "'portstate'", "did you mean 'portState'?"}},
+      {{"set", port, "protState", "learning"}, 1, {port, "did you mean 'portState'?"}},
+      {{"set", port, "name", "Ethernet2"}, 1, {port + "/name", "fixed"}},
+      {{"set", "/stp/hw", "mstiHw", "x"}, 1, {"/stp/hw/mstiHw", "collection"}},
+      {{"set", "/stp/hw", "mstiHw/Mst0", "x"}, 1, {"/stp/hw", "is an entity"}},
+      // a value
+      {{"set", port, "portState", "blocking"},
+       1,
+       {port + ": portState: 'blocking' is refused", "discarding (0)", "forwarding (2)"}},
+      {{"set", port, "portState", "2"}, 1, {"portState: '2'", "forwarding (2)"}},
+      {{"set", port, "portState", "learning "}, 1, {"portState: 'learning '"}},
+      {{"set", port, "active", "yes"}, 1, {"active: 'yes'", "allowed: true or false"}},
+      {{"set", "/stp/protoStatus", "overrideCount", "4294967296"}, 1, {"4294967296", "4294967295"}},
+      {{"set", "/stp/protoStatus", "overrideCount", "-1"}, 1, {"'-1'", "0 to 4294967295"}},
+      {{"set", "/stp/protoStatus", "overrideCount", ""}, 1, {"''", "0 to 4294967295"}},
+      // one of several: the right ones are not set either
+      {{"set", port, "active", "false", "portState", "blocking"}, 1, {"portState: 'blocking'"}},
+      {{"set", port, "active", "false", "portState"}, 2, {"no value"}},
+      // elements
+      {{"new", port}, 1, {port + ": exists already"}},
+      {{"new", portPath("Ethernet99"), "extra"}, 2, {"made with nothing but its name"}},
+      {{"new", "/stp/hw/mstiHw"}, 1, {"names no element"}},
+      {{"new", "/stp/other"}, 2, {"/stp/other", "TYPE"}},
+      {{"new", "/stp/other", "Stp::Nothing"}, 1, {"Stp::Nothing"}},
+      {{"new", "/stp/other", "Stp::PortState"}, 1, {"Stp::PortState"}},
+      {{"new", "/stp", "Stp::Hw"}, 1, {"/stp"}},
+      {{"del", portPath("Ethernet99")}, 1, {"Ethernet99"}},
+      {{"del", port + "/portState"}, 1, {"portState"}},
+      {{"del", "/stp/hw"}, 1, {"/stp/hw: is a root entity"}},
+      // usage
+      {{"get"}, 2, {"PATH"}},
+      {{"tree", "--depth", "x"}, 2, {"--depth"}},
+      {{"tree", "--depht", "1"}, 2, {"--depht"}},
+      {{"types", "Stp::PortSate"}, 1, {"did you mean 'Stp::PortState'?"}},
+  };
+  for (const Refused& wrong : cases) {
+    SCOPED_TRACE(joined(wrong.arguments));
+    Ended ended;
+    if (wrong.arguments[0] == "types") {
+      ended = runTool(wrong.arguments);
+    } else {
+      ended = server.run(wrong.arguments);
+    }
+    EXPECT_EQ(ended.code, wrong.code);
+    EXPECT_EQ(ended.out, "");
+    EXPECT_TRUE(ended.err.starts_with("stptool: ") && isOneLine(ended.err)) << ended.err;
+    for (const std::string& part : wrong.inMessage) {
+      EXPECT_NE(ended.err.find(part), std::string::npos) << ended.err << "  lacks: " << part;
+    }
+  }
+  EXPECT_EQ(server.dump(), before);
+  EXPECT_EQ(server.tool().stop().err, "");
+}
+
+TEST(Commands, NeedAServerAndSayWhenThereIsNone) {
+  const TemporaryFolder folder;
+  for (const std::string& socket :
+       {folder.file("none"), folder.write("file", ""), std::string(200, 'x'), std::string()}) {
+    const Ended ended = runTool({"tree", "--socket", socket});
+    EXPECT_EQ(ended.code, socket.empty() ? ended.code : 3) << socket;
+    EXPECT_NE(ended.code, 0);
+    EXPECT_TRUE(isOneLine(ended.err)) << ended.err;
+  }
+  EXPECT_EQ(runTool({"tree"}).code, 2);
+  EXPECT_EQ(runTool({}).code, 2);
+  EXPECT_EQ(runTool({"nonsense"}).code, 2);
+  const Ended library = runTool({"types", "--library", folder.file("none.so")});
+  EXPECT_EQ(library.code, 1);
+  EXPECT_NE(library.err.find("none.so"), std::string::npos) << library.err;
+}
+
+TEST(Help, TeachesEachCommandByExample) {
+  for (const char* name :
+       {"types", "serve", "tree", "get", "set", "new", "del", "watch", "dump", "load"}) {
+    const Ended ended = runTool({name, "--help"});
+    EXPECT_EQ(ended.code, 0) << name;
+    EXPECT_NE(ended.out.find("Example:\n  stptool " + std::string(name)), std::string::npos)
+        << ended.out;
+  }
+  EXPECT_EQ(runTool({"--help"}).code, 0);
+}
+
+TEST(Get, AnswersForPeopleAndForScripts) {
+  RunningServer server;
+  const std::string port = portPath("Ethernet7");
+  EXPECT_EQ(server.output({"get", port, "portState"}), "discarding\n");
+  EXPECT_EQ(server.output({"get", port + "/active"}), "false\n");
+  EXPECT_EQ(server.output({"get", port, "active", "portState"}),
+            "active     false\nportState  discarding\n");
+  EXPECT_EQ(server.output({"get", "/stp/hw", "name"}), "hw\n");
+  EXPECT_EQ(server.output({"get", "/stp/hw/mstiHw"}), "Mst0\nMst1\nMst2\nMst3\n");
+  EXPECT_EQ(Json::parse(server.output({"get", "--json", port})).dump(),
+            R"({"portState":"discarding","active":false})");
+  EXPECT_EQ(server.output({"get", "--json", port + "/active"}), "false\n");
+}
+
+TEST(Tree, ShowsElementsInNaturalOrderDownToADepth) {
+  RunningServer server;
+  const std::string tree = server.output({"tree"});
+  const size_t second = tree.find("Ethernet2 ");
+  const size_t tenth = tree.find("Ethernet10 ");
+  EXPECT_LT(second, tenth);
+  EXPECT_NE(tree.find("Ethernet10     portState=forwarding  active=true\n"), std::string::npos)
+      << tree;
+  EXPECT_NE(tree.find("/stp/quiesceStatus  Stp::QuiesceStatus\n"), std::string::npos);
+
+  const std::string shallow = server.output({"tree", "/stp/hw", "--depth", "1"});
+  EXPECT_NE(shallow.find("Mst3"), std::string::npos);
+  EXPECT_EQ(shallow.find("Ethernet1"), std::string::npos);
+}
+
+TEST(Writes, TakeEffectForEveryOtherClient) {
+  RunningServer server;
+  const std::string port = portPath("Ethernet1");
+  EXPECT_EQ(server.output({"set", port, "portState", "learning", "active", "false"}), "");
+  EXPECT_EQ(server.output({"get", port, "portState"}), "learning\n");
+  EXPECT_EQ(server.output({"get", port, "active"}), "false\n");
+
+  const std::string odd = "/stp/hw/mstiHw/Mst0/mstiPortHw[Ethernet3/1]";
+  EXPECT_EQ(server.output({"new", odd}), "");
+  EXPECT_EQ(server.output({"set", odd, "portState", "forwarding"}), "");
+  EXPECT_EQ(server.output({"get", odd, "portState"}), "forwarding\n");
+  EXPECT_EQ(Json::parse(server.output({"del", odd, "--json"})), (Json{{"deleted", odd}}));
+  EXPECT_EQ(server.run({"get", odd}).code, 1);
+  EXPECT_EQ(server.output({"del", "/stp/hw/mstiHw/Mst3"}), "") << "with all its ports";
+  EXPECT_EQ(server.output({"get", "/stp/hw/mstiHw"}), "Mst0\nMst1\nMst2\n");
+
+  EXPECT_EQ(server.output({"new", "/stp/second", "Stp::Hw"}), "");
+  EXPECT_EQ(server.output({"new", "/stp/second/mstiHw/Mst0"}), "");
+  EXPECT_EQ(server.output({"get", "/stp/second/mstiHw"}), "Mst0\n");
+}
+
+TEST(Output, EndsQuietlyWhenTheReaderGoes) {
+  const std::string command =
+      std::string("'") + STPTOOL + "' types 2>&1 | true; echo \"${PIPESTATUS[0]}\"";
+  const TemporaryFolder folder;
+  const std::string script = folder.write("script", command + " >" + folder.file("code") + "\n");
+  EXPECT_EQ(std::system(("bash " + script).c_str()), 0);
+  EXPECT_EQ(readFile(folder.file("code")), "0\n");
+}
+
+}  // namespace

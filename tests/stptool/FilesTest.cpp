@@ -1,0 +1,231 @@
+// Trees as files: what is dumped loads again, what is wrong with a file is said and loads nothing.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "RunningServer.h"
+#include "stptool/json/Json.h"
+
+namespace {
+
+using stptool::Json;
+
+TEST(Dump, LoadsAgainAsTheSameTree) {
+  RunningServer first;
+  const std::string dump = first.dump();
+  EXPECT_EQ(Json::parse(dump), Json::parse(readFile(EXAMPLE)));
+  RunningServer second({first.folder().write("dump.json", dump)});
+  EXPECT_EQ(second.dump(), dump);
+}
+
+TEST(Dump, KeepsNamesThatAreHardToWrite) {
+  RunningServer server(std::vector<std::string>{});
+  ASSERT_EQ(server.output({"new", "/hw", "Stp::Hw"}), "");
+  for (const std::string& name :
+       {std::string("a/b[c]\\d"), std::string("'quoted'"), std::string(" blank "),
+        std::string("\xc3\xa4"), std::string("\xff\n"), std::string("~1")}) {
+    std::string path = "/hw/mstiHw[";
+    const bool quoted = name.starts_with('\'') || name.starts_with('\xff');
+    const std::string text = name == "\xff\n" ? "'\\xff\\x0a'" : quoted ? "'\\'quoted\\''" : name;
+    for (const char c : text) {
+      if (c == ']' || c == '\\') path += '\\';
+      path += c;
+    }
+    EXPECT_EQ(server.output({"new", path + "]"}), "") << name;
+  }
+  const std::string dump = server.dump();
+  EXPECT_EQ(Json::parse(dump).at("mounts").at("/hw").at("mstiHw").size(), 6u) << dump;
+  RunningServer second({server.folder().write("dump.json", dump)});
+  EXPECT_EQ(second.dump(), dump);
+}
+
+TEST(Dump, OfAPartLoadsIntoATreeThatHasTheRest) {
+  RunningServer server;
+  const std::string whole = server.dump();
+  const std::string instance = server.output({"dump", "/stp/hw/mstiHw/Mst2"});
+  const std::string port = server.output({"dump", portPath("Ethernet1", 2)});
+  const Json expected = Json::parse(
+      R"({"mounts":{"/stp/hw":{"type":"Stp::Hw","name":"hw","mstiHw":{"Mst2":{"mstiPortHw":)"
+      R"({"Ethernet1":{"portState":"forwarding","active":true}}}}}}})");
+  EXPECT_EQ(Json::parse(port), expected);
+  EXPECT_EQ(server.output({"del", "/stp/hw/mstiHw/Mst2"}), "");
+  EXPECT_EQ(server.output({"load", server.folder().write("part.json", instance)}), "");
+  EXPECT_EQ(server.dump(), whole);
+}
+
+TEST(Load, MergesUnlessItReplaces) {
+  RunningServer server;
+  const std::string file = server.folder().write("part.json", R"({"mounts": {
+      "/stp/hw": {"mstiHw": {"Mst0": {"mstiPortHw": {"Ethernet1": {"active": false}}}}},
+      "/stp/new": {"type": "Stp::ProtoStatus", "overrideCount": 7}}})");
+  EXPECT_EQ(server.output({"load", file}), "");
+  EXPECT_EQ(server.output({"get", portPath("Ethernet1"), "active"}), "false\n");
+  EXPECT_EQ(server.output({"get", portPath("Ethernet1"), "portState"}), "forwarding\n");
+  EXPECT_EQ(server.output({"get", portPath("Ethernet2"), "active"}), "true\n");
+  EXPECT_EQ(server.output({"get", "/stp/new", "overrideCount"}), "7\n");
+  EXPECT_EQ(server.output({"load", file, "--replace"}), "");
+  EXPECT_EQ(server.output({"get", "/stp/hw/mstiHw"}), "Mst0\n");
+  EXPECT_EQ(server.output({"get", "/stp/hw/mstiHw/Mst0/mstiPortHw"}), "Ethernet1\n");
+}
+
+struct WrongFile {
+  const char* what;
+  const char* text;
+  const char* message;  // behind the file's name
+};
+
+const WrongFile wrongFiles[] = {
+    {"empty", "", ":1:1: "},
+    {"cut short", "{\n  \"mounts\": {", ":2:14: "},
+    {"comma", "{\"mounts\": {},}", ":1:15: "},
+    {"huge number", R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "overrideCount": 1e999}}})",
+     ": "},
+    {"no object", "[]", ": /: found []"},
+    {"no mounts", "{}", R"(: /: lacks the member "mounts")"},
+    {"other member", R"({"mounts": {}, "extra": 1})", ": /extra: unknown member"},
+    {"mounts a list", R"({"mounts": []})", ": /mounts: found []"},
+    {"root a number", R"({"mounts": {"/p": 1}})", ": /mounts/~1p: found 1"},
+    {"no type", R"({"mounts": {"/p": {}}})", R"(: /mounts/~1p: lacks "type")"},
+    {"unknown type", R"({"mounts": {"/p": {"type": "Stp::ProtoState"}}})",
+     ": /mounts/~1p/type: 'Stp::ProtoState' is no entity type; did you mean 'Stp::ProtoStatus'?"},
+    {"value type", R"({"mounts": {"/p": {"type": "Stp::PortState"}}})",
+     ": /mounts/~1p/type: 'Stp::PortState' is no entity type"},
+    {"type a number", R"({"mounts": {"/p": {"type": 1}}})", ": /mounts/~1p/type: found 1"},
+    {"bad mount path", R"({"mounts": {"p": {"type": "Stp::ProtoStatus"}}})", ": /mounts/p: 'p'"},
+    {"mount below mount", R"({"mounts": {"/p": {"type": "Stp::Hw"}, "/p/q": {"type": "Stp::Hw"}}})",
+     ": /mounts/~1p~1q: "},
+    {"wrong name", R"({"mounts": {"/p": {"type": "Stp::Hw", "name": "q"}}})",
+     R"(: /mounts/~1p/name: found "q"; it is fixed when the entity is made and is "p")"},
+    {"unknown attribute", R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "runmode": 1}}})",
+     ": /mounts/~1p/runmode: Stp::ProtoStatus has no 'runmode'; did you mean 'runMode'?"},
+    {"twice", R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "runMode": 1, "runMode": 1}}})",
+     ": /mounts/~1p/runMode: stands twice"},
+    {"literal", R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "runMode": "mstp"}}})",
+     R"(: /mounts/~1p/runMode: found "mstp"; allowed: one of "runModeNone", "runModeMstp")"},
+    {"text for a number",
+     R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "overrideCount": "1"}}})",
+     R"(: /mounts/~1p/overrideCount: found "1"; allowed: a whole number from 0 to 4294967295)"},
+    {"too large",
+     R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "overrideCount": 4294967296}}})",
+     ": /mounts/~1p/overrideCount: found 4294967296; allowed"},
+    {"number for bool", R"({"mounts": {"/p": {"type": "Stp::QuiesceStatus", "quiesceMode": 0}}})",
+     ": /mounts/~1p/quiesceMode: found 0; allowed: true or false"},
+    {"list for a collection", R"({"mounts": {"/p": {"type": "Stp::Hw", "mstiHw": ["Mst0"]}}})",
+     R"(: /mounts/~1p/mstiHw: found ["Mst0"])"},
+    {"null element", R"({"mounts": {"/p": {"type": "Stp::Hw", "mstiHw": {"Mst0": null}}}})",
+     ": /mounts/~1p/mstiHw/Mst0: found null"},
+    {"type in an element",
+     R"({"mounts": {"/p": {"type": "Stp::Hw", "mstiHw": {"Mst0": {"type": "Stp::MstiHw"}}}}})",
+     ": /mounts/~1p/mstiHw/Mst0/type: Stp::MstiHw has no 'type'"},
+    {"deep down",
+     R"({"mounts": {"/p": {"type": "Stp::Hw", "mstiHw": {"Mst0": {"mstiPortHw":
+        {"Ethernet3/1": {"portState": true}}}}}}})",
+     ": /mounts/~1p/mstiHw/Mst0/mstiPortHw/Ethernet3~11/portState: found true"},
+    // The good half of a file is not loaded either.
+    {"second of two",
+     R"({"mounts": {"/good": {"type": "Stp::Hw"}, "/p": {"type": "Stp::Hw", "x": 1}}})",
+     ": /mounts/~1p/x: Stp::Hw has no 'x'"},
+};
+
+TEST(Load, SaysWhatIsWrongWithAFileAndLoadsNothing) {
+  RunningServer server;
+  const std::string before = server.dump();
+  for (const WrongFile& wrong : wrongFiles) {
+    SCOPED_TRACE(wrong.what);
+    const std::string file = server.folder().write("wrong.json", wrong.text);
+    const std::string socket = server.folder().file("socket2");
+    const std::string message = "stptool: " + file + wrong.message;
+    const Ended served = runTool({"serve", "--socket", socket, "--load", file});
+    EXPECT_EQ(served.code, 1);
+    EXPECT_EQ(served.out, "");
+    EXPECT_TRUE(served.err.starts_with(message)) << served.err << message;
+    EXPECT_NE(access(socket.c_str(), F_OK), 0) << "a socket was made";
+
+    // A root that is there already needs no type; everything else is the same.
+    const Ended loaded = server.run({"load", file});
+    EXPECT_EQ(loaded.code, 1);
+    EXPECT_TRUE(loaded.err.starts_with(message)) << loaded.err << message;
+    EXPECT_EQ(std::count(loaded.err.begin(), loaded.err.end(), '\n'), 1) << loaded.err;
+  }
+  EXPECT_EQ(server.dump(), before);
+}
+
+TEST(Load, SaysWhatDoesNotFitTheLiveTree) {
+  RunningServer server;
+  const std::string before = server.dump();
+  const std::string file =
+      server.folder().write("wrong.json", R"({"mounts": {"/stp/good": {"type": "Stp::Hw"},
+                                   "/stp/hw": {"type": "Stp::ProtoStatus"}}})");
+  const Ended ended = server.run({"load", file});
+  EXPECT_EQ(ended.code, 1);
+  EXPECT_NE(ended.err.find("/mounts/~1stp~1hw/type: found \"Stp::ProtoStatus\", but /stp/hw is a "
+                           "Stp::Hw already"),
+            std::string::npos)
+      << ended.err;
+  EXPECT_EQ(server.dump(), before);
+  EXPECT_EQ(server.run({"load", server.folder().file("none.json")}).code, 1);
+  EXPECT_EQ(server.run({"load", "/"}).code, 1) << "a folder";
+}
+
+// A tree with references, records, lists, a union, optionals, keys of all kinds.
+TEST(Load, TakesReferencesForwardAndBetweenFiles) {
+  const TemporaryFolder folder;
+  const std::string file = folder.write("config.json", R"({"mounts": {"/c": {
+      "type": "Stp::Config", "name": "c", "maxAge": 6, "mstConfigSpec": {"regionId": "r"},
+      "backupToBackupIntfConfig": {"Ethernet2": "/c/backupIntfConfig/Ethernet1"},
+      "backupIntfConfig": {"Ethernet1": {"backupIntfName": "Ethernet2",
+                                         "backupPreferredVlans": {"10": true, "9": false}}},
+      "disabledVlan": {"7": true}}}})");
+  RunningServer server({file});
+  EXPECT_EQ(server.output({"get", "/c/backupToBackupIntfConfig/Ethernet2"}),
+            "/c/backupIntfConfig/Ethernet1\n");
+  EXPECT_EQ(server.output({"get", "/c/backupIntfConfig/Ethernet1", "backupIntfName"}),
+            "Ethernet2\n");
+  EXPECT_EQ(server.output({"get", "/c/backupIntfConfig/Ethernet1/backupPreferredVlans/9"}),
+            "false\n");
+  EXPECT_EQ(server.output({"set", "/c", "disabledVlan[8]", "true", "disabledVlan[7]", "false"}),
+            "");
+  EXPECT_EQ(server.output({"get", "--json", "/c", "disabledVlan"}),
+            "{\n  \"disabledVlan\": {\"7\": false, \"8\": true}\n}\n");
+  const Ended range = server.run({"set", "/c", "maxAge", "41"});
+  EXPECT_EQ(range.code, 1);
+  EXPECT_NE(range.err.find("/c: maxAge: '41' is refused"), std::string::npos) << range.err;
+  EXPECT_NE(range.err.find("allowed: 6 to 40 s"), std::string::npos) << range.err;
+
+  const std::string dump = server.dump();
+  RunningServer second({folder.write("dump.json", dump)});
+  EXPECT_EQ(second.dump(), dump);
+
+  const struct {
+    const char* change;
+    const char* message;
+  } wrong[] = {
+      {R"("maxAge": 41)", ": /mounts/~1c/maxAge: found 41; allowed: 6 to 40 s"},
+      {R"("maxAgeLow": 7)", ": /mounts/~1c/maxAgeLow: found 7; it is a constant and is 6"},
+      {R"("backupToBackupIntfConfig": {"E": "/c/backupIntfConfig/E"})",
+       ": /mounts/~1c/backupToBackupIntfConfig/E: "},
+      {R"("backupToBackupIntfConfig": {"E": "/c"})", ": /mounts/~1c/backupToBackupIntfConfig/E: "},
+      {R"("backupToBackupIntfConfig": {"E": null})",
+       ": /mounts/~1c/backupToBackupIntfConfig/E: found null"},
+      {R"("backupIntfConfig": {"E": {}})",
+       ": /mounts/~1c/backupIntfConfig/E: lacks 'backupIntfName'"},
+      {R"("disabledVlan": {"65536": true})", ": /mounts/~1c/disabledVlan/65536: found '65536'"},
+      {R"("disabledVlan": {"1": 1})", ": /mounts/~1c/disabledVlan/1: found 1; allowed: true or"},
+      {R"("mstConfigSpec": {"configRevision": 65536})",
+       ": /mounts/~1c/mstConfigSpec/configRevision: found 65536"},
+  };
+  for (const auto& [change, message] : wrong) {
+    const std::string bad = folder.write(
+        "bad.json", std::string(R"({"mounts": {"/c": {"type": "Stp::Config", )") + change + "}}}");
+    for (const Ended& ended : {server.run({"load", bad}),
+                               runTool({"serve", "--socket", folder.file("s"), "--load", bad})}) {
+      EXPECT_EQ(ended.code, 1) << change;
+      EXPECT_NE(ended.err.find(bad + message), std::string::npos) << ended.err << message;
+    }
+  }
+  EXPECT_EQ(server.dump(), dump);
+}
+
+}  // namespace

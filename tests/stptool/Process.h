@@ -1,0 +1,63 @@
+// Runs the tool as a person does: as a process, by what it prints and how it ends.
+#pragma once
+
+#include <sys/types.h>
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+/// How a process ended: its exit code, or minus the signal that ended it.
+struct Ended {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+/// A folder that goes away with everything in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+  /// Writes a file; returns its path.
+  std::string write(const std::string& name, const std::string& text) const;
+
+ private:
+  std::string path_;
+};
+
+std::string readFile(const std::string& file);
+
+/// A running stptool. Its end is waited for, by force if need be.
+class Tool {
+ public:
+  explicit Tool(const std::vector<std::string>& arguments);
+  ~Tool();
+  Tool(const Tool&) = delete;
+  Tool& operator=(const Tool&) = delete;
+
+  /// Waits until standard output, or standard error, holds the text; false after thirty seconds or
+  /// when the process ends before.
+  bool says(const std::string& text);
+  bool complains(const std::string& text);
+  void signal(int number) const;
+  /// Waits for the end.
+  Ended end();
+  /// SIGTERM, then end().
+  Ended stop();
+  std::string out() const;
+  std::string err() const;
+
+ private:
+  bool waitFor(const std::string& file, const std::string& text);
+
+  TemporaryFolder folder_;
+  pid_t pid_ = -1;
+  int status_ = 0;
+};
+
+Ended runTool(const std::vector<std::string>& arguments);

@@ -1,0 +1,95 @@
+// How the tool orders, aligns and shows text.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "stptool/text/Explain.h"
+#include "stptool/text/NaturalOrder.h"
+#include "stptool/text/Printable.h"
+#include "stptool/text/Suggest.h"
+#include "stptool/text/Table.h"
+
+namespace stptool {
+namespace {
+
+TEST(NaturalOrder, IsStrictAndTotalAndCountsNumbers) {
+  const std::vector<std::string> ordered = {"",
+                                            "0",
+                                            "00",
+                                            "1",
+                                            "2",
+                                            "10",
+                                            "Ethernet",
+                                            "Ethernet1",
+                                            "Ethernet2",
+                                            "Ethernet02b",
+                                            "Ethernet3/1",
+                                            "Ethernet3/10",
+                                            "Ethernet10",
+                                            "Ethernet99999999999999999999999",
+                                            "Port-Channel1",
+                                            "ethernet1",
+                                            "\xff"};
+  for (size_t i = 0; i < ordered.size(); ++i) {
+    for (size_t j = 0; j < ordered.size(); ++j) {
+      // "0" and "00" differ in leading zeros alone: any order will do, as long as it is one.
+      EXPECT_EQ(naturalLess(ordered[i], ordered[j]), i < j) << ordered[i] << " | " << ordered[j];
+    }
+  }
+}
+
+TEST(Suggestion, FindsSlipsOfTheHandAndNothingElse) {
+  const std::vector<std::string> known = {"portState", "active", "Stp::MstiPortHw"};
+  EXPECT_EQ(suggestion("protState", known), "; did you mean 'portState'?");
+  EXPECT_EQ(suggestion("PORTSTATE", known), "; did you mean 'portState'?");
+  EXPECT_EQ(suggestion("actve", known), "; did you mean 'active'?");
+  EXPECT_EQ(suggestion("MstiPorthw", known), "; did you mean 'Stp::MstiPortHw'?");
+  EXPECT_EQ(suggestion("zebra", known), "");
+  EXPECT_EQ(suggestion("", known), "");
+  EXPECT_EQ(suggestion("x", {}), "");
+}
+
+TEST(Printable, LetsNothingCommandATerminal) {
+  EXPECT_EQ(printable("Ethernet1 \xc3\xa4 \xf0\x9f\x94\x8c"),
+            "Ethernet1 \xc3\xa4 \xf0\x9f\x94\x8c");
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"\x1b[2J", "\\x1b[2J"},  // escape sequence
+      {"a\nb\x7f", "a\\x0ab\\x7f"},
+      {"\xc2\x9b"
+       "31m",
+       "\\xc2\\x9b"
+       "31m"},  // the same as one character of C1
+      {"\xff", "\\xff"},
+      {"\xc3", "\\xc3"},                             // cut short
+      {"\xc0\xaf", "\\xc0\\xaf"},                    // overlong
+      {"\xed\xa0\x80", "\\xed\\xa0\\x80"},           // surrogate
+      {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},  // above the last code point
+      {std::string("\0", 1), "\\x00"},
+  };
+  for (const auto& [text, shown] : cases) {
+    EXPECT_EQ(printable(text), shown);
+    EXPECT_FALSE(isPrintable(text)) << shown;
+  }
+}
+
+TEST(TableText, AlignsByCharactersAndLeavesOutEmptyColumns) {
+  Table table;
+  table.header({"id", "unit", "name", "doc"});
+  table.row({"1", "", "\xc3\xa4", "first"});
+  table.row({"22", "", "abc", ""});
+  EXPECT_EQ(table.text(" "),
+            " id  name  doc\n"
+            " 1   \xc3\xa4     first\n"
+            " 22  abc\n");
+}
+
+TEST(FirstSentence, EndsWhereTheNextOneStarts) {
+  EXPECT_EQ(firstSentence("One. Two."), "One.");
+  EXPECT_EQ(firstSentence("See IEEE 802.1Q-2018 13.26, e.g. here. Then more."),
+            "See IEEE 802.1Q-2018 13.26, e.g. here.");
+  EXPECT_EQ(firstSentence("No end"), "No end");
+  EXPECT_EQ(firstSentence(nullptr), "");
+}
+
+}  // namespace
+}  // namespace stptool

@@ -1,0 +1,121 @@
+// What watch prints, and that its mirror stays equal to the server's tree.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <random>
+#include <sstream>
+
+#include "RunningServer.h"
+#include "stptool/json/Json.h"
+
+namespace {
+
+using stptool::Json;
+
+std::vector<std::string> lines(const std::string& text) {
+  std::vector<std::string> result;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) result.push_back(line);
+  return result;
+}
+
+// Without the time in front.
+std::string change(const std::string& line) {
+  const size_t blank = line.find("  ");
+  return blank == std::string::npos ? line : line.substr(blank + 2);
+}
+
+TEST(Watch, PrintsEachKindOfChange) {
+  RunningServer server;
+  const std::string port = portPath("Ethernet1");
+  const std::string added = portPath("Ethernet99");
+  const auto text = server.start({"watch", "--count", "4"});
+  const auto json = server.start({"watch", "/stp/hw/mstiHw/Mst0", "--json", "--count", "3"});
+  const auto one = server.start({"watch", port + "/active", "--count", "1"});
+  for (const auto* watch : {&text, &json, &one}) ASSERT_TRUE((*watch)->complains("watching"));
+  server.output({"set", port, "portState", "learning"});
+  server.output({"new", added});
+  server.output({"del", added});
+  server.output({"set", "/stp/quiesceStatus", "quiesceMode", "true"});
+
+  const Ended printed = text->end();
+  EXPECT_EQ(printed.code, 0) << printed.err;
+  const std::vector<std::string> expected = {port + "  portState  forwarding -> learning",
+                                             "+ " + added, "- " + added,
+                                             "/stp/quiesceStatus  quiesceMode  false -> true"};
+  ASSERT_EQ(lines(printed.out).size(), expected.size()) << printed.out;
+  for (size_t i = 0; i < expected.size(); ++i)
+    EXPECT_EQ(change(lines(printed.out)[i]), expected[i]);
+
+  const Ended objects = json->end();
+  EXPECT_EQ(objects.code, 0) << objects.err;
+  const Json wanted[] = {
+      {{"change", "set"},
+       {"path", port},
+       {"attribute", "portState"},
+       {"old", "forwarding"},
+       {"new", "learning"}},
+      {{"change", "insert"}, {"path", added}},
+      {{"change", "remove"}, {"path", added}},
+  };
+  ASSERT_EQ(lines(objects.out).size(), std::size(wanted)) << objects.out;
+  for (size_t i = 0; i < std::size(wanted); ++i) {
+    Json object = Json::parse(lines(objects.out)[i]);
+    EXPECT_TRUE(object.at("time").get<std::string>().ends_with("Z"));
+    object.erase("time");
+    EXPECT_EQ(object, wanted[i]);
+  }
+
+  EXPECT_EQ(one->out(), "") << "another attribute of the same port";
+  server.output({"set", port, "active", "false"});
+  const Ended narrow = one->end();
+  EXPECT_EQ(narrow.code, 0);
+  EXPECT_EQ(change(narrow.out), port + "  active  true -> false\n");
+}
+
+TEST(Watch, EndsInTimeAndSaysWhenTheServerGoes) {
+  RunningServer server;
+  EXPECT_EQ(server.run({"watch", "--for", "0.2"}).code, 0);
+  const auto watch = server.start({"watch"});
+  ASSERT_TRUE(watch->complains("watching"));
+  EXPECT_EQ(server.tool().stop().code, 0);
+  const Ended ended = watch->end();
+  EXPECT_EQ(ended.code, 1);
+  EXPECT_NE(ended.err.find("the connection has ended"), std::string::npos) << ended.err;
+}
+
+// Random writes by several clients; one mirror sleeps through most of them.
+TEST(Watch, MirrorsTheSameTreeInTheEnd) {
+  RunningServer server;
+  const std::string awakeFile = server.folder().file("awake.json");
+  const std::string sleepyFile = server.folder().file("sleepy.json");
+  const auto awake = server.start({"watch", "--dump-at-end", awakeFile});
+  const auto sleepy = server.start({"watch", "--dump-at-end", sleepyFile});
+  ASSERT_TRUE(awake->complains("watching"));
+  ASSERT_TRUE(sleepy->complains("watching"));
+  sleepy->signal(SIGSTOP);
+  std::mt19937 random(7);
+  for (int step = 0; step < 60; ++step) {
+    const std::string port =
+        portPath("Ethernet" + std::to_string(1 + random() % 4), static_cast<int>(random() % 4));
+    static const char* const states[] = {"discarding", "learning", "forwarding"};
+    const bool exists = server.run({"get", port}).code == 0;
+    if (!exists) {
+      server.output({"new", port});
+    } else if (random() % 3 == 0) {
+      server.output({"del", port});
+    } else {
+      server.output({"set", port, "portState", states[random() % 3]});
+    }
+  }
+  sleepy->signal(SIGCONT);
+  EXPECT_EQ(awake->stop().code, 0);
+  EXPECT_EQ(sleepy->stop().code, 0);
+  EXPECT_EQ(server.tool().stop().code, 0);
+  const std::string served = readFile(server.dumpFile());
+  EXPECT_NE(served, "");
+  EXPECT_EQ(readFile(awakeFile), served);
+  EXPECT_EQ(readFile(sleepyFile), served);
+}
+
+}  // namespace
