@@ -1,0 +1,35 @@
+// stp_bench_load LIBRARY: prints how many nanoseconds dlopen takes, and how many modules are then
+// registered. Linked to nothing of the project, so that all of it is loaded.
+#include <dlfcn.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <span>
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: stp_bench_load LIBRARY\n");
+    return 2;
+  }
+  using Clock = std::chrono::steady_clock;
+  const auto start = Clock::now();
+  void* library = ::dlopen(argv[1], RTLD_NOW);
+  const auto end = Clock::now();
+  if (!library) {
+    std::fprintf(stderr, "stp_bench_load: %s\n", ::dlerror());
+    return 1;
+  }
+  size_t modules = 0;
+  // Tovo::tovoModules(), by the name that it has in the library.
+  if (void* symbol = ::dlsym(library, "_ZN4Tovo11tovoModulesEv")) {
+    std::span<const void* const> (*registered)() = nullptr;
+    std::memcpy(&registered, &symbol, sizeof registered);
+    modules = registered().size();
+  }
+  std::printf("%lld %zu\n",
+              static_cast<long long>(
+                  std::chrono::duration_cast<std::chrono::nanoseconds>(end - start).count()),
+              modules);
+  return 0;
+}

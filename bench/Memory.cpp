@@ -1,0 +1,60 @@
+// What 100,000 ports in their instances' collections take, with no observer and no flow.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+#include "Helper.h"
+#include "Stp/StpStatus.h"
+
+namespace {
+
+/// Bytes; see MemoryProbe.cpp.
+struct Taken {
+  double objects = 0;
+  double slots = 0;
+  double pages = 0;
+  double heap = 0;
+  double resident = 0;
+
+  explicit Taken(const char* what) {
+    const std::string line = Bench::outputOf("stp_bench_memory", what);
+    if (std::sscanf(line.c_str(), "%lf %lf %lf %lf %lf", &objects, &slots, &pages, &heap,
+                    &resident) != 5) {
+      throw std::runtime_error("stp_bench_memory said: " + line);
+    }
+  }
+};
+
+void memory(benchmark::State& state) {
+  for (auto _ : state) {
+    const Taken ports("collections");
+    const Taken index("index");
+    const Taken instances("instances");
+    const Taken names("names");
+    const Taken peer("peer");
+    const auto each = [&](const char* what, double bytes) {
+      state.counters[what] = bytes / 100000;
+    };
+    each("1 object", ports.objects);
+    state.counters["1 object, of it the node's header"] = sizeof(Pelmo::Node);
+    state.counters["1 object, of it the publisher"] = sizeof(Pelmo::Publisher);
+    state.counters["1 object, of it the name"] = sizeof(Pelmo::String);
+    each("2 slot, rounded up", ports.slots - ports.objects);
+    each("3 pages, heads and free slots", ports.pages - ports.slots);
+    each("4 what malloc adds to pages", ports.heap - ports.pages - (index.heap - index.pages));
+    each("5 collection, order and index", index.heap - index.pages);
+    each("6 names, shared by the instances", names.heap);
+    each("everything", ports.heap + names.heap);
+    state.counters["everything, target"] = 320;
+    each("everything, peer unordered_map", peer.heap);
+    each("resident", ports.resident);
+    each("resident, peer unordered_map", peer.resident);
+    state.counters["an empty instance"] = instances.heap / 1000;
+  }
+}
+
+BENCHMARK(memory)->Name("Bytes of a MstiPortStatus, one of 100,000/stp")->Iterations(1);
+
+}  // namespace

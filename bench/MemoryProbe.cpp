@@ -1,0 +1,127 @@
+// stp_bench_memory WHAT: makes 100 ports in each of 1,000 instances and prints in bytes what the
+// process took for them: objects, slots, pages, heap, resident. A process of its own, since a heap
+// that was used before gives other figures. WHAT is
+//
+//   collections   ports in the collections of their instances
+//   index         the same, the pages in malloc's own heap, where they take no more than their size
+//   instances     the instances without ports
+//   names         the names of the ports
+//   peer          a class of the same attributes in an unordered_map
+#include <malloc.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Morsa/Slab.h"
+#include "Stp/StpStatus.h"
+
+namespace {
+
+constexpr size_t portCount = 100;
+constexpr size_t instanceCount = 1000;
+
+struct Taken {
+  size_t objects = 0;   // entities of all kinds, as they account for themselves
+  size_t slots = 0;     // the allocator's slots for them
+  size_t pages = 0;     // the allocator's pages
+  size_t heap = 0;      // malloc: the pages, and everything else
+  size_t resident = 0;  // memory that was touched
+
+  static Taken now() {
+    Taken taken;
+    for (const auto* type = Tovo::AllocTrackTypeInfo::first(); type; type = type->next()) {
+      taken.objects += type->liveBytes();
+    }
+    taken.slots = Morsa::usage().slotBytes;
+    taken.pages = Morsa::usage().pageBytes;
+    const struct mallinfo2 heap = ::mallinfo2();
+    taken.heap = heap.uordblks + heap.hblkhd;
+    if (std::FILE* file = std::fopen("/proc/self/statm", "r")) {
+      size_t total = 0;
+      if (std::fscanf(file, "%zu %zu", &total, &taken.resident) != 2) taken.resident = 0;
+      std::fclose(file);
+      taken.resident *= static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+    }
+    return taken;
+  }
+
+  void printSince(const Taken& before) const {
+    std::printf("%zu %zu %zu %zu %zu\n", objects - before.objects, slots - before.slots,
+                pages - before.pages, heap - before.heap, resident - before.resident);
+  }
+};
+
+std::string portName(size_t i) { return "Ethernet" + std::to_string(i + 1); }
+
+/// Stage after stage; the one that is asked for is measured.
+void measureStp(std::string_view what) {
+  std::vector<Pelmo::String> names(portCount);
+  std::vector<Stp::MstiStatus*> owners(instanceCount);
+  const Pelmo::Ptr<Stp::StpiStatus> tree = Stp::StpiStatus::StpiStatusIs("cist");
+  const auto stage = [&](std::string_view name, const auto& make) {
+    const Taken before = Taken::now();
+    make();
+    if (name == what) Taken::now().printSince(before);
+  };
+  stage("names", [&] {
+    for (size_t i = 0; i < portCount; ++i) {
+      names[i] = Pelmo::String::interned(std::string_view(portName(i)));
+    }
+  });
+  stage("instances", [&] {
+    for (size_t i = 0; i < instanceCount; ++i) {
+      const Stp::InstanceId id(static_cast<uint16_t>(i));
+      owners[i] = tree->mstiStatusIs("mst" + std::to_string(i), id).get();
+    }
+  });
+  stage(what == "index" ? what : "collections", [&] {
+    for (Stp::MstiStatus* owner : owners) {
+      for (const Pelmo::String& name : names) owner->mstiPortStatusIs(name, 1);
+    }
+  });
+}
+
+/// The usual way: a name, an owner and a list of observers.
+struct PeerPort {
+  virtual ~PeerPort() = default;
+  std::string name;
+  void* owner = nullptr;
+  std::vector<void*> observers;
+  std::array<uint8_t, sizeof(Stp::MstiPortStatus) - sizeof(Tovo::Entity)> attributes{};
+};
+
+void measurePeer() {
+  std::vector<std::unordered_map<std::string, std::unique_ptr<PeerPort>>> owners(instanceCount);
+  const Taken before = Taken::now();
+  for (auto& owner : owners) {
+    for (size_t i = 0; i < portCount; ++i) {
+      auto port = std::make_unique<PeerPort>();
+      port->name = portName(i);
+      owner.emplace(portName(i), std::move(port));
+    }
+  }
+  Taken::now().printSince(before);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: stp_bench_memory collections|index|instances|names|peer\n");
+    return 2;
+  }
+  const std::string_view what = argv[1];
+  if (what == "index") ::mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024);
+  if (what == "peer") {
+    measurePeer();
+  } else {
+    measureStp(what);
+  }
+  return 0;
+}
