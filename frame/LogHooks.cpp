@@ -18,6 +18,7 @@ using Tovo::Entity;
 using Tovo::StreamException;
 using Tovo::ValueBuffer;
 using Tovo::ValueOps;
+using Applying = Tovo::NboAttrLog::StreamAdapter::Applying;
 using Tovo::NboAttrLog::FlowOut;
 using Tovo::NboAttrLog::FlowResult;
 using Tovo::NboAttrLog::In;
@@ -71,9 +72,14 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, co
   size_t size = keyOps.attrLogSize(key);
   uint32_t target = 0;
   switch (collection.kind()) {
-    case AttributeKind::ownCollection:
-      size += attrLogSizeCtorParams(*Tovo::elementEntity(item)) + sizeof target;
+    case AttributeKind::ownCollection: {
+      // Before there is room: what waited for the element is resolved now, and observers called.
+      const Pelmo::Ptr<Entity> element(Tovo::elementEntity(item));
+      target = adapter.bindElement(flow.entity(), *element, 0);
+      if (flow.detached() || adapter.entityId(*element) == 0) return true;
+      size += attrLogSizeCtorParams(*element) + sizeof target;
       break;
+    }
     case AttributeKind::refCollection:
       target = adapter.referenceId(Tovo::elementEntity(item));
       size += sizeof target;
@@ -85,12 +91,10 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, co
   if (!out) return false;
   keyOps.write(*out, key);
   switch (collection.kind()) {
-    case AttributeKind::ownCollection: {
-      Entity& element = *Tovo::elementEntity(item);
-      serializeConstructorParams(*out, element);
-      *out << adapter.bindElement(flow.entity(), element, 0);
+    case AttributeKind::ownCollection:
+      serializeConstructorParams(*out, *Tovo::elementEntity(item));
+      *out << target;
       break;
-    }
     case AttributeKind::refCollection:
       *out << target;
       break;
@@ -128,22 +132,19 @@ bool sendWhole(StreamAdapter& adapter, FlowOut& flow, Attribute collection) {
     // When that element is gone the walk starts again; what the peer has by then is sent twice.
     at.moveBehind(map, nodes, key.get());
   }
-  const void* lastSent = nullptr;
+  bool sent = true;
   while (const void* node = at.next()) {
-    if (!sendElement(adapter, flow, collection, nodes.key(node), nodes.value(node))) {
-      if (lastSent) last = encoded(collection.keyOps(), nodes.key(lastSent));
-      if (last) flow.tovoFlowOutBookmarkEnq(id, std::move(*last));
-      return false;
-    }
-    lastSent = node;
+    std::string key = encoded(collection.keyOps(), nodes.key(node));
+    sent = sendElement(adapter, flow, collection, nodes.key(node), nodes.value(node));
+    if (!sent) break;
+    last = std::move(key);
   }
-  if (!adapter.handleCollSerializationTransactionMarkers(flow, id, false)) {
-    if (lastSent) last = encoded(collection.keyOps(), nodes.key(lastSent));
-    if (last) flow.tovoFlowOutBookmarkEnq(id, std::move(*last));
-    return false;
+  if (sent && adapter.handleCollSerializationTransactionMarkers(flow, id, false)) {
+    flow.tovoHasSyncedIs(id);
+    return true;
   }
-  flow.tovoHasSyncedIs(id);
-  return true;
+  if (last) flow.tovoFlowOutBookmarkEnq(id, std::move(*last));
+  return false;
 }
 
 FlowResult handleSerializationOfColl(StreamAdapter& adapter, FlowOut& flow, Attribute collection) {
@@ -151,8 +152,9 @@ FlowResult handleSerializationOfColl(StreamAdapter& adapter, FlowOut& flow, Attr
   if (!adapter.handleSerializationOfCollCheck(flow, id) || !adapter.isOkToSerialize()) {
     return FlowResult::notFinished;
   }
-  // The flow must stay while its own entity may be let go by what is sent.
+  // Observers may let both go while what waited for an element is resolved.
   const Pelmo::Ptr<FlowOut> keep(&flow);
+  const Pelmo::Ptr<Entity> keepEntity(&flow.entity());
   if (!flow.tovoHasSynced(id) && !sendWhole(adapter, flow, collection)) {
     return FlowResult::notFinished;
   }
@@ -183,46 +185,35 @@ FlowResult flowOutOnAttributeForConnection(StreamAdapter& adapter, FlowOut& flow
 
 // -------------------------------------------------------------------------------------- receiving
 
-// The change that is applied comes from the peer, until this goes.
-class Applying {
- public:
-  Applying(StreamAdapter& adapter, Entity& entity, AttributeId attribute) : adapter_(adapter) {
-    adapter_.applyingIs(&entity, attribute);
-  }
-  ~Applying() { adapter_.applyingIs(nullptr, 0); }
-  Applying(const Applying&) = delete;
-  Applying& operator=(const Applying&) = delete;
-
- private:
-  StreamAdapter& adapter_;
-};
-
 void applyValue(StreamAdapter& adapter, Entity& entity, Attribute attribute, In& in) {
   const ValueOps& ops = attribute.ops();
   ValueBuffer value(ops);
   value.read(in);
   in.expectEnd();
   void* stored = storage(entity, attribute);
-  if (ops.equal(stored, value.get())) return;
+  if (ops.equal(stored, value.get()) || adapter.isPending(entity, attribute.id())) return;
   ValueBuffer previous(ops);
   previous.constructFrom(stored);
   ops.assign(stored, value.get());
-  const Applying applying(adapter, entity, attribute.id());
+  const Applying applying(adapter, entity, attribute, nullptr);
   entity.nodePublisher().publishChangeRecursive(attribute.id(), nullptr, previous.get(), nullptr);
 }
 
-// The target of a reference, null for none; false when it is still to come.
+// The target of a reference, null for none; false when it is still to come, or does not count.
 bool readTarget(StreamAdapter& adapter, Entity& holder, Attribute attribute, const std::string& key,
                 In& in, Entity*& target) {
-  const uint32_t id = in.nextEntity();
+  const uint32_t id = adapter.received(in.nextEntity());
   in.expectEnd();
   target = adapter.entity(id);
   if (target) StreamAdapter::checkReferenceType(attribute, *target);
+  adapter.referenceArrived(holder, attribute, key);
+  const bool pending = key.empty() ? adapter.isPending(holder, attribute.id())
+                                   : adapter.isPending(holder, attribute.id(), key);
+  if (pending) return false;
   if (id != 0 && !target) {
     adapter.awaitReference(holder, attribute, key, id);
     return false;
   }
-  adapter.referenceArrived(holder, attribute, key);
   return true;
 }
 
@@ -232,8 +223,30 @@ void applyPointer(StreamAdapter& adapter, Entity& entity, Attribute attribute, I
   auto& stored = *static_cast<Pelmo::Ptr<Entity>*>(storage(entity, attribute));
   if (stored.get() == target) return;
   const Pelmo::Ptr<Entity> previous = std::exchange(stored, Pelmo::Ptr<Entity>(target));
-  const Applying applying(adapter, entity, attribute.id());
+  const Applying applying(adapter, entity, attribute, nullptr);
   entity.nodePublisher().publishChangeRecursive(attribute.id(), nullptr, &previous, nullptr);
+}
+
+// Marks what is not as in a fresh entity.
+void markDifferent(FlowOut& flow) {
+  forEachAttribute(flow.type(), [&](Attribute attribute) {
+    if (!attribute.isLogged()) return;
+    const void* stored = storage(flow.entity(), attribute);
+    bool differs = false;
+    if (attribute.isCollection()) {
+      forEachElement(flow.entity(), attribute, [&](const void* key, const void*) {
+        flow.dirtyKeyIs(attribute.id(), encoded(attribute.keyOps(), key));
+        differs = true;
+      });
+    } else if (attribute.kind() == AttributeKind::pointer) {
+      differs = static_cast<bool>(pointerAt(stored));
+    } else {
+      ValueBuffer fresh(attribute.ops());
+      fresh.constructFrom(attribute.detail().value);
+      differs = !attribute.ops().equal(stored, fresh.get());
+    }
+    if (differs) flow.tovoIsDirtyIs(attribute.id(), true);
+  });
 }
 
 void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
@@ -241,7 +254,7 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
   key.read(in);
   Tovo::ConstructorValues values(collection.type());
   values.read(in);
-  const uint32_t id = in.nextU32();
+  const uint32_t id = adapter.received(in.nextU32());
   in.expectEnd();
   if (!collection.keyOps().equal(key.get(), values.key())) {
     throw StreamException("an element of '" + std::string(collection.name()) +
@@ -252,25 +265,43 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
     return Pelmo::Ptr<Entity>(item ? Tovo::elementEntity(item) : nullptr);
   };
   Pelmo::Ptr<Entity> element = find();
-  if (const Entity* named = adapter.entity(id); id == 0 || (named && named != element.get())) {
+  Entity* named = adapter.entity(id);
+  if (named && named != element.get() && named != &owner && !named->parent()) {
+    // A reader's own code took the element out of its mirror.
+    adapter.unbindTree(*named);
+    named = adapter.entity(id);
+  }
+  if (id == 0 || (named && named != element.get())) {
     throw StreamException("the number " + std::to_string(id) + " for an element of '" +
                           std::string(collection.name()) + "' stands for something else");
   }
+  const std::string bytes = encoded(collection.keyOps(), key.get());
+  adapter.seenKey(owner, collection, bytes);
+  if (adapter.isPending(owner, collection.id(), bytes)) return;
   if (element && !values.match(*element)) {
     // It was deleted and made again at the peer while this side was behind.
     adapter.unbindTree(*element);
-    const Applying applying(adapter, owner, collection.id());
+    const Applying applying(adapter, owner, collection, key.get());
     collectionOps(collection).erase(owner, key.get());
     element = nullptr;
   }
-  if (!element) {
-    const Applying applying(adapter, owner, collection.id());
+  const bool isNew = !element;
+  if (isNew) {
+    const Applying applying(adapter, owner, collection, key.get());
     element = collectionOps(collection).create(owner, key.get(), values.arguments().subspan(1));
   }
-  adapter.seenKey(owner, collection, encoded(collection.keyOps(), key.get()));
   // An observer may have taken the element, or its owner, out of the tree again.
   if (find() != element || adapter.entityId(owner) == 0) return;
-  adapter.bindElement(owner, *element, adapter.startOfReceived(owner), id);
+  const bool host = adapter.isHost(owner);
+  const bool reserved = adapter.isReserved(*element);
+  // What a guest made has the guest's values, but for what observers here did to it.
+  adapter.bindElement(owner, *element, host && !isNew ? AttributeId{0} : FlowOut::startNowhere, id);
+  if (FlowOut* flow = adapter.flow(*element); flow && host && isNew) markDifferent(*flow);
+  if (FlowOut* flow = adapter.flow(owner); flow && reserved) {
+    // The peer knows the element by its own number only, but was sent references by another one.
+    flow->dirtyKeyIs(collection.id(), bytes);
+    flow->tovoIsDirtyIs(collection.id(), true);
+  }
 }
 
 void applyReferenceEntry(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
@@ -282,7 +313,7 @@ void applyReferenceEntry(StreamAdapter& adapter, Entity& owner, Attribute collec
   adapter.seenKey(owner, collection, bytes);
   if (!known) return;
   const Pelmo::Ptr<Entity> pointer(target);
-  const Applying applying(adapter, owner, collection.id());
+  const Applying applying(adapter, owner, collection, key.get());
   collectionOps(collection).put(owner, key.get(), &pointer);
 }
 
@@ -292,8 +323,10 @@ void applyEntry(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
   ValueBuffer value(collection.ops());
   value.read(in);
   in.expectEnd();
-  adapter.seenKey(owner, collection, encoded(collection.keyOps(), key.get()));
-  const Applying applying(adapter, owner, collection.id());
+  const std::string bytes = encoded(collection.keyOps(), key.get());
+  adapter.seenKey(owner, collection, bytes);
+  if (adapter.isPending(owner, collection.id(), bytes)) return;
+  const Applying applying(adapter, owner, collection, key.get());
   collectionOps(collection).put(owner, key.get(), value.get());
 }
 
@@ -301,14 +334,17 @@ void applyRemoval(StreamAdapter& adapter, Entity& owner, Attribute collection, I
   ValueBuffer key(collection.keyOps());
   key.read(in);
   in.expectEnd();
+  const std::string bytes = encoded(collection.keyOps(), key.get());
+  adapter.seenKey(owner, collection, bytes, false);
+  if (adapter.isPending(owner, collection.id(), bytes)) return;
   if (collection.kind() == AttributeKind::ownCollection) {
     if (const void* item = collectionFind(owner, collection, key.get())) {
       adapter.unbindTree(*Tovo::elementEntity(item));
     }
   } else if (collection.kind() == AttributeKind::refCollection) {
-    adapter.referenceArrived(owner, collection, encoded(collection.keyOps(), key.get()));
+    adapter.referenceArrived(owner, collection, bytes);
   }
-  const Applying applying(adapter, owner, collection.id());
+  const Applying applying(adapter, owner, collection, key.get());
   collectionOps(collection).erase(owner, key.get());
 }
 

@@ -30,7 +30,11 @@ struct OwnedNode {
   }
   static const K& key(const void* node) noexcept { return KeyFunktor()(*element(node)); }
   static const void* value(const void* node) noexcept { return node; }
-  static void destroy(void* node) noexcept { element(node)->release(); }
+  /// What observers put into a dying owner may be held elsewhere; it must not point back.
+  static void destroy(void* node) noexcept {
+    element(node)->handleParent(nullptr);
+    element(node)->release();
+  }
 };
 
 /// A collection of values by key. Self is the class that derives from it.

@@ -59,11 +59,13 @@ inline void rangedAttributeIs(Tovo::Entity& entity, T& stored, const T& value, T
   attributeIs(entity, stored, value, id);
 }
 
-/// Adds modulo the counter's width; returns the new value.
+/// Adds modulo the counter's width; returns the sum. An observer may change the counter again, or
+/// drop the entity.
 template <class T>
 inline T counterInc(Tovo::Entity& entity, T& stored, T delta, Tovo::AttributeId id) {
-  attributeIs(entity, stored, static_cast<T>(stored + delta), id);
-  return stored;
+  const T sum = static_cast<T>(stored + delta);
+  attributeIs(entity, stored, sum, id);
+  return sum;
 }
 
 /// The setter of a value's field that has a range.

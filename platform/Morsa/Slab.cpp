@@ -1,9 +1,13 @@
 #include "Morsa/Slab.h"
 
+#include <sys/mman.h>
+
+#include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <bit>
 #include <mutex>
 #include <new>
+#include <vector>
 
 #include "Pelmo/ThreadControl.h"
 
@@ -134,15 +138,65 @@ class Slab {
   }
 
   Page* newPage(size_t bytes, uint32_t slotSize, uint32_t capacity) {
-    void* memory = std::aligned_alloc(pageSize, bytes);
-    if (!memory) throw std::bad_alloc();
+    void* memory = bytes == pageSize ? takePage() : mapAligned(bytes);
     usage_.pageBytes += bytes;
     return new (memory) Page{nullptr, nullptr, nullptr, 0, 0, capacity, slotSize, bytes};
   }
 
   void drop(Page* page) noexcept {
-    usage_.pageBytes -= page->bytes;
-    std::free(page);
+    const size_t bytes = page->bytes;
+    usage_.pageBytes -= bytes;
+    if (bytes == pageSize) {
+      givePage(page);
+    } else {
+      ::munmap(page, bytes);
+    }
+  }
+
+  // Pages come from chunks of sixteen, so that a page costs neither a mapping of its own nor the
+  // headers and holes of a general allocator around its alignment.
+  void* takePage() {
+    const auto hasFree = [](const Chunk& chunk) { return chunk.freePages != 0; };
+    auto at = chunks_.end();
+    if (!chunks_.empty() && hasFree(chunks_.back())) {
+      --at;
+    } else {
+      at = std::find_if(chunks_.begin(), chunks_.end(), hasFree);
+    }
+    if (at == chunks_.end()) {
+      chunks_.reserve(chunks_.size() + 1);
+      chunks_.push_back({static_cast<char*>(mapAligned(chunkPages * pageSize)), allFree});
+      at = chunks_.end() - 1;
+    }
+    const int index = std::countr_zero(at->freePages);
+    at->freePages = static_cast<uint16_t>(at->freePages & ~(1u << index));
+    return at->base + static_cast<size_t>(index) * pageSize;
+  }
+
+  void givePage(Page* page) noexcept {
+    char* address = reinterpret_cast<char*>(page);
+    const auto at = std::find_if(chunks_.begin(), chunks_.end(), [&](const Chunk& chunk) {
+      return address >= chunk.base && address < chunk.base + chunkPages * pageSize;
+    });
+    const auto index = static_cast<size_t>(address - at->base) / pageSize;
+    at->freePages = static_cast<uint16_t>(at->freePages | 1u << index);
+    if (at->freePages != allFree) return;
+    ::munmap(at->base, chunkPages * pageSize);
+    *at = chunks_.back();
+    chunks_.pop_back();
+  }
+
+  static void* mapAligned(size_t bytes) {
+    const size_t mapped = bytes + pageSize;
+    void* memory =
+        ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) throw std::bad_alloc();
+    char* start = static_cast<char*>(memory);
+    const size_t before = -reinterpret_cast<uintptr_t>(start) & (pageSize - 1);
+    if (before > 0) ::munmap(start, before);
+    const size_t after = pageSize - before;
+    if (after > 0) ::munmap(start + before + bytes, after);
+    return start + before;
   }
 
   static void link(Page*& open, Page* page) noexcept {
@@ -163,7 +217,15 @@ class Slab {
     page->previous = nullptr;
   }
 
+  struct Chunk {
+    char* base;
+    uint16_t freePages;  // one bit a page
+  };
+  static constexpr size_t chunkPages = 16;
+  static constexpr uint16_t allFree = 0xffff;
+
   std::mutex mutex_;
+  std::vector<Chunk> chunks_;
   std::array<Page*, classes> open_{};  // pages with a free slot, by size class
   Usage usage_;
 };

@@ -4,8 +4,10 @@
 #include <array>
 #include <compare>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <string>
+#include <type_traits>
 
 #include "Tovo/AttrLog/In.h"
 #include "Tovo/AttrLog/Out.h"
@@ -43,15 +45,29 @@ class EthAddr {
   void encode(uint8_t* to) const noexcept { std::memcpy(to, octets_.data(), octets_.size()); }
   static EthAddr decode(const uint8_t* from) noexcept {
     EthAddr address;
-    std::memcpy(address.octets_.data(), from, address.octets_.size());
+    address.decodeFrom(from);
     return address;
+  }
+  void decodeFrom(const uint8_t* from) noexcept {
+    std::memcpy(octets_.data(), from, octets_.size());
   }
   static Tovo::TovoTypeBase tovoStaticType() noexcept;
 
-  friend constexpr bool operator==(const EthAddr&, const EthAddr&) = default;
+  friend constexpr bool operator==(const EthAddr& a, const EthAddr& b) noexcept {
+    if (std::is_constant_evaluated()) return a.octets_ == b.octets_;
+    // Two words instead of a call of memcmp.
+    return a.word<uint32_t, 0>() == b.word<uint32_t, 0>() &&
+           a.word<uint16_t, 4>() == b.word<uint16_t, 4>();
+  }
   friend constexpr auto operator<=>(const EthAddr&, const EthAddr&) = default;
 
  private:
+  template <class Word, size_t offset>
+  Word word() const noexcept {
+    Word value;
+    std::memcpy(&value, octets_.data() + offset, sizeof value);
+    return value;
+  }
   static consteval uint8_t literalDigit(char c) {
     if (c >= '0' && c <= '9') return static_cast<uint8_t>(c - '0');
     if (c >= 'a' && c <= 'f') return static_cast<uint8_t>(c - 'a' + 10);

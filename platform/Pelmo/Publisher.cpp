@@ -36,47 +36,64 @@ Publisher::~Publisher() {
   }
 }
 
-void Publisher::publish(const Change& change) {
-  const uint64_t limit = lastSerial;
-  std::exception_ptr failure;
-  const auto notify = [&](Publisher& publisher, bool recursiveOnly) {
-    Place place(publisher.first());
-    while (Observer* observer = place.next) {
-      place.next = observer->next_;
-      if (observer->serial_ > (limit << 1 | 1) || (recursiveOnly && !observer->recursive())) {
-        continue;
-      }
-      try {
-        observer->handleChange(change);
-      } catch (...) {
-        if (!failure) failure = std::current_exception();
-      }
-    }
-  };
+namespace {
 
-  // An observer may drop the last reference to the node, or move it elsewhere in the tree.
-  const Ptr<Node> self(&node());
-  if ((observers_ & observedFromAbove) == 0) {
-    notify(*this, false);
-  } else {
-    constexpr size_t inlineDepth = 8;
-    Ptr<Node> nodes[inlineDepth];
-    Publisher* publishers[inlineDepth];
-    size_t depth = 0;
-    std::vector<std::pair<Ptr<Node>, Publisher*>> deeper;
-    for (Publisher* above = upstream_; above; above = above->upstream_) {
-      if (!above->first()) continue;
-      if (depth < inlineDepth) {
-        nodes[depth] = Ptr<Node>(&above->node());
-        publishers[depth++] = above;
-      } else {
-        deeper.emplace_back(Ptr<Node>(&above->node()), above);
-      }
+// What the observers of one list threw, the first of it.
+void remember(std::exception_ptr& failure) noexcept {
+  if (!failure) failure = std::current_exception();
+}
+
+}  // namespace
+
+// The node may be destroyed by one of its observers: its publisher then takes the others out of the
+// list, and the place finds nobody more.
+template <class Include>
+void Publisher::notify(Observer* first, const Change& change, uint64_t limit,
+                       std::exception_ptr& failure, const Include& include) {
+  Place place(first);
+  while (Observer* observer = place.next) {
+    place.next = observer->next_;
+    if (observer->serial_ > limit || !include(*observer)) continue;
+    try {
+      observer->handleChange(change);
+    } catch (...) {
+      remember(failure);
     }
-    notify(*this, false);
-    for (size_t i = 0; i < depth; ++i) notify(*publishers[i], true);
-    for (auto& [node, above] : deeper) notify(*above, true);
   }
+}
+
+void Publisher::publish(const Change& change) {
+  if ((observers_ & observedFromAbove) != 0) return publishUpwards(change);
+  std::exception_ptr failure;
+  notify(first(), change, lastSerial << 1 | 1, failure, [](const Observer&) { return true; });
+  if (failure) std::rethrow_exception(failure);
+}
+
+void Publisher::publishUpwards(const Change& change) {
+  // An observer may move the node elsewhere in the tree: whoever is above it now is called.
+  constexpr size_t inlineDepth = 8;
+  Ptr<Node> nodes[inlineDepth];
+  Publisher* publishers[inlineDepth];
+  size_t depth = 0;
+  std::vector<std::pair<Ptr<Node>, Publisher*>> deeper;
+  for (Publisher* above = upstream_; above; above = above->upstream_) {
+    if (!above->first()) continue;
+    if (depth < inlineDepth) {
+      nodes[depth] = Ptr<Node>(&above->node());
+      publishers[depth++] = above;
+    } else {
+      deeper.emplace_back(Ptr<Node>(&above->node()), above);
+    }
+  }
+  const Ptr<Node> self(&node());
+  const uint64_t limit = lastSerial << 1 | 1;
+  std::exception_ptr failure;
+  notify(first(), change, limit, failure, [](const Observer&) { return true; });
+  const auto recursive = [](const Observer& observer) { return observer.recursive(); };
+  for (size_t i = 0; i < depth; ++i) {
+    notify(publishers[i]->first(), change, limit, failure, recursive);
+  }
+  for (auto& [node, above] : deeper) notify(above->first(), change, limit, failure, recursive);
   if (failure) std::rethrow_exception(failure);
 }
 

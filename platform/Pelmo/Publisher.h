@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 
 #include "Pelmo/Node.h"
 
@@ -63,6 +64,10 @@ class Publisher {
   friend class Observer;
 
   void publish(const Change& change);
+  void publishUpwards(const Change& change);
+  template <class Include>
+  static void notify(Observer* first, const Change& change, uint64_t limit,
+                     std::exception_ptr& failure, const Include& include);
   Observer* first() const noexcept {
     return reinterpret_cast<Observer*>(observers_ & ~observedFromAbove);
   }
@@ -89,7 +94,7 @@ class Observer {
   virtual ~Observer();
 
   virtual void handleChange(const Change& change) = 0;
-  /// The publisher is being destroyed; this observer is already detached.
+  /// The publisher is being destroyed; this observer is already detached and may not attach to it.
   virtual void handlePublisherGone(Publisher&) {}
 
   /// Attaches to one node; an earlier attachment ends. Cost: the length of the node's list.

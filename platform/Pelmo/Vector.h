@@ -33,8 +33,8 @@ namespace Impl {
 [[noreturn]] void throwVectorOutOfRangeException(size_t index, size_t size);
 }  // namespace Impl
 
-/// Bytes that the lists of one tag hold beyond their inline room. Visible, so that the libraries of a
-/// process count together: one may free what another has allocated.
+/// Bytes that the lists of one tag hold beyond their inline room. Visible, so that the libraries of
+/// a process count together: one may free what another has allocated.
 template <class Tag>
 struct __attribute__((visibility("default"))) VectorMemory {
   static inline size_t bytes = 0;

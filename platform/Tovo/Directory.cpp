@@ -33,6 +33,7 @@ Directory::~Directory() { leave(); }
 
 void Directory::mount(std::string_view path, const Pelmo::Ptr<Entity>& entity) {
   checkPath(path);
+  if (!entity) throw PathException("nothing to mount at '" + std::string(path) + "'");
   for (const auto& [other, root] : mounts_) {
     if (other == path || isBelow(path, other) || isBelow(other, path)) {
       throw PathException("'" + std::string(path) + "' cannot be mounted: '" + other + "' is a " +

@@ -28,8 +28,8 @@ class Directory {
   Directory& operator=(const Directory&) = delete;
   ~Directory();
 
-  /// Throws PathException when the path is wrong or taken, or lies below or above a mounted one;
-  /// nothing has changed then.
+  /// The entity is not null. Throws PathException when the path is wrong or taken, or lies below or
+  /// above a mounted one; nothing has changed then.
   void mount(std::string_view path, const Pelmo::Ptr<Entity>& entity);
   /// Null when nothing was mounted there.
   Pelmo::Ptr<Entity> unmount(std::string_view path);

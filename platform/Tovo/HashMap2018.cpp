@@ -84,8 +84,8 @@ void HashMap2018::makeRoom(const HashMap2018VTable& ops) {
   }
   // An index that is there is kept in use however few elements are left, and erasing leaves slots
   // used up: a search must always meet a free one.
-  const bool rebuild = table.index ? table.filled + 1 > table.slots - table.slots / 8
-                                   : table.live + 1 > unindexed;
+  const bool rebuild =
+      table.index ? table.filled + 1 > table.slots - table.slots / 8 : table.live + 1 > unindexed;
   if (rebuild) {
     const uint32_t elements = std::max(table.live, unindexed) + 1;
     const uint32_t slots = std::bit_ceil(elements + elements / 3 + 2);

@@ -180,7 +180,7 @@ class Attribute {
   /// The module type of the attribute, element or pointer target; none for a primitive.
   TovoTypeBase type() const noexcept { return resolve(descriptor_->type); }
   TovoTypeBase keyType() const noexcept { return resolve(descriptor_->key); }
-  /// As a person names it: "u32", "Stp::PathCost", "optional bool", "list of Stp::VlanIdOrRange".
+  /// As a person names it: "u32", "Stp::PathCost"; the flags tell an optional and a list.
   const char* typeName() const noexcept { return nameOf(descriptor_->type); }
   const char* keyTypeName() const noexcept { return nameOf(descriptor_->key); }
   /// How values of the attribute, or elements of a value collection, are handled. Not for pointers

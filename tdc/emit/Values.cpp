@@ -410,32 +410,38 @@ class ValueClass {
       encode.name = "encode";
       encode.parameters = {storedFields(type_).empty() ? "uint8_t*" : "uint8_t* to"};
       encode.suffix = "const noexcept";
-      Function decode;
-      decode.prefix = "static";
-      decode.result = type_.name;
-      decode.name = "decode";
-      decode.parameters = {storedFields(type_).empty() ? "const uint8_t*" : "const uint8_t* from"};
-      decode.suffix = "noexcept";
-      decode.body.push_back(type_.name + " value;");
+      const bool empty = storedFields(type_).empty();
+      Function fill;
+      fill.result = "void";
+      fill.name = "decodeFrom";
+      fill.parameters = {empty ? "const uint8_t*" : "const uint8_t* from"};
+      fill.suffix = "noexcept";
       size_t offset = 0;
       for (const Member* field : storedFields(type_)) {
         const std::string at = offset == 0 ? "" : " + " + std::to_string(offset);
         const std::string stored = storageName(*field);
-        const std::string codec = "Tovo::NboAttrLog::Codec<" + storageType(*field, space_) + ">";
+        const std::string type = storageType(*field, space_);
         if (field->wire32) {
           encode.body.push_back("Tovo::NboAttrLog::store(to" + at + ", static_cast<uint32_t>(" +
                                 stored + "));");
-          decode.body.push_back("value." + stored + " = static_cast<" +
-                                storageType(*field, space_) +
-                                ">(Tovo::NboAttrLog::load<uint32_t>(from" + at + "));");
+          fill.body.push_back(stored + " = static_cast<" + type +
+                              ">(Tovo::NboAttrLog::load<uint32_t>(from" + at + "));");
           offset += 4;
           continue;
         }
-        encode.body.push_back(codec + "::put(to" + at + ", " + stored + ");");
-        decode.body.push_back("value." + stored + " = " + codec + "::get(from" + at + ");");
+        encode.body.push_back("Tovo::NboAttrLog::Codec<" + type + ">::put(to" + at + ", " + stored +
+                              ");");
+        fill.body.push_back("Tovo::NboAttrLog::decodeInto(" + stored + ", from" + at + ");");
         offset += *field->type.type->encodedSize;
       }
-      decode.body.emplace_back("return value;");
+      add(fill);
+      Function decode;
+      decode.prefix = "static";
+      decode.result = type_.name;
+      decode.name = "decode";
+      decode.parameters = {"const uint8_t* from"};
+      decode.suffix = "noexcept";
+      decode.body = {type_.name + " value;", "value.decodeFrom(from);", "return value;"};
       add(encode);
       add(decode);
       return;

@@ -27,6 +27,16 @@ struct Codec<T> {
   static T get(const uint8_t* from) noexcept { return T::decode(from); }
 };
 
+/// Decodes into a value that exists; a field is filled where it stands, without a copy.
+template <class T>
+inline void decodeInto(T& value, const uint8_t* from) noexcept {
+  if constexpr (requires { value.decodeFrom(from); }) {
+    value.decodeFrom(from);
+  } else {
+    value = Codec<T>::get(from);
+  }
+}
+
 template <class T>
 requires std::unsigned_integral<T> &&(!std::same_as<T, bool>)struct Codec<T> {
   static constexpr size_t size = sizeof(T);

@@ -168,6 +168,13 @@ void FlowOut::freeResyncState(AttributeId collection) noexcept {
   (*it)->bookmark.clear();
 }
 
+void FlowOut::restartTransfers() noexcept {
+  for (const auto& flow : collections_) {
+    flow->walking = false;
+    flow->hasBookmark = false;
+  }
+}
+
 void FlowOut::handleChange(const Pelmo::Change& change) {
   if (!adapter_) return;
   const Attribute attribute = attributeById(type_, change.attribute);
@@ -190,6 +197,13 @@ void FlowOut::handleChange(const Pelmo::Change& change) {
   std::string key(keyOps.attrLogSize(change.key), '\0');
   Out out({reinterpret_cast<uint8_t*>(key.data()), key.size()});
   keyOps.write(out, change.key);
+  // An element that is made again stands at the end of the collection: a transfer that went on
+  // behind it would miss all in between.
+  CollectionFlow* flow = find(change.attribute);
+  if (flow && flow->hasBookmark && flow->bookmark == key &&
+      !collectionFind(*entity_, attribute, change.key)) {
+    flow->hasBookmark = false;
+  }
   dirtyKeyIs(change.attribute, std::move(key));
   tovoIsDirtyIs(change.attribute, true);
 }

@@ -75,6 +75,9 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   void dropFirstDirtyKey(AttributeId collection);
   void clearDirtyKeys(AttributeId collection) noexcept;
 
+  /// Transfers that are under way begin again: the peer has not seen their beginning.
+  void restartTransfers() noexcept;
+
   /// Forgets bookmarks and key sets of a collection.
   void freeResyncState(AttributeId collection) noexcept;
 

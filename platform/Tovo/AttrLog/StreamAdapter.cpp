@@ -106,7 +106,10 @@ void StreamAdapter::nameAgain(Entity& entity, uint32_t main, uint32_t id) {
     bindings_.insert_or_assign(main, Binding{&entity, nullptr, nullptr, node.mapped().mount});
     furtherIds_.emplace(&entity, main);
   }
-  if (node.mapped().flow) node.mapped().flow->entityId_ = id;
+  if (FlowOut* flow = node.mapped().flow.get()) {
+    flow->entityId_ = id;
+    flow->restartTransfers();
+  }
   bindings_.insert_or_assign(id, std::move(node.mapped()));
   ids_.insert_or_assign(&entity, id);
 }

@@ -1,0 +1,108 @@
+#include "Morsa/Slab.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <random>
+#include <vector>
+
+namespace Morsa {
+namespace {
+
+/// A sanitized build gives every object a block of its own, and then there are no pages to count.
+bool hasPages() {
+  const size_t before = usage().objects;
+  void* object = slabAlloc(1);
+  const bool counted = usage().objects == before + 1;
+  slabFree(object);
+  return counted;
+}
+
+TEST(Slab, ObjectsAreAlignedApartAndKeepTheirBytes) {
+  const Usage before = usage();
+  struct Object {
+    unsigned char* at;
+    size_t size;
+    unsigned char mark;
+  };
+  std::vector<Object> objects;
+  std::mt19937_64 random(4);
+  const auto drop = [&](size_t index) {
+    const Object object = objects[index];
+    for (size_t i = 0; i < object.size; ++i) ASSERT_EQ(object.at[i], object.mark);
+    slabFree(object.at, 7);
+    objects[index] = objects.back();
+    objects.pop_back();
+  };
+  size_t slotBytes = 0;
+  for (int step = 0; step < 20000; ++step) {
+    // Long stretches of growing and of shrinking, so that pages fill, open again and go.
+    const bool growing = step / 2000 % 2 == 0;
+    if (objects.empty() || random() % 10 < (growing ? 7u : 3u)) {
+      const size_t sizes[] = {random() % 65, 16 + random() % 1010, 1000 + random() % 50,
+                              random() % 50 == 0 ? random() % 200000 : 48};
+      const size_t size = sizes[random() % 4];
+      auto* at = static_cast<unsigned char*>(slabAlloc(size));
+      ASSERT_EQ(reinterpret_cast<uintptr_t>(at) % 16, 0u);
+      const auto mark = static_cast<unsigned char>(random());
+      std::memset(at, mark, size);
+      objects.push_back({at, size, mark});
+    } else {
+      drop(random() % objects.size());
+    }
+    slotBytes = usage().slotBytes;
+  }
+  if (hasPages()) {
+    size_t asked = 0;
+    for (const Object& object : objects) asked += object.size;
+    EXPECT_EQ(usage().objects, before.objects + objects.size());
+    EXPECT_GE(slotBytes - before.slotBytes, asked);
+    EXPECT_LE(slotBytes - before.slotBytes, asked + 16 * objects.size());
+    EXPECT_GE(usage().pageBytes, usage().slotBytes);
+  }
+  while (!objects.empty()) drop(objects.size() - 1);
+  EXPECT_EQ(usage().objects, before.objects);
+  EXPECT_EQ(usage().slotBytes, before.slotBytes);
+}
+
+TEST(Slab, EmptyPagesGoBackButForOneOfAClass) {
+  if (!hasPages()) GTEST_SKIP() << "objects stand alone in this build";
+  constexpr size_t page = 64 * 1024;
+  for (const size_t size : {size_t{16}, size_t{112}, size_t{1024}}) {
+    slabFree(slabAlloc(size));  // the page that stays
+    const Usage before = usage();
+    for (const bool backwards : {false, true}) {
+      std::vector<void*> objects;
+      while (usage().pageBytes < before.pageBytes + 10 * page) objects.push_back(slabAlloc(size));
+      EXPECT_GE(objects.size(), 9 * (page - 64) / size);
+      if (backwards) std::reverse(objects.begin(), objects.end());
+      for (void* object : objects) slabFree(object);
+      EXPECT_LE(usage().pageBytes, before.pageBytes);
+      EXPECT_EQ(usage().objects, before.objects);
+    }
+  }
+}
+
+TEST(Slab, LargeObjectsTakeAndGiveBackTheirOwnPages) {
+  if (!hasPages()) GTEST_SKIP() << "objects stand alone in this build";
+  const Usage before = usage();
+  for (const size_t size :
+       {size_t{1025}, size_t{65536 - 64}, size_t{65536 - 63}, size_t{65536}, size_t{3000000}}) {
+    void* object = slabAlloc(size);
+    std::memset(object, 0xaa, size);
+    EXPECT_GE(usage().pageBytes - before.pageBytes, size + 64);
+    EXPECT_LT(usage().pageBytes - before.pageBytes, size + 64 + 65536);
+    EXPECT_EQ(usage().slotBytes - before.slotBytes, size);
+    slabFree(object);
+    EXPECT_EQ(usage().pageBytes, before.pageBytes);
+    EXPECT_EQ(usage().slotBytes, before.slotBytes);
+  }
+  EXPECT_THROW(slabAlloc(SIZE_MAX), std::bad_alloc);
+  EXPECT_EQ(usage().objects, before.objects);
+  EXPECT_EQ(usage().pageBytes, before.pageBytes);
+}
+
+}  // namespace
+}  // namespace Morsa

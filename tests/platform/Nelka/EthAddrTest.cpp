@@ -1,0 +1,68 @@
+#include "Nelka/EthAddr.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "Support.h"
+#include "Tovo/Exceptions.h"
+#include "Tovo/GenericIf.h"
+
+namespace Nelka {
+namespace {
+
+using platform::test::printedOddly;
+using platform::test::thrownBy;
+
+static_assert(EthAddr("00:1c:73:0a:00:01").octets() ==
+              EthAddr::Octets{0x00, 0x1c, 0x73, 0x0a, 0x00, 0x01});
+
+TEST(EthAddr, RandomAddressesOrderAsNumbersAndReadBack) {
+  std::mt19937_64 random(8);
+  const auto number = [](const EthAddr& address) {
+    uint64_t value = 0;
+    for (const uint8_t octet : address.octets()) value = value << 8 | octet;
+    return value;
+  };
+  EthAddr last;
+  for (int round = 0; round < 2000; ++round) {
+    EthAddr::Octets octets = last.octets();
+    octets[random() % 6] = static_cast<uint8_t>(random());
+    const EthAddr address(octets);
+    std::string text;
+    address.appendText(text);
+    ASSERT_EQ(text.size(), 17u);
+    ASSERT_EQ(Tovo::strepToValue<EthAddr>(text), address);
+    for (char& c : text) c = static_cast<char>(std::toupper(c));
+    ASSERT_EQ(Tovo::strepToValue<EthAddr>(text), address);
+    ASSERT_EQ(address <=> last, number(address) <=> number(last));
+    if (address == last) {
+      ASSERT_EQ(address.hash(), last.hash());
+    }
+    last = address;
+  }
+}
+
+TEST(EthAddr, RefusedTexts) {
+  for (const char* text :
+       {"", "00:1c:73:0a:00", "00:1c:73:0a:00:0", "00-1c-73-0a-00-01", "0:1c:73:0a:00:01",
+        "00:1c:73:0a:00:0g", "001c.730a.0001", "00:1c:73:0a:00 01", " 00:1c:73:0a:00:01"}) {
+    SCOPED_TRACE(text);
+    Tovo::CharRange range(text);
+    const auto error = thrownBy<Tovo::ParseException>([&] { EthAddr{range}; });
+    if (error) {
+      EXPECT_EQ(error->position(), 0u);
+    }
+  }
+  Tovo::CharRange range("00:1c:73:0a:00:01:02");
+  EthAddr{range};
+  EXPECT_EQ(range.rest(), ":02");
+}
+
+TEST(EthAddr, PrintsLowerCaseWhateverTheStream) {
+  EXPECT_EQ(printedOddly(EthAddr("00:1c:73:0a:ff:01")), "00:1c:73:0a:ff:01");
+}
+
+}  // namespace
+}  // namespace Nelka

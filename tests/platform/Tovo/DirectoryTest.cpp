@@ -1,0 +1,119 @@
+#include "Tovo/Directory.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "Pelmo/Ptr.h"
+#include "SampleModule.h"
+#include "Support.h"
+#include "Tovo/Exceptions.h"
+#include "Tovo/Path.h"
+
+namespace Tovo {
+namespace {
+
+using platform::test::thrownBy;
+using Sample::Thing;
+
+Pelmo::Ptr<Entity> thing(const char* name) { return Pelmo::Ptr<Thing>::adopt(new Thing(name)); }
+
+TEST(Directory, TakesWellFormedPathsThatDoNotOverlap) {
+  Directory directory;
+  const auto root = thing("root");
+  for (const char* path :
+       {"", "/", "a", "a/b", "/a/", "/a//b", "//a", "/a[b", "/a]", "/a\nb", "/\x7f"}) {
+    SCOPED_TRACE(path);
+    thrownBy<PathException>([&] { directory.mount(path, root); });
+  }
+  EXPECT_TRUE(directory.mounts().empty());
+
+  directory.mount("/stp/hw", root);
+  for (const char* path : {"/stp/hw", "/stp", "/stp/hw/below"}) {
+    SCOPED_TRACE(path);
+    const auto error = thrownBy<PathException>([&] { directory.mount(path, thing("other")); });
+    if (error) {
+      EXPECT_NE(std::string(error->what()).find("'/stp/hw'"), std::string::npos);
+    }
+  }
+  directory.mount("/stp/hw2", thing("beside"));
+  directory.mount("/stp/h", root);  // a second time, under another path
+  directory.mount("/s p\xc3\xa4", thing("odd"));
+  EXPECT_EQ(directory.mounts().size(), 4u);
+  EXPECT_EQ(directory.mounted("/stp/hw"), root.get());
+  EXPECT_EQ(directory.mounted("/stp"), nullptr);
+  EXPECT_EQ(directory.unmount("/stp/hw"), root);
+  EXPECT_EQ(directory.unmount("/stp/hw"), nullptr);
+  EXPECT_EQ(*directory.mountPath(*root), "/stp/h");
+}
+
+TEST(Directory, MakesEntitiesByTheNameOfTheirType) {
+  Directory directory;
+  const auto made = directory.newEntity("/a/b c", "Sample::Thing");
+  EXPECT_EQ(made->name(), "b c");
+  EXPECT_EQ(directory.mounted("/a/b c"), made.get());
+  const int argument = 0;
+  const void* const arguments[] = {&argument};
+  thrownBy<TypeException>([&] { directory.newEntity("/x", "Sample::None"); });
+  thrownBy<TypeException>([&] { directory.newEntity("/x", "Nelka::EthAddr"); });
+  thrownBy<NewEntityArgsException>([&] { directory.newEntity("/x", "Sample::Thing", arguments); });
+  thrownBy<PathException>([&] { directory.newEntity("/a/b c", "Sample::Thing"); });
+  thrownBy<PathException>([&] { directory.newEntity("x", "Sample::Thing"); });
+  EXPECT_EQ(directory.mounts().size(), 1u);
+}
+
+TEST(Path, OfARootIsWhereItIsMounted) {
+  const auto root = thing("root");
+  EXPECT_EQ(pathOf(*root), "(Sample::Thing root)");
+  auto first = std::make_unique<Directory>();
+  auto second = std::make_unique<Directory>();
+  auto third = std::make_unique<Directory>();
+  first->mount("/first", thing("other"));
+  second->mount("/second", root);
+  third->mount("/third", thing("other"));
+  EXPECT_EQ(pathOf(*root), "/second");
+  EXPECT_EQ(pathOf(*root, "attribute"), "/second/attribute");
+  // Directories leave the process's list in any order.
+  third.reset();
+  first.reset();
+  EXPECT_EQ(pathOf(*root), "/second");
+  second.reset();
+  EXPECT_EQ(pathOf(*root), "(Sample::Thing root)");
+  EXPECT_EQ(Directory::first(), nullptr);
+}
+
+TEST(Path, ResolvesMountsAndSaysWhatThereIs) {
+  Directory directory;
+  thrownBy<PathException>([&] { resolvePath(directory, "/a"); });
+  const auto root = directory.newEntity("/a/b", "Sample::Thing");
+  for (const char* path : {"/a/b", "/a/b/"}) {
+    const PathTarget target = resolvePath(directory, path);
+    EXPECT_EQ(target.entity, root);
+    EXPECT_FALSE(target.attribute);
+  }
+  for (const char* path : {"", "/", "/a", "/a/bc", "/a/b/none", "/a/b//", "/a/b[x]"}) {
+    SCOPED_TRACE(path);
+    thrownBy<PathException>([&] { resolvePath(directory, path); });
+  }
+  thrownBy<PathException>([&] { resolveNewElement(directory, "/a/b"); });
+  const auto error = thrownBy<PathException>([&] { resolvePath(directory, "/x"); });
+  ASSERT_TRUE(error);
+  EXPECT_STREQ(error->what(), "nothing is mounted at '/x'; mounted: /a/b");
+}
+
+TEST(Path, KeysAreQuotedWhereTheyMustBe) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"Mst1", "/Mst1"},    {"a b", "/a b"},    {"Ethernet3/1", "[Ethernet3/1]"},
+      {"", "[]"},           {" a", "[ a]"},     {"a ", "[a ]"},
+      {"a]b[", "[a\\]b[]"}, {"a\\", "[a\\\\]"}, {"/", "[/]"},
+  };
+  for (const auto& [key, expected] : cases) {
+    std::string path;
+    appendKey(path, key);
+    EXPECT_EQ(path, expected);
+  }
+}
+
+}  // namespace
+}  // namespace Tovo
