@@ -6,7 +6,8 @@ namespace tdc {
 
 void Writer::line(std::string_view text) {
   if (text.empty()) {
-    if (!text_.empty() && !text_.ends_with("\n\n")) text_ += '\n';
+    const bool nothingAbove = text_.empty() || text_.ends_with(" public:\n");
+    if (!nothingAbove && !text_.ends_with("\n\n")) text_ += '\n';
     return;
   }
   text_.append(indentation_, ' ').append(text) += '\n';

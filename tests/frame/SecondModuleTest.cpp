@@ -1,0 +1,113 @@
+// A module that somebody else described, beside ours in one process.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <memory>
+
+#include "Tovo/AttrLog/Connection.h"
+#include "Tovo/Directory.h"
+#include "Tovo/Exceptions.h"
+#include "Tovo/Inspect.h"
+#include "Tovo/Path.h"
+#include "Tovo/ValueOps.h"
+#include "frame/Sample.h"
+
+namespace {
+
+using Tovo::NboAttrLog::Connection;
+
+class SecondModule : public testing::Test {
+ protected:
+  SecondModule() : chassis_(Sample::chassisFactory("chassis")) {
+    here_.mount("/chassis", chassis_);
+    int fds[2];
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
+    host_ = std::make_unique<Connection>(fds[0], here_);
+    guest_ = std::make_unique<Connection>(fds[1], there_);
+    guest_->mount("/chassis", true);
+    exchange();
+  }
+
+  void exchange() {
+    for (int turn = 0; turn < 8; ++turn) {
+      host_->flush();
+      guest_->flush();
+      host_->handleReadable();
+      guest_->handleReadable();
+    }
+  }
+
+  void expectSame() {
+    std::string difference;
+    EXPECT_TRUE(Tovo::sameTree(*chassis_, *there_.mounted("/chassis"), difference)) << difference;
+    EXPECT_FALSE(host_->closed()) << host_->closeReason();
+    EXPECT_FALSE(guest_->closed()) << guest_->closeReason();
+  }
+
+  Tovo::Directory here_;
+  Tovo::Directory there_;
+  Pelmo::Ptr<Sample::Chassis> chassis_;
+  std::unique_ptr<Connection> host_;
+  std::unique_ptr<Connection> guest_;
+};
+
+TEST_F(SecondModule, attributesBeyondOneWordOfFlagsAreSentOneByOne) {
+  const auto card = chassis_->cardIs("1");
+  exchange();
+  expectSame();
+  const uint64_t before = host_->counters().messagesSent;
+  card->lane69Is(7);
+  card->lane00Is(8);
+  card->lane63Is(9);
+  card->lane63Is(10);
+  exchange();
+  expectSame();
+  EXPECT_EQ(host_->counters().messagesSent, before + 3);
+}
+
+TEST_F(SecondModule, listsAndRecordsAsKeysTravel) {
+  Sample::Notes notes;
+  notes.linesPush("check the fan");
+  notes.linesPush(Pelmo::String(std::string_view("\0\xff", 2)));
+  notes.bridgesPush(Stp::BridgeId(Stp::BridgePriority(4096), {}, Nelka::EthAddr()));
+  notes.urgentIs(true);
+  const auto card = chassis_->cardIs("1");
+  card->notesIs(notes);
+  chassis_->labelIs(Sample::Slot(3, 12), "uplinks");
+  chassis_->bySlotIs(Sample::Slot(3, 12), card);
+  exchange();
+  expectSame();
+  chassis_->cardDel("1");
+  chassis_->labelDel(Sample::Slot(3, 12));
+  chassis_->bySlotDel(Sample::Slot(3, 12));
+  exchange();
+  expectSame();
+}
+
+TEST_F(SecondModule, valuesPrintAndParseThroughTheSameCode) {
+  Sample::Notes notes;
+  notes.linesPush("it's");
+  notes.bridgesPush(Stp::BridgeId());
+  std::string text;
+  notes.appendText(text);
+  EXPECT_EQ(text,
+            "Value('Sample::Notes', lines=['it\\'s'], bridges=[Value('Stp::BridgeId', priority=0, "
+            "systemId=0, address=00:00:00:00:00:00)], urgent=None)");
+  EXPECT_EQ(Tovo::strepToValue<Sample::Notes>(text), notes);
+  EXPECT_THROW(Sample::Slot(1, 49), Tovo::RangeException);
+  try {
+    Tovo::strepToValue<Sample::Slot>("Value('Sample::Slot', rack=1, unit=0)");
+    ADD_FAILURE() << "unit 0 was accepted";
+  } catch (const Tovo::RangeException& error) {
+    EXPECT_STREQ(error.what(), "unit: Sample::Slot::unit < 1 or > 48 not allowed");
+  }
+}
+
+TEST(Registration, aLaterLibraryComesBehindOurs) {
+  const auto modules = Tovo::tovoModules();
+  EXPECT_EQ(Tovo::moduleName(*modules.back()), "Sample");
+  EXPECT_TRUE(Tovo::typeByName("Sample::Card"));
+  EXPECT_TRUE(Tovo::typeByName("Stp::Hw"));
+}
+
+}  // namespace
