@@ -94,6 +94,7 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, co
     case AttributeKind::ownCollection:
       serializeConstructorParams(*out, *Tovo::elementEntity(item));
       *out << target;
+      if (FlowOut* told = adapter.flow(*Tovo::elementEntity(item))) told->announcedIs();
       break;
     case AttributeKind::refCollection:
       *out << target;
@@ -112,6 +113,15 @@ bool sendRemoval(StreamAdapter& adapter, FlowOut& flow, Attribute collection,
   if (!out) return false;
   out->bytes(key.data(), key.size());
   adapter.outSmCommitMessage();
+  return true;
+}
+
+// What was there under the key, and the peer knows, where another element may be there now.
+bool sendLeaving(StreamAdapter& adapter, FlowOut& flow, Attribute collection,
+                 const std::string& key) {
+  if (!flow.hasLeft(collection.id(), key)) return true;
+  if (!sendRemoval(adapter, flow, collection, key)) return false;
+  flow.leavingIsKnown(collection.id(), key);
   return true;
 }
 
@@ -135,8 +145,11 @@ bool sendWhole(StreamAdapter& adapter, FlowOut& flow, Attribute collection) {
   bool sent = true;
   while (const void* node = at.next()) {
     std::string key = encoded(collection.keyOps(), nodes.key(node));
+    sent = sendLeaving(adapter, flow, collection, key);
+    if (!sent) break;
     sent = sendElement(adapter, flow, collection, nodes.key(node), nodes.value(node));
     if (!sent) break;
+    flow.dropDirtyKey(id, key);
     last = std::move(key);
   }
   if (sent && adapter.handleCollSerializationTransactionMarkers(flow, id, false)) {
@@ -158,14 +171,16 @@ FlowResult handleSerializationOfColl(StreamAdapter& adapter, FlowOut& flow, Attr
   if (!flow.tovoHasSynced(id) && !sendWhole(adapter, flow, collection)) {
     return FlowResult::notFinished;
   }
-  while (const std::string* bytes = flow.firstDirtyKey(id)) {
+  while (const std::string* first = flow.firstDirtyKey(id)) {
+    const std::string bytes = *first;
     ValueBuffer key(collection.keyOps());
-    decode(*bytes, key);
+    decode(bytes, key);
     const void* item = collectionFind(flow.entity(), collection, key.get());
-    const bool sent = item ? sendElement(adapter, flow, collection, key.get(), item)
-                           : sendRemoval(adapter, flow, collection, *bytes);
+    const bool sent = item ? sendLeaving(adapter, flow, collection, bytes) &&
+                                 sendElement(adapter, flow, collection, key.get(), item)
+                           : sendRemoval(adapter, flow, collection, bytes);
     if (!sent) return FlowResult::notFinished;
-    flow.dropFirstDirtyKey(id);
+    flow.dropDirtyKey(id, bytes);
   }
   flow.freeResyncState(id);
   return FlowResult::done;
@@ -277,8 +292,15 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
   }
   const std::string bytes = encoded(collection.keyOps(), key.get());
   adapter.seenKey(owner, collection, bytes);
-  if (adapter.isPending(owner, collection.id(), bytes)) return;
-  if (element && !values.match(*element)) {
+  const bool same = element && values.match(*element) && !adapter.peerNamedOther(*element, id);
+  FlowOut* const flow = adapter.flow(owner);
+  if (adapter.isPending(owner, collection.id(), bytes)) {
+    // Both made it. The peer will get all of this one, under the peer's number.
+    if (same && !flow->hasLeft(collection.id(), bytes)) adapter.bindElement(owner, *element, 0, id);
+    return;
+  }
+  if (flow) flow->leavingIsKnown(collection.id(), bytes);
+  if (element && !same) {
     // It was deleted and made again at the peer while this side was behind.
     adapter.unbindTree(*element);
     const Applying applying(adapter, owner, collection, key.get());
@@ -296,11 +318,11 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
   const bool reserved = adapter.isReserved(*element);
   // What a guest made has the guest's values, but for what observers here did to it.
   adapter.bindElement(owner, *element, host && !isNew ? AttributeId{0} : FlowOut::startNowhere, id);
-  if (FlowOut* flow = adapter.flow(*element); flow && host && isNew) markDifferent(*flow);
-  if (FlowOut* flow = adapter.flow(owner); flow && reserved) {
+  if (FlowOut* of = adapter.flow(*element); of && host && isNew) markDifferent(*of);
+  if (FlowOut* above = adapter.flow(owner); above && reserved) {
     // The peer knows the element by its own number only, but was sent references by another one.
-    flow->dirtyKeyIs(collection.id(), bytes);
-    flow->tovoIsDirtyIs(collection.id(), true);
+    above->dirtyKeyIs(collection.id(), bytes);
+    above->tovoIsDirtyIs(collection.id(), true);
   }
 }
 
@@ -337,6 +359,7 @@ void applyRemoval(StreamAdapter& adapter, Entity& owner, Attribute collection, I
   const std::string bytes = encoded(collection.keyOps(), key.get());
   adapter.seenKey(owner, collection, bytes, false);
   if (adapter.isPending(owner, collection.id(), bytes)) return;
+  if (FlowOut* flow = adapter.flow(owner)) flow->leavingIsKnown(collection.id(), bytes);
   if (collection.kind() == AttributeKind::ownCollection) {
     if (const void* item = collectionFind(owner, collection, key.get())) {
       adapter.unbindTree(*Tovo::elementEntity(item));

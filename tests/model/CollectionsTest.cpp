@@ -1,0 +1,390 @@
+// Collections of every kind: what they hold, what they publish, what they refuse.
+#include <algorithm>
+
+#include "Stp/StpConfig.h"
+#include "Stp/StpHw.h"
+#include "Stp/StpOpenConfigInterfaceConfig.h"
+#include "Stp/StpOpenConfigInterfaceState.h"
+#include "Stp/StpOpenConfigMstp.h"
+#include "Stp/StpStatus.h"
+#include "Support.h"
+#include "Tovo/Collection.h"
+#include "Tovo/Inspect.h"
+
+namespace {
+
+using namespace Stp;
+using Bridging::VlanId;
+using Nelka::IntfId;
+
+class CollectionsTest : public ModelTest {};
+
+// ----------------------------------------------------------------- all of the model, by reflection
+
+// A key and parameters as texts, for any owning collection; `turn` tells keys and values apart.
+std::string keyText(Tovo::Attribute collection, int turn) {
+  const std::string number = std::to_string(turn);
+  return collection.keyType() && collection.keyTypeName() == std::string("Nelka::IntfId")
+             ? "Ethernet" + number
+             : number;
+}
+
+// The key as a notification prints it.
+std::string keyShown(Tovo::Attribute collection, int turn) {
+  const std::string key = keyText(collection, turn);
+  return collection.keyTypeName() == std::string("String") ? "'" + key + "'" : key;
+}
+
+TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
+  size_t collections = 0;
+  Samples samples(50);
+  for (const ExpectedModel::Type& expected : ExpectedModel::types()) {
+    for (const ExpectedModel::Member& member : expected.members) {
+      if (member.kind != "own") continue;
+      ++collections;
+      SCOPED_TRACE(expected.name + "::" + member.name);
+      const auto owner = newEntity(typeNamed(expected.name), samples);
+      const std::string at = std::string(owner->nameString().view()) + "." + member.name + "[";
+      const Tovo::Attribute collection =
+          attributeById(owner->tovoType(), static_cast<Tovo::AttributeId>(member.id));
+      const bool parameters = Tovo::constructorParameters(collection.type()).size() == 1;
+      const auto make = [&](int key, const std::string& value) {
+        return newElement(*owner, collection, keyText(collection, key),
+                          parameters ? Lines{value} : Lines{});
+      };
+      Recorder recorder(*owner);
+      // When it is announced, it is done.
+      recorder.then = [&](const Pelmo::Change& change) {
+        const void* item = collectionFind(*owner, collection, change.key);
+        EXPECT_EQ(item == nullptr, change.previous != nullptr);
+        const auto* removed = static_cast<const Pelmo::Ptr<Tovo::Entity>*>(change.previous);
+        const Tovo::Entity& element = removed ? **removed : *Tovo::elementEntity(item);
+        EXPECT_EQ(element.parent(), removed ? nullptr : owner.get());
+      };
+      const auto first = make(1, "1");
+      EXPECT_EQ(first->parent(), owner.get());
+      EXPECT_EQ(first->nameString(), keyText(collection, 1).c_str());
+      EXPECT_STREQ(typeName(first->tovoType()), member.type.c_str());
+      EXPECT_EQ(recorder.take(), Lines{at + keyShown(collection, 1) + "] added"});
+      EXPECT_EQ(make(1, "1"), first);
+      if (parameters) {
+        const Tovo::Attribute parameter = Tovo::constructorParameters(collection.type()).front();
+        EXPECT_EQ(parameter.id(), 258);
+        try {
+          EXPECT_EQ(make(1, "2"), first);
+          EXPECT_TRUE(member.noCompare);
+        } catch (const Tovo::MutatorReinstantiatingException& error) {
+          EXPECT_FALSE(member.noCompare);
+          EXPECT_EQ(error.attribute(), 258);
+          const bool quoted = parameter.typeName() == std::string("String");
+          EXPECT_EQ(error.existing(), quoted ? "'1'" : "1");
+          EXPECT_EQ(error.requested(), quoted ? "'2'" : "2");
+        }
+        EXPECT_EQ(got(*first, 258).find('2'), std::string::npos);
+      }
+      EXPECT_EQ(recorder.take(), Lines{});
+      EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 2)));
+      EXPECT_EQ(recorder.take(), Lines{});
+      make(2, "5");
+      EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
+      EXPECT_EQ(first->parent(), nullptr);
+      EXPECT_EQ(recorder.take(),
+                (Lines{at + keyShown(collection, 2) + "] added",
+                       at + keyShown(collection, 1) + "] was " + keyText(collection, 1)}));
+      // Outside the tree it lives on, and nobody up there hears of it.
+      EXPECT_EQ(first->references(), 1u);
+      EXPECT_FALSE(first->publisher().observed());
+      // A deleted element may be made anew with other parameters.
+      EXPECT_NE(make(1, "2"), first);
+      EXPECT_EQ(collectionMap(*owner, collection).size(), 2u);
+    }
+  }
+  EXPECT_EQ(collections, 22u);
+}
+
+TEST_F(CollectionsTest, EveryValueCollectionIsSilentOnTheSameValue) {
+  size_t collections = 0;
+  Samples samples(51);
+  for (const ExpectedModel::Type& expected : ExpectedModel::types()) {
+    for (const ExpectedModel::Member& member : expected.members) {
+      if (member.kind != "map") continue;
+      ++collections;
+      SCOPED_TRACE(expected.name + "::" + member.name);
+      const auto owner = newEntity(typeNamed(expected.name), samples);
+      const std::string at = std::string(owner->nameString().view()) + "." + member.name + "[";
+      const Tovo::Attribute collection =
+          attributeById(owner->tovoType(), static_cast<Tovo::AttributeId>(member.id));
+      const std::string one = at + keyShown(collection, 1) + "]";
+      const bool flags = member.type == "bool";
+      const std::string low =
+          flags ? "false"
+                : text(collection.ops(), &static_cast<const PortCounters&>(PortCounters()));
+      PortCounters counted;
+      counted.bpduRxIs(1);
+      const std::string high = flags ? "true" : text(collection.ops(), &counted);
+      Recorder recorder(*owner);
+      const auto put = [&](const std::string& value) {
+        putElement(*owner, collection, keyText(collection, 1), value);
+        return recorder.take();
+      };
+      // An entry with the lowest value is an entry.
+      EXPECT_EQ(put(low), Lines{one + " added"});
+      EXPECT_EQ(collectionMap(*owner, collection).size(), 1u);
+      EXPECT_EQ(put(low), Lines{});
+      EXPECT_EQ(put(high), Lines{one + " was " + low});
+      EXPECT_EQ(put(high), Lines{});
+      EXPECT_EQ(put(low), Lines{one + " was " + high});
+      EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
+      EXPECT_EQ(recorder.take(), Lines{one + " was " + low});
+      EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 1)));
+      EXPECT_EQ(recorder.take(), Lines{});
+    }
+  }
+  EXPECT_EQ(collections, 8u);
+}
+
+// -------------------------------------------------------------------------------------- typed ones
+
+TEST_F(CollectionsTest, AbsentKeysReadFalseOrEmpty) {
+  const auto config = configFactory("c");
+  EXPECT_FALSE(config->disabledVlan(10));
+  EXPECT_FALSE(config->disabledVlanContains(10));
+  config->disabledVlanIs(10, false);
+  EXPECT_FALSE(config->disabledVlan(10));
+  EXPECT_TRUE(config->disabledVlanContains(10));
+  EXPECT_EQ(config->disabledVlan().size(), 1u);
+  EXPECT_EQ(config->portConfig("p"), nullptr);
+  EXPECT_EQ(config->portConfigDel("p"), nullptr);
+  EXPECT_EQ(config->backupToBackupIntfConfig("p"), nullptr);
+  const auto counters = portCounterDirFactory("d");
+  EXPECT_EQ(counters->portCounters("e"), std::nullopt);
+  counters->portCountersIs("e", {});
+  EXPECT_EQ(counters->portCounters("e"), PortCounters());
+  const auto status = statusFactory("s");
+  EXPECT_FALSE(status->vlanMembershipDesired(IntfId("Vlan1")));
+  EXPECT_EQ(oCMstiStateDirFactory("d")->state(1), std::nullopt);
+}
+
+// Names hash and compare, whatever they hold.
+TEST_F(CollectionsTest, KeysMayBeAnyBytes) {
+  const auto config = configFactory("c");
+  const Pelmo::String keys[] = {"", "a", std::string("a\0b", 3), std::string("a\0c", 3),
+                                "Ethernet1"};
+  for (const Pelmo::String& key : keys) config->portConfigIs(key);
+  EXPECT_EQ(config->portConfig().size(), std::size(keys));
+  for (const Pelmo::String& key : keys) EXPECT_EQ(config->portConfig(key)->name(), key);
+}
+
+// The key may be the element's own name, which dies with the element.
+TEST_F(CollectionsTest, DeletesByTheElementsOwnKey) {
+  const auto config = configFactory("c");
+  config->portConfigIs("p");
+  Recorder recorder(*config);
+  config->portConfigDel(config->portConfig("p")->name());
+  EXPECT_EQ(recorder.take(), Lines{"c.portConfig['p'] was p"});
+  const auto dir = oCMstiConfigDirFactory("d");
+  dir->mstInstanceIs(4);
+  dir->mstInstanceDel(dir->mstInstance(4)->mstId());
+  const auto states = oCMstiStateDirFactory("d");
+  states->stateIs(OCMstiState(4));
+  EXPECT_TRUE(states->stateDel(states->state().begin()->fwkKey()));
+  config->disabledVlanIs(7, true);
+  EXPECT_TRUE(config->disabledVlanDel(config->disabledVlan().begin()->fwkKey()));
+  config->disabledVlanIs(8, true);
+  config->disabledVlanIs(config->disabledVlan().begin()->fwkKey(), false);
+  EXPECT_FALSE(config->disabledVlan(8));
+}
+
+TEST_F(CollectionsTest, IterationSurvivesErasureAndInsertion) {
+  for (int eraseAhead = 0; eraseAhead < 2; ++eraseAhead) {
+    const auto config = configFactory("c");
+    for (int i = 0; i < 100; ++i) config->portConfigIs(std::to_string(i));
+    size_t visited = 0;
+    int next = 100;
+    for (PortConfig& port : config->portConfig()) {
+      ++visited;
+      const int number = std::stoi(std::string(port.name().view()));
+      // Itself, or the one behind it; each time something new comes in, and at last no more.
+      const std::string erased = std::to_string(number + eraseAhead);
+      config->portConfigDel(erased);
+      if (next < 150) config->portConfigIs(std::to_string(next++));
+    }
+    EXPECT_GE(visited, eraseAhead == 0 ? 100u : 50u);
+    EXPECT_LE(visited, 150u);
+    for (const PortConfig& port : config->portConfig()) {
+      EXPECT_EQ(config->portConfig(port.name()).get(), &port);
+    }
+  }
+}
+
+// Owning the reverse index is not owning the pairs.
+TEST_F(CollectionsTest, ReferencesNeitherMakeNorParent) {
+  const auto config = configFactory("c");
+  const auto pair = config->backupIntfConfigIs("p", "b");
+  Recorder recorder(*config);
+  config->backupToBackupIntfConfigIs("b", pair);
+  config->backupToBackupIntfConfigIs("b", pair);
+  EXPECT_EQ(recorder.take(), Lines{"c.backupToBackupIntfConfig['b'] added"});
+  EXPECT_EQ(config->backupToBackupIntfConfig("b"), pair);
+  EXPECT_EQ(pair->parent(), config.get());
+  const auto stray = backupIntfConfigFactory("x", "y");
+  config->backupToBackupIntfConfigIs("b", stray);
+  EXPECT_EQ(recorder.take(), Lines{"c.backupToBackupIntfConfig['b'] was p"});
+  EXPECT_EQ(stray->parent(), nullptr);
+  // Changes of what is only referred to are not those of the tree.
+  stray->macMoveBurstIs(3);
+  EXPECT_EQ(recorder.take(), Lines{});
+  config->backupToBackupIntfConfigDel("b");
+  EXPECT_EQ(recorder.take(), Lines{"c.backupToBackupIntfConfig['b'] was x"});
+  config->backupToBackupIntfConfigDel("b");
+  config->backupToBackupIntfConfigDelAll();
+  EXPECT_EQ(recorder.take(), Lines{});
+  EXPECT_EQ(config->backupIntfConfig("p"), pair);
+
+  // By instance id, with the owner elsewhere; it keeps its element.
+  const auto stpi = config->stpiConfigIs("i");
+  const auto owner = stpi->mstiConfigIs("m", InstanceId(5))->mstiPortConfigIs("e");
+  const auto port = stpi->stpiPortConfigIs("e");
+  port->mstiPortConfigIs(InstanceId(5), owner);
+  EXPECT_EQ(port->mstiPortConfig(InstanceId(5)), owner);
+  EXPECT_EQ(port->mstiPortConfig(InstanceId(4)), nullptr);
+  // Deleting the instance leaves the reference, and with it the element, to the writer.
+  stpi->mstiConfigDel("m");
+  EXPECT_EQ(port->mstiPortConfig(InstanceId(5)), owner);
+  port->mstiPortConfigDel(InstanceId(5));
+  EXPECT_EQ(owner->references(), 1u);
+}
+
+TEST_F(CollectionsTest, SelfKeyedValuesGoUnderTheirOwnKey) {
+  const auto dir = oCInterfaceStateDirFactory("d");
+  Recorder recorder(*dir);
+  InterfaceState state{IntfId("Ethernet1")};
+  dir->stateIs(state);
+  dir->stateIs(state);
+  EXPECT_EQ(recorder.take(), Lines{"d.state[Ethernet1] added"});
+  state.bpduGuardIs(true);
+  dir->stateIs(state);
+  const Lines changes = recorder.take();
+  ASSERT_EQ(changes.size(), 1u);
+  EXPECT_EQ(changes[0],
+            "d.state[Ethernet1] was Value('Stp::InterfaceState', name=Ethernet1, linkType=P2P, "
+            "edgePort=EDGE_AUTO, bpduGuard=None)");
+  dir->stateIs(InterfaceState(IntfId("Ethernet2")));
+  EXPECT_EQ(dir->state().size(), 2u);
+  EXPECT_EQ(dir->state(IntfId("Ethernet1")), state);
+  dir->stateDelAll();
+  EXPECT_EQ(recorder.take().size(), 3u);
+  EXPECT_TRUE(dir->state().empty());
+  EXPECT_FALSE(dir->stateDel(IntfId("Ethernet1")));
+
+  const auto instances = oCMstiStateDirFactory("m");
+  for (uint16_t id : {3, 1, 2, 65535}) instances->stateIs(OCMstiState(id));
+  for (const auto& node : instances->state()) EXPECT_EQ(node.fwkKey(), node.value().mstId());
+}
+
+// An instance's id is not compared on this one; on its twins it is.
+TEST_F(CollectionsTest, MstiStatusAloneDoesNotCompare) {
+  const auto stpi = statusFactory("s")->stpiStatusIs("i");
+  const auto msti = stpi->mstiStatusIs("m", InstanceId(1));
+  EXPECT_EQ(stpi->mstiStatusIs("m", InstanceId(2)), msti);
+  EXPECT_EQ(msti->instanceId(), InstanceId(1));
+  const auto config = configFactory("c")->stpiConfigIs("i");
+  const auto made = config->mstiConfigIs("m", InstanceId(1));
+  EXPECT_THROW(config->mstiConfigIs("m", InstanceId(2)), Tovo::MutatorReinstantiatingException);
+  EXPECT_EQ(config->mstiConfig("m"), made);
+  EXPECT_EQ(made->instanceId(), InstanceId(1));
+  EXPECT_EQ(config->mstiConfigIs("m", InstanceId(1)), made);
+}
+
+TEST_F(CollectionsTest, ANewNonceNeedsADeletion) {
+  const auto msti = MstiStatus::MstiStatusIs("m", InstanceId(0));
+  const auto port = msti->mstiPortStatusIs("e", 7);
+  port->roleIs(MstiPortStatus::Role::root);
+  port->fdbFlushInc(3);
+  EXPECT_THROW(msti->mstiPortStatusIs("e", 8), Tovo::MutatorReinstantiatingException);
+  EXPECT_EQ(msti->mstiPortStatusDel("e"), port);
+  const auto again = msti->mstiPortStatusIs("e", 8);
+  EXPECT_EQ(again->enabledNonce(), 8u);
+  EXPECT_EQ(again->role(), MstiPortStatus::Role::disabled);
+  EXPECT_EQ(again->fdbFlush(), 0u);
+  EXPECT_EQ(port->role(), MstiPortStatus::Role::root);
+}
+
+// ------------------------------------------------------------- observers that change what they see
+
+TEST_F(CollectionsTest, DeletionOfAllWorksOnTheKeysOfTheCall) {
+  const auto hw = hwFactory("h");
+  for (const char* name : {"a", "b", "c", "d"}) hw->mstiHwIs(name);
+  Recorder recorder(*hw);
+  recorder.then = [&](const Pelmo::Change& change) {
+    if (!change.previous) return;
+    const auto& key = *static_cast<const Pelmo::String*>(change.key);
+    if (key == "a") {
+      hw->mstiHwDel("c");  // one of those that were to follow
+      hw->mstiHwIs("new");
+    }
+    if (key == "b") hw->mstiHwIs("b");  // comes back, and stays
+  };
+  hw->mstiHwDelAll();
+  EXPECT_EQ(recorder.take(),
+            (Lines{"h.mstiHw['a'] was a", "h.mstiHw['c'] was c", "h.mstiHw['new'] added",
+                   "h.mstiHw['b'] was b", "h.mstiHw['b'] added", "h.mstiHw['d'] was d"}));
+  Lines left;
+  for (const MstiHw& msti : hw->mstiHw()) left.emplace_back(msti.name().view());
+  EXPECT_EQ(left, (Lines{"new", "b"}));
+}
+
+TEST_F(CollectionsTest, ObserversMayUndoWhatTheyAreToldOf) {
+  const auto config = configFactory("c");
+  Recorder recorder(*config);
+  recorder.then = [&](const Pelmo::Change& change) {
+    if (change.attribute == 389 && !change.previous) {
+      config->portConfigDel(*static_cast<const Pelmo::String*>(change.key));
+    } else if (change.attribute == 303 && !change.previous) {
+      config->disabledVlanDel(*static_cast<const uint16_t*>(change.key));
+    } else if (change.attribute == 261) {
+      config->maxAgeIs(20);
+    }
+  };
+  const auto port = config->portConfigIs("p");
+  EXPECT_EQ(port->name(), "p");
+  EXPECT_EQ(port->parent(), nullptr);
+  EXPECT_EQ(config->portConfig("p"), nullptr);
+  config->disabledVlanIs(5, true);
+  EXPECT_FALSE(config->disabledVlanContains(5));
+  config->maxAgeIs(30);
+  EXPECT_EQ(config->maxAge(), 20u);
+  EXPECT_EQ(recorder.take(),
+            (Lines{"c.portConfig['p'] added", "c.portConfig['p'] was p", "c.disabledVlan[5] added",
+                   "c.disabledVlan[5] was true", "c.maxAge was 20", "c.maxAge was 30"}));
+}
+
+TEST_F(CollectionsTest, ObserversThatThrowLeaveTheStateChanged) {
+  const auto config = configFactory("c");
+  Recorder first(*config);
+  Recorder second(*config);
+  first.then = [](const Pelmo::Change& change) { throw static_cast<int>(change.attribute); };
+  const auto thrown = [](const auto& action) {
+    try {
+      action();
+    } catch (int attribute) {
+      return attribute;
+    }
+    return 0;
+  };
+  EXPECT_EQ(thrown([&] { config->maxAgeIs(30); }), 261);
+  EXPECT_EQ(config->maxAge(), 30u);
+  EXPECT_EQ(thrown([&] { config->portConfigIs("p"); }), 389);
+  EXPECT_NE(config->portConfig("p"), nullptr);
+  EXPECT_EQ(thrown([&] { config->portConfigDel("p"); }), 389);
+  EXPECT_EQ(config->portConfig("p"), nullptr);
+  for (uint16_t vlan = 1; vlan < 4; ++vlan) {
+    EXPECT_EQ(thrown([&] { config->disabledVlanIs(vlan, true); }), 303);
+  }
+  // All go, though each one throws.
+  EXPECT_EQ(thrown([&] { config->disabledVlanDelAll(); }), 303);
+  EXPECT_TRUE(config->disabledVlan().empty());
+  EXPECT_EQ(first.take(), second.take());
+}
+
+}  // namespace
