@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "Stp/StpHw.h"
+#include "Stp/StpStatus.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Path.h"
 
@@ -11,14 +11,22 @@ struct Printer : Pelmo::Observer {
 };
 
 int main() {
-  const Pelmo::Ptr<Stp::Hw> hw = Stp::hwFactory("hw");
+  Tovo::Directory directory;
+  const Pelmo::Ptr<Stp::Status> status = Stp::statusFactory("status");
+  directory.mount("/stp/status", status);
+  const auto mst1 = status->stpiStatusIs("Mstp")->mstiStatusIs("Mst1", Stp::InstanceId(1));
+  const auto port = mst1->mstiPortStatusIs("Ethernet1", 1);
   Printer printer;
-  printer.observeRecursive(hw->publisher());
-  const auto port = hw->mstiHwIs("Mst0")->mstiPortHwIs("Ethernet1");
-  port->portStateIs(Stp::PortState::forwarding);
-  std::cout << port->name() << " is " << port->portState() << '\n';
+  printer.observeRecursive(status->publisher());
+
+  Stp::PriorityVector vector = port->portPriority();
+  vector.regionalRootBridgeIdIs(Stp::BridgeId(Stp::BridgePriority(4096), Stp::BridgeSystemId(1),
+                                              Nelka::EthAddr("00:1c:73:0a:00:01")));
+  port->portPriorityIs(vector);
+  port->stateIs(Stp::PortState::forwarding);
+  std::cout << port->state() << ", " << port->portPriority().regionalRootBridgeId() << '\n';
   try {
-    Stp::PortStateInstance("blocking");
+    Stp::BridgePriority(61441);
   } catch (const Tovo::RangeException& error) {
     std::cout << error.what() << '\n';
   }

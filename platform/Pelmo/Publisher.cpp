@@ -45,8 +45,6 @@ void remember(std::exception_ptr& failure) noexcept {
 
 }  // namespace
 
-// The node may be destroyed by one of its observers: its publisher then takes the others out of the
-// list, and the place finds nobody more.
 template <class Include>
 void Publisher::notify(Observer* first, const Change& change, uint64_t limit,
                        std::exception_ptr& failure, const Include& include) {
@@ -64,6 +62,8 @@ void Publisher::notify(Observer* first, const Change& change, uint64_t limit,
 
 void Publisher::publish(const Change& change) {
   if ((observers_ & observedFromAbove) != 0) return publishUpwards(change);
+  // An observer may drop the last reference to the node; the others are called all the same.
+  const Ptr<Node> self(&node());
   std::exception_ptr failure;
   notify(first(), change, lastSerial << 1 | 1, failure, [](const Observer&) { return true; });
   if (failure) std::rethrow_exception(failure);

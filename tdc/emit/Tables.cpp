@@ -104,6 +104,12 @@ class Tables {
     }
   }
 
+  // An indexed member is addressed by an octet.
+  std::string keyCode(const Member& member) const {
+    if (member.kind == MemberKind::indexed) return "Tovo::PrimitiveCode::u8";
+    return code(member.key);
+  }
+
   static std::string unique(const Type& type, const std::string& name) {
     std::string out = type.qualifiedName + "_" + name;
     std::string flat;
@@ -410,7 +416,7 @@ class Tables {
           stored ? "offsetof(" + row.type->qualifiedName + ", " + storageName(member) + ")"
                  : "notStored";
       wrappedRow({std::to_string(member.id), "Kind::" + kindName(member), flags(member),
-                  code(member.type.type), code(member.key), std::to_string(nameOffset(member.name)),
+                  code(member.type.type), keyCode(member), std::to_string(nameOffset(member.name)),
                   offset, std::to_string(detail++)});
     });
     if (rows_ == 0) {

@@ -18,7 +18,7 @@ std::optional<Exception> thrownBy(const Call& call) {
   try {
     call();
   } catch (const Exception& exception) {
-    EXPECT_EQ(typeid(exception).name(), typeid(Exception).name());
+    EXPECT_STREQ(typeid(exception).name(), typeid(Exception).name());
     return exception;
   } catch (const std::exception& exception) {
     ADD_FAILURE() << typeid(exception).name() << ": " << exception.what();
