@@ -8,6 +8,7 @@
 // bridge's timers over into what it publishes.
 #include <poll.h>
 
+#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -188,7 +189,7 @@ int main(int argc, char** argv) {
   const std::string path = argv[1];
   // A peer can end its own connection, not the agent.
   Tovo::assertionHandlerIs(&Tovo::throwAssertionError);
-  std::ios::sync_with_stdio(true);  // one line a read: poll sees what is left
+  std::setvbuf(stdin, nullptr, _IONBF, 0);  // poll knows what is left to read
   std::cin.tie(nullptr);
   try {
     Tovo::Directory directory;

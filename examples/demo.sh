@@ -1,23 +1,27 @@
 #!/usr/bin/env bash
-# Two processes hold the same tree: one serves it, the other mirrors it and prints each change. Ends
-# by comparing what the two have. Takes seconds; leaves no process and no file behind.
+# An agent hosts configuration, status and hardware state; other processes configure it, follow it
+# and mirror it whole. Ends by comparing what they have. Takes seconds; leaves no process and no
+# file behind.
 #
 # usage: examples/demo.sh BUILD_DIR
 set -euo pipefail
 
-if [ $# -ne 1 ] || [ ! -x "$1/bin/stptool" ]; then
-  echo "usage: demo.sh BUILD_DIR, where BUILD_DIR/bin/stptool has been built" >&2
-  exit 2
-fi
-stptool=$(cd "$1/bin" && pwd)/stptool
-example=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/access-switch.json
+for program in stptool agent status_reader; do
+  if [ $# -ne 1 ] || [ ! -x "$1/bin/$program" ]; then
+    echo "usage: demo.sh BUILD_DIR, where BUILD_DIR/bin/${program} has been built" >&2
+    exit 2
+  fi
+done
+bin=$(cd "$1/bin" && pwd)
+stptool=$bin/stptool
+examples=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 dir=$(mktemp -d "${TMPDIR:-/tmp}/stp-demo.XXXXXX")
 export STP_SOCKET=$dir/socket
-server='' watcher=''
+agent='' reader='' mirror='' server=''
 
 clean_up() {
   local pid
-  for pid in $watcher $server; do
+  for pid in $reader $mirror $agent $server; do
     kill "$pid" 2>/dev/null || true
     wait "$pid" 2>/dev/null || true
   done
@@ -37,15 +41,28 @@ die() {
 
 title() { printf '\n== %s\n' "$*"; }
 
+prompt() { # prompt ARGUMENT...: the command line as a person would type it
+  local argument line='$ stptool'
+  for argument; do
+    argument=${argument/#"$examples"/examples}
+    [ ${#argument} -le 100 ] || argument="${argument:0:60}..."
+    case $argument in
+      *[\ \(\'\|]*) line+=" \"$argument\"" ;;
+      *) line+=" $argument" ;;
+    esac
+  done
+  printf '%s\n' "$line"
+}
+
 show() { # show COMMAND ARGUMENT...: as a person would type it, then what it prints
-  printf '$ stptool %s\n' "$*"
+  prompt "$@"
   "$stptool" "$@" || die "stptool $1 failed"
 }
 
 refused() { # refused WANTED-IN-THE-MESSAGE ARGUMENT...: fails with 1 and one line that says why
   local wanted=$1 status=0
   shift
-  printf '$ stptool %s\n' "$*"
+  prompt "$@"
   "$stptool" "$@" 2>"$dir/refused.err" || status=$?
   cat "$dir/refused.err"
   [ "$status" -eq 1 ] || die "exit code 1 was expected, found $status"
@@ -64,66 +81,138 @@ wait_for() { # wait_for TEXT FILE PID
   done
 }
 
-port=/stp/hw/mstiHw/Mst1/mstiPortHw
+expect() { # expect WANTED COMMAND ARGUMENT...: as show, with the output that it must have
+  local wanted=$1 found
+  shift
+  found=$(show "$@")
+  printf '%s\n' "$found"
+  grep -qF -- "$wanted" <<<"$found" || die "'$wanted' was expected"
+}
 
-title "one process serves the state of an access switch"
-echo '$ stptool serve --load examples/access-switch.json &'
-"$stptool" serve --load "$example" --dump-at-end "$dir/server.json" \
+event() { # event TEXT: on the agent's standard input
+  printf '> %s\n' "$*"
+  printf '%s\n' "$*" >&7
+}
+
+wait_end() { # wait_end PID: at most 10 seconds, then its status
+  local tries=0
+  while kill -0 "$1" 2>/dev/null; do
+    tries=$((tries + 1))
+    [ $tries -lt 200 ] || die "process $1 does not end"
+    sleep 0.05
+  done
+  wait "$1"
+}
+
+input=/stp/input/cli
+tree=/stp/status/stpiStatus/Mstp
+
+title "values: a bridge, and what it tells its neighbours"
+bridge="Value('Stp::BridgeId', priority=32768, systemId=1, address=00:1c:73:0a:00:01)"
+root="Value('Stp::BridgeId', priority=4096, systemId=1, address=00:1c:73:0a:10:01)"
+expect '80 00 00 01 00 1c 73 0a 00 01' encode Stp::BridgeId "$bridge"
+expect 'priority=32768, systemId=1' decode Stp::BridgeId 80:00:00:01:00:1c:73:0a:00:01
+vector="Value('Stp::PriorityVector', cistRootBridgeId=$root, extRootPathCost=0,\
+ regionalRootBridgeId=$root, intRootPathCost=2000, bridgeId=$bridge,\
+ portId=Value('Stp::PortId', portPriority=128, portNumber=5))"
+expect '128.5' parse Stp::PriorityVector "$vector"
+
+title "an agent hosts its configuration, its status and the hardware's state"
+mkfifo "$dir/events"
+echo '$ agent SOCKET < events &'
+"$bin/agent" "$STP_SOCKET" <"$dir/events" >"$dir/agent.out" 2>"$dir/agent.err" &
+agent=$!
+exec 7>"$dir/events"
+wait_for serving "$dir/agent.out" $agent
+sed "s|$dir/||" "$dir/agent.out"
+"$bin/status_reader" "$STP_SOCKET" >"$dir/reader.out" 2>"$dir/reader.err" &
+reader=$!
+"$stptool" watch --dump-at-end "$dir/mirror.json" >"$dir/mirror.out" 2>"$dir/mirror.err" &
+mirror=$!
+wait_for mirrored "$dir/reader.out" $reader
+wait_for watching "$dir/mirror.err" $mirror
+
+title "configuration in: a distribution switch, then a change by hand"
+show load "$examples/distribution-switch.json"
+expect 'regionId=campus-east' tree $input --depth 0
+show set $input maxAge 30 bridgeHelloTime 1500
+show set $input/portConfig/Ethernet2 portPriority 32
+show new $input/portConfig/Ethernet51
+show del $input/portConfig/Ethernet51
+expect '1.128' tree $tree --depth 0 # 1.5 s in seconds and 1/256 s
+
+title "what is wrong is refused, with a reason, and nothing changes"
+refused '6 to 40 s' set $input maxHops 10 maxAge 41
+refused '200 to 10000 ms' set $input bridgeHelloTime 2
+refused 'did you mean' get $input brigdeAddr
+[ "$("$stptool" get $input maxHops)" = 20 ] || die "a refused write has an effect"
+
+title "status out: links come, and one goes; a second program prints what changes"
+event Ethernet1 Mst1 root discarding
+event Ethernet1 Mst1 root forwarding
+event Ethernet2 Mst1 alternate discarding
+event Ethernet7 Mst1 designated discarding
+event Ethernet7 Mst1 designated learning
+event Ethernet7 Mst1 designated forwarding
+event Ethernet1 down
+event Ethernet2 Mst1 root discarding
+event Ethernet2 Mst1 root forwarding
+for ((tries = 0; tries < 200; ++tries)); do
+  if grep -qF 'Ethernet2: discarding -> forwarding' "$dir/reader.out"; then break; fi
+  printf '\n' >&7 # an agent that has read several events at once goes on with the next line
+  sleep 0.05
+done
+cat "$dir/reader.out"
+for change in \
+  'Mst1 Ethernet1: discarding -> forwarding' \
+  'Mst1 Ethernet7: learning -> forwarding' \
+  'Mst1 Ethernet1: forwarding -> discarding' \
+  'Mst1 Ethernet2: discarding -> forwarding'; do
+  grep -qF -- "$change" "$dir/reader.out" || die "the reader did not print '$change'"
+done
+prompt tree $tree/mstiStatus/Mst1 | sed 's/$/ | grep -v " disabled "/'
+"$stptool" tree $tree/mstiStatus/Mst1 >"$dir/tree.out" || die "stptool tree failed"
+grep -v ' disabled ' "$dir/tree.out"
+grep -Eq 'rootPort +Ethernet2$' "$dir/tree.out" || die "the root port is not Ethernet2"
+
+title "hardware state out"
+expect forwarding get /stp/hw/mstiHw/Mst1/mstiPortHw/Ethernet7
+expect discarding get /stp/hw/mstiHw/Mst1/mstiPortHw/Ethernet1 portState
+
+title "a third process has mirrored all three trees from the start; its last changes"
+wait_for "-> 'Ethernet2'" "$dir/mirror.out" $mirror
+wait_for 'Mst1/mstiPortHw/Ethernet2  portState  discarding -> forwarding' "$dir/mirror.out" $mirror
+tail -n 8 "$dir/mirror.out"
+grep -qF -- "- $input/portConfig/Ethernet51" "$dir/mirror.out" || die "a removal is missing"
+grep -qF -- "maxAge  20 -> 30" "$dir/mirror.out" || die "a change of the configuration is missing"
+
+title "everybody ends; what they have is compared"
+"$stptool" dump >"$dir/fresh.json" || die "stptool dump failed"
+kill -TERM $mirror
+wait $mirror || die "the mirror failed"
+mirror=''
+kill -TERM $reader
+wait $reader 2>/dev/null || true
+reader=''
+exec 7>&-
+wait_end $agent || die "the agent failed"
+agent=''
+[ ! -s "$dir/agent.err" ] || die "the agent complained"
+[ ! -e "$STP_SOCKET" ] || die "the agent left its socket behind"
+cmp "$dir/mirror.json" "$dir/fresh.json" || die "a mirror from the start and a fresh one differ"
+
+echo '$ stptool serve --load mirror.json &'
+"$stptool" serve --load "$dir/mirror.json" --dump-at-end "$dir/server.json" \
   >"$dir/server.out" 2>"$dir/server.err" &
 server=$!
 wait_for serving "$dir/server.out" $server
-sed "s|$dir/||" "$dir/server.out"
-show tree / --depth 1
-
-title "another one mirrors it and prints what changes"
-echo '$ stptool watch &'
-"$stptool" watch --dump-at-end "$dir/mirror.json" >"$dir/watch.out" 2>"$dir/watch.err" &
-watcher=$!
-wait_for watching "$dir/watch.err" $watcher
-
-title "a link goes down, and a redundant port of two instances takes over"
-show set /stp/hw/mstiHw/Mst0/mstiPortHw/Port-Channel1 portState discarding active false
-show set /stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet47 portState learning
-show set /stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet47 portState forwarding
-show set $port/Ethernet47 portState forwarding
-show set /stp/protoStatus overrideCount 1
-
-title "a port comes and goes"
-show new $port/Ethernet49
-show set $port/Ethernet49 portState forwarding active true
-show get $port/Ethernet49
-show new $port/Ethernet50
-show del $port/Ethernet50
-
-title "what is wrong is refused, with a reason, and nothing changes"
-refused 'allowed are discarding (0), learning (1), forwarding (2)' \
-  set $port/Ethernet1 portState blocking
-refused '0 to 4294967295' set /stp/protoStatus runMode runModePvst overrideCount many
-refused 'Ethernet99' get $port/Ethernet99 portState
-[ "$("$stptool" get /stp/protoStatus runMode)" = runModeMstp ] || die "a refused write has an effect"
-
-title "what the second process has printed"
-wait_for "- $port/Ethernet50" "$dir/watch.out" $watcher
-cat "$dir/watch.out"
-for change in \
-  "$port/Ethernet47  portState  discarding -> forwarding" \
-  "/stp/hw/mstiHw/Mst0/mstiPortHw/Port-Channel1  active  true -> false" \
-  "/stp/protoStatus  overrideCount  0 -> 1" \
-  "+ $port/Ethernet49"; do
-  grep -qF -- "$change" "$dir/watch.out" || die "the mirror did not print '$change'"
-done
-
-title "both processes end; each writes what it has"
-kill -TERM $watcher
-wait $watcher || die "the mirror failed"
-watcher=''
+expect Ethernet2 get $tree/mstiStatus/Mst1 rootPort
 kill -TERM $server
 wait $server || die "the server failed"
 server=''
 [ ! -e "$STP_SOCKET" ] || die "the server left its socket behind"
 [ ! -s "$dir/server.err" ] || die "the server complained"
-cmp "$dir/server.json" "$dir/mirror.json" || die "the two trees differ"
-grep -qF '"Ethernet49"' "$dir/server.json" || die "the trees lack what was made"
-printf 'equal: %s ports in %s instances, %s bytes of JSON from each process\n' \
-  "$(grep -cF '"portState"' "$dir/server.json")" "$(grep -c '"Mst[0-9]*":' "$dir/server.json")" \
-  "$(wc -c <"$dir/server.json")"
+cmp "$dir/server.json" "$dir/mirror.json" || die "what is served again differs"
+printf 'equal: %s ports in %s trees, %s bytes of JSON from each of three processes\n' \
+  "$(grep -cE '"(Ethernet|Port-Channel)[0-9]+": *\{' "$dir/server.json")" \
+  "$(grep -c '^    "/stp' "$dir/server.json")" "$(wc -c <"$dir/server.json")"

@@ -2,6 +2,7 @@
 //
 //   status_reader SOCKET
 #include <iostream>
+#include <vector>
 
 #include "Stp/StpStatus.h"
 #include "Tovo/Assert.h"
@@ -11,18 +12,33 @@
 
 namespace {
 
-// A reader that knows the types: it asks for the port that changed, not for texts.
+// A reader that knows the types: it keeps the ports that changed state and looks at them when a
+// turn of the agent is complete, so it never shows a new state with an old role.
 class PortPrinter : public Pelmo::Observer {
  public:
   void handleChange(const Pelmo::Change& change) override {
     constexpr Tovo::AttributeId stateId = 259;
-    const Tovo::Entity& entity = Tovo::entityOf(change.source);
-    const auto* port = dynamic_cast<const Stp::MstiPortStatus*>(&entity);
+    auto* port = dynamic_cast<Stp::MstiPortStatus*>(&Tovo::entityOf(change.source));
     if (!port || change.attribute != stateId) return;
-    std::cout << port->parent()->name() << ' ' << port->name() << ": "
-              << *static_cast<const Stp::PortState*>(change.previous) << " -> " << port->state()
-              << " (" << port->role() << ')' << std::endl;
+    changed_.push_back({Pelmo::Ptr<Stp::MstiPortStatus>(port),
+                        *static_cast<const Stp::PortState*>(change.previous)});
   }
+
+  void print() {
+    for (const auto& [port, before] : changed_) {
+      if (!port->parent()) continue;
+      std::cout << port->parent()->name() << ' ' << port->name() << ": " << before << " -> "
+                << port->state() << " (" << port->role() << ')' << std::endl;
+    }
+    changed_.clear();
+  }
+
+ private:
+  struct Changed {
+    Pelmo::Ptr<Stp::MstiPortStatus> port;
+    Stp::PortState before;
+  };
+  std::vector<Changed> changed_;
 };
 
 }  // namespace
@@ -46,7 +62,11 @@ int main(int argc, char** argv) {
     std::cout << "mirrored " << agent.boundCount() << " entities" << std::endl;
     PortPrinter printer;
     printer.observeRecursive(directory.mounted("/stp/status")->publisher());
-    while (!agent.closed()) agent.runUntil([] { return false; }, patienceMilliseconds);
+    while (!agent.closed()) {
+      const uint64_t seen = agent.turns();
+      agent.runUntil([&] { return agent.turns() > seen; }, patienceMilliseconds);
+      printer.print();
+    }
     std::cout << "the agent has gone: " << agent.closeReason() << '\n';
   } catch (const std::exception& error) {
     std::cerr << "status_reader: " << error.what() << '\n';

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <functional>
 
+#include "Tovo/Assert.h"
 #include "stptool/Failure.h"
 #include "stptool/ModelLibrary.h"
 #include "stptool/commands/Commands.h"
@@ -15,6 +16,10 @@ using namespace stptool;
 struct AllOptions {
   std::vector<std::string> libraries;
   TypesOptions types;
+  ParseOptions parse;
+  EncodeOptions encode;
+  DecodeOptions decode;
+  GraphOptions graph;
   ServeOptions serve;
   TreeOptions tree;
   GetOptions get;
@@ -39,6 +44,10 @@ class CommandLine {
                     "Model library to load; may stand several times (default: libStp.so)")
         ->type_name("FILE");
     addTypes();
+    addParse();
+    addEncode();
+    addDecode();
+    addGraph();
     addServe();
     addTree();
     addGet();
@@ -57,7 +66,9 @@ class CommandLine {
   }
   int exit(const CLI::Error& error) {
     if (error.get_exit_code() == 0) {
-      writeOut(app_.help());
+      std::string help = app_.help();
+      if (!help.ends_with('\n')) help += '\n';
+      writeOut(help);
       return static_cast<int>(ExitCode::done);
     }
     complain(std::string(error.what()) + "; see 'stptool --help'");
@@ -80,11 +91,11 @@ class CommandLine {
     command->add_flag("--json", options.json, what);
   }
 
-  static void addSession(CLI::App* command, SessionOptions& session) {
+  static void addSession(CLI::App* command, SessionOptions& session, bool required = true) {
     command->add_option("--socket", session.socket, "Socket of the server")
         ->type_name("PATH")
         ->envname("STP_SOCKET")
-        ->required();
+        ->required(required);
     command
         ->add_option("--timeout", session.timeout,
                      "Seconds in which the server has to answer (default: 10)")
@@ -102,6 +113,64 @@ class CommandLine {
     types->add_option("TYPE", options_.types.type, "Name of a type; namespaces may be left out")
         ->type_name("");
     addJson(types, options_.types, "Print JSON");
+  }
+
+  static void addType(CLI::App* command, std::string& type) {
+    command
+        ->add_option("TYPE", type,
+                     "Name of a value type or enumeration; namespaces may be left out")
+        ->type_name("")
+        ->required();
+  }
+
+  void addParse() {
+    CLI::App* parse = command(
+        "parse", "Reads a value from its text and shows what it holds",
+        "stptool parse Stp::PortId \"Value('Stp::PortId', portPriority=128, portNumber=5)\"",
+        &runParse, options_.parse);
+    addType(parse, options_.parse.type);
+    parse->add_option("TEXT", options_.parse.text, "The value")->type_name("")->required();
+    addJson(parse, options_.parse, "Print JSON");
+  }
+
+  void addEncode() {
+    CLI::App* encode = command("encode", "Shows the bytes of a value in the attribute log",
+                               "stptool encode Stp::PathCost 2000", &runEncode, options_.encode);
+    addType(encode, options_.encode.type);
+    encode->add_option("TEXT", options_.encode.text, "The value")->type_name("")->required();
+    addJson(encode, options_.encode, "Print JSON");
+  }
+
+  void addDecode() {
+    CLI::App* decode = command("decode", "Reads a value from its bytes in the attribute log",
+                               "stptool decode Stp::PortId 80 00 05", &runDecode, options_.decode);
+    addType(decode, options_.decode.type);
+    decode
+        ->add_option("HEX", options_.decode.hex,
+                     "Pairs of hexadecimal digits; blanks and colons may stand between them")
+        ->type_name("");
+    addJson(decode, options_.decode, "Print JSON");
+  }
+
+  void addGraph() {
+    GraphOptions& options = options_.graph;
+    CLI::App* graph =
+        command("graph", "Draws a live tree, or with --types what types contain each other",
+                "stptool graph --types Stp::Config --svg > configuration.svg", &runGraph, options);
+    addSession(graph, options.session, false);
+    addPath(graph, options.path, "Entity to start at; all without it");
+    CLI::Option* types =
+        graph
+            ->add_option("--types", options.type,
+                         "Draw the entity types, from TYPE or all of them; needs no server")
+            ->type_name("TYPE")
+            ->expected(0, 1);
+    CLI::Option* svg = graph->add_flag("--svg", options.svg, "Print SVG; DOT without it");
+    graph->add_flag("--json", options.json, "Print nodes and edges as JSON")->excludes(svg);
+    graph->callback([this, types, &options] {
+      options.types = types->count() > 0;
+      run_ = [&options] { runGraph(options); };
+    });
   }
 
   void addServe() {
@@ -129,6 +198,8 @@ class CommandLine {
     tree->add_option("--depth", options.depth, "Levels of elements to show")
         ->type_name("N")
         ->check(CLI::Range(0, 1000000));
+    tree->add_flag("--all", options.all, "What is at its default, and what is empty, too");
+    tree->add_flag("--full", options.full, "Values as text that reads back");
     addJson(tree, options, "Print JSON");
   }
 
@@ -231,6 +302,8 @@ class CommandLine {
 
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
+  // What a person types, or a peer sends, may fail an assertion; that is one more error.
+  Tovo::assertionHandlerIs(&Tovo::throwAssertionError);
   CommandLine commandLine;
   try {
     commandLine.run(argc, argv);

@@ -15,6 +15,37 @@ struct TypesOptions {
 };
 void runTypes(const TypesOptions& options);
 
+struct ParseOptions {
+  std::string type;
+  std::string text;
+  bool json = false;
+};
+void runParse(const ParseOptions& options);
+
+struct EncodeOptions {
+  std::string type;
+  std::string text;
+  bool json = false;
+};
+void runEncode(const EncodeOptions& options);
+
+struct DecodeOptions {
+  std::string type;
+  std::vector<std::string> hex;
+  bool json = false;
+};
+void runDecode(const DecodeOptions& options);
+
+struct GraphOptions {
+  SessionOptions session;
+  std::string path;
+  bool types = false;
+  std::string type;  ///< with `types`: what to start at; empty: all of them
+  bool svg = false;
+  bool json = false;
+};
+void runGraph(const GraphOptions& options);
+
 struct ServeOptions {
   std::string socket;
   std::vector<std::string> load;
@@ -27,6 +58,8 @@ struct TreeOptions {
   SessionOptions session;
   std::string path;
   int depth = -1;
+  bool all = false;   ///< attributes at their default too
+  bool full = false;  ///< generic texts instead of short ones
   bool json = false;
 };
 void runTree(const TreeOptions& options);

@@ -119,15 +119,15 @@ void runTree(const TreeOptions& options) {
                           : dumpPath(directory, options.path, options.depth)));
     return;
   }
+  const TreeStyle style{options.depth, options.all,
+                        options.full ? ValueStyle::full : ValueStyle::brief, outputWidth()};
   std::string text;
   if (isEverything(options.path)) {
-    for (const auto& [path, root] : directory.mounts()) {
-      text += treeText(*root, path, options.depth);
-    }
+    for (const auto& [path, root] : directory.mounts()) text += treeText(*root, path, style);
   } else {
     const PathTarget target = Tovo::resolvePath(directory, options.path);
     text = target.attribute ? targetText(target, options.path)
-                            : treeText(*target.entity, Tovo::pathOf(*target.entity), options.depth);
+                            : treeText(*target.entity, Tovo::pathOf(*target.entity), style);
   }
   writeOut(text);
 }

@@ -1,5 +1,4 @@
 // stptool serve: hosts a tree for others to mirror.
-#include "Tovo/Assert.h"
 #include "Tovo/Directory.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Dump.h"
@@ -27,8 +26,6 @@ void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory
 }  // namespace
 
 void runServe(const ServeOptions& options) {
-  // A peer's bytes may fail an assertion; that is the end of its connection, not of the server.
-  Tovo::assertionHandlerIs(&Tovo::throwAssertionError);
   const StopSignals signals;
   Tovo::Directory directory;
   loadFiles(options.load, directory);

@@ -6,9 +6,9 @@
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Json.h"
 #include "stptool/json/ValueJson.h"
+#include "stptool/model/FindType.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/Output.h"
-#include "stptool/text/Suggest.h"
 #include "stptool/text/Table.h"
 
 namespace stptool {
@@ -234,32 +234,6 @@ Json allTypesJson() {
     json.push_back(std::move(entry));
   }
   return json;
-}
-
-// The full name, or the part behind the namespaces where only one type has it.
-TovoTypeBase findType(const std::string& name) {
-  if (const TovoTypeBase type = Tovo::typeByName(name)) return type;
-  std::vector<std::string> names;
-  std::vector<TovoTypeBase> shortMatches;
-  for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
-    for (uint32_t i = 0; i < module->typeCount; ++i) {
-      names.emplace_back(module->types[i].name);
-      if (names.back().ends_with("::" + name)) shortMatches.push_back({module, i});
-    }
-  }
-  if (shortMatches.size() == 1) return shortMatches.front();
-  if (shortMatches.size() > 1) {
-    std::string message = "'" + name + "' is the name of several types:";
-    const char* separator = " ";
-    for (const TovoTypeBase type : shortMatches) {
-      message += separator + std::string(Tovo::typeName(type));
-      separator = ", ";
-    }
-    throw Failure(message);
-  }
-  const std::string hint = suggestion(name, names);
-  throw Failure("there is no type '" + name + "'" +
-                (hint.empty() ? "; 'stptool types' lists them" : hint));
 }
 
 }  // namespace

@@ -21,28 +21,6 @@ using Tovo::ValueBuffer;
 using Tovo::ValueOps;
 namespace PrimitiveCode = Tovo::PrimitiveCode;
 
-std::vector<Attribute> membersOf(Tovo::TovoTypeBase type, AttributeKind kind) {
-  std::vector<Attribute> members;
-  Tovo::forEachAttribute(type, [&](Attribute attribute) {
-    if (attribute.kind() == kind) members.push_back(attribute);
-  });
-  return members;
-}
-
-uint8_t attributeOp(Tovo::TovoTypeBase type, void* result, void* object, Attribute member,
-                    uint32_t code, const void* argument) {
-  const Pelmo::FieldDescriptor field = member.field();
-  return Tovo::genericIf(type).genericIfAttributeOp(type, result, object, &field, code, nullptr,
-                                                    argument);
-}
-
-// False when the member is not there: an alternative that is not held.
-bool getMember(Tovo::TovoTypeBase type, const void* value, Attribute member, ValueBuffer& result) {
-  result.constructDefault();
-  return attributeOp(type, result.get(), const_cast<void*>(value), member, Tovo::OperationCode::get,
-                     nullptr) == Tovo::ResultCode::done;
-}
-
 Json memberToJson(Tovo::TovoTypeBase type, const void* value, Attribute member) {
   ValueBuffer field(member.ops());
   if (!getMember(type, value, member, field)) return nullptr;
@@ -163,14 +141,11 @@ Built enumFromJson(const ValueShape& shape, const Json& json, const JsonPlace& p
   return parseText(*shape.ops, name, place);
 }
 
-void setMember(Tovo::TovoTypeBase type, void* value, Attribute member, const Json& json,
+void putMember(Tovo::TovoTypeBase type, void* value, Attribute member, const Json& json,
                const JsonPlace& place) {
   const Built field = fromJson(shapeOf(member), json, place);
   try {
-    if (attributeOp(type, nullptr, value, member, Tovo::OperationCode::set, field->get()) ==
-        Tovo::ResultCode::done) {
-      return;
-    }
+    if (setMember(type, value, member, field->get())) return;
   } catch (const Tovo::RangeException&) {
     failType(place, json, allowedText(member));
   }
@@ -240,7 +215,7 @@ Built recordFromJson(const ValueShape& shape, const std::vector<Attribute>& fiel
   for (const auto& [name, member] : members.items()) {
     const Attribute& field = *find(fields, name);
     if (field.has(Tovo::AttributeDescriptor::fixed)) continue;
-    setMember(shape.type, value->get(), field, member, placeOf(name));
+    putMember(shape.type, value->get(), field, member, placeOf(name));
   }
   return value;
 }
@@ -261,21 +236,11 @@ Built unionFromJson(const ValueShape& shape, const Json& json, const JsonPlace& 
   if (!alternative) failMember(shape, alternatives, name, place / name);
   auto value = std::make_unique<ValueBuffer>(*shape.ops);
   value->constructDefault();
-  setMember(shape.type, value->get(), *alternative, json.front(), place / name);
+  putMember(shape.type, value->get(), *alternative, json.front(), place / name);
   return value;
 }
 
 }  // namespace
-
-ValueShape shapeOf(Attribute attribute) {
-  const Tovo::TovoTypeBase type = attribute.type();
-  return {&attribute.ops(), type, type ? PrimitiveCode::none : attribute.descriptor().type};
-}
-
-ValueShape keyShapeOf(Attribute collection) {
-  const Tovo::TovoTypeBase type = collection.keyType();
-  return {&collection.keyOps(), type, type ? PrimitiveCode::none : collection.descriptor().key};
-}
 
 Json toJson(const ValueShape& shape, const void* value) {
   if (shape.ops->optional) return optionalToJson(shape, value);

@@ -3,22 +3,11 @@
 
 #include <memory>
 
-#include "Tovo/Module.h"
 #include "Tovo/ValueOps.h"
 #include "stptool/json/Json.h"
+#include "stptool/model/ValueShape.h"
 
 namespace stptool {
-
-/// What reflection says of a value's type.
-struct ValueShape {
-  const Tovo::ValueOps* ops;
-  Tovo::TovoTypeBase type;   ///< none for a primitive
-  Tovo::TypeCode primitive;  ///< where there is no type
-};
-
-/// The values of an attribute, or the elements of a collection of values.
-ValueShape shapeOf(Tovo::Attribute attribute);
-ValueShape keyShapeOf(Tovo::Attribute collection);
 
 /// Numbers, bools and strings are native; an enumerator is its literal; an absent optional is null;
 /// a list is an array; a record is an object of its fields, one of a single field that field's

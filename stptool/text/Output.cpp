@@ -1,6 +1,7 @@
 #include "stptool/text/Output.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -36,6 +37,13 @@ bool writeOut(std::string_view text) {
     throw Failure(std::string("cannot write to standard output: ") + std::strerror(error));
   }
   return true;
+}
+
+size_t outputWidth() noexcept {
+  constexpr size_t usual = 120;
+  winsize size{};
+  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return usual;
+  return size.ws_col;
 }
 
 void complain(std::string_view message) {

@@ -10,6 +10,9 @@ namespace stptool {
 /// pipe into `head` ends that way. Throws Failure for other trouble, such as a full disk.
 bool writeOut(std::string_view text);
 
+/// Columns of the terminal that standard output is, or 120.
+size_t outputWidth() noexcept;
+
 /// One line "stptool: message" on standard error.
 void complain(std::string_view message);
 

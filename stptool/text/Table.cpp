@@ -28,7 +28,7 @@ std::string Table::text(std::string_view indent) const {
     }
   };
   for (const auto& row : rows_) measure(row, true);
-  measure(header_, false);
+  for (const auto& row : headers_) measure(row, false);
 
   std::string out;
   const auto append = [&](const std::vector<std::string>& row, bool isHeader) {
@@ -52,7 +52,9 @@ std::string Table::text(std::string_view indent) const {
     }
     out.append(indent).append(line).append("\n");
   };
-  if (!header_.empty() && !rows_.empty()) append(header_, true);
+  if (!rows_.empty()) {
+    for (const auto& row : headers_) append(row, true);
+  }
   for (const auto& row : rows_) append(row, false);
   return out;
 }

@@ -20,8 +20,9 @@ class Table {
   /// Styles of the columns, from the first; the rest is plain.
   explicit Table(std::vector<Style> styles = {}) : styles_(std::move(styles)) {}
 
-  /// A first row that is shown only when others follow, and that saves no column.
-  void header(std::vector<std::string> cells) { header_ = std::move(cells); }
+  /// A first row that is shown only when others follow, and that saves no column. Further calls add
+  /// further lines.
+  void header(std::vector<std::string> cells) { headers_.push_back(std::move(cells)); }
   void row(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
   bool empty() const noexcept { return rows_.empty(); }
 
@@ -29,7 +30,7 @@ class Table {
 
  private:
   std::vector<Style> styles_;
-  std::vector<std::string> header_;
+  std::vector<std::vector<std::string>> headers_;
   std::vector<std::vector<std::string>> rows_;
 };
 

@@ -1,29 +1,29 @@
 #include "stptool/text/TreeText.h"
 
+#include <algorithm>
 #include <vector>
 
 #include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
+#include "stptool/text/AttributeCell.h"
 #include "stptool/text/ElementOrder.h"
 #include "stptool/text/Printable.h"
-#include "stptool/text/Style.h"
 #include "stptool/text/Table.h"
+#include "stptool/text/Wrap.h"
 
 namespace stptool {
 
 namespace {
 
 using Tovo::Attribute;
+using Tovo::AttributeDescriptor;
 using Tovo::AttributeKind;
 using Tovo::Entity;
 
-// Attributes beside each other on one line; more of them stand below each other.
-constexpr size_t attributesPerLine = 4;
-
 struct Members {
-  std::vector<Attribute> scalars;
-  std::vector<Attribute> collections;
+  std::vector<Attribute> plain;   // everything on which nothing hangs
+  std::vector<Attribute> owning;  // collections
 };
 
 Members membersOf(Tovo::TovoTypeBase type) {
@@ -36,86 +36,262 @@ Members membersOf(Tovo::TovoTypeBase type) {
       case AttributeKind::attribute:
       case AttributeKind::pointer:
       case AttributeKind::query:
-        members.scalars.push_back(attribute);
+        members.plain.push_back(attribute);
+        break;
+      case AttributeKind::ownCollection:
+        members.owning.push_back(attribute);
         break;
       default:
-        if (attribute.isCollection()) members.collections.push_back(attribute);
+        if (attribute.isCollection()) members.plain.push_back(attribute);
         break;
     }
   });
   return members;
 }
 
-std::string collectionLine(const Entity& entity, Attribute collection) {
-  const size_t count = Tovo::collectionMap(entity, collection).size();
-  return styled(Style::name, collection.name()) + "  " +
-         styled(Style::type, std::to_string(count) + " " + collection.typeName());
+// What an operator looks for first: how things are, then with what values, then how often, then
+// the flags.
+int columnRank(Attribute attribute) {
+  const Tovo::TovoTypeBase type = attribute.type();
+  if (attribute.kind() == AttributeKind::attribute && type &&
+      Tovo::typeDescriptor(type).kind == Tovo::TypeKind::enumeration) {
+    return 0;
+  }
+  if (attribute.has(AttributeDescriptor::counter)) return 2;
+  return isBool(attribute) && !attribute.isCollection() ? 3 : 1;
 }
+
+bool hasLines(Attribute attribute) {
+  return (attribute.kind() == AttributeKind::valueCollection ||
+          attribute.kind() == AttributeKind::selfKeyedCollection) &&
+         !isBool(attribute);
+}
+
+// In parentheses where a reader could not see where the value ends.
+std::string pairText(const std::string& name, const std::string& value) {
+  const bool hasEnds = value.starts_with('\'') || value.starts_with("Value(");
+  const bool isOpen = value.empty() || value.find_first_of(" =") != std::string::npos;
+  return name + "=" + (isOpen && !hasEnds ? "(" + value + ")" : value);
+}
+
+struct Column {
+  Attribute attribute;
+  std::vector<std::string> cells;   // one an element
+  std::vector<std::string> header;  // lines
+  size_t width;                     // of the cells
+  bool inTable;
+
+  size_t fullWidth() const {
+    size_t full = width;
+    for (const std::string& line : header) full = std::max(full, textWidth(line));
+    return full;
+  }
+};
 
 class TreeWriter {
  public:
+  explicit TreeWriter(const TreeStyle& style) : style_(style) {}
   std::string text;
 
   void entity(const Entity& entity, const std::string& indent, int levels) {
     const Members members = membersOf(entity.tovoType());
-    Table scalars({Style::name});
-    for (const Attribute attribute : members.scalars) {
-      scalars.row({attribute.name(), Tovo::attributeText(entity, attribute)});
-    }
-    text += scalars.text(indent);
-    for (const Attribute collection : members.collections) {
-      text += indent + collectionLine(entity, collection) + "\n";
-      elements(entity, collection, indent + "  ", levels);
+    plainAttributes(entity, members.plain, indent);
+    for (const Attribute collection : members.owning) {
+      const size_t count = Tovo::collectionMap(entity, collection).size();
+      if (count == 0 && !style_.all) continue;
+      text += indent + styled(Style::name, collection.name()) + "  " +
+              styled(Style::type, std::to_string(count) + " " + collection.typeName()) + "\n";
+      if (levels != 0) elements(entity, collection, indent + "  ", levels);
     }
   }
 
  private:
-  void elements(const Entity& entity, Attribute collection, const std::string& indent, int levels) {
-    const bool owning = collection.kind() == AttributeKind::ownCollection;
-    if (owning && levels == 0) return;
-    const std::vector<Element> sorted = sortedElements(entity, collection);
-    if (!owning) {
-      Table entries({Style::name});
-      for (const Element& element : sorted) {
-        entries.row({element.key, itemText(collection, element.item)});
+  bool isShown(const Entity& entity, Attribute attribute) const {
+    return style_.all || attribute.kind() == AttributeKind::parameter ||
+           !isAtDefault(entity, attribute);
+  }
+
+  size_t room(const std::string& indent) const {
+    constexpr size_t least = 20;  // an indent deeper than the terminal must not stop everything
+    return std::max(style_.width, indent.size() + least) - indent.size();
+  }
+
+  void plainAttributes(const Entity& entity, const std::vector<Attribute>& attributes,
+                       const std::string& indent) {
+    std::vector<Attribute> shown;
+    size_t nameWidth = 0;
+    for (const Attribute attribute : attributes) {
+      if (!isShown(entity, attribute)) continue;
+      shown.push_back(attribute);
+      nameWidth = std::max(nameWidth, textWidth(attribute.name()));
+    }
+    for (const Attribute attribute : shown) {
+      if (hasLines(attribute)) {
+        entries(entity, attribute, indent);
+        continue;
       }
-      text += entries.text(indent);
-      return;
-    }
-    const Members members = membersOf(collection.type());
-    if (members.collections.empty() && members.scalars.size() <= attributesPerLine) {
-      leaves(sorted, members, indent);
-      return;
-    }
-    for (const Element& element : sorted) {
-      text += indent + styled(Style::name, printable(element.key)) + "\n";
-      this->entity(*Tovo::elementEntity(element.item), indent + "  ",
-                   levels > 0 ? levels - 1 : levels);
+      const std::string value = printable(attributeCell(entity, attribute, style_.values));
+      const std::string hanging = indent + std::string(nameWidth + 2, ' ');
+      text += indent + styled(Style::name, attribute.name());
+      std::string before(nameWidth + 2 - textWidth(attribute.name()), ' ');
+      for (const std::string& line : wrapped(value, room(hanging))) {
+        text += line.empty() ? "\n" : before + line + "\n";
+        before = hanging;
+      }
     }
   }
 
-  void leaves(const std::vector<Element>& sorted, const Members& members,
-              const std::string& indent) {
+  void entries(const Entity& entity, Attribute collection, const std::string& indent) {
+    text += indent + styled(Style::name, collection.name()) + "\n";
     Table table({Style::name});
+    for (const Element& element : sortedElements(entity, collection)) {
+      table.row({element.key, valueText(shapeOf(collection), element.item, style_.values)});
+    }
+    text += table.text(indent + "  ");
+  }
+
+  void elements(const Entity& owner, Attribute collection, const std::string& indent, int levels) {
+    const std::vector<Element> sorted = sortedElements(owner, collection);
+    if (sorted.empty()) return;
+    const Members members = membersOf(collection.type());
+    if (members.owning.empty()) return rows(sorted, members.plain, indent);
     for (const Element& element : sorted) {
-      std::vector<std::string> row{element.key};
-      for (const Attribute attribute : members.scalars) {
-        row.push_back(std::string(attribute.name()) + "=" +
-                      Tovo::attributeText(*Tovo::elementEntity(element.item), attribute));
+      text += indent + styled(Style::name, printable(element.key)) + "\n";
+      entity(*Tovo::elementEntity(element.item), indent + "  ", levels > 0 ? levels - 1 : levels);
+    }
+  }
+
+  // --- elements as rows --------------------------------------------------------------------------
+
+  std::vector<Column> columnsOf(const std::vector<Element>& sorted,
+                                const std::vector<Attribute>& attributes) const {
+    std::vector<Column> columns;
+    for (const Attribute attribute : attributes) {
+      const bool isOfInterest =
+          style_.all || std::any_of(sorted.begin(), sorted.end(), [&](const Element& element) {
+            return !isAtDefault(*Tovo::elementEntity(element.item), attribute);
+          });
+      if (!isOfInterest) continue;
+      Column column{attribute, {}, {attribute.name()}, 1, true};
+      const bool isFlag = isBool(attribute) && !attribute.isCollection();
+      for (const Element& element : sorted) {
+        std::string cell =
+            attributeCell(*Tovo::elementEntity(element.item), attribute, style_.values);
+        if (isFlag) cell = cell == "true" ? "yes" : "-";
+        column.width = std::max(column.width, textWidth(printable(cell)));
+        column.cells.push_back(std::move(cell));
+      }
+      columns.push_back(std::move(column));
+    }
+    std::stable_sort(columns.begin(), columns.end(), [](const Column& a, const Column& b) {
+      return columnRank(a.attribute) < columnRank(b.attribute);
+    });
+    return columns;
+  }
+
+  static size_t tableWidth(const std::vector<Column>& columns, size_t keyWidth) {
+    size_t width = keyWidth;
+    for (const Column& column : columns) width += column.inTable ? 2 + column.fullWidth() : 0;
+    return width;
+  }
+
+  // Breaks the names of columns; when that is not enough, takes the widest ones out of the table,
+  // those of the first rank last.
+  static void fit(std::vector<Column>& columns, size_t keyWidth, size_t width) {
+    if (tableWidth(columns, keyWidth) <= width) return;
+    for (Column& column : columns) {
+      column.header = brokenName(column.attribute.name(), 0);  // for the width of its words
+      column.header = brokenName(column.attribute.name(), column.fullWidth());
+    }
+    const auto goesBefore = [](const Column& a, const Column& b) {
+      const bool firstA = columnRank(a.attribute) == 0;
+      const bool firstB = columnRank(b.attribute) == 0;
+      return firstA != firstB ? firstB : a.fullWidth() >= b.fullWidth();
+    };
+    while (tableWidth(columns, keyWidth) > width) {
+      Column* widest = nullptr;
+      for (Column& column : columns) {
+        if (column.inTable && (!widest || goesBefore(column, *widest))) widest = &column;
+      }
+      if (!widest) return;
+      widest->inTable = false;
+    }
+  }
+
+  // The lines of the header; the last lines of all names stand beside each other.
+  static size_t addHeader(const std::vector<Column>& columns, Table& table) {
+    size_t height = 0;
+    for (const Column& column : columns) {
+      if (column.inTable) height = std::max(height, column.header.size());
+    }
+    for (size_t line = 0; line < height; ++line) {
+      std::vector<std::string> cells{""};
+      for (const Column& column : columns) {
+        if (!column.inTable) continue;
+        const size_t above = height - column.header.size();
+        cells.push_back(line < above ? std::string() : column.header[line - above]);
+      }
+      table.header(std::move(cells));
+    }
+    return height;
+  }
+
+  void rows(const std::vector<Element>& sorted, const std::vector<Attribute>& attributes,
+            const std::string& indent) {
+    std::vector<Column> columns = columnsOf(sorted, attributes);
+    if (columns.empty()) return keysAlone(sorted, indent);
+    size_t keyWidth = 0;
+    for (const Element& element : sorted) {
+      keyWidth = std::max(keyWidth, textWidth(printable(element.key)));
+    }
+    fit(columns, keyWidth, room(indent));
+
+    Table table({Style::name});
+    const size_t headerLines = addHeader(columns, table);
+    for (size_t i = 0; i < sorted.size(); ++i) {
+      std::vector<std::string> row{sorted[i].key};
+      for (const Column& column : columns) {
+        if (column.inTable) row.push_back(column.cells[i]);
       }
       table.row(std::move(row));
     }
-    text += table.text(indent);
+    const std::vector<std::string> lines = linesOf(table.text(indent));
+    size_t line = 0;
+    while (line < headerLines) text += lines[line++] + "\n";
+    for (size_t i = 0; i < sorted.size(); ++i) {
+      text += lines[line++] + "\n";
+      pairs(*Tovo::elementEntity(sorted[i].item), columns, indent + "    ");
+    }
   }
+
+  void pairs(const Entity& element, const std::vector<Column>& columns, const std::string& indent) {
+    std::vector<std::string> words;
+    for (const Column& column : columns) {
+      if (column.inTable || !isShown(element, column.attribute)) continue;
+      words.push_back(printable(pairText(column.attribute.name(),
+                                         attributeCell(element, column.attribute, style_.values))));
+    }
+    for (const std::string& line : wrapped(words, room(indent))) text += indent + line + "\n";
+  }
+
+  void keysAlone(const std::vector<Element>& sorted, const std::string& indent) {
+    std::vector<std::string> words;
+    for (const Element& element : sorted) words.push_back(printable(element.key));
+    for (const std::string& line : wrapped(words, room(indent))) {
+      text += indent + styled(Style::name, line) + "\n";
+    }
+  }
+
+  const TreeStyle& style_;
 };
 
 }  // namespace
 
-std::string treeText(const Entity& entity, const std::string& path, int levels) {
-  TreeWriter writer;
+std::string treeText(const Entity& entity, const std::string& path, const TreeStyle& style) {
+  TreeWriter writer(style);
   writer.text = styled(Style::name, printable(path)) + "  " +
                 styled(Style::type, Tovo::typeName(entity.tovoType())) + "\n";
-  writer.entity(entity, "  ", levels);
+  writer.entity(entity, "  ", style.levels);
   return writer.text;
 }
 

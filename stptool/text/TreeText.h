@@ -2,16 +2,23 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "Tovo/Entity.h"
 #include "Tovo/Module.h"
+#include "stptool/text/ShortText.h"
 
 namespace stptool {
 
-/// An entity under its path, and everything below it: one element a line where an element owns
-/// nothing, its attributes aligned with those of its neighbours. `levels` of elements, -1 for all.
-std::string treeText(const Tovo::Entity& entity, const std::string& path, int levels);
+struct TreeStyle {
+  int levels = -1;   ///< of elements; -1 for all
+  bool all = false;  ///< what is at its default, and what is empty, too
+  ValueStyle values = ValueStyle::brief;
+  size_t width = 120;  ///< columns of the terminal
+};
+
+/// An entity under its path, and everything below it. Elements that own nothing are rows of a
+/// table; what does not fit into the width stands as attribute=value below its row.
+std::string treeText(const Tovo::Entity& entity, const std::string& path, const TreeStyle& style);
 
 /// One attribute on one line; a collection as the number of its elements.
 std::string attributeLine(const Tovo::Entity& entity, Tovo::Attribute attribute);

@@ -1,0 +1,143 @@
+// stptool parse, encode, decode: single values, without a server.
+#include <algorithm>
+
+#include "Tovo/Exceptions.h"
+#include "Tovo/Inspect.h"
+#include "stptool/commands/Commands.h"
+#include "stptool/json/ValueJson.h"
+#include "stptool/model/FindType.h"
+#include "stptool/text/Explain.h"
+#include "stptool/text/Hex.h"
+#include "stptool/text/Output.h"
+#include "stptool/text/ShortText.h"
+#include "stptool/text/Table.h"
+
+namespace stptool {
+
+namespace {
+
+using Tovo::Attribute;
+using Tovo::AttributeKind;
+using Tovo::TypeKind;
+using Tovo::ValueBuffer;
+
+std::string namedType(const ValueShape& shape) { return Tovo::typeName(shape.type); }
+
+// What a value of the type looks like, for a message.
+std::string exampleText(const ValueShape& shape) {
+  const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(shape.type);
+  std::string text;
+  if (descriptor.kind == TypeKind::enumeration) {
+    for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
+      text += (i > 0 ? ", " : "one of ") + std::string(descriptor.literals[i].name);
+    }
+    return text;
+  }
+  ValueBuffer value(*shape.ops);
+  value.constructDefault();
+  return "text such as " + Tovo::valueText(*shape.ops, value.get());
+}
+
+void parseInto(ValueBuffer& value, const ValueShape& shape, const std::string& text) {
+  try {
+    Tovo::CharRange range(text);
+    const Tovo::CharRangeCheckAllDataConsumed check(range);
+    value.parse(range);
+  } catch (const Tovo::RangeException& error) {
+    const std::string reason = error.what();
+    throw Failure(namedType(shape) + ": '" + text + "' is refused: " + reason +
+                  (reason.find("allowed are") == std::string::npos
+                       ? "; allowed: " + exampleText(shape)
+                       : std::string()));
+  } catch (const std::exception& error) {
+    throw Failure(namedType(shape) + ": '" + text + "' cannot be parsed: " + error.what());
+  }
+}
+
+std::vector<uint8_t> encoded(const ValueShape& shape, const void* value) {
+  std::vector<uint8_t> bytes(shape.ops->attrLogSize(value));
+  Tovo::NboAttrLog::Out out(bytes);
+  shape.ops->write(out, value);
+  return bytes;
+}
+
+void readInto(ValueBuffer& value, const ValueShape& shape, const std::vector<std::string>& hex) {
+  std::string text;
+  for (const std::string& part : hex) text += part + " ";
+  try {
+    const std::vector<uint8_t> bytes = bytesOfHex(text);
+    Tovo::NboAttrLog::In in(bytes);
+    value.read(in);
+    in.expectEnd();
+  } catch (const std::exception& error) {
+    const uint32_t size = shape.ops->encodedSize;
+    throw Failure(namedType(shape) + ": " + error.what() +
+                  (size == Tovo::TypeDescriptor::variableSize
+                       ? std::string()
+                       : "; it takes " + std::to_string(size) + (size == 1 ? " byte" : " bytes")));
+  }
+}
+
+// Fields, then what can be seen in them: views on bits, computed values.
+std::string fieldsText(const ValueShape& shape, const void* value) {
+  Table table({Style::name});
+  const auto row = [&](Attribute member) {
+    ValueBuffer held(member.ops());
+    if (!getMember(shape.type, value, member, held)) return;
+    const char* unit = member.detail().unit;
+    table.row({member.name(), shortText(shapeOf(member), held.get()), unit ? unit : std::string()});
+  };
+  const std::vector<Attribute> views = membersOf(shape.type, AttributeKind::bits);
+  const std::vector<Attribute> fields = membersOf(shape.type, AttributeKind::field);
+  if (fields.size() > 1 || !views.empty()) std::for_each(fields.begin(), fields.end(), row);
+  std::for_each(views.begin(), views.end(), row);
+  for (const AttributeKind kind : {AttributeKind::alternative, AttributeKind::query}) {
+    const std::vector<Attribute> members = membersOf(shape.type, kind);
+    std::for_each(members.begin(), members.end(), row);
+  }
+  return table.text("  ");
+}
+
+Json valueJson(const ValueShape& shape, const void* value) {
+  Json json;
+  json["type"] = namedType(shape);
+  json["text"] = Tovo::valueText(*shape.ops, value);
+  json["value"] = toJson(shape, value);
+  json["hex"] = hexText(encoded(shape, value));
+  return json;
+}
+
+std::string lineOf(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+void runParse(const ParseOptions& options) {
+  const ValueShape shape = shapeOf(findValueType(options.type));
+  ValueBuffer value(*shape.ops);
+  parseInto(value, shape, options.text);
+  if (options.json) {
+    writeOut(lineOf(valueJson(shape, value.get())));
+    return;
+  }
+  writeOut(Tovo::valueText(*shape.ops, value.get()) + "\n" + fieldsText(shape, value.get()));
+}
+
+void runEncode(const EncodeOptions& options) {
+  const ValueShape shape = shapeOf(findValueType(options.type));
+  ValueBuffer value(*shape.ops);
+  parseInto(value, shape, options.text);
+  writeOut(options.json ? lineOf(valueJson(shape, value.get()))
+                        : hexText(encoded(shape, value.get())) + "\n");
+}
+
+void runDecode(const DecodeOptions& options) {
+  const ValueShape shape = shapeOf(findValueType(options.type));
+  ValueBuffer value(*shape.ops);
+  readInto(value, shape, options.hex);
+  writeOut(options.json ? lineOf(valueJson(shape, value.get()))
+                        : Tovo::valueText(*shape.ops, value.get()) + "\n");
+}
+
+}  // namespace stptool

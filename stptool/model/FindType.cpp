@@ -1,0 +1,48 @@
+#include "stptool/model/FindType.h"
+
+#include <vector>
+
+#include "stptool/Failure.h"
+#include "stptool/text/Suggest.h"
+
+namespace stptool {
+
+Tovo::TovoTypeBase findType(const std::string& name) {
+  if (const Tovo::TovoTypeBase type = Tovo::typeByName(name)) return type;
+  std::vector<std::string> names;
+  std::vector<Tovo::TovoTypeBase> shortMatches;
+  for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
+    for (uint32_t i = 0; i < module->typeCount; ++i) {
+      names.emplace_back(module->types[i].name);
+      if (names.back().ends_with("::" + name)) shortMatches.push_back({module, i});
+    }
+  }
+  if (shortMatches.size() == 1) return shortMatches.front();
+  if (shortMatches.size() > 1) {
+    std::string message = "'" + name + "' is the name of several types:";
+    const char* separator = " ";
+    for (const Tovo::TovoTypeBase type : shortMatches) {
+      message += separator + std::string(Tovo::typeName(type));
+      separator = ", ";
+    }
+    throw Failure(message);
+  }
+  const std::string hint = suggestion(name, names);
+  throw Failure("there is no type '" + name + "'" +
+                (hint.empty() ? "; 'stptool types' lists them" : hint));
+}
+
+Tovo::TovoTypeBase findValueType(const std::string& name) {
+  const Tovo::TovoTypeBase type = findType(name);
+  if (Tovo::valueOps(type)) return type;
+  throw Failure(std::string(Tovo::typeName(type)) +
+                " is an entity type; allowed: a value type or an enumeration");
+}
+
+Tovo::TovoTypeBase findEntityType(const std::string& name) {
+  const Tovo::TovoTypeBase type = findType(name);
+  if (Tovo::typeDescriptor(type).kind == Tovo::TypeKind::entity) return type;
+  throw Failure(std::string(Tovo::typeName(type)) + " is no entity type");
+}
+
+}  // namespace stptool
