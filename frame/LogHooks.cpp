@@ -63,6 +63,7 @@ bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow, Attribute a
     attribute.ops().write(*out, stored);
   }
   adapter.outSmCommitMessage();
+  adapter.sentIs(flow.entity(), attribute.id());
   return true;
 }
 
@@ -94,7 +95,6 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, co
     case AttributeKind::ownCollection:
       serializeConstructorParams(*out, *Tovo::elementEntity(item));
       *out << target;
-      if (FlowOut* told = adapter.flow(*Tovo::elementEntity(item))) told->announcedIs();
       break;
     case AttributeKind::refCollection:
       *out << target;
@@ -103,6 +103,7 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, co
       collection.ops().write(*out, item);
   }
   adapter.outSmCommitMessage();
+  adapter.sentIs(flow.entity(), collection.id(), encoded(keyOps, key));
   return true;
 }
 
@@ -113,6 +114,7 @@ bool sendRemoval(StreamAdapter& adapter, FlowOut& flow, Attribute collection,
   if (!out) return false;
   out->bytes(key.data(), key.size());
   adapter.outSmCommitMessage();
+  adapter.sentIs(flow.entity(), collection.id(), key);
   return true;
 }
 
@@ -154,6 +156,7 @@ bool sendWhole(StreamAdapter& adapter, FlowOut& flow, Attribute collection) {
   }
   if (sent && adapter.handleCollSerializationTransactionMarkers(flow, id, false)) {
     flow.tovoHasSyncedIs(id);
+    adapter.sentIs(flow.entity(), id);
     return true;
   }
   if (last) flow.tovoFlowOutBookmarkEnq(id, std::move(*last));
@@ -242,28 +245,6 @@ void applyPointer(StreamAdapter& adapter, Entity& entity, Attribute attribute, I
   entity.nodePublisher().publishChangeRecursive(attribute.id(), nullptr, &previous, nullptr);
 }
 
-// Marks what is not as in a fresh entity.
-void markDifferent(FlowOut& flow) {
-  forEachAttribute(flow.type(), [&](Attribute attribute) {
-    if (!attribute.isLogged()) return;
-    const void* stored = storage(flow.entity(), attribute);
-    bool differs = false;
-    if (attribute.isCollection()) {
-      forEachElement(flow.entity(), attribute, [&](const void* key, const void*) {
-        flow.dirtyKeyIs(attribute.id(), encoded(attribute.keyOps(), key));
-        differs = true;
-      });
-    } else if (attribute.kind() == AttributeKind::pointer) {
-      differs = static_cast<bool>(pointerAt(stored));
-    } else {
-      ValueBuffer fresh(attribute.ops());
-      fresh.constructFrom(attribute.detail().value);
-      differs = !attribute.ops().equal(stored, fresh.get());
-    }
-    if (differs) flow.tovoIsDirtyIs(attribute.id(), true);
-  });
-}
-
 void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
   ValueBuffer key(collection.keyOps());
   key.read(in);
@@ -281,7 +262,8 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
   };
   Pelmo::Ptr<Entity> element = find();
   Entity* named = adapter.entity(id);
-  if (named && named != element.get() && named != &owner && !named->parent()) {
+  if (named && named != element.get() && named->tovoType() == collection.type() &&
+      !named->parent()) {
     // A reader's own code took the element out of its mirror.
     adapter.unbindTree(*named);
     named = adapter.entity(id);
@@ -292,38 +274,28 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
   }
   const std::string bytes = encoded(collection.keyOps(), key.get());
   adapter.seenKey(owner, collection, bytes);
-  const bool same = element && values.match(*element) && !adapter.peerNamedOther(*element, id);
-  FlowOut* const flow = adapter.flow(owner);
-  if (adapter.isPending(owner, collection.id(), bytes)) {
-    // Both made it. The peer will get all of this one, under the peer's number.
-    if (same && !flow->hasLeft(collection.id(), bytes)) adapter.bindElement(owner, *element, 0, id);
-    return;
-  }
-  if (flow) flow->leavingIsKnown(collection.id(), bytes);
-  if (element && !same) {
-    // It was deleted and made again at the peer while this side was behind.
-    adapter.unbindTree(*element);
+  if (adapter.isPending(owner, collection.id(), bytes)) return;
+  const bool host = adapter.isHost(owner);
+  if (FlowOut* flow = adapter.flow(owner); flow && host) flow->dropDirtyKey(collection.id(), bytes);
+  const uint32_t known = element ? adapter.entityId(*element) : 0;
+  // Another number is another element, made after the one before was deleted; but both sides may
+  // have made it at the same time. Then the host goes over to what the guest has.
+  const bool bothMade = host && known != 0 && (known & StreamAdapter::ofPeer) == 0;
+  const bool isNew =
+      !element || !values.match(*element) || (known != 0 && known != id && !bothMade);
+  if (element && (isNew || bothMade)) adapter.unbindTree(*element);
+  if (element && isNew) {
     const Applying applying(adapter, owner, collection, key.get());
     collectionOps(collection).erase(owner, key.get());
-    element = nullptr;
   }
-  const bool isNew = !element;
   if (isNew) {
     const Applying applying(adapter, owner, collection, key.get());
     element = collectionOps(collection).create(owner, key.get(), values.arguments().subspan(1));
   }
   // An observer may have taken the element, or its owner, out of the tree again.
   if (find() != element || adapter.entityId(owner) == 0) return;
-  const bool host = adapter.isHost(owner);
-  const bool reserved = adapter.isReserved(*element);
-  // What a guest made has the guest's values, but for what observers here did to it.
-  adapter.bindElement(owner, *element, host && !isNew ? AttributeId{0} : FlowOut::startNowhere, id);
-  if (FlowOut* of = adapter.flow(*element); of && host && isNew) markDifferent(*of);
-  if (FlowOut* above = adapter.flow(owner); above && reserved) {
-    // The peer knows the element by its own number only, but was sent references by another one.
-    above->dirtyKeyIs(collection.id(), bytes);
-    above->tovoIsDirtyIs(collection.id(), true);
-  }
+  adapter.bindElement(owner, *element, FlowOut::startNowhere, id);
+  if (host && !isNew) adapter.resendReferences(*element);
 }
 
 void applyReferenceEntry(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
@@ -359,7 +331,7 @@ void applyRemoval(StreamAdapter& adapter, Entity& owner, Attribute collection, I
   const std::string bytes = encoded(collection.keyOps(), key.get());
   adapter.seenKey(owner, collection, bytes, false);
   if (adapter.isPending(owner, collection.id(), bytes)) return;
-  if (FlowOut* flow = adapter.flow(owner)) flow->leavingIsKnown(collection.id(), bytes);
+  if (FlowOut* flow = adapter.flow(owner)) flow->dropDirtyKey(collection.id(), bytes);
   if (collection.kind() == AttributeKind::ownCollection) {
     if (const void* item = collectionFind(owner, collection, key.get())) {
       adapter.unbindTree(*Tovo::elementEntity(item));

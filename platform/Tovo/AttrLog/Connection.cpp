@@ -37,6 +37,7 @@ constexpr AttributeId create = 8;
 constexpr AttributeId turn = 9;
 constexpr AttributeId ping = 10;
 constexpr AttributeId pong = 11;
+constexpr AttributeId taken = 12;
 }  // namespace Control
 
 size_t textSize(std::string_view text) { return 4 + text.size(); }
@@ -166,7 +167,7 @@ bool Connection::flush() {
 
 void Connection::fillAndWrite() {
   while (!closed()) {
-    const bool sentAll = pump();
+    const bool sentAll = sendTaken() && pump();
     if (sentAll && turnOpen_) {
       const std::span<uint8_t> room = reserve(messageHeader);
       if (!room.empty()) {
@@ -195,6 +196,21 @@ void Connection::fillAndWrite() {
         return;
     }
   }
+}
+
+// What is sent behind it was written by somebody who has seen all that the peer sent so far. False:
+// no room.
+bool Connection::sendTaken() {
+  if (!owesTaken_) return true;
+  const bool turnWasOpen = turnOpen_;
+  const std::span<uint8_t> room = reserve(messageHeader + sizeof(uint32_t));
+  turnOpen_ = turnWasOpen;
+  if (room.empty()) return false;
+  Out out(room);
+  out << uint32_t{0} << Control::taken << static_cast<uint32_t>(counters().messagesReceived);
+  commit(room.size());
+  owesTaken_ = false;
+  return true;
 }
 
 Connection::Written Connection::writeOut() noexcept {
@@ -426,6 +442,11 @@ void Connection::handleControl(AttributeId id, In in) {
       pongs_ = in.nextU32();
       in.expectEnd();
       return;
+    case Control::taken: {
+      const uint32_t count = in.nextU32();
+      in.expectEnd();
+      return takenIs(count);
+    }
     default:
       throw StreamException("an unknown control message " + std::to_string(id));
   }

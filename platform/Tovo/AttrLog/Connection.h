@@ -41,8 +41,10 @@ class Connection : public StreamAdapter {
   int writeFd() const noexcept { return writeFd_; }
   /// Something waits to be written: call flush when the descriptor takes it.
   bool wantsWrite() const noexcept {
-    return outEnd_ > outStart_ || !idle() || turnOpen_ || !whenIdle_.empty();
+    return outEnd_ > outStart_ || !idle() || turnOpen_ || !whenIdle_.empty() || owesTaken_;
   }
+  /// Bytes that wait for the descriptor.
+  size_t outputWaiting() const noexcept { return outEnd_ - outStart_; }
   /// Reads and applies what is there. Errors close the connection.
   void handleReadable();
   /// Turns what is dirty into messages and writes them as far as the descriptor takes them.
@@ -118,6 +120,7 @@ class Connection : public StreamAdapter {
   void handleCreate(In& in);
   void sendMounts();
   void fillAndWrite();
+  bool sendTaken();
   enum class Written { all, some, failed };
   Written writeOut() noexcept;
   std::string farewell(std::string reason);

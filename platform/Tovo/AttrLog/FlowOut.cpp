@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <deque>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Collection.h"
@@ -17,8 +17,8 @@ struct FlowOut::CollectionFlow {
   bool walking = false;  // a whole transfer has begun and its end marker is not sent
   std::string bookmark;  // the last key that it sent
   bool hasBookmark = false;
-  std::deque<const std::string*> order;  // of `keys`
-  std::unordered_set<std::string> keys;
+  std::deque<const std::string*> order;        // of `keys`
+  std::unordered_map<std::string, bool> keys;  // whether an element that the peer knows has left
 };
 
 FlowOut::FlowOut(StreamAdapter& adapter, Entity& entity, uint32_t entityId, AttributeId start)
@@ -117,10 +117,11 @@ bool FlowOut::transferring(AttributeId collection) const noexcept {
   return flow && flow->walking;
 }
 
-void FlowOut::dirtyKeyIs(AttributeId collection, std::string key) {
+void FlowOut::dirtyKeyIs(AttributeId collection, std::string key, bool left) {
   CollectionFlow& flow = need(collection);
-  const auto [at, inserted] = flow.keys.insert(std::move(key));
-  if (inserted) flow.order.push_back(&*at);
+  const auto [at, inserted] = flow.keys.try_emplace(std::move(key), false);
+  at->second = at->second || left;
+  if (inserted) flow.order.push_back(&at->first);
   // Mostly keys that came and went while the peer did not read. A guest may not do this: what it
   // does not mention would be deleted at the host.
   constexpr size_t alwaysKept = 256;
@@ -138,16 +139,32 @@ bool FlowOut::hasDirtyKey(AttributeId collection, const std::string& key) const 
   return flow && flow->keys.contains(key);
 }
 
+bool FlowOut::hasLeft(AttributeId collection, const std::string& key) const {
+  const CollectionFlow* flow = find(collection);
+  if (!flow) return false;
+  const auto known = flow->keys.find(key);
+  return known != flow->keys.end() && known->second;
+}
+
+void FlowOut::leavingIsKnown(AttributeId collection, const std::string& key) {
+  CollectionFlow* flow = find(collection);
+  if (!flow) return;
+  const auto known = flow->keys.find(key);
+  if (known != flow->keys.end()) known->second = false;
+}
+
+void FlowOut::dropDirtyKey(AttributeId collection, const std::string& key) {
+  CollectionFlow* flow = find(collection);
+  if (!flow) return;
+  const auto known = flow->keys.find(key);
+  if (known == flow->keys.end()) return;
+  flow->order.erase(std::find(flow->order.begin(), flow->order.end(), &known->first));
+  flow->keys.erase(known);
+}
+
 const std::string* FlowOut::firstDirtyKey(AttributeId collection) const noexcept {
   const CollectionFlow* flow = find(collection);
   return flow && !flow->order.empty() ? flow->order.front() : nullptr;
-}
-
-void FlowOut::dropFirstDirtyKey(AttributeId collection) {
-  CollectionFlow& flow = need(collection);
-  const std::string* key = flow.order.front();
-  flow.order.pop_front();
-  flow.keys.erase(flow.keys.find(*key));
 }
 
 void FlowOut::clearDirtyKeys(AttributeId collection) noexcept {
@@ -168,35 +185,36 @@ void FlowOut::freeResyncState(AttributeId collection) noexcept {
   (*it)->bookmark.clear();
 }
 
-void FlowOut::restartTransfers() noexcept {
-  for (const auto& flow : collections_) {
-    flow->walking = false;
-    flow->hasBookmark = false;
-  }
-}
-
 void FlowOut::handleChange(const Pelmo::Change& change) {
   if (!adapter_) return;
   const Attribute attribute = attributeById(type_, change.attribute);
   if (!attribute || !attribute.isLogged()) return;
-  const bool removal = attribute.kind() == AttributeKind::ownCollection && change.previous;
+  const bool fromPeer = adapter_->takeApplied(*entity_, change);
+  bool left = false;
   // Keeps the flow while the adapter forgets what hangs below the entity.
   const Pelmo::Ptr<FlowOut> self(this);
-  if (removal) adapter_->unbindTree(**static_cast<Entity* const*>(change.previous));
-  if (adapter_->takeApplied(*entity_, change)) return;
+  if (attribute.kind() == AttributeKind::ownCollection && change.previous) {
+    Entity& element = **static_cast<Entity* const*>(change.previous);
+    left = !fromPeer && adapter_->entityId(element) != 0;
+    adapter_->unbindTree(element);
+  }
   if (!attribute.isCollection()) {
+    if (fromPeer) return;
+    if (attribute.kind() == AttributeKind::pointer) adapter_->referenceArrived(*entity_, attribute);
     tovoIsDirtyIs(change.attribute, true);
     return;
   }
   // A transfer that has not begun will send the collection as it is by then.
-  if (tovoIsDirty(change.attribute) && !transferring(change.attribute) &&
-      !firstDirtyKey(change.attribute) && !tovoHasSynced(change.attribute)) {
-    return;
-  }
+  const bool early = !transferring(change.attribute) && tovoIsDirty(change.attribute) &&
+                     !firstDirtyKey(change.attribute) && !tovoHasSynced(change.attribute);
+  const bool isReference = attribute.kind() == AttributeKind::refCollection;
+  if (early && !isReference) return;
   const ValueOps& keyOps = attribute.keyOps();
   std::string key(keyOps.attrLogSize(change.key), '\0');
   Out out({reinterpret_cast<uint8_t*>(key.data()), key.size()});
   keyOps.write(out, change.key);
+  if (isReference && !fromPeer) adapter_->referenceArrived(*entity_, attribute, key);
+  if (early) return;
   // An element that is made again stands at the end of the collection: a transfer that went on
   // behind it would miss all in between.
   CollectionFlow* flow = find(change.attribute);
@@ -204,7 +222,8 @@ void FlowOut::handleChange(const Pelmo::Change& change) {
       !collectionFind(*entity_, attribute, change.key)) {
     flow->hasBookmark = false;
   }
-  dirtyKeyIs(change.attribute, std::move(key));
+  if (fromPeer) return;
+  dirtyKeyIs(change.attribute, std::move(key), left);
   tovoIsDirtyIs(change.attribute, true);
 }
 
@@ -218,7 +237,9 @@ size_t FlowOut::heldBytes() const noexcept {
   size_t bytes = 0;
   for (const auto& flow : collections_) {
     bytes += sizeof(CollectionFlow) + flow->bookmark.capacity();
-    for (const std::string& key : flow->keys) bytes += sizeof key + sizeof(void*) + key.capacity();
+    for (const auto& [key, left] : flow->keys) {
+      bytes += sizeof key + 3 * sizeof(void*) + key.capacity();
+    }
   }
   return bytes;
 }

@@ -69,14 +69,15 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
 
   /// Keys of a collection that changed since it was sent; each once, the oldest first. A host that
   /// would have to remember many more keys than there are elements sends all elements anew instead.
-  void dirtyKeyIs(AttributeId collection, std::string key);
+  /// `left`: an element that the peer knows has left, so that one that is there by then is another.
+  void dirtyKeyIs(AttributeId collection, std::string key, bool left = false);
   bool hasDirtyKey(AttributeId collection, const std::string& key) const;
+  void dropDirtyKey(AttributeId collection, const std::string& key);
+  bool hasLeft(AttributeId collection, const std::string& key) const;
+  /// The peer was told, or says itself, that the element is not there any more.
+  void leavingIsKnown(AttributeId collection, const std::string& key);
   const std::string* firstDirtyKey(AttributeId collection) const noexcept;
-  void dropFirstDirtyKey(AttributeId collection);
   void clearDirtyKeys(AttributeId collection) noexcept;
-
-  /// Transfers that are under way begin again: the peer has not seen their beginning.
-  void restartTransfers() noexcept;
 
   /// Forgets bookmarks and key sets of a collection.
   void freeResyncState(AttributeId collection) noexcept;

@@ -34,7 +34,7 @@ class In {
   bool nextbool() { return next<bool>(); }
   Seconds nextSeconds() { return next<Seconds>(); }
   Pelmo::String nextString();
-  /// The connection's number for an entity; 0 is none. StreamAdapter::entity resolves it.
+  /// A number for an entity, from the sender's view; 0 is none. See StreamAdapter::received.
   uint32_t nextEntity() { return nextU32(); }
   uint32_t peekEntityId() const;
   /// The count of a list whose elements take at least `least` bytes each. Throws StreamException

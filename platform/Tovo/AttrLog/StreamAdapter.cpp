@@ -67,63 +67,43 @@ const StreamAdapter::Binding* StreamAdapter::bindingOf(const Entity& entity) con
 
 uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uint32_t id) {
   const auto known = ids_.find(&entity);
-  const uint32_t main = known != ids_.end() ? known->second : 0;
-  if (main != 0 && bindings_.find(main) != bindings_.end()) {
-    if (id == 0 || id == main) return main;
-    nameAgain(entity, main, id);
-    resolveReferences(id, entity);
-    return id;
-  }
-  // A number that references were sent with stays; the peer gets to know it with the element.
-  const uint32_t first = main != 0 ? main : id != 0 ? id : newId();
+  const uint32_t reserved = known != ids_.end() ? known->second : 0;
+  if (reserved != 0 && bindings_.contains(reserved)) return reserved;
+  if (id == 0) id = reserved != 0 ? reserved : newId();
   Binding binding{&entity, nullptr, nullptr, mount};
   if (mount.side == MountSide::host || !mount.readOnly) {
     const EntityHooks& hooks = *entityHooks(entity.tovoType());
-    binding.flow = hooks.newFlowOut(*this, entity, first, start);
+    binding.flow = hooks.newFlowOut(*this, entity, id, start);
   } else {
     binding.held = Pelmo::Ptr<Entity>(&entity);
   }
   const Pelmo::Ptr<FlowOut> flow = binding.flow;
-  ids_.insert_or_assign(&entity, first);
-  bindings_.insert_or_assign(first, std::move(binding));
-  reservations_.erase(first);
-  if (id != 0 && id != first) {
-    bindings_.insert_or_assign(id, Binding{&entity, nullptr, nullptr, mount});
-    furtherIds_.emplace(&entity, id);
-  }
-  if (flow && flow->anyDirty()) enqueue(*flow);
-  resolveReferences(first, entity);
-  if (id != 0 && id != first) resolveReferences(id, entity);
-  return first;
-}
-
-// The peer names an entity that is carried already. Its earlier number for it, if any, is gone
-// there; a number of this side goes on to stand for the entity in what arrives.
-void StreamAdapter::nameAgain(Entity& entity, uint32_t main, uint32_t id) {
-  dropNumbers(entity, main);
-  auto node = bindings_.extract(main);
-  if ((main & ofPeer) == 0) {
-    bindings_.insert_or_assign(main, Binding{&entity, nullptr, nullptr, node.mapped().mount});
-    furtherIds_.emplace(&entity, main);
-  }
-  if (FlowOut* flow = node.mapped().flow.get()) {
-    flow->entityId_ = id;
-    flow->restartTransfers();
-  }
-  bindings_.insert_or_assign(id, std::move(node.mapped()));
   ids_.insert_or_assign(&entity, id);
+  bindings_.insert_or_assign(id, std::move(binding));
+  reservations_.erase(reserved);
+  if (flow && flow->anyDirty()) enqueue(*flow);
+  if (reserved != 0 && reserved != id) resendReferences(entity);
+  resolveReferences(id, entity);
+  return id;
 }
 
-// Forgets further numbers of an entity: those of the peer, or all of them.
-void StreamAdapter::dropNumbers(const Entity& entity, uint32_t keep) noexcept {
-  auto [it, end] = furtherIds_.equal_range(&entity);
-  while (it != end) {
-    if (keep != 0 && (it->second & ofPeer) == 0) {
-      ++it;
-      continue;
-    }
-    bindings_.erase(it->second);
-    it = furtherIds_.erase(it);
+void StreamAdapter::resendReferences(const Entity& entity) {
+  for (const auto& [id, binding] : bindings_) {
+    FlowOut* flow = binding.flow.get();
+    if (!flow) continue;
+    forEachAttribute(flow->type(), [&](Attribute attribute) {
+      if (attribute.kind() == AttributeKind::pointer) {
+        const auto& pointer =
+            *static_cast<const Pelmo::Ptr<Entity>*>(storage(*binding.entity, attribute));
+        if (pointer.get() == &entity) flow->tovoIsDirtyIs(attribute.id(), true);
+      } else if (attribute.kind() == AttributeKind::refCollection) {
+        forEachElement(*binding.entity, attribute, [&](const void* key, const void* target) {
+          if (elementEntity(target) != &entity) return;
+          flow->dirtyKeyIs(attribute.id(), encoded(attribute.keyOps(), key));
+          flow->tovoIsDirtyIs(attribute.id(), true);
+        });
+      }
+    });
   }
 }
 
@@ -143,7 +123,6 @@ void StreamAdapter::unbind(Entity& entity) noexcept {
   const Pelmo::Ptr<FlowOut> flow = std::move(binding->second.flow);
   const Pelmo::Ptr<Entity> held = std::move(binding->second.held);
   bindings_.erase(binding);
-  dropNumbers(entity, 0);
   for (auto it = transfers_.lower_bound({&entity, 0});
        it != transfers_.end() && it->first.first == &entity;) {
     it = transfers_.erase(it);
@@ -151,6 +130,11 @@ void StreamAdapter::unbind(Entity& entity) noexcept {
   for (auto it = waiting_.lower_bound({&entity, AttributeId{0}, std::string()});
        it != waiting_.end() && std::get<0>(it->first) == &entity;) {
     stopWaiting(it++);
+  }
+  for (auto it = underWayAt_.lower_bound({&entity, AttributeId{0}, std::string()});
+       it != underWayAt_.end() && std::get<0>(it->first) == &entity;) {
+    underWay_.erase(it->second);
+    it = underWayAt_.erase(it);
   }
   if (!flow) return;
   flow->detachFromAdapter();
@@ -176,13 +160,15 @@ void StreamAdapter::unbindAll() noexcept {
   auto bindings = std::move(bindings_);
   bindings_.clear();
   ids_.clear();
-  furtherIds_.clear();
   reservations_.clear();
   queue_.clear();
   queuedInVain_ = 0;
   transfers_.clear();
   waiting_.clear();
   waitingFor_.clear();
+  owesTaken_ = false;
+  underWay_.clear();
+  underWayAt_.clear();
 }
 
 void StreamAdapter::entityGone(FlowOut& flow) noexcept { unbind(*flow.entity_); }
@@ -215,10 +201,6 @@ uint32_t StreamAdapter::referenceId(const Entity* entity) {
   reservations_.emplace(id, std::make_unique<Reservation>(*this, target, id));
   ids_.emplace(entity, id);
   return id;
-}
-
-bool StreamAdapter::isReserved(const Entity& entity) const noexcept {
-  return ids_.find(&entity) != ids_.end() && !bindingOf(entity);
 }
 
 uint32_t StreamAdapter::received(uint32_t id) const {
@@ -317,6 +299,7 @@ bool StreamAdapter::handleCollSerializationTransactionMarkers(FlowOut& flow, Att
 void StreamAdapter::handleMessage(uint32_t entityId, AttributeId attribute, In in) {
   ++counters_.messagesReceived;
   const Pelmo::Ptr<Entity> target(entity(entityId));
+  owesTaken_ = owesTaken_ || !target || isHost(*target);
   if (!target) {
     // It was removed here while the message was on its way.
     ++counters_.unknownEntities;
@@ -356,13 +339,49 @@ bool StreamAdapter::isHost(const Entity& entity) const noexcept {
 
 bool StreamAdapter::isPending(const Entity& entity, AttributeId attribute) const noexcept {
   const Binding* binding = bindingOf(entity);
-  return binding && binding->flow && binding->mount.side == MountSide::guest &&
-         binding->flow->tovoIsDirty(attribute);
+  if (!binding || !binding->flow || binding->mount.side == MountSide::host) return false;
+  return binding->flow->tovoIsDirty(attribute) ||
+         underWayAt_.contains({binding->entity, attribute, std::string()});
 }
 
 bool StreamAdapter::isPending(const Entity& entity, AttributeId collection,
-                              const std::string& key) const noexcept {
-  return isPending(entity, collection) && flow(entity)->hasDirtyKey(collection, key);
+                              const std::string& key) const {
+  const Binding* binding = bindingOf(entity);
+  if (!binding || !binding->flow || binding->mount.side == MountSide::host) return false;
+  return !binding->flow->tovoHasSynced(collection) || binding->flow->hasDirtyKey(collection, key) ||
+         underWayAt_.contains({binding->entity, collection, std::string()}) ||
+         underWayAt_.contains({binding->entity, collection, key});
+}
+
+void StreamAdapter::sentIs(const Entity& entity, AttributeId attribute, std::string key) {
+  const Binding* binding = bindingOf(entity);
+  if (!binding || binding->mount.side == MountSide::host) return;
+  const uint64_t number = counters_.messagesSent;
+  const auto [at, inserted] =
+      underWayAt_.try_emplace(ReferenceKey{binding->entity, attribute, std::move(key)}, number);
+  if (!inserted) {
+    underWay_.erase(at->second);
+    at->second = number;
+  }
+  underWay_.emplace(number, at->first);
+}
+
+void StreamAdapter::takenIs(uint32_t count) {
+  const uint64_t taken = taken_ + static_cast<uint32_t>(count - static_cast<uint32_t>(taken_));
+  if (taken > counters_.messagesSent) {
+    throw StreamException("the peer has taken " + std::to_string(taken) + " messages, but " +
+                          std::to_string(counters_.messagesSent) + " were sent");
+  }
+  taken_ = taken;
+  while (!underWay_.empty() && underWay_.begin()->first <= taken) {
+    const auto first = underWay_.begin();
+    const auto& [entity, attribute, key] = first->second;
+    // A transfer that is under way may have gone past its place.
+    const auto transfer = transfers_.find({entity, attribute});
+    if (transfer != transfers_.end()) transfer->second->seen.insert(key);
+    underWayAt_.erase(first->second);
+    underWay_.erase(first);
+  }
 }
 
 bool StreamAdapter::allowWriteFromReadOnlyRemote(const Entity&, AttributeId) { return false; }
@@ -375,8 +394,7 @@ bool StreamAdapter::takeApplied(const Entity& entity, const Pelmo::Change& chang
   // An observer that was called before this one may have changed another entry.
   if (change.key && !applied->attribute_.keyOps().equal(change.key, applied->key_)) return false;
   applying_ = nullptr;
-  const Binding* binding = bindingOf(entity);
-  return binding && binding->mount.side == MountSide::guest;
+  return true;
 }
 
 void StreamAdapter::beginTransfer(Entity& entity, Attribute collection) {
@@ -463,8 +481,11 @@ void StreamAdapter::resolveReferences(uint32_t target, Entity& entity) {
         waitingFor_.lower_bound({target, ReferenceKey{nullptr, AttributeId{0}, std::string()}});
     if (first == waitingFor_.end() || first->first != target) return;
     const ReferenceKey reference = first->second;
+    const Pelmo::Ptr<Entity> holder(std::get<0>(reference));
     stopWaiting(waiting_.find(reference));
     applyReference(reference, &entity);
+    // The guest may have been told meanwhile that it is null.
+    tellReference(reference);
   }
 }
 
@@ -503,13 +524,18 @@ void StreamAdapter::endTurn() {
     // Observers of the one before may have let the holder go, or the connection.
     if (!waiting_.contains(reference)) continue;
     applyReference(reference, nullptr);
-    const auto& [holder, attribute, key] = reference;
-    if (!waiting_.contains(reference) || !isHost(*holder)) continue;
-    // The guest holds what does not exist here; it is told.
-    FlowOut& told = *flow(*holder);
-    if (!key.empty()) told.dirtyKeyIs(attribute, key);
-    told.tovoIsDirtyIs(attribute, true);
+    // The guest holds what does not exist here.
+    if (waiting_.contains(reference)) tellReference(reference);
   }
+}
+
+// A host that does not hold what the guest sent says so.
+void StreamAdapter::tellReference(const ReferenceKey& reference) {
+  const auto& [holder, attribute, key] = reference;
+  if (!isHost(*holder)) return;
+  FlowOut& told = *flow(*holder);
+  if (!key.empty()) told.dirtyKeyIs(attribute, key);
+  told.tovoIsDirtyIs(attribute, true);
 }
 
 }  // namespace Tovo::NboAttrLog

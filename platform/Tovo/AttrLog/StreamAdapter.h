@@ -48,7 +48,11 @@ class StreamDemuxer {
 /// The entities of one connection by number, and their flows. Each side gives numbers of its own,
 /// counting from 1 and never again, so both may host and both may create. The highest bit is clear
 /// in a number of this side and set in one of the peer; on the wire it says the same of sender and
-/// receiver. An entity that both sides named has a number of each.
+/// receiver.
+///
+/// Writes of both sides meet at the host, which applies them in the order in which it sees them. A
+/// guest ignores what the host says of something that it has itself changed, until the host has
+/// seen that change: then both hold the same.
 ///
 /// A message is: the entity's number (U32), the attribute id (U16), the payload.
 class StreamAdapter {
@@ -68,8 +72,8 @@ class StreamAdapter {
   // --- entities -------------------------------------------------------------------------------
 
   /// Carries an entity from now on. Creates its flow, unless a guest may not write, with every
-  /// attribute from `start` on dirty. Keeps a guest's read-only entity alive. An entity that is
-  /// carried already keeps its flow, and the peer's latest number for it is the one that counts.
+  /// attribute from `start` on dirty. Keeps a guest's read-only entity alive. Nothing happens to an
+  /// entity that is carried already.
   uint32_t bind(Entity& entity, Mount mount, AttributeId start, uint32_t id = 0);
   /// Carries an element of a carried entity, below the same mount.
   uint32_t bindElement(Entity& owner, Entity& element, AttributeId start, uint32_t id = 0);
@@ -84,8 +88,8 @@ class StreamAdapter {
   /// The number that a reference to the entity is sent as: one may be given before the entity
   /// itself is. 0 for null.
   uint32_t referenceId(const Entity* entity);
-  /// A reference was sent to the entity, which is not carried yet.
-  bool isReserved(const Entity& entity) const noexcept;
+  /// References to the entity are sent again: it has got another number.
+  void resendReferences(const Entity& entity);
   /// A number as it was received, from this side's view. Throws StreamException for a number of
   /// this side that it has not given.
   uint32_t received(uint32_t id) const;
@@ -123,19 +127,19 @@ class StreamAdapter {
   void doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in);
   bool isReadOnlyProxy(const Entity& entity) const noexcept;
   bool isHost(const Entity& entity) const noexcept;
-  /// This side is a guest and has changed the attribute, or the entry under an encoded key, and not
-  /// sent that yet. What the peer says of it is older than what the peer will be told, and the host
-  /// takes what it is told: so it is not applied.
+  /// This side is a guest and has changed the attribute, or the entry under an encoded key, and the
+  /// host has not seen that: what it says of it is out of date.
   bool isPending(const Entity& entity, AttributeId attribute) const noexcept;
-  bool isPending(const Entity& entity, AttributeId collection,
-                 const std::string& key) const noexcept;
+  bool isPending(const Entity& entity, AttributeId collection, const std::string& key) const;
+  /// The last message was about that; without a key, about the attribute or the whole collection.
+  void sentIs(const Entity& entity, AttributeId attribute, std::string key = {});
   /// Asked for each write that arrives at a read-only mount; refuses unless a subclass allows it.
   virtual bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute);
   StreamDemuxer* streamDemuxer() const noexcept { return demuxer_; }
   void streamDemuxerIs(StreamDemuxer* demuxer) noexcept { demuxer_ = demuxer; }
 
   /// While it lives, the next change of this attribute (of a collection: under this key) comes from
-  /// the peer and is not to be sent back by a guest.
+  /// the peer. A guest does not send it back.
   class Applying {
    public:
     Applying(StreamAdapter& adapter, const Entity& entity, Attribute attribute, const void* key)
@@ -153,16 +157,17 @@ class StreamAdapter {
     Attribute attribute_;
     const void* key_;
   };
-  /// True once for the change that is being applied.
+  /// True once for the change that is being applied: it comes from the peer.
   bool takeApplied(const Entity& entity, const Pelmo::Change& change) noexcept;
 
   /// A key of a collection has arrived, or has gone, for the whole transfer that may be under way.
   void seenKey(Entity& owner, Attribute collection, const std::string& key, bool there = true);
 
   /// A reference whose target is not carried yet: it is applied when that arrives. Until the turn
-  /// ends the holder keeps what it has, then null.
+  /// ends the holder keeps what it has, then null. It waits no more when another one arrives, or
+  /// somebody here sets the attribute.
   void awaitReference(Entity& holder, Attribute attribute, std::string key, uint32_t target);
-  void referenceArrived(Entity& holder, Attribute attribute, const std::string& key) noexcept;
+  void referenceArrived(Entity& holder, Attribute attribute, const std::string& key = {}) noexcept;
   /// Throws StreamException when an entity is not of the attribute's type.
   static void checkReferenceType(Attribute attribute, const Entity& target);
 
@@ -181,8 +186,12 @@ class StreamAdapter {
   /// Room for one message of so many bytes behind the frame, or an empty span when there is none.
   virtual std::span<uint8_t> reserve(size_t bytes) = 0;
   virtual void commit(size_t bytes) = 0;
+  /// The peer has applied so many messages, counted in 32 bits. Throws StreamException when so many
+  /// were not sent.
+  void takenIs(uint32_t count);
 
   Counters counters_;
+  bool owesTaken_ = false;  // a guest has sent something since it was told what is applied
 
  private:
   friend class FlowOut;
@@ -196,7 +205,7 @@ class StreamAdapter {
   /// Gives a number to an entity that is referred to before it is carried.
   class Reservation;
   struct Transfer;
-  // The holder, the attribute, the encoded key in a collection.
+  // The holder, the attribute, the encoded key in a collection (which is never empty).
   using ReferenceKey = std::tuple<Entity*, AttributeId, std::string>;
   struct Waiting {
     uint32_t target;
@@ -205,8 +214,6 @@ class StreamAdapter {
 
   uint32_t newId();
   const Binding* bindingOf(const Entity& entity) const noexcept;
-  void nameAgain(Entity& entity, uint32_t main, uint32_t id);
-  void dropNumbers(const Entity& entity, uint32_t keep) noexcept;
   void stopWaiting(std::map<ReferenceKey, Waiting>::iterator waiting) noexcept;
   void unbind(Entity& entity) noexcept;
   void entityGone(FlowOut& flow) noexcept;
@@ -214,18 +221,22 @@ class StreamAdapter {
   void enqueue(FlowOut& flow);
   void resolveReferences(uint32_t target, Entity& entity);
   void applyReference(const ReferenceKey& key, Entity* target);
+  void tellReference(const ReferenceKey& key);
   void beginTransfer(Entity& entity, Attribute collection);
   void endTransfer(Entity& entity, Attribute collection);
 
   std::unordered_map<uint32_t, Binding> bindings_;
   std::unordered_map<const Entity*, uint32_t> ids_;  // the number that is sent
-  std::unordered_multimap<const Entity*, uint32_t> furtherIds_;
   std::unordered_map<uint32_t, std::unique_ptr<Reservation>> reservations_;
   std::deque<Pelmo::Ptr<FlowOut>> queue_;
   size_t queuedInVain_ = 0;  // flows in the queue that were detached since
   std::map<std::pair<const Entity*, AttributeId>, std::unique_ptr<Transfer>> transfers_;
   std::map<ReferenceKey, Waiting> waiting_;
   std::set<std::pair<uint32_t, ReferenceKey>> waitingFor_;  // the same by target
+  // What a guest has sent and the host has not seen, by message number and the other way round.
+  std::map<uint64_t, ReferenceKey> underWay_;
+  std::map<ReferenceKey, uint64_t> underWayAt_;
+  uint64_t taken_ = 0;
   Out out_{{}};
   size_t outSize_ = 0;
   StreamDemuxer* demuxer_ = nullptr;

@@ -1,0 +1,147 @@
+// A reader that does not read: what is held for it is bounded, whatever is written, and the last
+// state arrives when it reads again.
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include "Stp/StpStatus.h"
+#include "Support.h"
+
+namespace Mirror {
+namespace {
+
+class StallTest : public Test {};
+
+constexpr unsigned ports = 3000;
+
+Pelmo::String portName(unsigned number) {
+  return Pelmo::String("Ethernet" + std::to_string(number));
+}
+
+TEST_F(StallTest, WritesWithoutAReaderHoldWhatIsLiveAndWhatWasRemoved) {
+  Limits limits;
+  limits.outputBytes = 16 * 1024;
+  Pair pair(limits);
+  const auto status = Stp::statusFactory("status");
+  pair.hostDirectory.mount("/status", status);
+  const auto msti = status->stpiStatusIs("Mstp")->mstiStatusIs("Mst0", Stp::InstanceId(0));
+  for (unsigned i = 0; i < ports; ++i) msti->mstiPortStatusIs(portName(i), 1);
+  Entity& mirror = pair.mirror("/status");
+  std::mt19937 random(7);
+  size_t most = 0;
+  for (unsigned write = 0; write < 100000; ++write) {
+    const unsigned number = random() % ports;
+    const auto port = msti->mstiPortStatus(portName(number));
+    if (!port) {
+      msti->mstiPortStatusIs(portName(number), write);
+    } else if (write % 16 == 0) {
+      msti->mstiPortStatusDel(portName(number));
+    } else {
+      port->fdbFlushIs(write);
+      port->syncIs(!port->sync());
+    }
+    if (write % 64 == 0) pair.host->flush();
+    most = std::max(most, pair.host->heldBytes());
+  }
+  // One key a port at most, and one for each collection above.
+  constexpr size_t bytesAKey = 256;
+  EXPECT_LT(most, (ports + 4) * bytesAKey);
+  pair.settle();
+  expectSame(*status, mirror);
+  pair.expectOpen();
+}
+
+// Keys that come and go and never come again: not even they are remembered for ever.
+TEST_F(StallTest, KeysThatWereNeverSeenAreNotHeld) {
+  Limits limits;
+  limits.outputBytes = 4 * 1024;
+  Pair pair(limits);
+  const auto status = Stp::statusFactory("status");
+  pair.hostDirectory.mount("/status", status);
+  const auto stpi = status->stpiStatusIs("Mstp");
+  for (unsigned i = 0; i < 20; ++i) stpi->stpiPortStatusIs(portName(i), 1.0);
+  auto& mirror = static_cast<Stp::Status&>(pair.mirror("/status"));
+  const auto stays = mirror.stpiStatus("Mstp")->stpiPortStatus(portName(7));
+  size_t most = 0;
+  for (unsigned write = 20; write < 100000; ++write) {
+    stpi->stpiPortStatusIs(portName(write), 1.0);
+    stpi->stpiPortStatusDel(portName(write));
+    if (write % 64 == 0) pair.host->flush();
+    most = std::max(most, pair.host->heldBytes());
+  }
+  EXPECT_LT(most, 300u * 200u);
+  EXPECT_LE(pair.host->outputWaiting(), limits.outputBytes);
+  stpi->stpiPortStatusDel(portName(3));
+  stpi->stpiPortStatusIs(portName(3), 2.0);
+  pair.settle();
+  expectSame(*status, mirror);
+  EXPECT_EQ(mirror.stpiStatus("Mstp")->stpiPortStatus(portName(7)), stays);
+}
+
+// An element that a transfer stopped behind is deleted and made again: it stands behind the others
+// then, and those between must not be forgotten.
+TEST_F(StallTest, ATransferThatStoppedBehindAnElementOfASecondLife) {
+  for (unsigned stop = 1; stop < 40; ++stop) {
+    Limits limits;
+    limits.outputBytes = 100 + 10 * stop;
+    Pair pair(limits);
+    const auto status = Stp::statusFactory("status");
+    pair.hostDirectory.mount("/status", status);
+    const auto stpi = status->stpiStatusIs("Mstp");
+    for (unsigned i = 0; i < 30; ++i) stpi->stpiPortStatusIs(portName(i), 1.0);
+    // The system's buffer is full before the connection says anything of the tree.
+    const int smallest = 1;
+    ::setsockopt(pair.host->writeFd(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
+    pair.guest->mount("/status", true);
+    pair.guest->flush();
+    pair.host->handleReadable();
+    pair.guest->handleReadable();
+    for (unsigned i = 0; i < 4 + stop % 5; ++i) {
+      pair.host->flush();
+      pair.guest->handleReadable();
+      pair.host->handleReadable();
+    }
+    for (unsigned i = 0; i < 30; ++i) {
+      stpi->stpiPortStatusDel(portName(i));
+      stpi->stpiPortStatusIs(portName(i), i % 2 == 0 ? 1.0 : 2.0);
+      if (i % 7 == stop % 7) pair.host->flush();
+    }
+    pair.settle();
+    expectSame(*status, *pair.guestDirectory.mounted("/status"));
+  }
+}
+
+TEST_F(StallTest, OneStalledReaderDoesNotHoldUpAnother) {
+  Pair stalled;
+  const auto status = Stp::statusFactory("status");
+  stalled.hostDirectory.mount("/status", status);
+  stalled.mirror("/status");
+  Directory directory;
+  const Sockets sockets;
+  Connection host(sockets.a, stalled.hostDirectory);
+  Connection guest(sockets.b, directory);
+  guest.mount("/status", true);
+  const auto exchange = [&] {
+    for (int turn = 0; turn < 4; ++turn) {
+      host.flush();
+      if (readable(guest.readFd())) guest.handleReadable();
+      guest.flush();
+      if (readable(host.readFd())) host.handleReadable();
+    }
+  };
+  exchange();
+  for (uint32_t value = 1; value <= 1000; ++value) {
+    status->stableCounterIs(value);
+    stalled.host->flush();
+    exchange();
+    const auto* mirrored = static_cast<Stp::Status*>(directory.mounted("/status"));
+    ASSERT_EQ(mirrored->stableCounter(), value);
+  }
+  stalled.settle();
+  expectSame(*status, *stalled.guestDirectory.mounted("/status"));
+}
+
+}  // namespace
+}  // namespace Mirror

@@ -1,0 +1,141 @@
+// What the tests of mirroring share: pairs of connections, random trees, replayed publications.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Pelmo/Publisher.h"
+#include "Tovo/AttrLog/Connection.h"
+#include "Tovo/Directory.h"
+#include "Tovo/Entity.h"
+#include "Tovo/ValueOps.h"
+
+namespace Mirror {
+
+using Pelmo::Ptr;
+using Tovo::Attribute;
+using Tovo::AttributeKind;
+using Tovo::Directory;
+using Tovo::Entity;
+using Tovo::NboAttrLog::Connection;
+using Tovo::NboAttrLog::Limits;
+
+/// Assertions throw, as in a server; after each test nothing is left alive.
+class Test : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+ private:
+  size_t liveBefore_ = 0;
+};
+
+/// Two connected descriptors.
+struct Sockets {
+  Sockets();
+  int a;
+  int b;
+};
+
+bool readable(int fd);
+
+/// A host and a guest with a directory each, over a socket in one process.
+struct Pair {
+  explicit Pair(Limits hostLimits = {}, Limits guestLimits = {});
+
+  /// A root of the host by the name of its type.
+  Ptr<Entity> root(std::string_view path, std::string_view type);
+  /// The mirror of a path, everything transferred. Fails the test when it is refused.
+  Entity& mirror(std::string_view path, bool readOnly = true);
+  /// Until neither side has anything to do.
+  void settle();
+  void expectOpen() const;
+
+  Directory hostDirectory;
+  Directory guestDirectory;
+  std::unique_ptr<Connection> host;
+  std::unique_ptr<Connection> guest;
+};
+
+void expectSame(const Entity& a, const Entity& b);
+
+/// Writes at random through reflection; every value has a form that the log can carry and that
+/// equals itself. References lead to elements of the tree and are cleared when these go.
+class Writer {
+ public:
+  Writer(Entity& root, uint64_t seed) : root_(root), random_(seed) {}
+
+  /// One change somewhere, or an attempt that changes nothing.
+  void step();
+  void steps(int count);
+  /// Sets most attributes and fills every collection.
+  void fill();
+  uint32_t below(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
+  /// Deletes an element and every reference to it or to what is below it.
+  void remove(Entity& owner, Attribute collection, const void* key);
+  /// Clears references to what is not in the tree: they are null at the other end.
+  void clearDangling();
+
+ private:
+  using Value = std::unique_ptr<Tovo::ValueBuffer>;
+
+  Value value(const Tovo::ValueOps& ops);
+  Value key(const Tovo::ValueOps& ops);
+  void change(Entity& entity, Attribute attribute);
+  void insert(Entity& owner, Attribute collection);
+  void erase(Entity& owner, Attribute collection);
+  void fillBelow(Entity& entity);
+  void clearReferences(const std::function<bool(const Entity*)>& to);
+  Entity* target(Attribute attribute);
+
+  Entity& root_;
+  std::mt19937_64 random_;
+};
+
+/// Every entity of a tree, the root first.
+std::vector<Entity*> entitiesOf(Entity& root);
+
+/// A tree as a plain map: paths to encoded values, targets and keys.
+using Plain = std::map<std::string, std::string>;
+Plain plainOf(const Entity& root);
+
+/// Builds a plain map from what a tree publishes, beginning with the tree as it is. Publications
+/// that do not fit what was published before are faults of the test.
+class Replay : public Pelmo::Observer {
+ public:
+  explicit Replay(Entity& root);
+  void handleChange(const Pelmo::Change& change) override;
+
+  void expectComplete() const;
+  size_t changes() const noexcept { return changes_; }
+
+ private:
+  void collectionChanged(Entity& owner, Attribute collection, const Pelmo::Change& change);
+
+  Entity& root_;
+  Plain plain_;
+  size_t changes_ = 0;
+};
+
+/// Calls a function on each change below a node.
+class Watch : public Pelmo::Observer {
+ public:
+  using Handler = std::function<void(Entity& source, const Pelmo::Change& change)>;
+  Watch(Entity& entity, Handler handler, bool recursive = true);
+  void handleChange(const Pelmo::Change& change) override;
+
+ private:
+  Handler handler_;
+};
+
+std::string hex(std::string_view bytes);
+std::string fromHex(std::string_view digits);
+
+}  // namespace Mirror
