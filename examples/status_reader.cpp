@@ -13,7 +13,7 @@
 namespace {
 
 // A reader that knows the types: it keeps the ports that changed state and looks at them when a
-// turn of the agent is complete, so it never shows a new state with an old role.
+// turn of the agent is complete: the role that goes with a state may come behind it.
 class PortPrinter : public Pelmo::Observer {
  public:
   void handleChange(const Pelmo::Change& change) override {
@@ -21,14 +21,14 @@ class PortPrinter : public Pelmo::Observer {
     auto* port = dynamic_cast<Stp::MstiPortStatus*>(&Tovo::entityOf(change.source));
     if (!port || change.attribute != stateId) return;
     changed_.push_back({Pelmo::Ptr<Stp::MstiPortStatus>(port),
-                        *static_cast<const Stp::PortState*>(change.previous)});
+                        *static_cast<const Stp::PortState*>(change.previous), port->state()});
   }
 
   void print() {
-    for (const auto& [port, before] : changed_) {
+    for (const auto& [port, before, after] : changed_) {
       if (!port->parent()) continue;
       std::cout << port->parent()->name() << ' ' << port->name() << ": " << before << " -> "
-                << port->state() << " (" << port->role() << ')' << std::endl;
+                << after << " (" << port->role() << ')' << std::endl;
     }
     changed_.clear();
   }
@@ -37,6 +37,7 @@ class PortPrinter : public Pelmo::Observer {
   struct Changed {
     Pelmo::Ptr<Stp::MstiPortStatus> port;
     Stp::PortState before;
+    Stp::PortState after;
   };
   std::vector<Changed> changed_;
 };
