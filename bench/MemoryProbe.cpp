@@ -3,7 +3,6 @@
 // that was used before gives other figures. WHAT is
 //
 //   collections   ports in the collections of their instances
-//   index         the same, the pages in malloc's own heap, where they take no more than their size
 //   instances     the instances without ports
 //   names         the names of the ports
 //   peer          a class of the same attributes in an unordered_map
@@ -29,8 +28,8 @@ constexpr size_t instanceCount = 1000;
 struct Taken {
   size_t objects = 0;   // entities of all kinds, as they account for themselves
   size_t slots = 0;     // the allocator's slots for them
-  size_t pages = 0;     // the allocator's pages
-  size_t heap = 0;      // malloc: the pages, and everything else
+  size_t pages = 0;     // the allocator's pages, mapped apart from the heap
+  size_t heap = 0;      // malloc: everything else
   size_t resident = 0;  // memory that was touched
 
   static Taken now() {
@@ -80,7 +79,7 @@ void measureStp(std::string_view what) {
       owners[i] = tree->mstiStatusIs("mst" + std::to_string(i), id).get();
     }
   });
-  stage(what == "index" ? what : "collections", [&] {
+  stage("collections", [&] {
     for (Stp::MstiStatus* owner : owners) {
       for (const Pelmo::String& name : names) owner->mstiPortStatusIs(name, 1);
     }
@@ -113,11 +112,10 @@ void measurePeer() {
 
 int main(int argc, char** argv) {
   if (argc != 2) {
-    std::fprintf(stderr, "usage: stp_bench_memory collections|index|instances|names|peer\n");
+    std::fprintf(stderr, "usage: stp_bench_memory collections|instances|names|peer\n");
     return 2;
   }
   const std::string_view what = argv[1];
-  if (what == "index") ::mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024);
   if (what == "peer") {
     measurePeer();
   } else {

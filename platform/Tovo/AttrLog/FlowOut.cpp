@@ -4,6 +4,7 @@
 #include <bit>
 #include <deque>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Collection.h"
@@ -19,6 +20,7 @@ struct FlowOut::CollectionFlow {
   bool hasBookmark = false;
   std::deque<const std::string*> order;        // of `keys`
   std::unordered_map<std::string, bool> keys;  // whether an element that the peer knows has left
+  std::unordered_set<std::string> mentioned;
 };
 
 FlowOut::FlowOut(StreamAdapter& adapter, Entity& entity, uint32_t entityId, AttributeId start)
@@ -174,6 +176,19 @@ void FlowOut::clearDirtyKeys(AttributeId collection) noexcept {
   }
 }
 
+void FlowOut::mentionedIs(AttributeId collection, std::string key) {
+  need(collection).mentioned.insert(std::move(key));
+}
+
+bool FlowOut::isMentioned(AttributeId collection, const std::string& key) const {
+  const CollectionFlow* flow = find(collection);
+  return flow && flow->mentioned.contains(key);
+}
+
+void FlowOut::forgetMentioned(AttributeId collection) noexcept {
+  if (CollectionFlow* flow = find(collection)) flow->mentioned.clear();
+}
+
 void FlowOut::freeResyncState(AttributeId collection) noexcept {
   const auto it = std::find_if(
       collections_.begin(), collections_.end(),
@@ -237,6 +252,7 @@ size_t FlowOut::heldBytes() const noexcept {
   size_t bytes = 0;
   for (const auto& flow : collections_) {
     bytes += sizeof(CollectionFlow) + flow->bookmark.capacity();
+    for (const std::string& key : flow->mentioned) bytes += 3 * sizeof(void*) + key.capacity();
     for (const auto& [key, left] : flow->keys) {
       bytes += sizeof key + 3 * sizeof(void*) + key.capacity();
     }

@@ -79,6 +79,12 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   const std::string* firstDirtyKey(AttributeId collection) const noexcept;
   void clearDirtyKeys(AttributeId collection) noexcept;
 
+  /// What a guest's whole transfer has mentioned: the host goes by its own knowledge of these keys,
+  /// and deletes others at the end.
+  void mentionedIs(AttributeId collection, std::string key);
+  bool isMentioned(AttributeId collection, const std::string& key) const;
+  void forgetMentioned(AttributeId collection) noexcept;
+
   /// Forgets bookmarks and key sets of a collection.
   void freeResyncState(AttributeId collection) noexcept;
 

@@ -88,16 +88,16 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
 }
 
 void StreamAdapter::resendReferences(const Entity& entity) {
-  for (const auto& [id, binding] : bindings_) {
-    FlowOut* flow = binding.flow.get();
+  for (const auto& carried : bindings_) {
+    const Entity& holder = *carried.second.entity;
+    FlowOut* flow = carried.second.flow.get();
     if (!flow) continue;
     forEachAttribute(flow->type(), [&](Attribute attribute) {
       if (attribute.kind() == AttributeKind::pointer) {
-        const auto& pointer =
-            *static_cast<const Pelmo::Ptr<Entity>*>(storage(*binding.entity, attribute));
+        const auto& pointer = *static_cast<const Pelmo::Ptr<Entity>*>(storage(holder, attribute));
         if (pointer.get() == &entity) flow->tovoIsDirtyIs(attribute.id(), true);
       } else if (attribute.kind() == AttributeKind::refCollection) {
-        forEachElement(*binding.entity, attribute, [&](const void* key, const void* target) {
+        forEachElement(holder, attribute, [&](const void* key, const void* target) {
           if (elementEntity(target) != &entity) return;
           flow->dirtyKeyIs(attribute.id(), encoded(attribute.keyOps(), key));
           flow->tovoIsDirtyIs(attribute.id(), true);
@@ -348,14 +348,22 @@ bool StreamAdapter::isPending(const Entity& entity, AttributeId collection,
                               const std::string& key) const {
   const Binding* binding = bindingOf(entity);
   if (!binding || !binding->flow || binding->mount.side == MountSide::host) return false;
-  return !binding->flow->tovoHasSynced(collection) || binding->flow->hasDirtyKey(collection, key) ||
-         underWayAt_.contains({binding->entity, collection, std::string()}) ||
-         underWayAt_.contains({binding->entity, collection, key});
+  const FlowOut& flow = *binding->flow;
+  if (flow.hasDirtyKey(collection, key) ||
+      underWayAt_.contains({binding->entity, collection, key})) {
+    return true;
+  }
+  const bool whole = !flow.tovoHasSynced(collection) ||
+                     underWayAt_.contains({binding->entity, collection, std::string()});
+  return whole && !flow.isMentioned(collection, key);
 }
 
 void StreamAdapter::sentIs(const Entity& entity, AttributeId attribute, std::string key) {
   const Binding* binding = bindingOf(entity);
   if (!binding || binding->mount.side == MountSide::host) return;
+  if (!key.empty() && !binding->flow->tovoHasSynced(attribute)) {
+    binding->flow->mentionedIs(attribute, key);
+  }
   const uint64_t number = counters_.messagesSent;
   const auto [at, inserted] =
       underWayAt_.try_emplace(ReferenceKey{binding->entity, attribute, std::move(key)}, number);
@@ -376,6 +384,7 @@ void StreamAdapter::takenIs(uint32_t count) {
   while (!underWay_.empty() && underWay_.begin()->first <= taken) {
     const auto first = underWay_.begin();
     const auto& [entity, attribute, key] = first->second;
+    if (FlowOut* whole = key.empty() ? flow(*entity) : nullptr) whole->forgetMentioned(attribute);
     // A transfer that is under way may have gone past its place.
     const auto transfer = transfers_.find({entity, attribute});
     if (transfer != transfers_.end()) transfer->second->seen.insert(key);

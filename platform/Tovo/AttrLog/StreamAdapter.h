@@ -22,7 +22,7 @@
 namespace Tovo::NboAttrLog {
 
 /// Which side of a mount an adapter is on. The host has the tree and decides; the guest mirrors it
-/// and, on a writable mount, sends its own changes to the host, which echoes what it applied.
+/// and, on a writable mount, sends its own changes to the host.
 enum class MountSide : uint8_t { host, guest };
 
 /// What a mount allows, from this side's view.
