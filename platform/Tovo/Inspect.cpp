@@ -276,7 +276,7 @@ class TreeComparison {
     forEachElement(a, collection, [&](const void* key, const void* item) {
       if (same) same = sameItem(collection, item, collectionFind(b, collection, key));
     });
-    return same || difference_.empty() == false || differ(a, collection.name());
+    return same || differ(a, collection.name());
   }
 
   bool sameItem(Attribute collection, const void* a, const void* b) {

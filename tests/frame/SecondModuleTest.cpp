@@ -103,6 +103,23 @@ TEST_F(SecondModule, valuesPrintAndParseThroughTheSameCode) {
   }
 }
 
+TEST(SameTree, findsADifferenceBelowACollection) {
+  const auto a = Sample::chassisFactory("chassis");
+  const auto b = Sample::chassisFactory("chassis");
+  a->cardIs("1");
+  b->cardIs("1");
+  std::string difference;
+  EXPECT_TRUE(Tovo::sameTree(*a, *b, difference)) << difference;
+  b->card("1")->lane07Is(1);
+  EXPECT_FALSE(Tovo::sameTree(*a, *b, difference));
+  EXPECT_TRUE(difference.ends_with("/card/1/lane07")) << difference;
+  b->card("1")->lane07Is(a->card("1")->lane07());
+  b->labelIs(Sample::Slot(1, 1), "x");
+  EXPECT_FALSE(Tovo::sameTree(*a, *b, difference));
+  a->labelIs(Sample::Slot(1, 1), "y");
+  EXPECT_FALSE(Tovo::sameTree(*a, *b, difference));
+}
+
 TEST(Registration, aLaterLibraryComesBehindOurs) {
   const auto modules = Tovo::tovoModules();
   EXPECT_EQ(Tovo::moduleName(*modules.back()), "Sample");
