@@ -252,3 +252,10 @@ constexpr AttributeId endCollection = 2;    ///< U16 collection: what was not me
 }  // namespace BaseMessage
 
 }  // namespace Tovo::NboAttrLog
+
+namespace Tovo {
+
+/// The adapter as the hooks of entities know it.
+using TovoNboAttrLogSa = NboAttrLog::StreamAdapter;
+
+}  // namespace Tovo
