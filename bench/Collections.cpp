@@ -2,13 +2,14 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <memory>
 #include <random>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "Helper.h"
+#include "Peers.h"
 #include "Stp/StpHw.h"
 
 namespace {
@@ -67,9 +68,11 @@ class StpCollection {
   Pelmo::Ptr<Stp::MstiHw> owner_ = Stp::MstiHw::MstiHwIs("mst1");
 };
 
+/// Any map of the usual form. The room is made beforehand, as whoever knows the number does.
+template <class Map>
 class MapCollection {
  public:
-  explicit MapCollection(const std::vector<std::string>& names) : names_(names) {}
+  explicit MapCollection(const std::vector<std::string>& names) : names_(names) { clear(); }
   void create(size_t i) { map_.emplace(names_[i], std::make_unique<Element>(names_[i])); }
   int find(size_t i) const { return findText(names_[i]); }
   int sum() const {
@@ -78,13 +81,21 @@ class MapCollection {
     return sum;
   }
   void erase(size_t i) { map_.erase(names_[i]); }
-  void clear() { map_.clear(); }
+  void clear() {
+    map_.clear();
+    map_.reserve(names_.size());
+  }
   int findText(const std::string& name) const { return map_.find(name)->second->state; }
 
  private:
   const std::vector<std::string>& names_;
-  std::unordered_map<std::string, std::unique_ptr<Element>> map_;
+  Map map_;
 };
+
+using StdMap = MapCollection<std::unordered_map<std::string, std::unique_ptr<Element>>>;
+#ifdef STP_BENCH_ABSL
+using AbslMap = MapCollection<absl::flat_hash_map<std::string, std::unique_ptr<Element>>>;
+#endif
 
 /// By hand: the key is a number that somebody else has found.
 class IndexCollection {
@@ -116,13 +127,12 @@ void fill(Collection& collection, size_t count) {
 /// Only `work` counts, not what makes it possible again.
 template <class Prepare, class Work>
 void timed(benchmark::State& state, size_t count, const Prepare& prepare, const Work& work) {
-  using Clock = std::chrono::steady_clock;
   for (auto _ : state) {
     prepare();
-    const auto start = Clock::now();
+    const double start = Bench::processorSeconds();
     work();
     benchmark::ClobberMemory();
-    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    state.SetIterationTime(Bench::processorSeconds() - start);
   }
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
 }
@@ -193,26 +203,29 @@ void iterate(benchmark::State& state, size_t count) {
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
 }
 
+template <class Collection>
+void addCollection(size_t count, const std::string& role) {
+  const std::string end = "/" + std::to_string(count) + "/" + role;
+  const auto add = [&](const char* name, auto function) {
+    return benchmark::RegisterBenchmark((name + end).c_str(), function, count);
+  };
+  add("Create", create<Collection>)->UseManualTime();
+  add("Find", find<Collection>);
+  if constexpr (requires(const Collection& names) { names.findText(std::string()); }) {
+    add("FindText", findText<Collection>);
+  }
+  add("Iterate", iterate<Collection>);
+  add("Erase", erase<Collection>)->UseManualTime();
+}
+
 const bool registered = [] {
   for (const size_t count : {1000, 100000}) {
-    const std::string size = "/" + std::to_string(count) + "/";
-    const auto add = [](const std::string& name, auto function, size_t elements) {
-      return benchmark::RegisterBenchmark(name.c_str(), function, elements);
-    };
-    add("Create" + size + "stp", create<StpCollection>, count)->UseManualTime();
-    add("Create" + size + "limit", create<IndexCollection>, count)->UseManualTime();
-    add("Create" + size + "peer:unordered_map", create<MapCollection>, count)->UseManualTime();
-    add("Find" + size + "stp", find<StpCollection>, count);
-    add("Find" + size + "limit", find<IndexCollection>, count);
-    add("Find" + size + "peer:unordered_map", find<MapCollection>, count);
-    add("FindText" + size + "stp", findText<StpCollection>, count);
-    add("FindText" + size + "peer:unordered_map", findText<MapCollection>, count);
-    add("Iterate" + size + "stp", iterate<StpCollection>, count);
-    add("Iterate" + size + "limit", iterate<IndexCollection>, count);
-    add("Iterate" + size + "peer:unordered_map", iterate<MapCollection>, count);
-    add("Erase" + size + "stp", erase<StpCollection>, count)->UseManualTime();
-    add("Erase" + size + "limit", erase<IndexCollection>, count)->UseManualTime();
-    add("Erase" + size + "peer:unordered_map", erase<MapCollection>, count)->UseManualTime();
+    addCollection<StpCollection>(count, "stp");
+    addCollection<IndexCollection>(count, "limit");
+    addCollection<StdMap>(count, "peer:unordered_map");
+#ifdef STP_BENCH_ABSL
+    addCollection<AbslMap>(count, "peer:absl_flat_hash_map");
+#endif
   }
   return true;
 }();

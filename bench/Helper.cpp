@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <ctime>
 
 namespace Bench {
 
@@ -18,6 +19,12 @@ std::string outputOf(const char* program, const char* argument) {
     ::pclose(output);
   }
   return line;
+}
+
+double processorSeconds() {
+  timespec used{};
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
 }
 
 }  // namespace Bench

@@ -27,15 +27,16 @@ struct Taken {
   }
 };
 
-void memory(benchmark::State& state) {
+constexpr double count = 100 * 1000;
+
+void report(benchmark::State& state, double bytes) { state.counters["bytes"] = bytes / count; }
+
+void ports(benchmark::State& state) {
   for (auto _ : state) {
     const Taken ports("collections");
     const Taken instances("instances");
     const Taken names("names");
-    const Taken peer("peer");
-    const auto each = [&](const char* what, double bytes) {
-      state.counters[what] = bytes / 100000;
-    };
+    const auto each = [&](const char* what, double bytes) { state.counters[what] = bytes / count; };
     each("1 object", ports.objects);
     state.counters["1 object, of it the node's header"] = sizeof(Pelmo::Node);
     state.counters["1 object, of it the publisher"] = sizeof(Pelmo::Publisher);
@@ -44,15 +45,31 @@ void memory(benchmark::State& state) {
     each("3 pages, heads and free slots", ports.pages - ports.slots);
     each("4 collection, order and index", ports.heap);
     each("5 names, shared by the instances", names.heap);
-    each("everything", ports.pages + ports.heap + names.heap);
-    state.counters["everything, target"] = 320;
-    each("everything, peer unordered_map", peer.heap);
     each("resident", ports.resident);
-    each("resident, peer unordered_map", peer.resident);
     state.counters["an empty instance"] = (instances.pages + instances.heap) / 1000;
+    report(state, ports.pages + ports.heap + names.heap);
   }
 }
 
-BENCHMARK(memory)->Name("Bytes of a MstiPortStatus, one of 100,000/stp")->Iterations(1);
+void taken(benchmark::State& state, const char* what) {
+  for (auto _ : state) {
+    const Taken taken(what);
+    report(state, taken.pages + taken.heap);
+  }
+}
+
+const bool registered = [] {
+  const auto add = [](const char* name, auto function, auto... arguments) {
+    benchmark::RegisterBenchmark(name, function, arguments...)->Iterations(1);
+  };
+  add("Memory/MstiPortStatus/stp", ports);
+  add("Memory/MstiPortStatus/peer:unordered_map", taken, "peer");
+  add("Memory/element_of_320_bytes/stp", taken, "blocks");
+  add("Memory/element_of_320_bytes/peer:unordered_map", taken, "blocks-std");
+#ifdef STP_BENCH_ABSL
+  add("Memory/element_of_320_bytes/peer:absl_flat_hash_map", taken, "blocks-absl");
+#endif
+  return true;
+}();
 
 }  // namespace

@@ -1,26 +1,25 @@
 // Changes that arrive in another process.
 #include <benchmark/benchmark.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <functional>
+#include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "FarProcess.h"
+#include "RedisServer.h"
 #include "Stp/StpHw.h"
 #include "Tovo/AttrLog/Connection.h"
 
-#ifdef STP_BENCH_PROTOBUF
-#include "Peer.pb.h"
-#endif
-
 namespace {
 
+using Bench::awaitByte;
+using Bench::FarProcess;
+using Bench::writeAll;
 using Tovo::NboAttrLog::Connection;
 
 constexpr int patience = 20000;        // milliseconds
@@ -28,56 +27,6 @@ constexpr size_t batched = 10000;      // changes that travel together
 constexpr size_t oneByOne = 1000;      // changes that go out each for itself
 constexpr size_t change = 4 + 10 + 4;  // bytes: length, entity and attribute, state
 constexpr size_t turn = 4 + 6;         // bytes behind each group of changes
-
-/// Another process that runs `work` on the far end of a socket, until this end is closed.
-class FarProcess {
- public:
-  explicit FarProcess(const std::function<void(int fd)>& work) {
-    int fds[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) throw std::runtime_error("socketpair");
-    std::fflush(nullptr);
-    pid_ = ::fork();
-    if (pid_ < 0) throw std::runtime_error("fork");
-    if (pid_ == 0) {
-      ::close(fds[0]);
-      try {
-        work(fds[1]);
-      } catch (const std::exception& error) {
-        std::fprintf(stderr, "far process: %s\n", error.what());
-      }
-      ::_exit(0);
-    }
-    ::close(fds[1]);
-    fd_ = fds[0];
-  }
-  FarProcess(const FarProcess&) = delete;
-  FarProcess& operator=(const FarProcess&) = delete;
-  ~FarProcess() {
-    if (fd_ >= 0) ::close(fd_);
-    ::waitpid(pid_, nullptr, 0);
-  }
-
-  int fd() const noexcept { return fd_; }
-  int releaseFd() noexcept { return std::exchange(fd_, -1); }
-
- private:
-  pid_t pid_ = -1;
-  int fd_ = -1;
-};
-
-void writeAll(int fd, const uint8_t* from, size_t bytes) {
-  while (bytes > 0) {
-    const ssize_t sent = ::send(fd, from, bytes, MSG_NOSIGNAL);
-    if (sent <= 0) throw std::runtime_error("write");
-    from += sent;
-    bytes -= static_cast<size_t>(sent);
-  }
-}
-
-void awaitByte(int fd) {
-  char byte;
-  if (::read(fd, &byte, 1) != 1) throw std::runtime_error("read");
-}
 
 // ------------------------------------------------------------------------------------ the library
 
@@ -173,12 +122,88 @@ void bareSocket(benchmark::State& state, size_t count, size_t writes) {
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
 }
 
+// ----------------------------------------------------------------------------------------- by hand
+
+/// What a change needs, applied to an array: entity, attribute, state; no framing, since all are of
+/// one size. An entity beyond all others asks for an answer.
+constexpr uint32_t nobody = 0xffffffff;
+constexpr size_t handChange = 4 + 2 + 4;
+
+class HandWriter {
+ public:
+  explicit HandWriter(int fd) : fd_(fd) {}
+
+  void append(uint32_t entity, uint16_t attribute, uint32_t state) {
+    if (used_ + handChange > buffer_.size()) send();
+    put(entity);
+    put(attribute);
+    put(state);
+  }
+  void send() {
+    writeAll(fd_, buffer_.data(), used_);
+    used_ = 0;
+  }
+
+ private:
+  template <class T>
+  void put(T value) {
+    std::memcpy(buffer_.data() + used_, &value, sizeof value);
+    used_ += sizeof value;
+  }
+
+  int fd_;
+  size_t used_ = 0;
+  std::vector<uint8_t> buffer_ = std::vector<uint8_t>(64 * 1024);
+};
+
+void readByHand(int fd, size_t count) {
+  std::vector<uint8_t> buffer(64 * 1024);
+  std::vector<uint32_t> states(count);
+  size_t had = 0;
+  for (;;) {
+    const ssize_t got = ::read(fd, buffer.data() + had, buffer.size() - had);
+    if (got <= 0) return;
+    had += static_cast<size_t>(got);
+    size_t at = 0;
+    for (; had - at >= handChange; at += handChange) {
+      uint32_t entity;
+      uint32_t state;
+      std::memcpy(&entity, buffer.data() + at, sizeof entity);
+      std::memcpy(&state, buffer.data() + at + 6, sizeof state);
+      if (entity < states.size()) {
+        states[entity] = state;
+      } else {
+        writeAll(fd, buffer.data(), 1);
+      }
+    }
+    benchmark::DoNotOptimize(states.data());
+    std::memmove(buffer.data(), buffer.data() + at, had - at);
+    had -= at;
+  }
+}
+
+void byHand(benchmark::State& state, size_t count, bool writeEach) {
+  FarProcess far([count](int fd) { readByHand(fd, count); });
+  HandWriter writer(far.fd());
+  uint32_t value = 0;
+  for (auto _ : state) {
+    ++value;
+    for (size_t i = 0; i < count; ++i) {
+      writer.append(static_cast<uint32_t>(i), 258, value);
+      if (writeEach) writer.send();
+    }
+    writer.append(nobody, 0, 0);
+    writer.send();
+    awaitByte(far.fd());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
+}
+
 // ---------------------------------------------------------------------------------------- protobuf
 
 #ifdef STP_BENCH_PROTOBUF
 /// Messages of one byte of length each, applied to an array.
 void protobuf(benchmark::State& state, size_t count, size_t writes) {
-  constexpr uint32_t last = 0xffffffff;
   FarProcess far([count](int fd) {
     std::vector<uint8_t> buffer(64 * 1024);
     std::vector<uint32_t> states(count);
@@ -192,7 +217,7 @@ void protobuf(benchmark::State& state, size_t count, size_t writes) {
       while (at < had && had - at > buffer[at]) {
         message.ParseFromArray(buffer.data() + at + 1, buffer[at]);
         at += size_t{1} + buffer[at];
-        if (message.entity() == last) {
+        if (message.entity() == nobody) {
           writeAll(fd, buffer.data(), 1);
         } else if (message.entity() < states.size()) {
           states[message.entity()] = message.value();
@@ -227,9 +252,43 @@ void protobuf(benchmark::State& state, size_t count, size_t writes) {
       append(static_cast<uint32_t>(i));
       if (writes > 1) send();
     }
-    append(last);
+    append(nobody);
     send();
     awaitByte(far.fd());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
+}
+#endif
+
+// ------------------------------------------------------------------------------------------- Redis
+
+#ifdef STP_BENCH_REDIS
+/// A key a port. The answers are read when all commands of a group are sent, as its pipeline asks.
+void redis(benchmark::State& state, size_t count, bool pipelined) {
+  const Bench::RedisServer server;
+  redisContext* const connection = server.connection();
+  std::vector<std::string> keys(count);
+  for (size_t i = 0; i < count; ++i) keys[i] = "Ethernet" + std::to_string(i + 1);
+  const char* const values[] = {"discarding", "forwarding"};
+  const auto takeReply = [&] {
+    void* reply = nullptr;
+    const bool good = ::redisGetReply(connection, &reply) == REDIS_OK &&
+                      static_cast<redisReply*>(reply)->type == REDIS_REPLY_STATUS;
+    if (reply) ::freeReplyObject(reply);
+    if (!good) throw std::runtime_error("Redis does not take it");
+  };
+  size_t round = 0;
+  for (auto _ : state) {
+    round ^= 1;
+    for (const std::string& key : keys) {
+      const char* words[] = {"SET", key.c_str(), values[round]};
+      const size_t lengths[] = {3, key.size(), std::strlen(values[round])};
+      ::redisAppendCommandArgv(connection, 3, words, lengths);
+      if (!pipelined) takeReply();
+    }
+    if (pipelined) {
+      for (size_t i = 0; i < count; ++i) takeReply();
+    }
   }
   state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
 }
@@ -241,8 +300,16 @@ const bool registered = [] {
   };
   add("Mirror/batched/stp", mirror, batched, false);
   add("Mirror/batched/floor:socketpair", bareSocket, batched, 1);
+  add("Mirror/batched/limit", byHand, batched, false);
   add("Mirror/flush_each/stp", mirror, oneByOne, true);
   add("Mirror/flush_each/floor:socketpair", bareSocket, oneByOne, oneByOne);
+  add("Mirror/flush_each/limit", byHand, oneByOne, true);
+#ifdef STP_BENCH_REDIS
+  if (Bench::RedisServer::installed()) {
+    add("Mirror/batched/peer:redis", redis, batched, true);
+    add("Mirror/flush_each/peer:redis", redis, oneByOne, false);
+  }
+#endif
 #ifdef STP_BENCH_PROTOBUF
   add("Mirror/batched/peer:protobuf", protobuf, batched, 1);
   add("Mirror/flush_each/peer:protobuf", protobuf, oneByOne, oneByOne);

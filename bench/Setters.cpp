@@ -2,6 +2,8 @@
 #include <benchmark/benchmark.h>
 
 #include <array>
+#include <boost/signals2/dummy_mutex.hpp>
+#include <boost/signals2/signal_type.hpp>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -74,6 +76,21 @@ struct Functions {
   }
 };
 
+/// Without the lock, which a single thread does not need.
+struct Signal {
+  using Changed = boost::signals2::signal_type<
+      void(const uint32_t&),
+      boost::signals2::keywords::mutex_type<boost::signals2::dummy_mutex>>::type;
+  Changed changed;
+  uint32_t value = 0;
+  void valueIs(uint32_t wanted) {
+    if (value == wanted) return;
+    const uint32_t previous = value;
+    value = wanted;
+    changed(previous);
+  }
+};
+
 /// `set` gets numbers that go up, or the same one for ever; nothing is known to the compiler of
 /// what it is set on.
 template <class Target, class Set>
@@ -138,6 +155,15 @@ void handSet(benchmark::State& state, bool changed, size_t observers, bool recur
   expectCalls(state, observers + (recursive ? 1 : 0), changed);
 }
 
+void signalSet(benchmark::State& state, bool changed, size_t observers) {
+  const auto node = std::make_unique<Signal>();
+  for (size_t i = 0; i < observers; ++i) {
+    node->changed.connect([](const uint32_t&) { calls += attribute; });
+  }
+  run(state, changed, node.get(), setNumber);
+  expectCalls(state, observers, changed);
+}
+
 void functionsSet(benchmark::State& state, bool changed, size_t observers) {
   const auto node = std::make_unique<Functions>();
   for (size_t i = 0; i < observers; ++i) {
@@ -189,6 +215,8 @@ const bool registered = [] {
       benchmark::RegisterBenchmark((name + "limit").c_str(), handSet, changed, observers, false);
       benchmark::RegisterBenchmark((name + "peer:vector_of_function").c_str(), functionsSet,
                                    changed, observers);
+      benchmark::RegisterBenchmark((name + "peer:boost_signals2").c_str(), signalSet, changed,
+                                   observers);
     }
   }
   benchmark::RegisterBenchmark("SetChanged/recursive/stp", stpSet, true, 0, true);

@@ -3,10 +3,15 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <string>
 
-#include "Stp/StpTypes.h"
 #include "Tovo/GenericIf.h"
+#include "Values.h"
+
+#ifdef STP_BENCH_PROTOBUF
+#include <google/protobuf/text_format.h>
+#endif
 
 namespace {
 
@@ -28,18 +33,7 @@ struct Bare {
   uint16_t portNumber = 7;
 };
 
-Stp::PriorityVector sample() {
-  const Stp::BridgeId bridge(Stp::BridgePriority(32768), Stp::BridgeSystemId(1),
-                             Nelka::EthAddr("02:00:00:00:00:01"));
-  Stp::PriorityVector vector;
-  vector.cistRootBridgeIdIs(bridge);
-  vector.extRootPathCostIs(Stp::PathCost(20000));
-  vector.regionalRootBridgeIdIs(bridge);
-  vector.intRootPathCostIs(Stp::PathCost(2000));
-  vector.bridgeIdIs(bridge);
-  vector.portIdIs(Stp::PortId(Stp::PortPriority(128), Stp::PortNumber(7)));
-  return vector;
-}
+Stp::PriorityVector sample() { return Bench::sample<Stp::PriorityVector>(); }
 
 void print(benchmark::State& state) {
   Stp::PriorityVector vector = sample();
@@ -213,11 +207,99 @@ void parseByHand(benchmark::State& state) {
   }
 }
 
+// JSON with the names of the fields.
+
+nlohmann::json jsonOf(const Bench::HandBridge& bridge) {
+  char text[32];
+  const uint8_t* a = bridge.address;
+  std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", a[0], a[1], a[2], a[3], a[4],
+                a[5]);
+  return {{"priority", bridge.priority}, {"systemId", bridge.systemId}, {"address", text}};
+}
+
+void take(Bench::HandBridge& to, const nlohmann::json& from) {
+  to.priority = from.at("priority").get<uint16_t>();
+  to.systemId = from.at("systemId").get<uint16_t>();
+  uint8_t* a = to.address;
+  const auto& text = from.at("address").get_ref<const std::string&>();
+  if (std::sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx", &a[0], &a[1], &a[2], &a[3],
+                  &a[4], &a[5]) != 6) {
+    throw std::runtime_error("not an address");
+  }
+}
+
+std::string jsonText(const Bench::HandVector& vector) {
+  const nlohmann::json object = {
+      {"cistRoot", jsonOf(vector.root)},         {"extRootPathCost", vector.external},
+      {"regionalRoot", jsonOf(vector.regional)}, {"intRootPathCost", vector.internal},
+      {"bridge", jsonOf(vector.bridge)},         {"portPriority", vector.portPriority},
+      {"portNumber", vector.portNumber}};
+  return object.dump();
+}
+
+void printJson(benchmark::State& state) {
+  const Bench::Scene<Bench::HandVector> scene(Bench::HandVector{});
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(jsonText(*scene.value));
+    benchmark::ClobberMemory();
+  }
+}
+
+void parseJson(benchmark::State& state) {
+  const std::string text = jsonText({});
+  const Bench::Scene<Bench::HandVector> scene(Bench::cleared<Bench::HandVector>());
+  Bench::HandVector& vector = *scene.value;
+  for (auto _ : state) {
+    const nlohmann::json object = nlohmann::json::parse(text);
+    take(vector.root, object.at("cistRoot"));
+    vector.external = object.at("extRootPathCost").get<uint32_t>();
+    take(vector.regional, object.at("regionalRoot"));
+    vector.internal = object.at("intRootPathCost").get<uint32_t>();
+    take(vector.bridge, object.at("bridge"));
+    vector.portPriority = object.at("portPriority").get<uint8_t>();
+    vector.portNumber = object.at("portNumber").get<uint16_t>();
+    benchmark::ClobberMemory();
+  }
+  if (vector != Bench::HandVector{}) state.SkipWithError("read something else");
+}
+
+#ifdef STP_BENCH_PROTOBUF
+void printProtobuf(benchmark::State& state) {
+  stp_bench::PriorityVector message;
+  Bench::fill(message, {});
+  std::string text;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(google::protobuf::TextFormat::PrintToString(message, &text));
+    benchmark::ClobberMemory();
+  }
+}
+
+void parseProtobuf(benchmark::State& state) {
+  stp_bench::PriorityVector from;
+  Bench::fill(from, {});
+  std::string text;
+  google::protobuf::TextFormat::PrintToString(from, &text);
+  stp_bench::PriorityVector message;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(google::protobuf::TextFormat::ParseFromString(text, &message));
+    benchmark::ClobberMemory();
+  }
+  if (message.SerializeAsString() != from.SerializeAsString()) {
+    state.SkipWithError("read something else");
+  }
+}
+
+BENCHMARK(printProtobuf)->Name("Text/print/peer:protobuf_text");
+BENCHMARK(parseProtobuf)->Name("Text/parse/peer:protobuf_text");
+#endif
+
 BENCHMARK(print)->Name("Text/print/stp");
 BENCHMARK(printByHand)->Name("Text/print/limit");
 BENCHMARK(printBare)->Name("Text/print/peer:snprintf");
 BENCHMARK(parse)->Name("Text/parse/stp");
 BENCHMARK(parseByHand)->Name("Text/parse/limit");
 BENCHMARK(parseBare)->Name("Text/parse/peer:sscanf");
+BENCHMARK(printJson)->Name("Text/print/peer:json");
+BENCHMARK(parseJson)->Name("Text/parse/peer:json");
 
 }  // namespace
