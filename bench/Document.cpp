@@ -1,6 +1,4 @@
 // The results as a page of the documentation.
-#include <sys/utsname.h>
-
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -58,13 +56,10 @@ std::string today() {
 }
 
 void writeMachine(std::ostream& out, const std::string& machine) {
-  struct utsname kernel {};
-  ::uname(&kernel);
   out << "## Where\n\n| | |\n|---|---|\n"
       << "| measured on | " << today() << " |\n"
       << "| machine | " << lineOf("/proc/cpuinfo", "model name") << ", " << machine << " |\n"
-      << "| system | " << lineOf("/etc/os-release", "PRETTY_NAME") << ", " << kernel.sysname << " "
-      << kernel.release << " |\n"
+      << "| system | " << lineOf("/etc/os-release", "PRETTY_NAME") << " |\n"
       << "| compiler | " STP_BENCH_COMPILER " |\n"
       << "| flags | `" STP_BENCH_FLAGS "` |\n";
   for (const auto& [name, version] : peerVersions()) {

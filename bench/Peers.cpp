@@ -21,7 +21,7 @@ namespace {
 }  // namespace
 
 std::vector<std::pair<std::string, std::string>> peerVersions() {
-  const std::string missing = "not installed";
+  const std::string missing = "not measured";
   std::string protobuf = missing;
   std::string flatbuffers = missing;
   std::string absl = missing;

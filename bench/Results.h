@@ -63,7 +63,8 @@ void printTable(const Results& results);
 /// cannot be written.
 void writeDocument(const Results& results, const std::string& path, const std::string& machine);
 
-/// What the library is compared with, and the version; "not installed" for what is missing.
+/// What the library is compared with, and the version; "not measured" for what the build did not
+/// find.
 std::vector<std::pair<std::string, std::string>> peerVersions();
 
 }  // namespace Bench

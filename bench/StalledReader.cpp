@@ -1,19 +1,15 @@
 // What a write costs while a reader does not read.
 #include <benchmark/benchmark.h>
-#include <sys/socket.h>
 
-#include <memory>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Helper.h"
+#include "LocalMirror.h"
 #include "Stp/StpStatus.h"
-#include "Tovo/AttrLog/Connection.h"
 
 namespace {
-
-using Tovo::NboAttrLog::Connection;
 
 constexpr size_t portCount = 1000;
 constexpr size_t flushEvery = 100;
@@ -29,20 +25,8 @@ class Stalled {
     for (size_t i = 0; i < portCount; ++i) {
       ports_.push_back(instance->mstiPortStatusIs("Ethernet" + std::to_string(i + 1), 1));
     }
-    host_.mount("/status", root);
-    if (!withReader) return;
-    int fds[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) throw std::runtime_error("socketpair");
-    writer_ = std::make_unique<Connection>(fds[0], host_);
-    reader_ = std::make_unique<Connection>(fds[1], guest_);
-    reader_->mount("/status", true);
-    while (reader_->synced() == 0 || reader_->boundCount() != portCount + 3) {
-      writer_->flush();
-      writer_->handleReadable();
-      reader_->flush();
-      reader_->handleReadable();
-      if (reader_->closed()) throw std::runtime_error(reader_->closeReason());
-    }
+    if (withReader) mirror_.emplace("/status", root);
+    root_ = root;
   }
 
   /// Changes another port each time, and another attribute when all have had their turn.
@@ -55,15 +39,13 @@ class Stalled {
       port.transitionsToForwardingCountIs(number + 1);
     }
     ++count_;
-    if (writer_ && count_ % flushEvery == 0) writer_->flush();
+    if (mirror_ && count_ % flushEvery == 0) mirror_->flush();
   }
 
  private:
-  Tovo::Directory host_;
-  Tovo::Directory guest_;
+  Pelmo::Ptr<Stp::Status> root_;
   std::vector<Pelmo::Ptr<Stp::MstiPortStatus>> ports_;
-  std::unique_ptr<Connection> writer_;
-  std::unique_ptr<Connection> reader_;
+  std::optional<Bench::LocalMirror> mirror_;
   size_t count_ = 0;
 };
 

@@ -7,12 +7,11 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "FarProcess.h"
 #include "Helper.h"
-#include "Stp/StpStatus.h"
+#include "Switch.h"
 #include "Tovo/AttrLog/Connection.h"
 
 namespace {
@@ -20,62 +19,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Tovo::NboAttrLog::Connection;
 
-constexpr size_t portCount = 64;
 constexpr size_t changeCount = 2000;
 constexpr int patience = 120 * 1000;  // milliseconds
 
 double nanoseconds(Clock::time_point from) {
   return std::chrono::duration<double, std::nano>(Clock::now() - from).count();
-}
-
-using Ports = std::vector<Pelmo::Ptr<Stp::MstiPortStatus>>;
-
-/// What an agent has written on a port that forwards.
-void fill(Stp::MstiPortStatus& port, uint16_t number) {
-  using Port = Stp::MstiPortStatus;
-  const Stp::BridgeId bridge(Stp::BridgePriority(32768), Stp::BridgeSystemId(1),
-                             Nelka::EthAddr("02:00:00:00:00:01"));
-  const Stp::PortId id(Stp::PortPriority(128), Stp::PortNumber(number));
-  Stp::PriorityVector vector;
-  vector.cistRootBridgeIdIs(bridge);
-  vector.regionalRootBridgeIdIs(bridge);
-  vector.bridgeIdIs(bridge);
-  vector.portIdIs(id);
-  Stp::TimesVector times;
-  times.maxAgeIs(Stp::TimerVal(20, 0));
-  times.fwdDelayIs(Stp::TimerVal(15, 0));
-  times.helloTimeIs(Stp::TimerVal(2, 0));
-  times.remainingHopsIs(20);
-  port.stateIs(Stp::PortState::forwarding);
-  port.portIdIs(id);
-  port.operIntPathCostIs(Stp::PathCost(2000));
-  port.portPriorityIs(vector);
-  port.portTimesIs(times);
-  port.designatedPriorityIs(vector);
-  port.designatedTimesIs(times);
-  port.roleIs(Port::Role::designated);
-  port.selectedRoleIs(Port::Role::designated);
-  port.infoIsIs(Port::InfoStatus::infoMine);
-  port.syncedIs(true);
-  port.learnIs(true);
-  port.forwardIs(true);
-  port.selectedIs(true);
-}
-
-Pelmo::Ptr<Stp::Status> built(size_t instances, Ports& ports) {
-  std::vector<Pelmo::String> names;
-  for (size_t i = 1; i <= portCount; ++i) names.emplace_back("Ethernet" + std::to_string(i));
-  const auto root = Stp::Status::StatusIs("status");
-  const auto tree = root->stpiStatusIs("Mstp");
-  for (size_t i = 0; i < instances; ++i) {
-    const auto instance =
-        tree->mstiStatusIs("Mst" + std::to_string(i), Stp::InstanceId(static_cast<uint16_t>(i)));
-    for (size_t at = 0; at < portCount; ++at) {
-      ports.push_back(instance->mstiPortStatusIs(names[at], 1));
-      fill(*ports.back(), static_cast<uint16_t>(at + 1));
-    }
-  }
-  return root;
 }
 
 void await(Connection& connection, uint32_t pong) {
@@ -92,20 +40,18 @@ void run(size_t instances) {
     connection.mount("/status", true);
     connection.runUntil([] { return false; }, patience);
   });
-  Ports ports;
-  ports.reserve(portCount * instances);
   const double beforeBuild = Bench::processorSeconds();
-  Tovo::Directory directory;
-  directory.mount("/status", built(instances, ports));
+  Bench::Switch tree(instances);
   const double build = Bench::processorSeconds() - beforeBuild;
 
+  Tovo::Directory directory;
+  directory.mount("/status", tree.root());
   auto at = Clock::now();
   const uint8_t start = 0;
   Bench::writeAll(far.fd(), &start, 1);
   auto connection = std::make_unique<Connection>(far.releaseFd(), directory);
-  // The root, the tree, the instances and the ports.
-  const size_t wanted = 2 + instances + ports.size();
-  if (!connection->runUntil([&] { return connection->boundCount() == wanted; }, patience)) {
+  if (!connection->runUntil([&] { return connection->boundCount() == tree.entities(); },
+                            patience)) {
     throw std::runtime_error("not mirrored: " + connection->closeReason());
   }
   await(*connection, connection->ping());
@@ -113,7 +59,7 @@ void run(size_t instances) {
 
   std::minstd_rand random(1);
   std::vector<Stp::MstiPortStatus*> changed(changeCount);
-  for (auto& port : changed) port = ports[random() % ports.size()].get();
+  for (auto& port : changed) port = tree.ports()[random() % tree.ports().size()];
   at = Clock::now();
   for (Stp::MstiPortStatus* port : changed) {
     port->fdbFlushIs(port->fdbFlush() + 1);
@@ -121,13 +67,13 @@ void run(size_t instances) {
   }
   const double change = nanoseconds(at);
 
-  ports.clear();
   const double beforeTearDown = Bench::processorSeconds();
   connection.reset();
   directory.unmount("/status");
+  tree.drop();
   const double tearDown = Bench::processorSeconds() - beforeTearDown;
 
-  const auto count = static_cast<double>(portCount * instances);
+  const auto count = static_cast<double>(tree.ports().size());
   std::printf("%.1f %.1f %.1f %.1f\n", 1e9 * build / count, mirror / count, change / changeCount,
               1e9 * tearDown / count);
 }
