@@ -441,23 +441,4 @@ TEST_F(EntityTest, ConstructorParametersTravelInTheStatedSizes) {
   EXPECT_EQ(logged(*Stp::VlanMembership::VlanMembershipIs(Nelka::IntfId())), "0000000000000000");
 }
 
-TEST_F(EntityTest, ScalarSetsDoNotAllocate) {
-  const auto status = Stp::statusFactory("s");
-  const auto port =
-      status->stpiStatusIs("i")->mstiStatusIs("m", Stp::InstanceId(1))->mstiPortStatusIs("p", 1);
-  Stp::PriorityVector vector;
-  vector.intRootPathCostIs(Stp::PathCost(5));
-  const Pelmo::String reason("a reason that is too long for any small buffer");
-  const size_t before = allocations();
-  for (int changed = 0; changed < 2; ++changed) {
-    status->stableIs(true);
-    status->stableDelayIs(31);
-    status->lastUnstableReasonIs(reason);
-    status->stableCounterInc(1);
-    port->designatedPriorityIs(vector);
-    port->roleIs(Stp::MstiPortStatus::Role::master);
-  }
-  EXPECT_EQ(allocations(), before);
-}
-
 }  // namespace

@@ -1,9 +1,7 @@
 #include "Support.h"
 
-#include <atomic>
 #include <bit>
 #include <cmath>
-#include <cstdlib>
 
 #include "Tovo/AllocTrack.h"
 #include "Tovo/System.h"
@@ -272,27 +270,3 @@ void Receiver::apply(unsigned id, std::string_view payload) {
 AssertionsThrow::AssertionsThrow()
     : previous_(Tovo::assertionHandlerIs(&Tovo::throwAssertionError)) {}
 AssertionsThrow::~AssertionsThrow() { Tovo::assertionHandlerIs(previous_); }
-
-// ------------------------------------------------------------------------------------- allocations
-
-namespace {
-std::atomic<size_t> allocationCount{0};
-}  // namespace
-
-size_t allocations() noexcept { return allocationCount; }
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define OWN_MALLOC
-#endif
-#endif
-#if !defined(OWN_MALLOC) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-// operator new comes here too, in every library of the process.
-extern "C" {
-void* __libc_malloc(size_t size);
-void* malloc(size_t size) noexcept {
-  ++allocationCount;
-  return __libc_malloc(size);
-}
-}
-#endif

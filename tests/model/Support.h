@@ -132,7 +132,3 @@ std::string rangeError(const Action& action) {
   }
   return "none";
 }
-
-/// Allocations by operator new and malloc so far, in this process; always 0 under a sanitizer,
-/// which has its own malloc.
-size_t allocations() noexcept;
