@@ -1,8 +1,9 @@
 # tdl_module(<target> FILES <file.tdl>... [IMPORT_DIRS <dir>...])
 #
 # Translates each description with tdc into <build>/generated/<folder>/<Name>.h and .cpp, <folder>
-# being the directory that the description stands in, and adds the sources to <target>. Users of
-# <target> include "<folder>/<Name>.h". A description is read again when it, one that it imports or
+# being the directory that the description stands in, and adds the sources to <target>, a library
+# that links Stp::frame. Imports are looked for in the description's folder, in IMPORT_DIRS and among
+# the descriptions of this project. Users of <target> include "<folder>/<Name>.h". A description is read again when it, one that it imports or
 # tdc changes; what comes out unchanged is not compiled again. The target's property TDL_HEADERS
 # lists the generated headers, for install().
 define_property(TARGET PROPERTY TDL_HEADERS BRIEF_DOCS "Headers that tdl_module() generates")
@@ -20,7 +21,7 @@ function(tdl_module target)
 
   set(generated "${PROJECT_BINARY_DIR}/generated")
   set(imports)
-  foreach(dir IN LISTS arg_IMPORT_DIRS)
+  foreach(dir IN LISTS arg_IMPORT_DIRS Stp_TDL_DIR)
     cmake_path(ABSOLUTE_PATH dir BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" NORMALIZE)
     list(APPEND imports -I "${dir}")
   endforeach()
@@ -41,11 +42,11 @@ function(tdl_module target)
     add_custom_command(
       OUTPUT "${stamp}"
       BYPRODUCTS "${header}" "${source}"
-      COMMAND tdc --out "${out}" ${imports} --depfile "${tdc_depfile}" "${file}"
+      COMMAND Stp::tdc --out "${out}" ${imports} --depfile "${tdc_depfile}" "${file}"
       COMMAND "${CMAKE_COMMAND}" "-DFROM=${tdc_depfile}" "-DTO=${depfile}" "-DTARGET=${stamp}" -P
               "${stp_retarget_depfile}"
       COMMAND "${CMAKE_COMMAND}" -E touch "${stamp}"
-      DEPENDS tdc "${file}"
+      DEPENDS "$<TARGET_FILE:Stp::tdc>" "${file}"
       DEPFILE "${depfile}"
       COMMENT "Translating ${folder}/${name}.tdl"
       VERBATIM)

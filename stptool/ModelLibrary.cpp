@@ -11,7 +11,8 @@ namespace stptool {
 
 namespace {
 
-constexpr const char* standardLibrary = "libStp.so";
+// By the name that programs load it by: the one without a version comes with the headers only.
+constexpr const char* standardLibrary = STPTOOL_STANDARD_LIBRARY;
 
 // The run path of the tool says the same, but is not followed where a sanitizer stands between the
 // tool and the loader.
@@ -19,7 +20,7 @@ std::string besideTool(const std::string& file) {
   std::error_code failed;
   const std::filesystem::path tool = std::filesystem::read_symlink("/proc/self/exe", failed);
   if (failed || file.find('/') != std::string::npos) return file;
-  const std::filesystem::path found = tool.parent_path().parent_path() / "lib" / file;
+  const std::filesystem::path found = tool.parent_path() / STPTOOL_LIBRARY_DIR / file;
   return std::filesystem::exists(found, failed) ? found.string() : file;
 }
 
