@@ -7,18 +7,25 @@
 
 namespace Bench {
 
-std::string outputOf(const char* program, const char* argument) {
+std::string ownFolder() {
   char self[4096];
   const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self);
-  std::string command(self, length > 0 ? static_cast<size_t>(length) : 0);
-  command.erase(command.rfind('/') + 1);
-  command = "'" + command + program + "' " + argument;
+  std::string path(self, length > 0 ? static_cast<size_t>(length) : 0);
+  path.erase(path.rfind('/') + 1);
+  return path;
+}
+
+std::string firstLineOf(const std::string& command) {
   char line[256] = "";
   if (std::FILE* output = ::popen(command.c_str(), "r")) {
     if (!std::fgets(line, sizeof line, output)) line[0] = '\0';
     ::pclose(output);
   }
   return line;
+}
+
+std::string outputOf(const char* program, const char* argument) {
+  return firstLineOf("'" + ownFolder() + program + "' " + argument);
 }
 
 double processorSeconds() {

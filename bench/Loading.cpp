@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <string_view>
@@ -27,6 +28,18 @@ void load(benchmark::State& state, const char* library, size_t modulesWanted) {
       return;
     }
     state.SetIterationTime(static_cast<double>(nanoseconds) / 1e9);
+  }
+}
+
+/// As it is installed: without the symbols that only a debugger needs.
+void strippedSize(benchmark::State& state) {
+  for (auto _ : state) {
+    const std::string library = "'" + Bench::ownFolder() + "../lib/libStp.so'";
+    const std::string line = Bench::firstLineOf("f=$(mktemp) && strip --strip-unneeded -o $f " +
+                                                library + " && stat -c %s $f; rm -f $f");
+    const double bytes = std::strtod(line.c_str(), nullptr);
+    if (bytes == 0) state.SkipWithError("strip has failed");
+    state.counters["bytes"] = bytes;
   }
 }
 
@@ -143,6 +156,7 @@ const bool registered = [] {
   return true;
 }();
 
+BENCHMARK(strippedSize)->Name("Size/libStp.so/stp")->Iterations(1);
 BENCHMARK(typeByName)->Name("TypeByName/stp");
 BENCHMARK(typeByNameInTable)->Name("TypeByName/limit");
 BENCHMARK(typeByNameInMap)->Name("TypeByName/peer:map");

@@ -50,7 +50,7 @@ class Gatherer : public BenchmarkReporter {
       Bench::Case& here = results.cases[name.substr(0, slash)];
       here.order = std::min(here.order, run.family_index);
       if (run.error_occurred) {
-        results.errors.push_back(name + ": " + run.error_message);
+        results.errors.insert(name + ": " + run.error_message);
         continue;
       }
       const std::string role = slash == std::string::npos ? "stp" : name.substr(slash + 1);

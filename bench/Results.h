@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,7 +39,7 @@ struct Case {
 
 struct Results {
   std::map<std::string, Case> cases;
-  std::vector<std::string> errors;
+  std::set<std::string> errors;
 
   /// In the order in which they were registered.
   std::vector<std::pair<std::string, const Case*>> inOrder() const;
