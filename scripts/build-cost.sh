@@ -49,24 +49,26 @@ awk -F '[| ]' '{ cpu += $(NF - 1) + $(NF - 2); size += $NF }
 echo
 echo "| what a change compiles again | files |"
 echo "|---|--:|"
-ninja -t deps | awk '/: #deps/ { object = $1 } /^ +.*generated\/Stp\/.*\.h$/ { print $1, object }' |
-  sed 's,.*generated/,,' | sort -u | awk '{ ++users[$1] }
-    END { for (header in users) {
-      name = header; sub(/\.h$/, ".tdl", name)
-      printf "| an attribute in %s | %d |\n", name, users[header] } }' | sort
+ninja -t deps | awk '
+  /: #deps/ { object = $1 }
+  /^ +.*generated\/Stp\/.*\.h$/ {
+    description = $1; sub(/.*generated\//, "", description); sub(/\.h$/, ".tdl", description)
+    if (!seen[description, object]++) ++users[description]
+  }
+  END { for (name in users) printf "| an attribute in %s | %d |\n", name, users[name] }' | sort
 objects=$(ninja -t deps | grep -c ': #deps.*VALID')
 echo "| everything | $objects |"
 
 echo
 echo "| template in libStp.so | instances | KiB |"
 echo "|---|--:|--:|"
-nm --size-sort --print-size --demangle lib/libStp.so | awk '
-  /</ {
-    size = $2; $1 = $2 = $3 = ""; name = $0; sub(/^ +/, "", name)
-    # Up to the first template argument; without what a function returns.
-    head = name; sub(/<.*/, "", head); sub(/.* /, "", head)
-    if (head == "" || head == "operator") next
-    if (!match(size, /^[0-9a-f]+$/)) next
+nm --size-sort --print-size --demangle lib/libStp.so | awk '{
+    size = $2; $1 = $2 = $3 = ""; sub(/^ +/, ""); sub(/ \[clone.*/, "")
+    # The name up to the first template argument, without what a function returns; not what only
+    # takes an argument of a template, nor an operator.
+    head = $0; sub(/<.*/, "", head)
+    if (head == $0 || head ~ /\(|operator$/) next
+    sub(/.* /, "", head)
     print head, size
   }' | while read -r head size; do echo "$head $((16#$size))"; done | awk '
   { ++count[$1]; total[$1] += $2 }

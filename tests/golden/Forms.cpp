@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <span>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <vector>
 

@@ -34,8 +34,9 @@ case $step in
     [ -z "$leaks" ] || fail "names of folders of this build in $leaks"
     for library in "$prefix"/lib*/lib*.so; do
       soname=$(readelf -d "$library" | sed -n 's/.*SONAME.*\[\(.*\)\].*/\1/p')
-      [ -e "${library%/*}/$soname" ] && [ "$soname" != "${library##*/}" ] ||
+      if [ ! -e "${library%/*}/$soname" ] || [ "$soname" = "${library##*/}" ]; then
         fail "$library has the SONAME '$soname', which is not installed beside it"
+      fi
     done
     ;;
   cmake)
