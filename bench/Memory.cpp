@@ -67,6 +67,7 @@ const bool registered = [] {
   add("Memory/element_of_320_bytes/stp", taken, "blocks");
   add("Memory/element_of_320_bytes/peer:unordered_map", taken, "blocks-std");
 #ifdef STP_BENCH_ABSL
+  add("Memory/MstiPortStatus/peer:absl_flat_hash_map", taken, "peer-absl");
   add("Memory/element_of_320_bytes/peer:absl_flat_hash_map", taken, "blocks-absl");
 #endif
   return true;
