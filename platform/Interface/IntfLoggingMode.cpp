@@ -7,9 +7,9 @@
 namespace {
 
 constexpr Tovo::EnumLiteral literals[] = {
-    {0, "off", "not logged"},
-    {1, "on", "logged"},
-    {2, "useGlobal", "as the bridge's own setting says"},
+    {0, "off", "Not logged."},
+    {1, "on", "Logged."},
+    {2, "useGlobal", "As the bridge's own setting says."},
 };
 constexpr Tovo::TypeDescriptor loggingModeType = Tovo::foreignEnum(
     "Interface::IntfLoggingMode", "Whether an interface's events are logged.", literals, 1);

@@ -92,7 +92,9 @@ std::ostream& operator<<(std::ostream& os, const String& text);
 
 }  // namespace Pelmo
 
+/// @cond
 template <>
 struct std::hash<Pelmo::String> {
   size_t operator()(const Pelmo::String& text) const noexcept { return text.hash(); }
 };
+/// @endcond

@@ -96,7 +96,7 @@ void appendText(std::string& out, bool value);
 void appendText(std::string& out, Seconds value);
 void appendText(std::string& out, const Pelmo::String& value);
 /// In single quotes; a quote and a backslash behind a backslash, other bytes than printable ASCII
-/// as \xHH.
+/// as a backslash, x and two hexadecimal digits.
 void appendQuoted(std::string& out, std::string_view text);
 
 }  // namespace Tovo

@@ -21,6 +21,7 @@ class Entity : public Pelmo::ObservableNode {
  public:
   ~Entity() override;
 
+  /// Where observers attach.
   virtual Pelmo::Publisher& publisher() noexcept;
   /// The record of the module that declares the type.
   virtual const TovoModule* typeData() const noexcept = 0;
@@ -33,9 +34,11 @@ class Entity : public Pelmo::ObservableNode {
   const Pelmo::String& name() const noexcept { return name_; }
   /// The name, or the text of the key.
   Pelmo::String nameString() const;
+  /// The owner of the collection that it is in; null while it has none.
   Entity* parent() const noexcept;
 
  protected:
+  /// Stores the name once in the process.
   explicit Entity(const Pelmo::String& name) : name_(Pelmo::String::interned(name)) {}
 
  private:

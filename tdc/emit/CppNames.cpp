@@ -34,11 +34,11 @@ std::string widthText(const TypeUse& use) {
     case TypeKind::u32:
       return "32 bits";
     case TypeKind::boolean:
-      return optional.empty() ? "" : "Optional";
+      return optional.empty() ? "" : "optional";
     case TypeKind::seconds:
-      return "Seconds";
+      return "seconds";
     default:
-      return optional.empty() ? "" : "Optional";
+      return optional.empty() ? "" : "optional";
   }
 }
 
@@ -244,8 +244,8 @@ std::vector<std::string> constructorArguments(const Type& entity) {
 }
 
 std::string summary(const Member& member) {
-  std::vector<std::string> parts;
-  const std::string width = member.unit.empty() ? widthText(member.type) : "In " + member.unit;
+  std::vector<std::string> parts = {"Id " + std::to_string(member.id)};
+  const std::string width = member.unit.empty() ? widthText(member.type) : "in " + member.unit;
   if (!width.empty()) parts.push_back(width);
   if (member.range) {
     parts.push_back(std::to_string(member.range->low.value) + " to " +
@@ -256,21 +256,25 @@ std::string summary(const Member& member) {
     start = implicitText(member.type);
   } else if (member.initial.kind == Default::Kind::number) {
     start = std::to_string(member.initial.number);
+  } else if (member.initial.kind == Default::Kind::boolean) {
+    start = member.initial.boolean ? "true" : "false";
+  } else if (member.initial.kind == Default::Kind::enumerator) {
+    start = member.initial.literal->name;
   }
+  const Member* origin = member.initial.origin;
+  if (origin && start != origin->name) start += " (" + origin->name + ")";
   const bool starts = member.kind == MemberKind::field || member.kind == MemberKind::counter ||
                       member.kind == MemberKind::attribute;
   if (starts && !start.empty()) parts.push_back("initially " + start);
   std::string text;
   for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
-  if (text.empty()) return text;
-  return capital(text) + ".";
+  return text + ".";
 }
 
-std::string documentation(const Member& member) {
-  std::string text = member.doc;
-  const std::string facts = summary(member);
-  if (!text.empty() && !facts.empty()) text += " ";
-  return text + facts;
+std::string documentation(const Member& member, const std::string& more) {
+  std::string text = member.doc + (member.doc.empty() ? "" : " ") + summary(member);
+  if (!more.empty()) text += " " + more;
+  return text;
 }
 
 }  // namespace tdc

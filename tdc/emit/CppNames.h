@@ -48,9 +48,9 @@ bool ownsFlow(const Type& entity);
 /// The name or key, then the parameters, as declared in a constructor.
 std::vector<std::string> constructorParameters(const Type& entity, const std::string& nameSpace);
 std::vector<std::string> constructorArguments(const Type& entity);
-/// "Seconds, 6 to 40, initially 20."
+/// "Id 261, in s, 6 to 40, initially 20 (defaultMaxAge)."
 std::string summary(const Member& member);
-/// A member's description and its summary.
-std::string documentation(const Member& member);
+/// A member's description, its summary, and what else is to be said.
+std::string documentation(const Member& member, const std::string& more = {});
 
 }  // namespace tdc

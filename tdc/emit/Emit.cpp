@@ -107,6 +107,7 @@ class Namespaces {
 
 void emitForwardDeclarations(Output& out, const Module& module) {
   out.header.line("struct " + tablesName(module) + ";");
+  out.header.doc("What the module says of its types.");
   out.header.line("extern \"C\" TDL_EXPORT const Tovo::TovoModule " + recordName(module) + ";");
   out.header.line();
   std::string open;
@@ -151,9 +152,10 @@ void emitSourceStart(Writer& out, const Module& module) {
 void emitTypeOf(Output& out, const Module& module) {
   for (const Type* type : module.types) {
     if (type->kind != TypeKind::enumeration) continue;
+    out.header.doc("The type that the enumeration stands for.");
     out.header.line("template <>");
     out.header.line("struct TDL_EXPORT Tovo::TypeOf<" + type->qualifiedName + "> {");
-    out.header.line("  static TovoTypeBase type() noexcept;");
+    out.header.line("  static TovoTypeBase type() noexcept;  ///< the registered type");
     out.header.line("};");
     out.source.line("Tovo::TovoTypeBase Tovo::TypeOf<" + type->qualifiedName +
                     ">::type() noexcept {");

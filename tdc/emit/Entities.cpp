@@ -143,7 +143,8 @@ class EntityClass {
          level = type_.revalidates && level ? level->base : nullptr) {
       addValidation(*level, constructor.body);
     }
-    if (!constructor.body.empty()) constructor.doc = "Checks what it starts from.";
+    constructor.doc = "Everything at its default, unobserved, without a parent.";
+    if (!constructor.body.empty()) constructor.doc += " Checks what it starts from.";
     constructor.place = Place::source;
     add(constructor);
 
@@ -154,6 +155,7 @@ class EntityClass {
     for (const Member& member : type_.members) {
       if (member.kind != MemberKind::own) continue;
       destructor.body.push_back("Frame::destroyOwned([this] { " + member.name + "DelAll(); });");
+      destructor.doc = "Removes what it owns first, one after the other, each published.";
     }
     destructor.place = Place::source;
     add(destructor);
@@ -205,8 +207,7 @@ class EntityClass {
 
   void addParameter(const Member& member) {
     Function get;
-    get.doc = documentation(member) + (documentation(member).empty() ? "" : " ") +
-              "Fixed at construction.";
+    get.doc = documentation(member, "Fixed at construction.");
     get.result = member.kind == MemberKind::key ? "const " + cppType(member.type, space_) + "&"
                                                 : parameterType(member.type, space_);
     get.name = member.name;
@@ -227,11 +228,12 @@ class EntityClass {
     add(get, &member);
 
     Function set;
+    set.doc = "Publishes a changed value.";
     set.result = "void";
     set.name = member.name + "Is";
     set.parameters = {parameterType(member.type, space_) + " value"};
     if (member.range) {
-      set.doc = "Throws Tovo::RangeException; then nothing has changed.";
+      set.doc += " Throws Tovo::RangeException; then nothing has changed.";
       set.body = {"Frame::rangedAttributeIs<" + boundExpression(member.range->low) + ", " +
                   boundExpression(member.range->high) + ">(*this, " + stored + ", value, " + id +
                   ", " + member.name + "Range);"};
@@ -241,7 +243,7 @@ class EntityClass {
     add(set, &member);
     if (member.kind != MemberKind::counter) return;
     Function inc;
-    inc.doc = "Adds, modulo the counter's width, and returns the new value.";
+    inc.doc = "Adds, modulo the counter's width, publishes and returns the new value.";
     inc.result = typeName(*member.type.type, space_);
     inc.name = member.name + "Inc";
     inc.parameters = {inc.result + " delta"};
@@ -262,15 +264,14 @@ class EntityClass {
   void addPointer(const Member& member) {
     const std::string type = storageType(member, space_);
     Function get;
-    get.doc =
-        member.doc + (member.doc.empty() ? "" : " ") + "Initially null; keeps its target alive.";
+    get.doc = documentation(member, "Initially null; keeps its target alive.");
     get.result = "const " + type + "&";
     get.name = member.name;
     get.suffix = "const noexcept";
     get.body = {"return " + storageName(member) + ";"};
     add(get, &member);
     Function set;
-    set.doc = "Compares by identity.";
+    set.doc = "Publishes another target; compares by identity.";
     set.result = "void";
     set.name = member.name + "Is";
     set.parameters = {"const " + type + "& value"};
@@ -296,12 +297,13 @@ class EntityClass {
 
   void addView(const Member& member, const std::string& view) {
     Function all = collectionFunction(
-        member.doc, "Frame::" + view + "<" + nodeName(member) + ">", member.name, {},
+        documentation(member), "Frame::" + view + "<" + nodeName(member) + ">", member.name, {},
         "const noexcept",
         "return Frame::" + view + "<" + nodeName(member) + ">(" + storageName(member) + ");");
     all.place = Place::header;
     add(all, &member);
-    add(collectionFunction("", "bool", member.name + "Contains", {keyParameter(member)}, "const",
+    add(collectionFunction("Whether there is an entry.", "bool", member.name + "Contains",
+                           {keyParameter(member)}, "const",
                            "return " + storageName(member) + ".find(key) != nullptr;"),
         &member);
   }
@@ -438,6 +440,7 @@ class EntityClass {
     type.body = {"return tovoStaticType();"};
     add(type);
     Function identity = type;
+    identity.doc = "The type that this class stands for.";
     identity.prefix = "static";
     identity.name = "tovoStaticType";
     identity.suffix = "noexcept";
@@ -474,6 +477,7 @@ class EntityClass {
       std::string node;
       switch (member.kind) {
         case MemberKind::own:
+          out.doc("Where an element of " + member.name + " has its key.");
           out.line("struct " + keyFunktorName(member) + " {");
           out.line("  const " + key + "& operator()(const " + element +
                    "& element) const noexcept;");
@@ -488,6 +492,7 @@ class EntityClass {
                  cppType(member.type, space_) + ">";
           break;
         default:
+          out.doc("Where a value of " + member.name + " has its key.");
           out.line("struct " + keyFunktorName(member) + " {");
           out.line("  " + key + " operator()(const " + element + "& value) const { return value." +
                    member.keyMember->name + "(); }");
@@ -501,6 +506,7 @@ class EntityClass {
   }
 
   static void declareNode(Writer& out, const Member& member, const std::string& base) {
+    out.doc("An entry of " + member.name + ".");
     const bool empty = member.kind == MemberKind::own;
     const std::string end = empty ? " {};" : " {";
     const std::string head = "class " + nodeName(member);
@@ -532,6 +538,7 @@ class EntityClass {
     out.line("  using " + base + "::FlowOut;");
     out.indent();
     Function identity;
+    identity.doc = "The type of the entities that it serves.";
     identity.prefix = "static";
     identity.result = "Tovo::TovoTypeBase";
     identity.name = "tovoStaticType";

@@ -14,7 +14,7 @@ std::string local(const Type& type) { return typeName(type, type.nameSpace); }
 std::vector<Function> instanceFunctions(const Type& type) {
   const std::string prefix = type.enclosing ? "static" : "TDL_EXPORT";
   Function byNumber;
-  byNumber.doc = "The literal with a number, or with a name; throws Tovo::RangeException.";
+  byNumber.doc = "The literal with a number; throws Tovo::RangeException.";
   byNumber.prefix = prefix;
   byNumber.result = type.enclosing ? type.name : local(type);
   byNumber.name = type.name + "Instance";
@@ -22,7 +22,7 @@ std::vector<Function> instanceFunctions(const Type& type) {
   byNumber.body = {"return Frame::literalOf<" + local(type) + ">(number);"};
   byNumber.place = Function::Place::source;
   Function byName = byNumber;
-  byName.doc.clear();
+  byName.doc = "The literal with a name; throws Tovo::RangeException.";
   byName.parameters = {"const Pelmo::String& name"};
   byName.body = {"return Frame::literalOf<" + local(type) + ">(name);"};
   return {byNumber, byName};

@@ -29,6 +29,7 @@ class ValueClass {
       out.line();
     }
     if (type_.encodedSize) {
+      out.doc("Bytes that a value takes in the log.");
       out.line("static constexpr size_t attrLogBytes = " + std::to_string(*type_.encodedSize) +
                ";");
     }
@@ -103,6 +104,7 @@ class ValueClass {
 
   void addConstruction() {
     Function plain;
+    plain.doc = isUnion() ? "Holds the first alternative." : "Every field at its default.";
     plain.name = type_.name;
     plain.place = Place::defaulted;
     add(plain);
@@ -120,7 +122,10 @@ class ValueClass {
       }
       fromFields.prefix = fields.size() == 1 ? "explicit constexpr" : "constexpr";
       if (holdsString()) fromFields.prefix = fields.size() == 1 ? "explicit" : "";
-      if (checked) fromFields.doc = "Throws Tovo::RangeException.";
+      fromFields.doc = fields.size() == storedFields(type_).size()
+                           ? "From its fields."
+                           : "From the fields that stay as they are constructed.";
+      if (checked) fromFields.doc += " Throws Tovo::RangeException.";
       fromFields.name = type_.name;
       add(fromFields);
     }
@@ -215,11 +220,12 @@ class ValueClass {
     addGetter(member, storageName(member));
     if (member.fixed) return;
     Function set;
+    set.doc = "Replaces the field.";
     set.result = "void";
     set.name = member.name + "Is";
     set.parameters = {parameterType(member.type, space_) + " value"};
     if (member.range) {
-      set.doc = "Throws Tovo::RangeException; then the value is what it was.";
+      set.doc += " Throws Tovo::RangeException; then the value is what it was.";
       set.body = {rangeCall(member, "Frame::rangedFieldIs", storageName(member) + ", value")};
     } else {
       set.body = {storageName(member) + " = value;"};
@@ -255,8 +261,8 @@ class ValueClass {
     };
     function(documentation(member), "const " + list + "&", member.name, {}, "const noexcept",
              "return " + stored + ";");
-    function("Throws Pelmo::VectorOutOfRangeException.", element, member.name, {"size_t index"},
-             "const", "return " + stored + ".at(index);");
+    function("One element. Throws Pelmo::VectorOutOfRangeException.", element, member.name,
+             {"size_t index"}, "const", "return " + stored + ".at(index);");
     function(
         "Overwrites an element. Throws Pelmo::VectorOutOfRangeException; then nothing changed.",
         "void", member.name + "Is", {"size_t index", element + " value"}, "&",
@@ -266,7 +272,8 @@ class ValueClass {
     function("Removes and returns the last element. Throws Pelmo::VectorEmptyException.",
              cppType(member.type, space_), member.name + "Pop", {}, "&",
              "return " + stored + ".pop();");
-    function("", "void", member.name + "PopAll", {}, "& noexcept", stored + ".clear();");
+    function("Removes all elements.", "void", member.name + "PopAll", {}, "& noexcept",
+             stored + ".clear();");
   }
 
   void addBits(const Member& member) {
@@ -277,14 +284,12 @@ class ValueClass {
     const std::string stored = storageName(*member.field);
     const std::string type = typeName(*member.type.type, space_);
     addGetter(member, "static_cast<" + type + ">(" + stored + " >> " + low + " & " + mask + ")");
-    functions_.back().function.doc = member.doc + (member.doc.empty() ? "" : " ") + "Bits " + low +
-                                     " to " + std::to_string(member.highBit) + " of " +
-                                     member.field->name + ".";
-    if (width == 1) {
-      functions_.back().function.doc = member.doc + (member.doc.empty() ? "" : " ") + "Bit " + low +
-                                       " of " + member.field->name + ".";
-    }
+    functions_.back().function.doc =
+        documentation(member, width == 1 ? "Bit " + low + " of " + member.field->name + "."
+                                         : "Bits " + low + " to " + std::to_string(member.highBit) +
+                                               " of " + member.field->name + ".");
     Function set;
+    set.doc = "Leaves the other bits as they are.";
     set.prefix = "constexpr";
     set.result = "void";
     set.name = member.name + "Is";
@@ -307,12 +312,14 @@ class ValueClass {
     get.place = Place::hand;
     add(get, &member);
     Function set;
+    set.doc = "Replaces the element at an index.";
     set.result = "void";
     set.name = member.name + "Is";
     set.parameters = {"uint8_t index", value + " value"};
     set.place = Place::hand;
     add(set, &member);
     Function del = set;
+    del.doc = "Removes the element at an index, where the type allows that.";
     del.name = member.name + "Del";
     del.parameters = {"uint8_t index"};
     add(del, &member);
@@ -331,8 +338,8 @@ class ValueClass {
   void addAlternative(const Member& member) {
     const std::string index = std::to_string(alternativeIndex(member));
     Function get;
-    get.doc = documentation(member) + (documentation(member).empty() ? "" : " ") +
-              "Throws Tovo::BadAlternativeException while another alternative is held.";
+    get.doc = documentation(
+        member, "Throws Tovo::BadAlternativeException while another alternative is held.");
     get.result = parameterType(member.type, space_);
     get.name = member.name;
     get.suffix = "const";
@@ -341,6 +348,7 @@ class ValueClass {
                 "return std::get<" + index + ">(held_);"};
     add(get, &member);
     Function set;
+    set.doc = "Holds this alternative from now on.";
     set.result = "void";
     set.name = member.name + "Is";
     set.parameters = {parameterType(member.type, space_) + " value"};
@@ -368,6 +376,7 @@ class ValueClass {
     addCodec();
     addHash();
     Function text;
+    text.doc = "Appends the text form.";
     text.result = "void";
     text.name = "appendText";
     text.parameters = {"std::string& out"};
@@ -376,6 +385,7 @@ class ValueClass {
     text.place = Place::source;
     add(text);
     Function identity;
+    identity.doc = "The type that this class stands for.";
     identity.prefix = "static";
     identity.result = "Tovo::TovoTypeBase";
     identity.name = "tovoStaticType";
@@ -385,6 +395,7 @@ class ValueClass {
     identity.place = Place::source;
     add(identity);
     Function equal;
+    equal.doc = "Compares two values that are known by their addresses only.";
     equal.prefix = "static";
     equal.result = "bool";
     equal.name = "isEq";
@@ -394,6 +405,7 @@ class ValueClass {
     add(equal);
 
     Function print;
+    print.doc = "Prints the text form, whatever base, fill and locale the stream has.";
     print.prefix = "TDL_EXPORT";
     print.result = "std::ostream&";
     print.name = "operator<<";
@@ -406,12 +418,14 @@ class ValueClass {
   void addCodec() {
     if (type_.encodedSize) {
       Function encode;
+      encode.doc = "Writes attrLogBytes bytes.";
       encode.result = "void";
       encode.name = "encode";
       encode.parameters = {storedFields(type_).empty() ? "uint8_t*" : "uint8_t* to"};
       encode.suffix = "const noexcept";
       const bool empty = storedFields(type_).empty();
       Function fill;
+      fill.doc = "Reads attrLogBytes bytes, without range checks.";
       fill.result = "void";
       fill.name = "decodeFrom";
       fill.parameters = {empty ? "const uint8_t*" : "const uint8_t* from"};
@@ -436,6 +450,7 @@ class ValueClass {
       }
       add(fill);
       Function decode;
+      decode.doc = "A value from attrLogBytes bytes, without range checks.";
       decode.prefix = "static";
       decode.result = type_.name;
       decode.name = "decode";
@@ -447,12 +462,14 @@ class ValueClass {
       return;
     }
     Function size;
+    size.doc = "Bytes that the value takes in the log.";
     size.prefix = "TDL_EXPORT";
     size.result = "size_t";
     size.name = "attrLogSize";
     size.parameters = {"const " + type_.name + "* value"};
     size.place = Place::source;
     Function write;
+    write.doc = "Writes the log form.";
     write.prefix = "TDL_EXPORT";
     write.result = "Tovo::NboAttrLog::Out&";
     write.name = "operator<<";
@@ -521,7 +538,7 @@ class ValueClass {
       if (!member.isConstant()) continue;
       if (first) out.line();
       first = false;
-      out.doc(member.doc);
+      out.doc(documentation(member));
       if (member.type.type->kind == TypeKind::string) {
         out.line("static const Pelmo::String " + member.name + ";");
       } else {
@@ -538,6 +555,7 @@ class ValueClass {
 
   void declareComparison(Writer& out) const {
     const std::string pair = "(const " + type_.name + "& a, const " + type_.name + "& b)";
+    out.doc("Whether all that they hold is equal.");
     out.line("friend bool operator==(const " + type_.name + "&, const " + type_.name +
              "&) = default;");
     if (type_.order == Order::none) return;
@@ -549,6 +567,8 @@ class ValueClass {
       out.line("}");
       return;
     }
+    out.doc(isUnion() || type_.handOrder ? "In the order that the class states."
+                                         : "By the fields, the first one first.");
     const std::string head = "friend std::strong_ordering operator<=>(";
     const std::vector<std::string> parameters = {"const " + type_.name + "& a",
                                                  "const " + type_.name + "& b"};
@@ -612,6 +632,7 @@ void emitValue(Output& out, const Type& type) {
 }
 
 void declareRangeMessage(Writer& out, const Member& member) {
+  out.doc("What the exception says when " + member.name + " is refused.");
   const std::string name = "static constexpr char " + member.name + "Range[] =";
   const std::string text = literal(rangeMessage(member));
   if (out.indentation() + name.size() + 1 + text.size() + 1 <= Writer::width) {
