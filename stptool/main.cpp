@@ -20,6 +20,7 @@ struct AllOptions {
   EncodeOptions encode;
   DecodeOptions decode;
   GraphOptions graph;
+  ReferenceOptions reference;
   ServeOptions serve;
   TreeOptions tree;
   GetOptions get;
@@ -48,6 +49,7 @@ class CommandLine {
     addEncode();
     addDecode();
     addGraph();
+    addReference();
     addServe();
     addTree();
     addGet();
@@ -171,6 +173,16 @@ class CommandLine {
       options.types = types->count() > 0;
       run_ = [&options] { runGraph(options); };
     });
+  }
+
+  void addReference() {
+    ReferenceOptions& options = options_.reference;
+    CLI::App* reference = command("reference", "Writes the model as pages to read, one a module",
+                                  "stptool reference docs/model", &runReference, options);
+    reference->add_option("FOLDER", options.folder, "Where the pages go; made when it is not there")
+        ->type_name("")
+        ->required();
+    reference->add_flag("--html", options.html, "Write HTML; Markdown without it");
   }
 
   void addServe() {

@@ -46,6 +46,12 @@ struct GraphOptions {
 };
 void runGraph(const GraphOptions& options);
 
+struct ReferenceOptions {
+  std::string folder;
+  bool html = false;
+};
+void runReference(const ReferenceOptions& options);
+
 struct ServeOptions {
   std::string socket;
   std::vector<std::string> load;

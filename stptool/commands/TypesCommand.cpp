@@ -6,6 +6,7 @@
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Json.h"
 #include "stptool/json/ValueJson.h"
+#include "stptool/model/Describe.h"
 #include "stptool/model/FindType.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/Output.h"
@@ -21,61 +22,9 @@ using Tovo::AttributeKind;
 using Tovo::TovoTypeBase;
 using Tovo::TypeDescriptor;
 
-const char* kindName(Tovo::TypeKind kind) {
-  switch (kind) {
-    case Tovo::TypeKind::value:
-      return "value";
-    case Tovo::TypeKind::unionValue:
-      return "union";
-    case Tovo::TypeKind::entity:
-      return "entity";
-    case Tovo::TypeKind::enumeration:
-      return "enum";
-  }
-  return "?";
-}
-
-const char* kindName(Attribute attribute) {
-  switch (attribute.kind()) {
-    case AttributeKind::name:
-    case AttributeKind::nameString:
-      return "name";
-    case AttributeKind::field:
-      return attribute.has(AttributeDescriptor::list)      ? "list"
-             : attribute.has(AttributeDescriptor::counter) ? "counter"
-                                                           : "field";
-    case AttributeKind::constant:
-      return "const";
-    case AttributeKind::bits:
-      return "bits";
-    case AttributeKind::indexed:
-      return "indexed";
-    case AttributeKind::query:
-      return "query";
-    case AttributeKind::alternative:
-      return "alt";
-    case AttributeKind::parameter:
-      return "param";
-    case AttributeKind::attribute:
-      return attribute.has(AttributeDescriptor::counter) ? "counter" : "attr";
-    case AttributeKind::pointer:
-      return "ptr";
-    case AttributeKind::ownCollection:
-      return "own";
-    case AttributeKind::refCollection:
-      return "ref";
-    case AttributeKind::valueCollection:
-      return "map";
-    case AttributeKind::selfKeyedCollection:
-      return "set";
-  }
-  return "?";
-}
-
-// "Stp::MstiHw by String", "u16", "const Stp::Config".
-std::string typeText(Attribute attribute) {
-  std::string text = attribute.typeName();
-  if (attribute.has(AttributeDescriptor::toConst)) text = "const " + text;
+// "Stp::MstiHw by String".
+std::string typeAndKeyText(Attribute attribute) {
+  std::string text = typeText(attribute);
   if (attribute.isCollection()) text.append(" by ").append(attribute.keyTypeName());
   return text;
 }
@@ -94,15 +43,6 @@ std::string notes(Attribute attribute) {
   const std::string sentence = firstSentence(attribute.detail().doc);
   if (!text.empty() && !sentence.empty()) text += " ";
   return text + sentence;
-}
-
-// The default that a record's type gives is found there; it would only widen the table.
-std::string defaultCell(Attribute attribute) {
-  std::string text = Tovo::defaultText(attribute);
-  if (!text.starts_with("Value(") || isConstant(attribute)) return text;
-  Tovo::ValueBuffer own(attribute.ops());
-  own.constructDefault();
-  return text == Tovo::valueText(attribute.ops(), own.get()) ? std::string() : text;
 }
 
 std::string documentation(const char* doc) {
@@ -147,8 +87,8 @@ std::string attributesText(TovoTypeBase type) {
   Tovo::forEachAttribute(type, [&](Attribute attribute) {
     const std::string id = std::to_string(attribute.id());
     Table& table = isConstant(attribute) ? constants : attributes;
-    table.row({id, kindName(attribute), attribute.name(), typeText(attribute),
-               defaultCell(attribute), rangeAndUnit(attribute), notes(attribute)});
+    table.row({id, kindName(attribute), attribute.name(), typeAndKeyText(attribute),
+               shownDefault(attribute), rangeAndUnit(attribute), notes(attribute)});
   });
   std::string text = attributes.text("  ");
   if (!attributes.empty() && !constants.empty()) text += "\n";

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "stptool/graph/Graph.h"
+#include "stptool/text/Markup.h"
 #include "stptool/text/Printable.h"
 #include "stptool/text/Table.h"
 
@@ -31,28 +32,7 @@ struct Place {
   int width = 0;
 };
 
-std::string escaped(const std::string& text) {
-  std::string out;
-  for (const char c : printable(text)) {
-    switch (c) {
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '&':
-        out += "&amp;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
+std::string escaped(const std::string& text) { return markupEscaped(printable(text)); }
 
 int widthOf(const std::string& text, int advance) {
   return static_cast<int>(textWidth(printable(text))) * advance;
