@@ -178,11 +178,10 @@ std::string unitCell(Attribute attribute) {
 
 Prose descriptionCell(Attribute attribute) {
   Prose text = proseOf(attribute.detail().doc ? attribute.detail().doc : "");
-  if (attribute.has(AttributeDescriptor::readOnly)) {
-    text = joined(std::move(text), cell("Reflection may only read it."));
-  }
   if (attribute.has(AttributeDescriptor::fixed) || attribute.kind() == AttributeKind::parameter) {
     text = joined(std::move(text), cell("Fixed at construction."));
+  } else if (attribute.has(AttributeDescriptor::readOnly)) {
+    text = joined(std::move(text), cell("Reflection may only read it."));
   }
   if (attribute.kind() == AttributeKind::ownCollection) {
     Prose made;

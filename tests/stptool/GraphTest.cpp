@@ -69,14 +69,6 @@ TEST(TypeGraph, HasEveryEntityTypeOnce) {
   EXPECT_EQ(titles.size(), entities);
 }
 
-// The picture in the documentation is what the tool draws today. To renew it:
-// stptool graph --types Stp::Config --svg > docs/images/configuration.svg
-TEST(TypeGraph, IsThePictureInTheDocumentation) {
-  const Ended drawn = runTool({"graph", "--types", "Stp::Config", "--svg"});
-  EXPECT_EQ(drawn.code, 0) << drawn.err;
-  EXPECT_EQ(drawn.out, readFile(std::string(IMAGES) + "/configuration.svg"));
-}
-
 TEST(LiveGraph, ColoursStatesAndMarksWhatPointersLeadTo) {
   const TemporaryFolder folder;
   RunningServer server({folder.write("status.json", R"({"mounts": {"/s": {
