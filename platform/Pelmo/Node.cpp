@@ -1,5 +1,7 @@
 #include "Pelmo/Node.h"
 
+#include "Pelmo/Publisher.h"
+
 namespace Pelmo {
 
 namespace {
@@ -12,6 +14,7 @@ Node::~Node() = default;
 void Node::lastUserGone() noexcept { delete this; }
 
 void Node::die() noexcept {
+  if (Publisher::keeps(*this)) return;
   references_.set(dyingReferences);
   lastUserGone();
 }

@@ -7,6 +7,8 @@
 
 namespace Pelmo {
 
+class Publisher;
+
 /// A node starts with one reference, which belongs to whoever made it (Ptr::adopt takes it over).
 /// Neither copied nor moved: its address is its identity.
 ///
@@ -22,7 +24,8 @@ class Node {
   Node& operator=(const Node&) = delete;
   virtual ~Node();
 
-  /// Called when the last reference is dropped; destroys the node. References taken and dropped
+  /// Called when the last reference is dropped, or where that happens while the node's observers
+  /// are told of a change, behind the last of them; destroys the node. References taken and dropped
   /// while it runs have no effect, so a dying node cannot die twice.
   virtual void lastUserGone() noexcept;
 
@@ -41,6 +44,7 @@ class Node {
   Node() noexcept = default;
 
  private:
+  friend class Publisher;
   void die() noexcept;
 
   mutable RefCount references_{1};

@@ -1,8 +1,9 @@
 #include "Pelmo/Publisher.h"
 
-#include <cstddef>
+#include <boost/container/small_vector.hpp>
 #include <exception>
-#include <vector>
+#include <span>
+#include <utility>
 
 #include "Pelmo/Ptr.h"
 
@@ -14,19 +15,99 @@ Publisher::ChildWalk childWalk = nullptr;
 
 uint64_t lastSerial = 0;
 
-// The place in an observer list where a notification stands. An observer that goes away moves the
-// places that were to call it next.
-struct Place {
-  explicit Place(Observer* first) noexcept : next(first), outer(innermost) { innermost = this; }
-  ~Place() { innermost = outer; }
-
-  Observer* next;
-  Place* outer;
-  static Place* innermost;
-};
-Place* Place::innermost = nullptr;
-
 }  // namespace
+
+/// A notification that is going on in this thread.
+///
+/// Its nodes outlive it: where the last reference is dropped meanwhile, the node dies at the end.
+/// References of its own would do that too, but counting up and down again takes longer than the
+/// call of an observer; this way only a node that does die pays. Among threads they are needed all
+/// the same, see publishToAll.
+class Publisher::Publication {
+ public:
+  /// The publishers whose observers are called, the lowest first.
+  explicit Publication(std::span<Publisher*> levels) noexcept
+      : levels_(levels), outer_(innermost_) {
+    innermost_ = this;
+  }
+  Publication(const Publication&) = delete;
+  Publication& operator=(const Publication&) = delete;
+  ~Publication() {
+    if (nodeGone_) [[unlikely]]
+      bury();
+    innermost_ = outer_;
+  }
+
+  /// Calls those who were there when the publication began, recursive ones only if so asked.
+  template <bool recursiveOnly>
+  void notify(Observer* first, const Change& change, uint64_t lastAttachment,
+              std::exception_ptr& failure) noexcept {
+    for (Observer* observer = first; observer;) {
+      Observer* next = observer->next_;
+      next_ = next;
+      if (observer->serial_ <= lastAttachment && (!recursiveOnly || observer->recursive())) {
+        try {
+          observer->handleChange(change);
+        } catch (...) {
+          if (!failure) failure = std::current_exception();
+        }
+      }
+      observer = next;
+      // Rarely true, so the processor need not wait for next_ to come back from memory.
+      if (nextGone_) [[unlikely]] {
+        observer = next_;
+        nextGone_ = false;
+      }
+    }
+  }
+
+  /// An observer leaves its list: whoever was to call it next calls the one behind it.
+  static void observerGone(const Observer& observer) noexcept {
+    for (Publication* at = innermost_; at; at = at->outer_) {
+      if (at->next_ != &observer) continue;
+      at->next_ = observer.next_;
+      at->nextGone_ = true;
+    }
+  }
+
+  /// True when the node is part of a publication, which then sees to its end.
+  static bool keeps(const Node& node) noexcept {
+    for (Publication* at = innermost_; at; at = at->outer_) {
+      for (const Publisher* level : at->levels_) {
+        if (!level || &level->node() != &node) continue;
+        at->nodeGone_ = true;
+        return true;
+      }
+    }
+    return false;
+  }
+
+ private:
+  // One node that dies may take others along: they are kept until their turn comes. One that an
+  // outer publication is about goes on living until the end of that.
+  [[gnu::noinline, gnu::cold]] void bury() noexcept {
+    while (std::exchange(nodeGone_, false)) {
+      for (Publisher*& level : levels_) {
+        if (!level || level->node().references() != 0) continue;
+        std::exchange(level, nullptr)->node().die();
+      }
+    }
+  }
+
+  std::span<Publisher*> levels_;
+  Observer* next_ = nullptr;
+  Publication* outer_;
+  bool nextGone_ = false;
+  bool nodeGone_ = false;
+
+  // A word at a fixed place in each thread's block, without a call to find it.
+  [[gnu::tls_model("initial-exec")]] static thread_local constinit Publication* innermost_;
+};
+
+[[gnu::tls_model("initial-exec")]] thread_local constinit Publisher::Publication*
+    Publisher::Publication::innermost_ = nullptr;
+
+bool Publisher::keeps(const Node& node) noexcept { return Publication::keeps(node); }
 
 Publisher::~Publisher() {
   while (Observer* observer = first()) {
@@ -36,64 +117,37 @@ Publisher::~Publisher() {
   }
 }
 
-namespace {
-
-// What the observers of one list threw, the first of it.
-void remember(std::exception_ptr& failure) noexcept {
-  if (!failure) failure = std::current_exception();
-}
-
-}  // namespace
-
-template <class Include>
-void Publisher::notify(Observer* first, const Change& change, uint64_t limit,
-                       std::exception_ptr& failure, const Include& include) {
-  Place place(first);
-  while (Observer* observer = place.next) {
-    place.next = observer->next_;
-    if (observer->serial_ > limit || !include(*observer)) continue;
-    try {
-      observer->handleChange(change);
-    } catch (...) {
-      remember(failure);
-    }
-  }
-}
-
 void Publisher::publish(const Change& change) {
-  if ((observers_ & observedFromAbove) != 0) return publishUpwards(change);
-  // An observer may drop the last reference to the node; the others are called all the same.
-  const Ptr<Node> self(&node());
-  std::exception_ptr failure;
-  notify(first(), change, lastSerial << 1 | 1, failure, [](const Observer&) { return true; });
-  if (failure) std::rethrow_exception(failure);
+  const bool fromAbove = (observers_ & observedFromAbove) != 0;
+  if (fromAbove || first()->next_ || ThreadControl::tsp_) return publishToAll(change);
+  // The one observer of most nodes: nothing to go on to, and its exception is the caller's.
+  Publisher* self = this;
+  const Publication publication({&self, 1});
+  first()->handleChange(change);
 }
 
-void Publisher::publishUpwards(const Change& change) {
+void Publisher::publishToAll(const Change& change) {
+  constexpr size_t usualDepth = 8;
   // An observer may move the node elsewhere in the tree: whoever is above it now is called.
-  constexpr size_t inlineDepth = 8;
-  Ptr<Node> nodes[inlineDepth];
-  Publisher* publishers[inlineDepth];
-  size_t depth = 0;
-  std::vector<std::pair<Ptr<Node>, Publisher*>> deeper;
-  for (Publisher* above = upstream_; above; above = above->upstream_) {
-    if (!above->first()) continue;
-    if (depth < inlineDepth) {
-      nodes[depth] = Ptr<Node>(&above->node());
-      publishers[depth++] = above;
-    } else {
-      deeper.emplace_back(Ptr<Node>(&above->node()), above);
+  boost::container::small_vector<Publisher*, usualDepth> levels{this};
+  for (Publisher* at = this; (at->observers_ & observedFromAbove) != 0;) {
+    at = at->upstream_;
+    if (at->first()) levels.push_back(at);
+  }
+  // Another thread may drop a last reference without seeing this one's publications.
+  boost::container::small_vector<Ptr<Node>, usualDepth> held;
+  if (ThreadControl::tsp_) {
+    for (Publisher* level : levels) held.emplace_back(&level->node());
+  }
+  std::exception_ptr failure;
+  {
+    Publication publication({levels.data(), levels.size()});
+    const uint64_t lastAttachment = lastSerial << 1 | 1;
+    publication.notify<false>(first(), change, lastAttachment, failure);
+    for (size_t i = 1; i < levels.size(); ++i) {
+      publication.notify<true>(levels[i]->first(), change, lastAttachment, failure);
     }
   }
-  const Ptr<Node> self(&node());
-  const uint64_t limit = lastSerial << 1 | 1;
-  std::exception_ptr failure;
-  notify(first(), change, limit, failure, [](const Observer&) { return true; });
-  const auto recursive = [](const Observer& observer) { return observer.recursive(); };
-  for (size_t i = 0; i < depth; ++i) {
-    notify(publishers[i]->first(), change, limit, failure, recursive);
-  }
-  for (auto& [node, above] : deeper) notify(above->first(), change, limit, failure, recursive);
   if (failure) std::rethrow_exception(failure);
 }
 
@@ -156,9 +210,7 @@ void Observer::detach() noexcept {
 }
 
 void Observer::unlink() noexcept {
-  for (Place* place = Place::innermost; place; place = place->outer) {
-    if (place->next == this) place->next = next_;
-  }
+  Publisher::Publication::observerGone(*this);
   if (previous_) {
     previous_->next_ = next_;
   } else {

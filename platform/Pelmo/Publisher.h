@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 
 #include "Pelmo/Node.h"
 
@@ -61,13 +60,15 @@ class Publisher {
   static void childWalkIs(ChildWalk walk) noexcept;
 
  private:
+  class Publication;
   friend class Observer;
+  friend class Node;
 
   void publish(const Change& change);
-  void publishUpwards(const Change& change);
-  template <class Include>
-  static void notify(Observer* first, const Change& change, uint64_t limit,
-                     std::exception_ptr& failure, const Include& include);
+  void publishToAll(const Change& change);
+  /// For a node without references: true when a notification of it is going on, at whose end it
+  /// dies.
+  static bool keeps(const Node& node) noexcept;
   Observer* first() const noexcept {
     return reinterpret_cast<Observer*>(observers_ & ~observedFromAbove);
   }

@@ -239,6 +239,47 @@ TEST_F(PublisherTest, DroppingTheLastReferenceInANotification) {
   }
 }
 
+TEST_F(PublisherTest, ANodeWithoutReferencesLivesUntilItsOutermostNotificationEnds) {
+  Ptr<TreeNode> kept;
+  const struct {
+    const char* what;
+    std::function<void(TreeNode&)> act;  // behind the drop of the last reference
+    Calls expected;
+  } cases[] = {
+      {"nothing", [](TreeNode&) {}, {"a1", "end", "a gone"}},
+      {"sets", [](TreeNode& dying) { dying.change(2); }, {"a1", "a2", "end", "a gone"}},
+      {"takes and drops references",
+       [](TreeNode& dying) {
+         for (int i = 0; i < 3; ++i) const Ptr<Node> visitor(&dying);
+       },
+       {"a1", "end", "a gone"}},
+      {"keeps it after all", [&](TreeNode& dying) { kept = Ptr<TreeNode>(&dying); }, {"a1", "end"}},
+  };
+  for (const bool many : {false, true}) {  // an only observer goes a way of its own
+    for (const auto& each : cases) {
+      SCOPED_TRACE(each.what);
+      node = TreeNode::make();
+      a.observe(node->publisher());
+      if (many) d.observe(node->publisher());
+      a.then = [&](const Change& change) {
+        if (change.attribute != 1) return;
+        node = nullptr;
+        each.act(static_cast<TreeNode&>(change.source.node()));
+        calls.push_back("end");
+      };
+      calls.clear();
+      node.get()->change(1);
+      std::erase_if(calls, [](const std::string& call) { return call[0] == 'd'; });
+      EXPECT_EQ(calls, each.expected);
+      if (kept) {
+        EXPECT_EQ(kept->references(), 1u);
+        kept = nullptr;
+        EXPECT_EQ(calls.back(), many ? "d gone" : "a gone");
+      }
+    }
+  }
+}
+
 TEST_F(PublisherTest, ALongChainOfAncestorsIsCalledUpwards) {
   constexpr int depth = 25;
   std::vector<Ptr<TreeNode>> chain;
