@@ -18,26 +18,36 @@ void HashMap2018::insert(const HashMap2018VTable& ops, void* node) {
   const uint32_t place = table.used++;
   table.order[place] = node;
   ++table.live;
-  if (!table.index) return;
-  const uint32_t hash = ops.hash(ops.key(node));
-  uint32_t at = hash & (table.slots - 1);
-  while (table.index[at].place != nowhere) at = (at + 1) & (table.slots - 1);
-  table.index[at] = {hash, place};
-  ++table.filled;
+  if (table.index) table.addToIndex(ops.hash(ops.key(node)), node, place);
 }
 
-void* HashMap2018::remove(uint32_t hash, uint32_t place) noexcept {
+void HashMap2018::Table::addToIndex(uint32_t hash, void* node, uint32_t place) noexcept {
+  uint32_t at = hash & (slots - 1);
+  while (index[at] != unused) at = (at + 1) & (slots - 1);
+  index[at] = reinterpret_cast<Word>(node) | tagOf(hash);
+  places()[at] = place;
+  ++filled;
+}
+
+void HashMap2018::remove(uint32_t at) noexcept {
   Table& table = *table_;
+  uint32_t place = at;
   if (table.index) {
-    uint32_t at = hash & (table.slots - 1);
-    while (table.index[at].place != place) at = (at + 1) & (table.slots - 1);
-    table.index[at].place = erased;
+    place = table.places()[at];
+    const uint32_t mask = table.slots - 1;
+    table.index[at] = erased;
+    // Where no search went on, none needs to: erased slots before an unused one are unused too.
+    if (table.index[(at + 1) & mask] == unused) {
+      for (; table.index[at] == erased; at = (at - 1) & mask) {
+        table.index[at] = unused;
+        --table.filled;
+      }
+    }
   }
-  void* node = std::exchange(table.order[place], nullptr);
+  table.order[place] = nullptr;
   if (--table.live == 0 && table.users == 1) {
     letGo(std::exchange(table_, nullptr));
   }
-  return node;
 }
 
 void HashMap2018::clear(const HashMap2018VTable& ops) noexcept {
@@ -73,9 +83,10 @@ void HashMap2018::makeRoom(const HashMap2018VTable& ops) {
       compact();
       if (table.index) fillIndex(table, ops);
     } else {
-      if (table.capacity >= erased - 16) throw std::length_error("a collection is full");
+      constexpr uint32_t most = nowhere - 1;
+      if (table.capacity >= most - 16) throw std::length_error("a collection is full");
       const uint32_t capacity =
-          static_cast<uint32_t>(std::min<uint64_t>(uint64_t{table.capacity} * 3 / 2 + 2, erased));
+          static_cast<uint32_t>(std::min<uint64_t>(uint64_t{table.capacity} * 3 / 2 + 2, most));
       auto* order = static_cast<void**>(std::realloc(table.order, capacity * sizeof(void*)));
       if (!order) throw std::bad_alloc();
       table.order = order;
@@ -90,7 +101,7 @@ void HashMap2018::makeRoom(const HashMap2018VTable& ops) {
     const uint32_t elements = std::max(table.live, unindexed) + 1;
     const uint32_t slots = std::bit_ceil(elements + elements / 3 + 2);
     if (slots != table.slots) {
-      auto* index = static_cast<Slot*>(std::malloc(slots * sizeof(Slot)));
+      auto* index = static_cast<Word*>(std::malloc(slots * (sizeof(Word) + sizeof(uint32_t))));
       if (!index) throw std::bad_alloc();
       std::free(table.index);
       table.index = index;
@@ -107,16 +118,13 @@ void HashMap2018::compact() noexcept {
 }
 
 void HashMap2018::fillIndex(Table& table, const HashMap2018VTable& ops) noexcept {
-  std::fill_n(table.index, table.slots, Slot{0, nowhere});
+  std::fill_n(table.index, table.slots, unused);
+  table.filled = 0;
   for (uint32_t place = 0; place < table.used; ++place) {
-    const void* node = table.order[place];
-    if (!node) continue;
-    const uint32_t hash = ops.hash(ops.key(node));
-    uint32_t at = hash & (table.slots - 1);
-    while (table.index[at].place != nowhere) at = (at + 1) & (table.slots - 1);
-    table.index[at] = {hash, place};
+    if (void* node = table.order[place]) {
+      table.addToIndex(ops.hash(ops.key(node)), node, place);
+    }
   }
-  table.filled = table.live;
 }
 
 void HashMap2018::letGo(Table* table) noexcept {
@@ -158,10 +166,10 @@ bool HashMap2018::Iterator::moveBehind(const HashMap2018& map, const HashMap2018
                                        const void* key) noexcept {
   place_ = 0;
   if (map.empty()) return false;
-  const uint32_t place =
-      map.findPlace(ops.hash(key), [&](const void* node) { return ops.keyEqualsNode(key, node); });
-  if (place == nowhere) return false;
-  place_ = place + 1;
+  const Found found =
+      map.locate(ops.hash(key), [&](const void* node) { return ops.keyEqualsNode(key, node); });
+  if (!found.node) return false;
+  place_ = map.placeOf(found) + 1;
   return true;
 }
 

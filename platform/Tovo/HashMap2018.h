@@ -41,27 +41,42 @@ struct HashMap2018VTable::Impl {
 ///
 ///   table   counts, and pointers to:
 ///   order   node pointers in insertion order, null where one was erased
-///   index   open addressing, 8 bytes a slot: hash, place in `order`; none below nine elements
+///   index   open addressing, 12 bytes a slot; none below nine elements: words with the node and
+///           a part of its hash, so that a search goes from the slot to the node at once, then,
+///           for who erases, the places in `order`
 class HashMap2018 {
   static constexpr uint32_t nowhere = 0xffffffff;
-  static constexpr uint32_t erased = nowhere - 1;
   static constexpr uint32_t unindexed = 8;  // so few elements are searched one by one
 
-  struct Slot {
-    uint32_t hash;
-    uint32_t place;  // nowhere while unused, `erased` after use
-  };
+  // A word of the index is an address, which has 48 bits, below a tag, which is never 0.
+  using Word = uint64_t;
+  static_assert(sizeof(void*) == sizeof(Word));
+  static constexpr unsigned addressBits = 48;
+  static constexpr Word unused = 0;
+  static constexpr Word erased = 1;  // unused again, but a search goes on behind it
+  static constexpr Word tagOf(uint32_t hash) noexcept {
+    return Word{hash >> 16 | 1} << addressBits;
+  }
 
   // Counted, so that an iterator can outlive the map.
   struct Table {
     void** order;
-    Slot* index;
+    Word* index;
     uint32_t users;  // the map and its iterators
     uint32_t live;
     uint32_t used;      // places of `order`, erased ones included
     uint32_t capacity;  // of `order`
     uint32_t slots;     // of `index`, a power of two; 0: no index
     uint32_t filled;    // slots in use, erased ones included
+
+    uint32_t* places() const noexcept { return reinterpret_cast<uint32_t*>(index + slots); }
+    void addToIndex(uint32_t hash, void* node, uint32_t place) noexcept;
+  };
+
+  // Where a node was found.
+  struct Found {
+    void* node = nullptr;
+    uint32_t at = nowhere;  // the slot, or the place where there is no index
   };
 
  public:
@@ -77,8 +92,7 @@ class HashMap2018 {
   /// The node for which `equal(node)` holds, or null. Allocates nothing.
   template <class Equal>
   void* find(uint32_t hash, Equal equal) const {
-    const uint32_t place = findPlace(hash, equal);
-    return place == nowhere ? nullptr : table_->order[place];
+    return locate(hash, equal).node;
   }
   void* find(const HashMap2018VTable& ops, const void* key) const {
     if (empty()) return nullptr;
@@ -86,14 +100,15 @@ class HashMap2018 {
   }
 
   /// The caller knows that the node's key is not there. Throws std::bad_alloc or, beyond 2^32 - 16
-  /// elements, std::length_error; then nothing has changed.
+  /// elements, std::length_error; then nothing has changed. The node's address has at most 48 bits.
   void insert(const HashMap2018VTable& ops, void* node);
 
   /// Takes the node of the key out and gives it to the caller; null when it is not there.
   template <class Equal>
   void* deleteMemberG(uint32_t hash, Equal equal) noexcept {
-    const uint32_t place = findPlace(hash, equal);
-    return place == nowhere ? nullptr : remove(hash, place);
+    const Found found = locate(hash, equal);
+    if (found.node) remove(found.at);
+    return found.node;
   }
   void* deleteMemberG(const HashMap2018VTable& ops, const void* key) noexcept {
     if (empty()) return nullptr;
@@ -128,25 +143,35 @@ class HashMap2018 {
 
  private:
   template <class Equal>
-  uint32_t findPlace(uint32_t hash, Equal equal) const {
+  Found locate(uint32_t hash, Equal equal) const {
     const Table* table = table_;
-    if (!table) return nowhere;
-    if (!table->index) {
+    if (!table) return {};
+    const Word* const index = table->index;
+    if (!index) {
       for (uint32_t place = 0; place < table->used; ++place) {
-        if (table->order[place] && equal(table->order[place])) return place;
+        void* node = table->order[place];
+        if (node && equal(node)) return {node, place};
       }
-      return nowhere;
+      return {};
     }
-    for (uint32_t at = hash & (table->slots - 1);; at = (at + 1) & (table->slots - 1)) {
-      const Slot& slot = table->index[at];
-      if (slot.place == nowhere) return nowhere;
-      if (slot.hash == hash && slot.place < table->used && equal(table->order[slot.place])) {
-        return slot.place;
+    const uint32_t mask = table->slots - 1;
+    const Word tag = tagOf(hash);
+    for (uint32_t at = hash & mask;; at = (at + 1) & mask) {
+      // With an equal tag this leaves the address alone.
+      const Word address = index[at] ^ tag;
+      if (address >> addressBits == 0) {
+        void* node = reinterpret_cast<void*>(address);
+        if (equal(node)) return {node, at};
+      } else if (address == (unused ^ tag)) {
+        return {};
       }
     }
   }
 
-  void* remove(uint32_t hash, uint32_t place) noexcept;
+  uint32_t placeOf(const Found& found) const noexcept {
+    return table_->index ? table_->places()[found.at] : found.at;
+  }
+  void remove(uint32_t at) noexcept;
   void makeRoom(const HashMap2018VTable& ops);
   void compact() noexcept;
   static void fillIndex(Table& table, const HashMap2018VTable& ops) noexcept;
