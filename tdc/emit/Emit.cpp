@@ -108,7 +108,7 @@ class Namespaces {
 void emitForwardDeclarations(Output& out, const Module& module) {
   out.header.line("struct " + tablesName(module) + ";");
   out.header.doc("What the module says of its types.");
-  out.header.line("extern \"C\" TDL_EXPORT const Tovo::TovoModule " + recordName(module) + ";");
+  out.header.declaration("extern \"C\" TDL_EXPORT const Tovo::TovoModule", recordName(module));
   out.header.line();
   std::string open;
   for (const Type* type : module.definitions) {

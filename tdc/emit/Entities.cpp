@@ -1,4 +1,5 @@
 #include "tdc/emit/ClassModel.h"
+#include "tdc/emit/ClassParts.h"
 #include "tdc/emit/CppNames.h"
 #include "tdc/emit/Function.h"
 
@@ -17,38 +18,17 @@ class EntityClass {
   }
 
   void declare(Writer& out) const {
-    out.doc(type_.doc);
-    const std::string base = type_.base ? typeName(*type_.base, space_) : "Tovo::Entity";
-    out.line("class TDL_EXPORT " + type_.name + " : public " + base + " {");
-    out.line(" public:");
-    out.indent();
-    for (const Type* nested : type_.nested) {
-      declareEnumeration(out, *nested);
-      declareInstanceFunctions(out, *nested);
-      out.line();
-    }
+    openClass(out, type_,
+              "public " + (type_.base ? typeName(*type_.base, space_) : "Tovo::Entity"));
     declareConstants(out);
     declareNodes(out);
-    const Member* group = nullptr;
-    bool first = true;
-    for (const Entry& entry : functions_) {
-      if (!first && entry.member != group) out.line();
-      first = false;
-      group = entry.member;
-      printDeclaration(out, entry.function);
-    }
+    functions_.declare(out);
     out.line();
     declareFlow(out);
     out.line("TOVO_SLAB_ALLOCATED;");
-    out.outdent();
-    out.line();
-    out.line(" private:");
-    out.indent();
-    out.line("friend struct ::" + tablesName(*type_.module) + ";");
+    openPrivate(out, type_);
     declareStorage(out);
-    out.outdent();
-    out.line("};");
-    out.line();
+    closeClass(out);
     for (const Type* nested : type_.nested) declareEnumerationFunctions(out, *nested);
     if (!type_.nested.empty()) out.line();
     if (type_.factory) {
@@ -65,7 +45,7 @@ class EntityClass {
                literal(type_.qualifiedName + "::FlowOut") + ");");
     }
     out.line();
-    for (const Entry& entry : functions_) printDefinition(out, entry.function, type_.name);
+    functions_.define(out, type_.name);
     for (const Type* nested : type_.nested) defineEnumeration(out, *nested);
     if (type_.factory) printDefinition(out, factory(), "");
   }
@@ -88,13 +68,8 @@ class EntityClass {
   }
 
  private:
-  struct Entry {
-    const Member* member;
-    Function function;
-  };
-
   void add(Function function, const Member* member = nullptr) {
-    functions_.push_back({member, std::move(function)});
+    functions_.add(std::move(function), member);
   }
 
   std::string keyType(const Member& member) const { return typeName(*member.key, space_); }
@@ -563,7 +538,7 @@ class EntityClass {
 
   const Type& type_;
   std::string space_;
-  std::vector<Entry> functions_;
+  MemberFunctions functions_;
 };
 
 }  // namespace

@@ -38,6 +38,16 @@ void Writer::code(std::string_view statement) {
   list(head, items, tail);
 }
 
+void Writer::declaration(std::string_view type, std::string_view name) {
+  const std::string end = std::string(name) + ";";
+  if (indentation_ + type.size() + 1 + end.size() <= width) {
+    line(std::string(type) + " " + end);
+  } else {
+    line(type);
+    line("    " + end);
+  }
+}
+
 void Writer::assignment(std::string_view name, std::string_view value) {
   if (value.empty()) {
     line(std::string(name) + ";");
@@ -59,11 +69,33 @@ void Writer::doc(std::string_view text) {
 void Writer::list(std::string_view head, const std::vector<std::string>& items,
                   std::string_view tail) {
   constexpr std::string_view continuationIndent = "    ";
+  if (items.empty() && indentation_ + head.size() + tail.size() > width) {
+    // Behind the parenthesis that closes at once.
+    line(std::string(head) + std::string(tail.substr(0, 1)));
+    line(std::string(continuationIndent) + std::string(tail.substr(2)));
+    return;
+  }
   const bool aligned = std::all_of(items.begin(), items.end(), [&](const std::string& item) {
     const size_t end = &item == &items.back() ? tail.size() : 1;
     return indentation_ + head.size() + item.size() + end <= width;
   });
-  if (!aligned && head != continuationIndent) {
+  const auto linesFrom = [&](size_t start) {
+    size_t lines = 1;
+    size_t column = indentation_ + start;
+    for (const std::string& item : items) {
+      const size_t size = item.size() + (&item == &items.back() ? tail.size() : 1);
+      if (&item != &items.front() && column + 1 + size > width) {
+        ++lines;
+        column = indentation_ + start;
+      } else if (&item != &items.front()) {
+        ++column;
+      }
+      column += size;
+    }
+    return lines;
+  };
+  const bool shorterBelow = 1 + linesFrom(continuationIndent.size()) < linesFrom(head.size());
+  if ((!aligned || shorterBelow) && head != continuationIndent) {
     line(head);
     list(continuationIndent, items, tail);
     return;

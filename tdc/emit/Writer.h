@@ -18,10 +18,13 @@ class Writer {
   void code(std::string_view statement);
   /// A documentation comment, wrapped; nothing for an empty text.
   void doc(std::string_view text);
+  /// "type name;", the name on the next line where it does not fit.
+  void declaration(std::string_view type, std::string_view name);
   /// "name = value;", the value on the next line where it does not fit; just the name without one.
   void assignment(std::string_view name, std::string_view value);
   /// `head` and the items, separated by commas, behind one another; where they do not fit, the
-  /// items go on below the first one, and where one of them does not fit there, on the next line.
+  /// items go on below the first one, and where one of them does not fit there or that takes more
+  /// lines, on the next line.
   void list(std::string_view head, const std::vector<std::string>& items, std::string_view tail);
   void indent() { indentation_ += 2; }
   void outdent() { indentation_ -= 2; }
