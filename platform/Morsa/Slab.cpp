@@ -138,7 +138,7 @@ class Slab {
   }
 
   Page* newPage(size_t bytes, uint32_t slotSize, uint32_t capacity) {
-    void* memory = bytes == pageSize ? takePage() : mapAligned(bytes);
+    void* memory = bytes == pageSize ? takePage() : mapAligned(bytes, pageSize);
     usage_.pageBytes += bytes;
     return new (memory) Page{nullptr, nullptr, nullptr, 0, 0, capacity, slotSize, bytes};
   }
@@ -153,8 +153,8 @@ class Slab {
     }
   }
 
-  // Pages come from chunks of sixteen, so that a page costs neither a mapping of its own nor the
-  // headers and holes of a general allocator around its alignment.
+  // Pages come from chunks as large as a huge page, so that a page costs neither a mapping of its
+  // own nor the headers and holes of a general allocator around its alignment.
   void* takePage() {
     const auto hasFree = [](const Chunk& chunk) { return chunk.freePages != 0; };
     auto at = chunks_.end();
@@ -165,36 +165,39 @@ class Slab {
     }
     if (at == chunks_.end()) {
       chunks_.reserve(chunks_.size() + 1);
-      chunks_.push_back({static_cast<char*>(mapAligned(chunkPages * pageSize)), allFree});
+      chunks_.push_back({static_cast<char*>(mapAligned(chunkSize, chunkSize)), allFree});
       at = chunks_.end() - 1;
+      // Looking up one of many entities misses the cache; it need not miss the page table too. Who
+      // has few does not pay for a huge page, and who gets none is as well off as before.
+      if (chunks_.size() > 1) ::madvise(at->base, chunkSize, MADV_HUGEPAGE);
     }
     const int index = std::countr_zero(at->freePages);
-    at->freePages = static_cast<uint16_t>(at->freePages & ~(1u << index));
+    at->freePages &= ~(uint32_t{1} << index);
     return at->base + static_cast<size_t>(index) * pageSize;
   }
 
   void givePage(Page* page) noexcept {
     char* address = reinterpret_cast<char*>(page);
     const auto at = std::find_if(chunks_.begin(), chunks_.end(), [&](const Chunk& chunk) {
-      return address >= chunk.base && address < chunk.base + chunkPages * pageSize;
+      return address >= chunk.base && address < chunk.base + chunkSize;
     });
     const auto index = static_cast<size_t>(address - at->base) / pageSize;
-    at->freePages = static_cast<uint16_t>(at->freePages | 1u << index);
+    at->freePages |= uint32_t{1} << index;
     if (at->freePages != allFree) return;
-    ::munmap(at->base, chunkPages * pageSize);
+    ::munmap(at->base, chunkSize);
     *at = chunks_.back();
     chunks_.pop_back();
   }
 
-  static void* mapAligned(size_t bytes) {
-    const size_t mapped = bytes + pageSize;
+  static void* mapAligned(size_t bytes, size_t alignment) {
+    const size_t mapped = bytes + alignment;
     void* memory =
         ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) throw std::bad_alloc();
     char* start = static_cast<char*>(memory);
-    const size_t before = -reinterpret_cast<uintptr_t>(start) & (pageSize - 1);
+    const size_t before = -reinterpret_cast<uintptr_t>(start) & (alignment - 1);
     if (before > 0) ::munmap(start, before);
-    const size_t after = pageSize - before;
+    const size_t after = alignment - before;
     if (after > 0) ::munmap(start + before + bytes, after);
     return start + before;
   }
@@ -219,10 +222,10 @@ class Slab {
 
   struct Chunk {
     char* base;
-    uint16_t freePages;  // one bit a page
+    uint32_t freePages;  // one bit a page
   };
-  static constexpr size_t chunkPages = 16;
-  static constexpr uint16_t allFree = 0xffff;
+  static constexpr size_t chunkSize = 32 * pageSize;
+  static constexpr uint32_t allFree = 0xffffffff;
 
   std::mutex mutex_;
   std::vector<Chunk> chunks_;
