@@ -40,12 +40,18 @@ EthAddr::EthAddr(Tovo::CharRange& text) {
 }
 
 void EthAddr::appendText(std::string& out) const {
+  char text[textMost];
+  out.append(text, putText(text));
+}
+
+char* EthAddr::putText(char* to) const noexcept {
   static constexpr char hex[] = "0123456789abcdef";
   for (size_t i = 0; i < octets_.size(); ++i) {
-    if (i > 0) out += ':';
-    out += hex[octets_[i] >> 4];
-    out += hex[octets_[i] & 15];
+    if (i > 0) *to++ = ':';
+    *to++ = hex[octets_[i] >> 4];
+    *to++ = hex[octets_[i] & 15];
   }
+  return to;
 }
 
 Tovo::TovoTypeBase EthAddr::tovoStaticType() noexcept {

@@ -23,6 +23,7 @@ class EthAddr {
  public:
   using Octets = std::array<uint8_t, 6>;
   static constexpr size_t attrLogBytes = 6;
+  static constexpr uint32_t textMost = 17;
 
   constexpr EthAddr() noexcept = default;
   explicit constexpr EthAddr(const Octets& octets) noexcept : octets_(octets) {}
@@ -37,6 +38,8 @@ class EthAddr {
 
   /// Lower case, colons.
   void appendText(std::string& out) const;
+  /// The same into room for textMost characters; returns its end.
+  char* putText(char* to) const noexcept;
   uint32_t hash() const noexcept {
     uint64_t number = 0;
     for (const uint8_t octet : octets_) number = number << 8 | octet;

@@ -39,16 +39,18 @@ constexpr Primitive primitives[] = {
     {"Seconds", &ValueOpsOf<Seconds>::table},
 };
 
-// Own ids are consecutive but for one gap behind the runtime's ids, or before the views on bits.
+// Own ids are consecutive but for one gap behind the runtime's ids, which is why the look-up starts
+// at the end, or before the views on bits.
 const AttributeDescriptor* ownById(TovoTypeBase type, AttributeId id) noexcept {
-  const std::span<const AttributeDescriptor> own = ownAttributes(type);
-  if (own.empty() || id < own.front().id || id > own.back().id) return nullptr;
-  const size_t fromFront = id - own.front().id;
-  if (fromFront < own.size() && own[fromFront].id == id) return &own[fromFront];
-  const size_t fromBack = own.back().id - id;
-  if (fromBack >= own.size()) return nullptr;
-  const AttributeDescriptor& candidate = own[own.size() - 1 - fromBack];
-  return candidate.id == id ? &candidate : nullptr;
+  const TypeDescriptor& descriptor = typeDescriptor(type);
+  const AttributeDescriptor* const own = type.module->attributes + descriptor.firstAttribute;
+  const size_t count = descriptor.attributeCount;
+  // An id outside of the own ones wraps around to a number that is too large.
+  if (count == 0) return nullptr;
+  const size_t fromBack = size_t{own[count - 1].id} - id;
+  if (fromBack < count && own[count - 1 - fromBack].id == id) return &own[count - 1 - fromBack];
+  const size_t fromFront = size_t{id} - own[0].id;
+  return fromFront < count && own[fromFront].id == id ? &own[fromFront] : nullptr;
 }
 
 std::string_view recordPart(const TovoModule& module, bool hash) noexcept {
@@ -145,16 +147,14 @@ Attribute attributeByName(TovoTypeBase type, std::string_view name) noexcept {
 }
 
 uint32_t attributeTotal(TovoTypeBase type) noexcept {
-  uint32_t total = 0;
-  for (; type; type = baseType(type)) total += typeDescriptor(type).attributeCount;
-  return total;
+  const TypeDescriptor& descriptor = typeDescriptor(type);
+  return descriptor.inheritedAttributes + descriptor.attributeCount;
 }
 
 uint32_t attributeOrdinal(TovoTypeBase type, AttributeId id) noexcept {
   for (; type; type = baseType(type)) {
     if (const AttributeDescriptor* own = ownById(type, id)) {
-      const TovoTypeBase base = baseType(type);
-      return (base ? attributeTotal(base) : 0) +
+      return typeDescriptor(type).inheritedAttributes +
              static_cast<uint32_t>(own - ownAttributes(type).data());
     }
   }
@@ -162,14 +162,8 @@ uint32_t attributeOrdinal(TovoTypeBase type, AttributeId id) noexcept {
 }
 
 Attribute attributeAt(TovoTypeBase type, uint32_t ordinal) noexcept {
-  while (const TovoTypeBase base = baseType(type)) {
-    const uint32_t below = attributeTotal(base);
-    if (ordinal >= below) {
-      return {*type.module, ownAttributes(type)[ordinal - below]};
-    }
-    type = base;
-  }
-  return {*type.module, ownAttributes(type)[ordinal]};
+  while (ordinal < typeDescriptor(type).inheritedAttributes) type = baseType(type);
+  return {*type.module, ownAttributes(type)[ordinal - typeDescriptor(type).inheritedAttributes]};
 }
 
 const ValueOps* valueOps(TovoTypeBase type) noexcept {

@@ -68,6 +68,7 @@ struct TypeDescriptor {
   TypeCode base;         ///< of a derived entity
   TypeKind kind;
   uint8_t flags;
+  uint32_t inheritedAttributes = 0;  ///< how many attributes its bases declare
 
   static constexpr uint32_t variableSize = 0xffffffff;
   static constexpr uint8_t hashable = 1;
@@ -75,6 +76,8 @@ struct TypeDescriptor {
   static constexpr uint8_t exportedFactory = 4;
   static constexpr uint8_t keyedByParameter = 8;  ///< an entity without a name
   static constexpr uint8_t noArguments = 16;      ///< not built from constructor arguments
+  /// Its text is that of its fields, as TovoPelmo::appendValue and parseValue have it.
+  static constexpr uint8_t textByFields = 32;
 };
 
 /// One attribute. The id comes first, so that a FieldDescriptor can point at it.
@@ -218,6 +221,7 @@ void forEachAttribute(TovoTypeBase type, const Visit& visit) {
 }
 
 /// The place of an attribute among all that type and its bases declare, from 0; for bit sets.
+/// Constant time, as the inverse.
 uint32_t attributeOrdinal(TovoTypeBase type, AttributeId id) noexcept;
 uint32_t attributeTotal(TovoTypeBase type) noexcept;
 Attribute attributeAt(TovoTypeBase type, uint32_t ordinal) noexcept;

@@ -53,6 +53,8 @@ struct ValueOps {
   uint64_t (*number)(const void* value);          ///< null: not one unsigned number
   const ListOps* list;                            ///< null: not a list
   const OptionalOps* optional;                    ///< null: not an optional
+  uint32_t textMost;                              ///< bytes that putText writes at most
+  char* (*putText)(char* to, const void* value);  ///< print, into that much room; may be null
 };
 
 /// Storage for one value that is known by its table. Small values need no allocation.
@@ -91,7 +93,8 @@ class ValueBuffer {
   void* at_;
 };
 
-/// The text of a type. A class joins by appendText(std::string&) and a constructor from CharRange.
+/// The text of a type. A class joins by appendText(std::string&) and a constructor from CharRange;
+/// one that prints often and not much also says how much, by textMost, and putText(char*).
 template <class T>
 struct TextForm {
   static void print(std::string& out, const T& value) { value.appendText(out); }
@@ -299,6 +302,24 @@ constexpr auto numberFunction() -> uint64_t (*)(const void*) {
 }
 
 template <class T>
+constexpr auto putTextFunction() -> char* (*)(char*, const void*) {
+  if constexpr (requires { T::textMost; }) {
+    return [](char* to, const void* value) { return static_cast<const T*>(value)->putText(to); };
+  } else {
+    return nullptr;
+  }
+}
+
+template <class T>
+constexpr uint32_t textMost() {
+  if constexpr (requires { T::textMost; }) {
+    return T::textMost;
+  } else {
+    return 0;
+  }
+}
+
+template <class T>
 struct ContainerOps {
   static constexpr const ListOps* list = nullptr;
   static constexpr const OptionalOps* optional = nullptr;
@@ -375,6 +396,8 @@ constexpr ValueOps ValueOpsOf<T, wire>::table{
     Impl::numberFunction<T>(),
     Impl::ContainerOps<T>::list,
     Impl::ContainerOps<T>::optional,
+    Impl::textMost<T>(),
+    Impl::putTextFunction<T>(),
 };
 
 }  // namespace Tovo

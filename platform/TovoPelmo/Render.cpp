@@ -43,38 +43,30 @@ namespace Impl {
 
 Pelmo::String valueToStrep(const Tovo::TovoModule* module, uint32_t index, const void* value) {
   std::string out;
-  appendValue(out, {module, index}, value);
+  Tovo::valueOps({module, index})->print(out, value);
   return Pelmo::String(out);
 }
 
-}  // namespace Impl
-
-void appendValue(std::string& out, Tovo::TovoTypeBase type, const void* value) {
-  const bool isUnion = Tovo::typeDescriptor(type).kind == Tovo::TypeKind::unionValue;
-  const bool bare = !isUnion && fieldCount(type) == 1;
-  if (!bare) out.append("Value('").append(Tovo::typeName(type)).append("'");
+void appendAlternative(std::string& out, Tovo::TovoTypeBase type, const void* value) {
+  out.append("Value('").append(Tovo::typeName(type)).append("'");
   for (const AttributeDescriptor& own : Tovo::ownAttributes(type)) {
+    if (own.kind != AttributeKind::alternative) continue;
     const Attribute attribute(*type.module, own);
-    if (own.kind == AttributeKind::field) {
-      if (!bare) out.append(", ").append(attribute.name()).append("=");
-      attribute.ops().print(out, fieldOf(const_cast<void*>(value), own));
-    } else if (own.kind == AttributeKind::alternative) {
-      Tovo::ValueBuffer held(attribute.ops());
-      held.constructDefault();
-      const Pelmo::FieldDescriptor field = attribute.field();
-      if (Tovo::valueAttributeOp(type, held.get(), const_cast<void*>(value), &field,
-                                 Tovo::OperationCode::get, nullptr,
-                                 nullptr) != Tovo::ResultCode::done) {
-        continue;
-      }
-      out.append(", ").append(attribute.name()).append("=");
-      attribute.ops().print(out, held.get());
+    Tovo::ValueBuffer held(attribute.ops());
+    held.constructDefault();
+    const Pelmo::FieldDescriptor field = attribute.field();
+    if (Tovo::valueAttributeOp(type, held.get(), const_cast<void*>(value), &field,
+                               Tovo::OperationCode::get, nullptr,
+                               nullptr) != Tovo::ResultCode::done) {
+      continue;
     }
+    out.append(", ").append(attribute.name()).append("=");
+    attribute.ops().print(out, held.get());
   }
-  if (!bare) out += ')';
+  out += ')';
 }
 
-void parseValue(Tovo::CharRange& text, Tovo::TovoTypeBase type, void* value) {
+void parseFields(Tovo::CharRange& text, Tovo::TovoTypeBase type, void* value) {
   const size_t fields = fieldCount(type);
   if (fields == 0) {
     text.expect("Value('");
@@ -104,5 +96,7 @@ void parseValue(Tovo::CharRange& text, Tovo::TovoTypeBase type, void* value) {
     parseField(text, field, value, true);
   });
 }
+
+}  // namespace Impl
 
 }  // namespace TovoPelmo

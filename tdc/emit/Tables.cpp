@@ -435,8 +435,9 @@ class Tables {
     for (const Type* type : module_.types) {
       const bool isEnum = type->kind == TypeKind::enumeration;
       const size_t first = firstRow_.contains(type) ? firstRow_[type] : 0;
-      size_t count = type->members.size();
-      if (type->isEntity() && !type->base) count += type->keyMember() ? 1 : 2;
+      const size_t count = ownRows(*type);
+      size_t inherited = 0;
+      for (const Type* base = type->base; base; base = base->base) inherited += ownRows(*base);
       std::string size = "Type::variableSize";
       if (isEnum) {
         size = std::to_string(type->width);
@@ -453,17 +454,32 @@ class Tables {
       if (type->factory) flags.emplace_back("Type::exportedFactory");
       if (type->isEntity() && type->keyMember()) flags.emplace_back("Type::keyedByParameter");
       if (takesNoArguments(*type)) flags.emplace_back("Type::noArguments");
+      if (textByFields(*type)) flags.emplace_back("Type::textByFields");
       std::string flagText;
       for (const std::string& flag : flags) flagText += (flagText.empty() ? "" : " | ") + flag;
       wrappedRow({literal(type->qualifiedName), literal(type->doc),
                   isEnum ? unique(*type, "literals") : "nullptr",
                   std::to_string(type->literals.size()), std::to_string(first),
                   std::to_string(count), size, code(type->base),
-                  "Tovo::TypeKind::" + std::string(kind), flagText.empty() ? "0" : flagText});
+                  "Tovo::TypeKind::" + std::string(kind), flagText.empty() ? "0" : flagText,
+                  std::to_string(inherited)});
     }
     out_.outdent();
     out_.line("};");
     out_.line();
+  }
+
+  /// Entities have their name, or only its text, besides what the description says.
+  static size_t ownRows(const Type& type) {
+    const bool named = type.isEntity() && !type.base;
+    return type.members.size() + (!named ? 0 : type.keyMember() ? 1 : 2);
+  }
+
+  static bool textByFields(const Type& type) {
+    const bool anyField =
+        std::any_of(type.members.begin(), type.members.end(),
+                    [](const Member& member) { return member.kind == MemberKind::field; });
+    return type.kind == TypeKind::value && !type.handParse && anyField;
   }
 
   static bool takesNoArguments(const Type& type) {

@@ -1,4 +1,5 @@
 #include "tdc/emit/ClassModel.h"
+#include "tdc/emit/ClassParts.h"
 #include "tdc/emit/CppNames.h"
 #include "tdc/emit/Function.h"
 
@@ -19,15 +20,7 @@ class ValueClass {
   }
 
   void declare(Writer& out) const {
-    out.doc(type_.doc);
-    out.line("class TDL_EXPORT " + type_.name + " {");
-    out.line(" public:");
-    out.indent();
-    for (const Type* nested : type_.nested) {
-      declareEnumeration(out, *nested);
-      declareInstanceFunctions(out, *nested);
-      out.line();
-    }
+    openClass(out, type_, "");
     if (type_.encodedSize) {
       out.doc("Bytes that a value takes in the log.");
       out.line("static constexpr size_t attrLogBytes = " + std::to_string(*type_.encodedSize) +
@@ -36,44 +29,28 @@ class ValueClass {
     declareTags(out);
     declareConstants(out);
     out.line();
-    const Member* group = nullptr;
-    for (const Entry& entry : functions_) {
-      if (entry.member != group) out.line();
-      group = entry.member;
-      printDeclaration(out, entry.function);
-    }
+    functions_.declare(out);
     out.line();
     declareComparison(out);
-    out.outdent();
-    out.line();
-    out.line(" private:");
-    out.indent();
-    out.line("friend struct ::" + tablesName(*type_.module) + ";");
+    openPrivate(out, type_);
     declareStorage(out);
-    out.outdent();
-    out.line("};");
-    out.line();
+    closeClass(out);
     for (const Function& function : free_) printDeclaration(out, function);
     for (const Type* nested : type_.nested) declareEnumerationFunctions(out, *nested);
     out.line();
   }
 
   void define(Writer& out) const {
-    for (const Entry& entry : functions_) printDefinition(out, entry.function, type_.name);
+    functions_.define(out, type_.name);
     for (const Function& function : free_) printDefinition(out, function, "");
     for (const Type* nested : type_.nested) defineEnumeration(out, *nested);
   }
 
  private:
-  struct Entry {
-    const Member* member;
-    Function function;
-  };
-
   bool isUnion() const { return type_.kind == TypeKind::unionType; }
 
   void add(Function function, const Member* member = nullptr) {
-    functions_.push_back({member, std::move(function)});
+    functions_.add(std::move(function), member);
   }
 
   // The fields that a constructor takes: the fixed ones, or all of a plain record.
@@ -135,7 +112,7 @@ class ValueClass {
     fromText.prefix = "explicit";
     fromText.name = type_.name;
     fromText.parameters = {"Tovo::CharRange& text"};
-    fromText.body = {"TovoPelmo::parseValue(text, tovoStaticType(), this);"};
+    fromText.body = {"TovoPelmo::parseValue(text, *this);"};
     fromText.place = type_.handParse ? Place::hand : Place::source;
     add(fromText);
 
@@ -184,9 +161,9 @@ class ValueClass {
     return body;
   }
 
-  void addGetter(const Member& member, const std::string& expression) {
+  void addGetter(const Member& member, const std::string& doc, const std::string& expression) {
     Function get;
-    get.doc = documentation(member);
+    get.doc = doc;
     get.prefix = "constexpr";
     get.result = parameterType(member.type, space_);
     get.name = member.name;
@@ -217,7 +194,7 @@ class ValueClass {
   }
 
   void addField(const Member& member) {
-    addGetter(member, storageName(member));
+    addGetter(member, documentation(member), storageName(member));
     if (member.fixed) return;
     Function set;
     set.doc = "Replaces the field.";
@@ -283,11 +260,10 @@ class ValueClass {
     const std::string raw = typeName(*member.field->type.type, space_);
     const std::string stored = storageName(*member.field);
     const std::string type = typeName(*member.type.type, space_);
-    addGetter(member, "static_cast<" + type + ">(" + stored + " >> " + low + " & " + mask + ")");
-    functions_.back().function.doc =
-        documentation(member, width == 1 ? "Bit " + low + " of " + member.field->name + "."
-                                         : "Bits " + low + " to " + std::to_string(member.highBit) +
-                                               " of " + member.field->name + ".");
+    const std::string bits =
+        width == 1 ? "Bit " + low : "Bits " + low + " to " + std::to_string(member.highBit);
+    addGetter(member, documentation(member, bits + " of " + member.field->name + "."),
+              "static_cast<" + type + ">(" + stored + " >> " + low + " & " + mask + ")");
     Function set;
     set.doc = "Leaves the other bits as they are.";
     set.prefix = "constexpr";
@@ -381,7 +357,7 @@ class ValueClass {
     text.name = "appendText";
     text.parameters = {"std::string& out"};
     text.suffix = "const";
-    text.body = {"TovoPelmo::appendValue(out, tovoStaticType(), this);"};
+    text.body = {"TovoPelmo::appendValue(out, *this);"};
     text.place = Place::source;
     add(text);
     Function identity;
@@ -613,7 +589,7 @@ class ValueClass {
 
   const Type& type_;
   std::string space_;
-  std::vector<Entry> functions_;
+  MemberFunctions functions_;
   std::vector<Function> free_;
 };
 

@@ -1,5 +1,7 @@
 // What holds for every value type, by random values made through reflection.
 #include <algorithm>
+#include <random>
+#include <utility>
 
 #include "Stp/StpConfig.h"
 #include "Stp/StpOpenConfigInterfaceConfig.h"
@@ -33,6 +35,21 @@ class ValueTest : public ModelTest {
 
   Samples samples{40};
 };
+
+/// The text of a record as it is defined: a single field bare, several behind their names.
+std::string fieldByField(Tovo::TovoTypeBase type, const void* value) {
+  std::vector<std::pair<std::string, std::string>> fields;
+  for (const Tovo::AttributeDescriptor& own : Tovo::ownAttributes(type)) {
+    if (own.kind != Tovo::AttributeKind::field) continue;
+    const Attribute field(*type.module, own);
+    fields.emplace_back(field.name(),
+                        text(field.ops(), static_cast<const char*>(value) + own.offset));
+  }
+  if (fields.size() == 1) return fields.front().second;
+  std::string out = std::string("Value('") + typeName(type) + "'";
+  for (const auto& [name, each] : fields) out += ", " + name + "=" + each;
+  return out + ")";
+}
 
 bool hasLists(const Type& type) {
   return std::any_of(type.members.begin(), type.members.end(),
@@ -73,9 +90,9 @@ TEST_F(ValueTest, TextReadsBackEqual) {
       const Pelmo::String printed = methods.genericIfStrRep(type, value->get());
       EXPECT_EQ(printed.view(), text(ops, value->get()));
       if (expected.kind != "enum") {
-        // The same without knowing the class.
         EXPECT_EQ(TovoPelmo::Impl::valueToStrep(type.module, type.index, value->get()), printed);
       }
+      if (expected.kind == "value") EXPECT_EQ(fieldByField(type, value->get()), printed.view());
       Tovo::ValueBuffer back(ops);
       back.constructDefault();
       if (hasNoTextConstructor(expected)) {
@@ -93,6 +110,50 @@ TEST_F(ValueTest, TextReadsBackEqual) {
                    Tovo::ParseException);
     }
   });
+}
+
+// A text with a fault: refused, or read as the same value as one field after the other.
+TEST_F(ValueTest, FaultyTextIsReadAsFieldByField) {
+  std::mt19937 random(7);
+  size_t accepted = 0;
+  forEachType(false, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+    if (expected.kind != "value" || hasNoTextConstructor(expected)) return;
+    for (int round = 0; round < 300; ++round) {
+      std::string faulty = text(ops, samples.any(type)->get());
+      if (faulty.empty()) continue;
+      const size_t at = random() % faulty.size();
+      const char digit = static_cast<char>('0' + random() % 10);
+      switch (random() % 4) {
+        case 0:
+          faulty.erase(at, 1);
+          break;
+        case 1:
+          faulty.insert(at, 1, digit);
+          break;
+        case 2:
+          faulty.resize(at);
+          break;
+        default:
+          faulty[at] = round % 2 ? digit : static_cast<char>(random());
+          break;
+      }
+      Tovo::CharRange whole(faulty);
+      Tovo::CharRange careful(faulty);
+      Tovo::ValueBuffer read(ops);
+      try {
+        read.parse(whole);
+      } catch (const Tovo::RangeException&) {
+        continue;
+      }
+      ++accepted;
+      Tovo::ValueBuffer again(ops);
+      again.constructDefault();
+      TovoPelmo::Impl::parseFields(careful, type, again.get());
+      EXPECT_TRUE(ops.equal(read.get(), again.get())) << faulty;
+      EXPECT_EQ(whole.position(), careful.position()) << faulty;
+    }
+  });
+  EXPECT_GT(accepted, 100u);
 }
 
 TEST_F(ValueTest, BytesReadBackEqualAndNeverBeyondTheEnd) {

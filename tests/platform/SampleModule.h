@@ -26,11 +26,9 @@ struct Value {
     return {&_Sample_0123456789abcdef_tovoModule, index};
   }
   void appendText(std::string& out) const {
-    TovoPelmo::appendValue(out, tovoStaticType(), static_cast<const Self*>(this));
+    TovoPelmo::appendValue(out, static_cast<const Self&>(*this));
   }
-  void parse(Tovo::CharRange& text) {
-    TovoPelmo::parseValue(text, tovoStaticType(), static_cast<Self*>(this));
-  }
+  void parse(Tovo::CharRange& text) { TovoPelmo::parseValue(text, static_cast<Self&>(*this)); }
   void encode(uint8_t*) const noexcept {}
 };
 
