@@ -9,12 +9,22 @@ namespace Nelka {
 
 namespace {
 
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
+constexpr uint8_t noDigit = 0x80;
+
+// What each character is worth, so that a digit is a load and no comparisons.
+constexpr auto hexValues = [] {
+  std::array<uint8_t, 256> values{};
+  values.fill(noDigit);
+  for (uint8_t i = 0; i < 10; ++i) values['0' + i] = i;
+  for (uint8_t i = 0; i < 6; ++i) {
+    const auto value = static_cast<uint8_t>(10 + i);
+    values['a' + i] = value;
+    values['A' + i] = value;
+  }
+  return values;
+}();
+
+uint8_t hexValue(char c) { return hexValues[static_cast<uint8_t>(c)]; }
 
 }  // namespace
 
@@ -22,11 +32,16 @@ EthAddr::EthAddr(Tovo::CharRange& text) {
   const std::string_view rest = text.rest();
   constexpr size_t length = 17;
   bool good = rest.size() >= length;
-  for (size_t i = 0; good && i < octets_.size(); ++i) {
-    const int high = hexDigit(rest[3 * i]);
-    const int low = hexDigit(rest[3 * i + 1]);
-    good = high >= 0 && low >= 0 && (i + 1 == octets_.size() || rest[3 * i + 2] == ':');
-    if (good) octets_[i] = static_cast<uint8_t>(high << 4 | low);
+  if (good) {
+    unsigned seen = 0;
+    for (size_t i = 0; i < octets_.size(); ++i) {
+      const uint8_t high = hexValue(rest[3 * i]);
+      const uint8_t low = hexValue(rest[3 * i + 1]);
+      seen |= high | low;
+      octets_[i] = static_cast<uint8_t>(high << 4 | low);
+      good = good && (i + 1 == octets_.size() || rest[3 * i + 2] == ':');
+    }
+    good = good && (seen & noDigit) == 0;
   }
   if (!good) {
     std::string found;

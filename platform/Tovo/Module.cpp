@@ -41,7 +41,8 @@ constexpr Primitive primitives[] = {
 
 // Own ids are consecutive but for one gap behind the runtime's ids, which is why the look-up starts
 // at the end, or before the views on bits.
-const AttributeDescriptor* ownById(TovoTypeBase type, AttributeId id) noexcept {
+[[gnu::always_inline]] inline const AttributeDescriptor* ownById(TovoTypeBase type,
+                                                                 AttributeId id) noexcept {
   const TypeDescriptor& descriptor = typeDescriptor(type);
   const AttributeDescriptor* const own = type.module->attributes + descriptor.firstAttribute;
   const size_t count = descriptor.attributeCount;

@@ -92,7 +92,9 @@ TEST_F(ValueTest, TextReadsBackEqual) {
       if (expected.kind != "enum") {
         EXPECT_EQ(TovoPelmo::Impl::valueToStrep(type.module, type.index, value->get()), printed);
       }
-      if (expected.kind == "value") EXPECT_EQ(fieldByField(type, value->get()), printed.view());
+      if (expected.kind == "value") {
+        EXPECT_EQ(fieldByField(type, value->get()), printed.view());
+      }
       Tovo::ValueBuffer back(ops);
       back.constructDefault();
       if (hasNoTextConstructor(expected)) {
