@@ -21,11 +21,13 @@ class NamePool {
   }
 
   String::Block* find(std::string_view text) {
+    const Name name{text, String::hashOf(text)};
     Guard guard(*this);
-    auto it = blocks_.find(text);
+    auto it = blocks_.find(name);
     if (it != blocks_.end() && (*it)->references.addUnlessGone()) return *it;
     String::Block* block = String::newBlock(text);
     block->interned = 1;
+    block->hash = name.hash;
     // A block that another thread is just letting go stands aside for the new one.
     if (it != blocks_.end()) blocks_.erase(it);
     try {
@@ -39,7 +41,7 @@ class NamePool {
 
   void remove(String::Block* block) noexcept {
     Guard guard(*this);
-    auto it = blocks_.find(std::string_view(block->text(), block->size));
+    auto it = blocks_.find(nameOf(block));
     if (it != blocks_.end() && *it == block) blocks_.erase(it);
   }
 
@@ -50,20 +52,23 @@ class NamePool {
     }
     std::unique_lock<std::mutex> lock;
   };
+  struct Name {
+    std::string_view text;
+    uint32_t hash;
+  };
+  static Name nameOf(const Name& name) noexcept { return name; }
+  static Name nameOf(const String::Block* block) noexcept {
+    return {{block->text(), block->size}, block->hash};
+  }
   struct Hash {
     using is_transparent = void;
-    size_t operator()(std::string_view text) const noexcept { return String::hashOf(text); }
-    size_t operator()(const String::Block* block) const noexcept {
-      return String::hashOf(std::string_view(block->text(), block->size));
-    }
+    size_t operator()(const auto& each) const noexcept { return nameOf(each).hash; }
   };
   struct Equal {
     using is_transparent = void;
-    static std::string_view view(std::string_view text) noexcept { return text; }
-    static std::string_view view(const String::Block* block) noexcept {
-      return {block->text(), block->size};
+    bool operator()(const auto& a, const auto& b) const noexcept {
+      return nameOf(a).hash == nameOf(b).hash && nameOf(a).text == nameOf(b).text;
     }
-    bool operator()(const auto& a, const auto& b) const noexcept { return view(a) == view(b); }
   };
 
   std::mutex mutex_;
