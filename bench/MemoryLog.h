@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 #include "Stp/StpStatus.h"
@@ -13,22 +12,20 @@ namespace Bench {
 /// Keeps the messages one behind the other until it is cleared.
 class MemoryLog : public Tovo::NboAttrLog::StreamAdapter {
  public:
-  explicit MemoryLog(size_t bytes = 4096) : room_(bytes) {}
+  explicit MemoryLog(size_t bytes = 4096) : bytes_(bytes) { clear(); }
 
-  uint8_t* room() noexcept { return room_.data(); }
-  size_t used() const noexcept { return used_; }
-  void clear() noexcept { used_ = 0; }
+  uint8_t* room() noexcept { return bytes_.data(); }
+  size_t used() const noexcept { return static_cast<size_t>(room_ - bytes_.data()); }
+  void clear() noexcept {
+    room_ = bytes_.data();
+    roomEnd_ = room_ + bytes_.size();
+  }
 
  protected:
-  std::span<uint8_t> reserve(size_t bytes) override {
-    if (room_.size() - used_ < bytes) return {};
-    return {room_.data() + used_, bytes};
-  }
-  void commit(size_t bytes) override { used_ += bytes; }
+  bool makeRoom(size_t) override { return false; }
 
  private:
-  std::vector<uint8_t> room_;
-  size_t used_ = 0;
+  std::vector<uint8_t> bytes_;
 };
 
 }  // namespace Bench

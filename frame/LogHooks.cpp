@@ -18,10 +18,11 @@ using Tovo::Entity;
 using Tovo::StreamException;
 using Tovo::ValueBuffer;
 using Tovo::ValueOps;
-using Applying = Tovo::NboAttrLog::StreamAdapter::Applying;
 using Tovo::NboAttrLog::FlowOut;
 using Tovo::NboAttrLog::FlowResult;
 using Tovo::NboAttrLog::In;
+using Tovo::NboAttrLog::LogAttribute;
+using Tovo::NboAttrLog::LogTable;
 using Tovo::NboAttrLog::Out;
 using Tovo::NboAttrLog::StreamAdapter;
 
@@ -44,35 +45,39 @@ void decode(const std::string& bytes, ValueBuffer& value) {
 // ---------------------------------------------------------------------------------------- sending
 
 // One attribute's value. False: no room.
-bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow, Attribute attribute) {
+bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow,
+                              const LogAttribute& attribute) {
   const uint32_t flags = adapter.flags();
   if ((flags & StreamAdapter::flagMulticast) != 0 &&
       (flags & StreamAdapter::flagsNoMulticast) == 0 &&
-      adapter.doMessageMulticast(flow, attribute.id())) {
+      adapter.doMessageMulticast(flow, attribute.id)) {
     return true;
   }
-  const void* stored = storage(flow.entity(), attribute);
-  const bool isPointer = attribute.kind() == AttributeKind::pointer;
-  const size_t size = isPointer ? sizeof(uint32_t) : attribute.ops().attrLogSize(stored);
-  const uint32_t target = isPointer ? adapter.referenceId(pointerAt(stored).get()) : 0;
-  Out* out = adapter.singletonSerializeCheck(flow, attribute.id(), 0, 1, size, 0);
-  if (!out) return false;
-  if (isPointer) {
+  const void* stored = storage(flow.entity(), attribute.attribute);
+  if (attribute.kind == AttributeKind::pointer) {
+    const uint32_t target = adapter.referenceId(pointerAt(stored).get());
+    Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, sizeof target, 0);
+    if (!out) return false;
     *out << target;
   } else {
-    attribute.ops().write(*out, stored);
+    const size_t size = attribute.encodedSize != Tovo::TypeDescriptor::variableSize
+                            ? attribute.encodedSize
+                            : attribute.ops->attrLogSize(stored);
+    Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, size, 0);
+    if (!out) return false;
+    attribute.ops->write(*out, stored);
   }
   adapter.outSmCommitMessage();
-  adapter.sentIs(flow.entity(), attribute.id());
+  adapter.sentIs(flow, attribute.id);
   return true;
 }
 
-bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, const void* key,
-                 const void* item) {
-  const ValueOps& keyOps = collection.keyOps();
-  size_t size = keyOps.attrLogSize(key);
+// `bytes`: the encoded key.
+bool sendElement(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& collection,
+                 const std::string& bytes, const void* item) {
+  size_t size = bytes.size();
   uint32_t target = 0;
-  switch (collection.kind()) {
+  switch (collection.kind) {
     case AttributeKind::ownCollection: {
       // Before there is room: what waited for the element is resolved now, and observers called.
       const Pelmo::Ptr<Entity> element(Tovo::elementEntity(item));
@@ -86,12 +91,12 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, co
       size += sizeof target;
       break;
     default:
-      size += collection.ops().attrLogSize(item);
+      size += collection.ops->attrLogSize(item);
   }
-  Out* out = adapter.singletonSerializeCheck(flow, collection.id(), 0, 1, size, 0);
+  Out* out = adapter.singletonSerializeCheck(flow, collection.id, 0, 1, size, 0);
   if (!out) return false;
-  keyOps.write(*out, key);
-  switch (collection.kind()) {
+  out->bytes(bytes.data(), bytes.size());
+  switch (collection.kind) {
     case AttributeKind::ownCollection:
       serializeConstructorParams(*out, *Tovo::elementEntity(item));
       *out << target;
@@ -100,71 +105,72 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, Attribute collection, co
       *out << target;
       break;
     default:
-      collection.ops().write(*out, item);
+      collection.ops->write(*out, item);
   }
   adapter.outSmCommitMessage();
-  adapter.sentIs(flow.entity(), collection.id(), encoded(keyOps, key));
+  adapter.sentIs(flow, collection.id, bytes);
   return true;
 }
 
-bool sendRemoval(StreamAdapter& adapter, FlowOut& flow, Attribute collection,
+bool sendRemoval(StreamAdapter& adapter, FlowOut& flow, AttributeId collection,
                  const std::string& key) {
   Out* out =
-      adapter.singletonSerializeCheck(flow, Tovo::removalId(collection.id()), 0, 1, key.size(), 0);
+      adapter.singletonSerializeCheck(flow, Tovo::removalId(collection), 0, 1, key.size(), 0);
   if (!out) return false;
   out->bytes(key.data(), key.size());
   adapter.outSmCommitMessage();
-  adapter.sentIs(flow.entity(), collection.id(), key);
+  adapter.sentIs(flow, collection, key);
   return true;
 }
 
 // What was there under the key, and the peer knows, where another element may be there now.
-bool sendLeaving(StreamAdapter& adapter, FlowOut& flow, Attribute collection,
+bool sendLeaving(StreamAdapter& adapter, FlowOut& flow, AttributeId collection,
                  const std::string& key) {
-  if (!flow.hasLeft(collection.id(), key)) return true;
+  if (!flow.hasLeft(collection, key)) return true;
   if (!sendRemoval(adapter, flow, collection, key)) return false;
-  flow.leavingIsKnown(collection.id(), key);
+  flow.leavingIsKnown(collection, key);
   return true;
 }
 
 // All elements, between markers. False: no room; the bookmark says where it goes on.
-bool sendWhole(StreamAdapter& adapter, FlowOut& flow, Attribute collection) {
-  const AttributeId id = collection.id();
+bool sendWhole(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& collection) {
+  const AttributeId id = collection.id;
   if (!flow.transferring(id)) {
     if (!adapter.handleCollSerializationTransactionMarkers(flow, id, true)) return false;
     flow.transferBegun(id);
   }
-  const Tovo::HashMap2018VTable& nodes = *collectionOps(collection).nodes;
-  const Tovo::HashMap2018& map = collectionMap(flow.entity(), collection);
+  const Tovo::HashMap2018VTable& nodes = *collectionOps(collection.attribute).nodes;
+  const Tovo::HashMap2018& map = collectionMap(flow.entity(), collection.attribute);
   Tovo::HashMap2018::Iterator at(map);
   std::optional<std::string> last = flow.tovoFlowOutBookmarkDeq(id);
   if (last) {
-    ValueBuffer key(collection.keyOps());
+    ValueBuffer key(*collection.keyOps);
     decode(*last, key);
     // When that element is gone the walk starts again; what the peer has by then is sent twice.
     at.moveBehind(map, nodes, key.get());
   }
   bool sent = true;
   while (const void* node = at.next()) {
-    std::string key = encoded(collection.keyOps(), nodes.key(node));
-    sent = sendLeaving(adapter, flow, collection, key);
-    if (!sent) break;
-    sent = sendElement(adapter, flow, collection, nodes.key(node), nodes.value(node));
+    std::string key = encoded(*collection.keyOps, nodes.key(node));
+    sent = sendLeaving(adapter, flow, id, key) &&
+           sendElement(adapter, flow, collection, key, nodes.value(node));
+    if (flow.detached()) return true;
     if (!sent) break;
     flow.dropDirtyKey(id, key);
     last = std::move(key);
   }
   if (sent && adapter.handleCollSerializationTransactionMarkers(flow, id, false)) {
     flow.tovoHasSyncedIs(id);
-    adapter.sentIs(flow.entity(), id);
+    adapter.sentIs(flow, id);
     return true;
   }
   if (last) flow.tovoFlowOutBookmarkEnq(id, std::move(*last));
   return false;
 }
 
-FlowResult handleSerializationOfColl(StreamAdapter& adapter, FlowOut& flow, Attribute collection) {
-  const AttributeId id = collection.id();
+FlowResult handleSerializationOfColl(StreamAdapter& adapter, FlowOut& flow,
+                                     const LogAttribute& collection) {
+  const AttributeId id = collection.id;
   if (!adapter.handleSerializationOfCollCheck(flow, id) || !adapter.isOkToSerialize()) {
     return FlowResult::notFinished;
   }
@@ -176,12 +182,12 @@ FlowResult handleSerializationOfColl(StreamAdapter& adapter, FlowOut& flow, Attr
   }
   while (const std::string* first = flow.firstDirtyKey(id)) {
     const std::string bytes = *first;
-    ValueBuffer key(collection.keyOps());
+    ValueBuffer key(*collection.keyOps);
     decode(bytes, key);
-    const void* item = collectionFind(flow.entity(), collection, key.get());
-    const bool sent = item ? sendLeaving(adapter, flow, collection, bytes) &&
-                                 sendElement(adapter, flow, collection, key.get(), item)
-                           : sendRemoval(adapter, flow, collection, bytes);
+    const void* item = collectionFind(flow.entity(), collection.attribute, key.get());
+    const bool sent = item ? sendLeaving(adapter, flow, id, bytes) &&
+                                 sendElement(adapter, flow, collection, bytes, item)
+                           : sendRemoval(adapter, flow, id, bytes);
     if (!sent) return FlowResult::notFinished;
     flow.dropDirtyKey(id, bytes);
   }
@@ -190,31 +196,33 @@ FlowResult handleSerializationOfColl(StreamAdapter& adapter, FlowOut& flow, Attr
 }
 
 FlowResult flowOutOnAttributeForConnection(StreamAdapter& adapter, FlowOut& flow,
-                                           Attribute attribute) {
-  if (attribute.isCollection()) {
+                                           const LogAttribute& attribute) {
+  if (attribute.keyOps) {
     const FlowResult result = handleSerializationOfColl(adapter, flow, attribute);
-    if (result == FlowResult::done) flow.tovoIsDirtyIs(attribute.id(), false);
+    if (result == FlowResult::done) flow.cleanIs(attribute);
     return result;
   }
   if (!handleValueSerialization(adapter, flow, attribute)) return FlowResult::notFinished;
-  flow.tovoIsDirtyIs(attribute.id(), false);
+  flow.cleanIs(attribute);
   return FlowResult::done;
 }
 
 // -------------------------------------------------------------------------------------- receiving
 
-void applyValue(StreamAdapter& adapter, Entity& entity, Attribute attribute, In& in) {
-  const ValueOps& ops = attribute.ops();
-  ValueBuffer value(ops);
-  value.read(in);
-  in.expectEnd();
-  void* stored = storage(entity, attribute);
-  if (ops.equal(stored, value.get()) || adapter.isPending(entity, attribute.id())) return;
+void applyValue(StreamAdapter& adapter, Entity& entity, const LogAttribute& attribute, In& in) {
+  const ValueOps& ops = *attribute.ops;
+  void* stored = storage(entity, attribute.attribute);
+  if (adapter.isPending(entity, attribute.id)) {
+    ValueBuffer value(ops);
+    value.read(in);
+    return in.expectEnd();
+  }
+  if (!entity.nodePublisher().observed()) {
+    ops.update(in, stored, nullptr);
+    return;
+  }
   ValueBuffer previous(ops);
-  previous.constructFrom(stored);
-  ops.assign(stored, value.get());
-  const Applying applying(adapter, entity, attribute, nullptr);
-  entity.nodePublisher().publishChangeRecursive(attribute.id(), nullptr, previous.get(), nullptr);
+  if (previous.update(in, stored)) adapter.changed(entity, attribute, previous.get());
 }
 
 // The target of a reference, null for none; false when it is still to come, or does not count.
@@ -235,32 +243,26 @@ bool readTarget(StreamAdapter& adapter, Entity& holder, Attribute attribute, con
   return true;
 }
 
-void applyPointer(StreamAdapter& adapter, Entity& entity, Attribute attribute, In& in) {
+void applyPointer(StreamAdapter& adapter, Entity& entity, const LogAttribute& attribute, In& in) {
   Entity* target = nullptr;
-  if (!readTarget(adapter, entity, attribute, {}, in, target)) return;
-  auto& stored = *static_cast<Pelmo::Ptr<Entity>*>(storage(entity, attribute));
-  if (stored.get() == target) return;
-  const Pelmo::Ptr<Entity> previous = std::exchange(stored, Pelmo::Ptr<Entity>(target));
-  const Applying applying(adapter, entity, attribute, nullptr);
-  entity.nodePublisher().publishChangeRecursive(attribute.id(), nullptr, &previous, nullptr);
+  if (!readTarget(adapter, entity, attribute.attribute, {}, in, target)) return;
+  adapter.pointTo(entity, attribute, target);
 }
 
-void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
-  ValueBuffer key(collection.keyOps());
+void applyOwned(StreamAdapter& adapter, Entity& owner, const LogAttribute& attribute, In& in) {
+  const Attribute collection = attribute.attribute;
+  const ValueOps& keyOps = *attribute.keyOps;
+  ValueBuffer key(keyOps);
   key.read(in);
-  Tovo::ConstructorValues values(collection.type());
-  values.read(in);
+  const Tovo::ConstructorValues values(collection.type(), in);
   const uint32_t id = adapter.received(in.nextU32());
   in.expectEnd();
-  if (!collection.keyOps().equal(key.get(), values.key())) {
+  if (!keyOps.equal(key.get(), values.key())) {
     throw StreamException("an element of '" + std::string(collection.name()) +
                           "' has another name than its key");
   }
-  const auto find = [&] {
-    const void* item = collectionFind(owner, collection, key.get());
-    return Pelmo::Ptr<Entity>(item ? Tovo::elementEntity(item) : nullptr);
-  };
-  Pelmo::Ptr<Entity> element = find();
+  const void* found = collectionFind(owner, collection, key.get());
+  Pelmo::Ptr<Entity> element(found ? Tovo::elementEntity(found) : nullptr);
   Entity* named = adapter.entity(id);
   if (named && named != element.get() && named->tovoType() == collection.type() &&
       !named->parent()) {
@@ -272,7 +274,7 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
     throw StreamException("the number " + std::to_string(id) + " for an element of '" +
                           std::string(collection.name()) + "' stands for something else");
   }
-  const std::string bytes = encoded(collection.keyOps(), key.get());
+  const std::string bytes = encoded(keyOps, key.get());
   adapter.seenKey(owner, collection, bytes);
   if (adapter.isPending(owner, collection.id(), bytes)) return;
   const bool host = adapter.isHost(owner);
@@ -283,71 +285,62 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, Attribute collection, In&
   const bool bothMade = host && known != 0 && (known & StreamAdapter::ofPeer) == 0;
   const bool isNew =
       !element || !values.match(*element) || (known != 0 && known != id && !bothMade);
-  if (element && (isNew || bothMade)) adapter.unbindTree(*element);
   if (element && isNew) {
-    const Applying applying(adapter, owner, collection, key.get());
-    collectionOps(collection).erase(owner, key.get());
+    adapter.eraseEntry(owner, collection, key.get(), bytes);
+  } else if (bothMade) {
+    adapter.unbindTree(*element);
   }
   if (isNew) {
-    const Applying applying(adapter, owner, collection, key.get());
     element = collectionOps(collection).create(owner, key.get(), values.arguments().subspan(1));
   }
-  // An observer may have taken the element, or its owner, out of the tree again.
-  if (find() != element || adapter.entityId(owner) == 0) return;
   adapter.bindElement(owner, *element, FlowOut::startNowhere, id);
   if (host && !isNew) adapter.resendReferences(*element);
 }
 
-void applyReferenceEntry(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
-  ValueBuffer key(collection.keyOps());
+void applyReferenceEntry(StreamAdapter& adapter, Entity& owner, const LogAttribute& attribute,
+                         In& in) {
+  ValueBuffer key(*attribute.keyOps);
   key.read(in);
-  std::string bytes = encoded(collection.keyOps(), key.get());
+  const std::string bytes = encoded(*attribute.keyOps, key.get());
   Entity* target = nullptr;
-  const bool known = readTarget(adapter, owner, collection, bytes, in, target);
-  adapter.seenKey(owner, collection, bytes);
+  const bool known = readTarget(adapter, owner, attribute.attribute, bytes, in, target);
+  adapter.seenKey(owner, attribute.attribute, bytes);
   if (!known) return;
-  const Pelmo::Ptr<Entity> pointer(target);
-  const Applying applying(adapter, owner, collection, key.get());
-  collectionOps(collection).put(owner, key.get(), &pointer);
+  if (!target) return adapter.eraseEntry(owner, attribute.attribute, key.get(), bytes);
+  adapter.putReference(owner, attribute, key.get(), *target);
 }
 
-void applyEntry(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
-  ValueBuffer key(collection.keyOps());
+void applyEntry(StreamAdapter& adapter, Entity& owner, const LogAttribute& attribute, In& in) {
+  ValueBuffer key(*attribute.keyOps);
   key.read(in);
-  ValueBuffer value(collection.ops());
+  ValueBuffer value(*attribute.ops);
   value.read(in);
   in.expectEnd();
-  const std::string bytes = encoded(collection.keyOps(), key.get());
-  adapter.seenKey(owner, collection, bytes);
-  if (adapter.isPending(owner, collection.id(), bytes)) return;
-  const Applying applying(adapter, owner, collection, key.get());
-  collectionOps(collection).put(owner, key.get(), value.get());
+  const std::string bytes = encoded(*attribute.keyOps, key.get());
+  adapter.seenKey(owner, attribute.attribute, bytes);
+  if (adapter.isPending(owner, attribute.id, bytes)) return;
+  collectionOps(attribute.attribute).put(owner, key.get(), value.get());
 }
 
-void applyRemoval(StreamAdapter& adapter, Entity& owner, Attribute collection, In& in) {
-  ValueBuffer key(collection.keyOps());
+void applyRemoval(StreamAdapter& adapter, Entity& owner, const LogAttribute& attribute, In& in) {
+  const Attribute collection = attribute.attribute;
+  ValueBuffer key(*attribute.keyOps);
   key.read(in);
   in.expectEnd();
-  const std::string bytes = encoded(collection.keyOps(), key.get());
+  const std::string bytes = encoded(*attribute.keyOps, key.get());
   adapter.seenKey(owner, collection, bytes, false);
   if (adapter.isPending(owner, collection.id(), bytes)) return;
   if (FlowOut* flow = adapter.flow(owner)) flow->dropDirtyKey(collection.id(), bytes);
-  if (collection.kind() == AttributeKind::ownCollection) {
-    if (const void* item = collectionFind(owner, collection, key.get())) {
-      adapter.unbindTree(*Tovo::elementEntity(item));
-    }
-  } else if (collection.kind() == AttributeKind::refCollection) {
+  if (collection.kind() == AttributeKind::refCollection) {
     adapter.referenceArrived(owner, collection, bytes);
   }
-  const Applying applying(adapter, owner, collection, key.get());
-  collectionOps(collection).erase(owner, key.get());
+  adapter.eraseEntry(owner, collection, key.get(), bytes);
 }
 
 }  // namespace
 
 Pelmo::Ptr<Entity> newEntityForAttrLog(Tovo::TovoTypeBase type, In* in) {
-  Tovo::ConstructorValues values(type);
-  values.read(*in);
+  const Tovo::ConstructorValues values(type, *in);
   return entityHooks(type)->create(values.arguments());
 }
 
@@ -359,23 +352,25 @@ size_t attrLogSizeCtorParams(const Entity& entity) {
   return Tovo::ConstructorValues::attrLogSize(entity);
 }
 
-void markDirty(FlowOut& flow, AttributeId start) {
-  forEachAttribute(flow.type(), [&](Attribute attribute) {
-    if (attribute.isLogged() && attribute.id() >= start) flow.tovoIsDirtyIs(attribute.id(), true);
-  });
-}
+void markDirty(FlowOut& flow, AttributeId start) { flow.dirtyFrom(start); }
 
 FlowResult handleAttrFlowOut(StreamAdapter& adapter, AttributeId attribute, FlowOut& flow) {
+  const LogTable& table = flow.table();
   if (attribute != 0) {
-    const Attribute chosen = attributeById(flow.type(), attribute);
-    if (!chosen || !chosen.isLogged()) return FlowResult::notMine;
-    if (!flow.tovoIsDirty(attribute)) return FlowResult::done;
-    return flowOutOnAttributeForConnection(adapter, flow, chosen);
+    const LogAttribute* chosen = table.logged(attribute);
+    if (!chosen) return FlowResult::notMine;
+    if (!flow.isDirty(*chosen)) return FlowResult::done;
+    return flowOutOnAttributeForConnection(adapter, flow, *chosen);
   }
   for (uint32_t ordinal = flow.firstDirty(0); ordinal != FlowOut::none;
        ordinal = flow.firstDirty(ordinal + 1)) {
-    const FlowResult result =
-        flowOutOnAttributeForConnection(adapter, flow, attributeAt(flow.type(), ordinal));
+    const LogAttribute& dirty = table.at(ordinal);
+    if (!dirty.keyOps) {
+      if (!handleValueSerialization(adapter, flow, dirty)) return FlowResult::notFinished;
+      flow.cleanIs(dirty);
+      continue;
+    }
+    const FlowResult result = flowOutOnAttributeForConnection(adapter, flow, dirty);
     if (result != FlowResult::done) return result;
     if (flow.detached()) return FlowResult::done;
   }
@@ -383,41 +378,38 @@ FlowResult handleAttrFlowOut(StreamAdapter& adapter, AttributeId attribute, Flow
 }
 
 int streamAdapterOnAttribute(StreamAdapter& adapter, AttributeId attribute, FlowOut& flow) {
-  const Attribute chosen = attributeById(flow.type(), attribute);
-  if (!chosen || !chosen.isLogged() || chosen.isCollection()) return 0;
-  return handleValueSerialization(adapter, flow, chosen) ? 1 : -1;
+  const LogAttribute* chosen = flow.table().logged(attribute);
+  if (!chosen || chosen->keyOps) return 0;
+  return handleValueSerialization(adapter, flow, *chosen) ? 1 : -1;
 }
 
 void doHandleAttrDeserialization(StreamAdapter& adapter, Entity& entity, AttributeId id, In& in) {
-  if (adapter.isReadOnlyProxy(entity) && !adapter.allowWriteFromReadOnlyRemote(entity, id)) {
+  const StreamAdapter::Carried& known = adapter.carried(entity);
+  const LogTable& table = *known.table;
+  if (known.host && known.readOnly && !adapter.allowWriteFromReadOnlyRemote(entity, id)) {
     Tovo::throwWriteUpdateFromReadOnlyProxyException(entity, id);
   }
   if (Tovo::NboAttrLog::StreamDemuxer* demuxer = adapter.streamDemuxer()) {
     if (demuxer->handleMessage(entity, id, in)) return;
   }
-  const Tovo::TovoTypeBase type = entity.tovoType();
-  const Attribute attribute = attributeById(type, id);
-  if (!attribute || !attribute.isLogged()) {
-    const Attribute removed = attributeById(type, Tovo::removalId(id));
-    if (!attribute && removed && removed.isCollection()) {
-      applyRemoval(adapter, entity, removed, in);
-    } else {
-      adapter.doBaseTovoNboAttrLogSaMsg(entity, id, in);
-    }
-    return;
+  const LogAttribute* attribute = table.logged(id);
+  if (!attribute) {
+    const LogAttribute* left = table.logged(Tovo::removalId(id));
+    if (left && left->keyOps) return applyRemoval(adapter, entity, *left, in);
+    return adapter.doBaseTovoNboAttrLogSaMsg(entity, id, in);
   }
-  switch (attribute.kind()) {
+  switch (attribute->kind) {
     case AttributeKind::pointer:
-      return applyPointer(adapter, entity, attribute, in);
+      return applyPointer(adapter, entity, *attribute, in);
     case AttributeKind::ownCollection:
-      return applyOwned(adapter, entity, attribute, in);
+      return applyOwned(adapter, entity, *attribute, in);
     case AttributeKind::refCollection:
-      return applyReferenceEntry(adapter, entity, attribute, in);
+      return applyReferenceEntry(adapter, entity, *attribute, in);
     case AttributeKind::valueCollection:
     case AttributeKind::selfKeyedCollection:
-      return applyEntry(adapter, entity, attribute, in);
+      return applyEntry(adapter, entity, *attribute, in);
     default:
-      return applyValue(adapter, entity, attribute, in);
+      return applyValue(adapter, entity, *attribute, in);
   }
 }
 

@@ -57,6 +57,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Connection connection(ends.fds[0], directory);
     if ((data[0] & 1) != 0) feed(ends.fds[1], hello.data(), hello.size());
     feed(ends.fds[1], data + 1, size - 1);
+    // What is said in a turn counts when it ends.
+    constexpr uint8_t endOfTurn[] = {0, 0, 0, 6, 0, 0, 0, 0, 0, 9};
+    feed(ends.fds[1], endOfTurn, sizeof endOfTurn);
     for (int turn = 0; turn < 4 && !connection.closed(); ++turn) {
       connection.handleReadable();
       connection.flush();

@@ -1,5 +1,6 @@
 #include "Pelmo/Publisher.h"
 
+#include <atomic>
 #include <boost/container/small_vector.hpp>
 #include <exception>
 #include <span>
@@ -13,7 +14,10 @@ namespace {
 
 Publisher::ChildWalk childWalk = nullptr;
 
-uint64_t lastSerial = 0;
+// Threads hold trees of their own; what is counted or found by all of them must bear that.
+std::atomic<uint64_t> lastSerial = 0;
+
+[[gnu::tls_model("initial-exec")]] constinit thread_local ChangeCatcher* currentCatcher = nullptr;
 
 }  // namespace
 
@@ -117,13 +121,26 @@ Publisher::~Publisher() {
   }
 }
 
-void Publisher::publish(const Change& change) {
+void Publisher::catcherIs(ChangeCatcher* catcher) noexcept { currentCatcher = catcher; }
+ChangeCatcher* Publisher::catcher() noexcept { return currentCatcher; }
+
+inline void Publisher::deliver(const Change& change) {
   const bool fromAbove = (observers_ & observedFromAbove) != 0;
   if (fromAbove || first()->next_ || ThreadControl::tsp_) return publishToAll(change);
   // The one observer of most nodes: nothing to go on to, and its exception is the caller's.
   Publisher* self = this;
   const Publication publication({&self, 1});
   first()->handleChange(change);
+}
+
+void Publisher::publish(const Change& change) {
+  if (currentCatcher) [[unlikely]]
+    return currentCatcher->handleCaught(change);
+  deliver(change);
+}
+
+void Publisher::publishCaught(const Change& change) {
+  if (observers_ != 0) deliver(change);
 }
 
 void Publisher::publishToAll(const Change& change) {
@@ -142,7 +159,7 @@ void Publisher::publishToAll(const Change& change) {
   std::exception_ptr failure;
   {
     Publication publication({levels.data(), levels.size()});
-    const uint64_t lastAttachment = lastSerial << 1 | 1;
+    const uint64_t lastAttachment = lastSerial.load(std::memory_order_relaxed) << 1 | 1;
     publication.notify<false>(first(), change, lastAttachment, failure);
     for (size_t i = 1; i < levels.size(); ++i) {
       publication.notify<true>(levels[i]->first(), change, lastAttachment, failure);
@@ -189,7 +206,7 @@ Observer::~Observer() { detach(); }
 void Observer::attach(Publisher& publisher, bool recursive) {
   detach();
   publisher_ = &publisher;
-  serial_ = ++lastSerial << 1 | (recursive ? 1 : 0);
+  serial_ = (lastSerial.fetch_add(1, std::memory_order_relaxed) + 1) << 1 | (recursive ? 1 : 0);
   Observer* last = publisher.first();
   if (!last) {
     publisher.firstIs(this);

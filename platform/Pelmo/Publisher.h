@@ -19,6 +19,16 @@ struct Change {
   const void* reserved;  ///< null
 };
 
+/// Takes changes instead of their observers, and publishes them later.
+class ChangeCatcher {
+ public:
+  /// The change is stored already; what it points at is valid during the call only.
+  virtual void handleCaught(const Change& change) = 0;
+
+ protected:
+  ~ChangeCatcher() = default;
+};
+
 /// The notifier of one node. Sixteen bytes; a node that nobody observes, itself or from above,
 /// publishes with a single test.
 ///
@@ -44,6 +54,13 @@ class Publisher {
 
   bool observed() const noexcept { return observers_ != 0; }
 
+  /// Whoever catches gets every change of an observed node that the calling thread makes, until it
+  /// is another one or null.
+  static void catcherIs(ChangeCatcher* catcher) noexcept;
+  static ChangeCatcher* catcher() noexcept;
+  /// Calls the observers as publishChangeRecursive does, past whoever catches.
+  void publishCaught(const Change& change);
+
   /// The publisher of the node above; null for a root.
   Publisher* upstream() const noexcept { return upstream_; }
   /// Moves the node below another one, or makes it a root. Changes nothing at the observers.
@@ -65,6 +82,7 @@ class Publisher {
   friend class Node;
 
   void publish(const Change& change);
+  void deliver(const Change& change);
   void publishToAll(const Change& change);
   /// For a node without references: true when a notification of it is going on, at whose end it
   /// dies.

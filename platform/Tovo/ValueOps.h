@@ -46,6 +46,10 @@ struct ValueOps {
   size_t (*attrLogSize)(const void* value);
   void (*write)(NboAttrLog::Out& out, const void* value);
   void (*read)(NboAttrLog::In& in, void* storage);  ///< constructs; unchecked ranges
+  /// Reads what is left of a message, and stores it when it is another value: then true, and the
+  /// one before is constructed in `previous` unless that is null. Throws StreamException, then
+  /// nothing has changed.
+  bool (*update)(NboAttrLog::In& in, void* value, void* previous);
   void (*print)(std::string& out, const void* value);
   void (*parse)(CharRange& text, void* storage);  ///< constructs
   uint32_t (*hash)(const void* value);            ///< null: unhashable
@@ -77,6 +81,11 @@ class ValueBuffer {
   void read(NboAttrLog::In& in) {
     ops_.read(in, at_);
     constructed_ = true;
+  }
+  /// See ValueOps::update: what was there before, if it was another value.
+  bool update(NboAttrLog::In& in, void* value) {
+    constructed_ = ops_.update(in, value, at_);
+    return constructed_;
   }
   void parse(CharRange& text) {
     ops_.parse(text, at_);
@@ -387,6 +396,15 @@ constexpr ValueOps ValueOpsOf<T, wire>::table{
       LogForm<T, wire>::write(out, *static_cast<const T*>(value));
     },
     [](NboAttrLog::In& in, void* storage) { new (storage) T(LogForm<T, wire>::read(in)); },
+    [](NboAttrLog::In& in, void* value, void* previous) {
+      const T arrived(LogForm<T, wire>::read(in));
+      in.expectEnd();
+      T& stored = *static_cast<T*>(value);
+      if (stored == arrived) return false;
+      if (previous) new (previous) T(stored);
+      stored = arrived;
+      return true;
+    },
     [](std::string& out, const void* value) {
       TextForm<T>::print(out, *static_cast<const T*>(value));
     },

@@ -89,9 +89,11 @@ Event entryEvent(const Entity& entity, Attribute collection, const void* key,
                  const void* previous) {
   const void* item = Tovo::collectionFind(entity, collection, key);
   const std::string keyText = typedText(collection.keyOps(), key);
-  Event event{!previous ? Event::Kind::insert
-              : !item   ? Event::Kind::remove
-                        : Event::Kind::set,
+  // Another element under the same key is a removal and an insertion.
+  const bool owned = collection.kind() == AttributeKind::ownCollection;
+  Event event{!previous        ? Event::Kind::insert
+              : !item || owned ? Event::Kind::remove
+                               : Event::Kind::set,
               Tovo::pathOf(entity),
               collection.name(),
               keyText,

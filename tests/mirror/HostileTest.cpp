@@ -53,6 +53,8 @@ struct Case {
   const char* reason;
 };
 
+const std::string endOfTurn = message(0, 9);
+
 // A host of /quiesce (number 1), /hw (2) with Mst0 (3), /config (4), /oc (5), all writable.
 class Served {
  public:
@@ -143,7 +145,7 @@ TEST_F(HostileTest, EveryWrongMessageHasItsReason) {
     RawPeer peer(served.directory);
     peer.send(Served::opening());
     ASSERT_EQ(peer.connection().closeReason(), "");
-    peer.send(wrong.bytes);
+    peer.send(wrong.bytes + endOfTurn);
     expect(peer, wrong);
     EXPECT_EQ(plainOf(*served.directory.mounted("/hw")), before) << wrong.what;
   }
@@ -156,7 +158,7 @@ TEST_F(HostileTest, WideEnumeratorOfTheStreamIsRefused) {
   peer.send(greeting() + message(0, 5, text("/oc") + u8(0)));
   // The one element's value: three optional enumerations of four bytes, the last one too wide.
   peer.send(message(0x80000001, 258, u32(0) + u32(7) + u32(0) + u32(7) + u32(1)));
-  peer.send(message(1, 259, u8(1) + u32(255) + std::string(20, '\0')));
+  peer.send(message(1, 259, u8(1) + u32(255) + std::string(20, '\0')) + endOfTurn);
   EXPECT_TRUE(peer.connection().closed());
   EXPECT_NE(peer.goodBye(), "");
 }
@@ -175,7 +177,7 @@ TEST_F(HostileTest, WritesToAReadOnlyMountAreRefused) {
       const Plain before = plainOf(*served.directory.mounted("/hw"));
       RawPeer peer(served.directory);
       peer.connection().servesIs(true, askedFor);
-      peer.send(Served::opening(askedFor) + write);
+      peer.send(Served::opening(askedFor) + write + endOfTurn);
       EXPECT_NE(peer.goodBye().find("is mounted read-only; a write of "), std::string::npos)
           << peer.goodBye();
       EXPECT_EQ(plainOf(*served.directory.mounted("/hw")), before);
@@ -191,7 +193,7 @@ TEST_F(HostileTest, UnknownIdsAndGoneEntitiesAreCounted) {
   peer.settle();
   peer.send(message(Served::quiesce, 154, text("name")) + message(Served::quiesce, 9999, "any") +
             message(Served::quiesce, 65536 - 258, "any") + message(0x80000003, 258, "gone") +
-            message(77, 258, "never there"));
+            message(77, 258, "never there") + endOfTurn);
   EXPECT_FALSE(peer.connection().closed()) << peer.connection().closeReason();
   EXPECT_EQ(peer.connection().counters().unknownAttributes, 3u);
   EXPECT_EQ(peer.connection().counters().unknownEntities, 2u);
@@ -248,7 +250,7 @@ TEST_F(HostileTest, TooManyEntities) {
     bytes += message(0x80000001, 258, name + name + u32(i));
   }
   // The mount's number exists when its request is handled.
-  peer.send(bytes);
+  peer.send(bytes + endOfTurn);
   EXPECT_EQ(peer.connection().closeReason(), "more than 10 entities");
 }
 
@@ -279,7 +281,7 @@ TEST_F(HostileTest, ChurnWithoutReadingHoldsNothing) {
     const std::string name = text("Mst" + std::to_string(i));
     bytes += message(0x80000001, 258, name + name + u32(i));
     bytes += message(i, 1, u16(258));  // a transfer that never ends
-    bytes += message(0x80000001, 65536 - 258, name);
+    bytes += message(0x80000001, 65536 - 258, name) + endOfTurn;
     ASSERT_EQ(::send(sockets.b, bytes.data(), bytes.size(), MSG_NOSIGNAL),
               static_cast<ssize_t>(bytes.size()));
     bytes.clear();

@@ -1,9 +1,5 @@
 // Random writers, random scheduling: whatever happens on the way, both ends are equal in the end
 // and what the mirror published adds up to what it is.
-#include <fcntl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <string>
@@ -23,49 +19,6 @@ const char* const treeTypes[] = {"Stp::Config",
                                  "Stp::PortCounterDir",
                                  "Stp::OCMstiConfigDir",
                                  "Stp::OCInterfaceStateDir"};
-
-// Passes bytes between two connections, as many at a time as it is told; buffers of the system are
-// as small as they can be, so that writers stall.
-class Relay {
- public:
-  Relay() {
-    for (const int fd : {a_.a, a_.b, b_.a, b_.b}) {
-      const int smallest = 1;
-      ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-      ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
-    }
-  }
-  ~Relay() {
-    ::close(a_.b);
-    ::close(b_.b);
-  }
-  Relay(const Relay&) = delete;
-  Relay& operator=(const Relay&) = delete;
-
-  int hostFd() const { return a_.a; }
-  int guestFd() const { return b_.a; }
-  /// False when there was nothing to move.
-  bool toGuest(size_t bytes) { return move(a_.b, b_.b, bytes, forward_); }
-  bool toHost(size_t bytes) { return move(b_.b, a_.b, bytes, back_); }
-
- private:
-  static bool move(int from, int to, size_t bytes, std::string& held) {
-    char buffer[4096];
-    if (held.empty()) {
-      const ssize_t got = ::read(from, buffer, std::min(bytes, sizeof buffer));
-      if (got > 0) held.assign(buffer, static_cast<size_t>(got));
-    }
-    if (held.empty()) return false;
-    const ssize_t sent = ::send(to, held.data(), held.size(), MSG_NOSIGNAL);
-    if (sent > 0) held.erase(0, static_cast<size_t>(sent));
-    return sent > 0;
-  }
-
-  Sockets a_;
-  Sockets b_;
-  std::string forward_;
-  std::string back_;
-};
 
 struct Schedule {
   uint64_t seed;
@@ -108,6 +61,10 @@ void run(const Schedule& schedule) {
     replay = std::make_unique<Replay>(*mirror);
     guestWriter = std::make_unique<Writer>(*mirror, random());
   };
+  const auto readGuest = [&] {
+    guest.handleReadable();
+    if (replay) replay->turnIsOver();
+  };
   const int rounds = 100 + static_cast<int>(below(200));
   for (int round = 0; round < rounds; ++round) {
     meet();
@@ -129,7 +86,7 @@ void run(const Schedule& schedule) {
         host.handleReadable();
         break;
       case 6:
-        guest.handleReadable();
+        readGuest();
         break;
       case 7:
         for (uint32_t i = below(60); i > 0; --i) relay.toHost(chunk);
@@ -146,7 +103,7 @@ void run(const Schedule& schedule) {
       while (relay.toGuest(chunk)) quiet = -1;
       while (relay.toHost(chunk)) quiet = -1;
       host.handleReadable();
-      guest.handleReadable();
+      readGuest();
     }
   };
   settle();

@@ -1,7 +1,9 @@
 #include "Support.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -97,6 +99,31 @@ Sockets::Sockets() {
 bool readable(int fd) {
   pollfd ready{fd, POLLIN, 0};
   return fd >= 0 && ::poll(&ready, 1, 0) > 0;
+}
+
+Relay::Relay() {
+  for (const int fd : {a_.a, a_.b, b_.a, b_.b}) {
+    const int smallest = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+  }
+}
+
+Relay::~Relay() {
+  ::close(a_.b);
+  ::close(b_.b);
+}
+
+bool Relay::move(int from, int to, size_t bytes, std::string& held) {
+  char buffer[4096];
+  if (held.empty()) {
+    const ssize_t got = ::read(from, buffer, std::min(bytes, sizeof buffer));
+    if (got > 0) held.assign(buffer, static_cast<size_t>(got));
+  }
+  if (held.empty()) return false;
+  const ssize_t sent = ::send(to, held.data(), held.size(), MSG_NOSIGNAL);
+  if (sent > 0) held.erase(0, static_cast<size_t>(sent));
+  return sent > 0;
 }
 
 Pair::Pair(Limits hostLimits, Limits guestLimits) {
@@ -367,36 +394,52 @@ void Replay::handleChange(const Pelmo::Change& change) {
   const Attribute attribute = attributeById(entity.tovoType(), change.attribute);
   ASSERT_TRUE(attribute);
   if (attribute.isCollection()) return collectionChanged(entity, attribute, change);
-  std::string& known = plain_[pathOf(entity, attribute.name())];
-  if (attribute.kind() == AttributeKind::pointer) {
-    EXPECT_EQ(known, byIdentity(*static_cast<const Entity* const*>(change.previous)));
-    known = byIdentity(pointerAt(entity, attribute));
-    return;
+  const std::string path = pathOf(entity, attribute.name());
+  const bool isPointer = attribute.kind() == AttributeKind::pointer;
+  const std::string before = isPointer
+                                 ? byIdentity(*static_cast<const Entity* const*>(change.previous))
+                                 : hex(encoded(attribute.ops(), change.previous));
+  const std::string now = isPointer ? byIdentity(pointerAt(entity, attribute))
+                                    : hex(encoded(attribute.ops(), storage(entity, attribute)));
+  std::string& known = plain_[path];
+  if (arrived_.erase(path) == 0) {
+    EXPECT_EQ(known, before) << path;
   }
-  EXPECT_EQ(known, hex(encoded(attribute.ops(), change.previous)))
-      << pathOf(entity, attribute.name());
-  known = hex(encoded(attribute.ops(), storage(entity, attribute)));
+  known = now;
 }
 
+// An element arrives with what is in it, which is published behind it as its writer made it.
 void Replay::collectionChanged(Entity& owner, Attribute collection, const Pelmo::Change& change) {
   const std::string path = entryPath(owner, collection, change.key);
-  const bool known = plain_.contains(path);
-  EXPECT_EQ(known, change.previous != nullptr) << path;
   const void* item = collectionFind(owner, collection, change.key);
+  const bool known = plain_.contains(path);
+  if (change.previous || !known) {
+    EXPECT_EQ(known, change.previous != nullptr) << path;
+  } else {
+    EXPECT_EQ(arrived_.erase(path), 1u) << path << " came twice";
+  }
   if (collection.kind() == AttributeKind::ownCollection) {
-    EXPECT_EQ(known, item == nullptr) << path;
-    if (item) {
-      plain_[path] = "element";
-      addPlain(*Tovo::elementEntity(item), plain_, byIdentity);
+    if (!change.previous) {
+      ASSERT_TRUE(item) << path;
+      Plain element{{path, "element"}};
+      addPlain(*Tovo::elementEntity(item), element, byIdentity);
+      if (!known) {
+        for (const auto& [at, value] : element) {
+          if (at != path) arrived_.insert(at);
+        }
+      }
+      for (auto& [at, value] : element) plain_[at] = value;
       return;
     }
+    // Another one may be there already; then it is published next.
     std::string below = pathOf(owner, collection.name());
     Tovo::appendKey(below, Tovo::plainText(collection.keyOps(), change.key));
-    std::erase_if(plain_, [&](const auto& entry) {
-      const std::string& at = entry.first;
+    const auto isGone = [&](const std::string& at) {
       return at == path || (at.starts_with(below) && at.size() > below.size() &&
                             (at[below.size()] == '/' || at[below.size()] == '['));
-    });
+    };
+    std::erase_if(plain_, [&](const auto& entry) { return isGone(entry.first); });
+    std::erase_if(arrived_, isGone);
     return;
   }
   if (item) {

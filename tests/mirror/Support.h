@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,6 +46,30 @@ struct Sockets {
 };
 
 bool readable(int fd);
+
+/// Passes bytes between two connections, as many at a time as it is told; buffers of the system are
+/// as small as they can be, so that writers stall.
+class Relay {
+ public:
+  Relay();
+  ~Relay();
+  Relay(const Relay&) = delete;
+  Relay& operator=(const Relay&) = delete;
+
+  int hostFd() const { return a_.a; }
+  int guestFd() const { return b_.a; }
+  /// False when there was nothing to move.
+  bool toGuest(size_t bytes) { return move(a_.b, b_.b, bytes, forward_); }
+  bool toHost(size_t bytes) { return move(b_.b, a_.b, bytes, back_); }
+
+ private:
+  static bool move(int from, int to, size_t bytes, std::string& held);
+
+  Sockets a_;
+  Sockets b_;
+  std::string forward_;
+  std::string back_;
+};
 
 /// A host and a guest with a directory each, over a socket in one process.
 struct Pair {
@@ -113,6 +138,8 @@ class Replay : public Pelmo::Observer {
   explicit Replay(Entity& root);
   void handleChange(const Pelmo::Change& change) override;
 
+  /// What arrives from now on does not belong to what was published so far.
+  void turnIsOver() { arrived_.clear(); }
   void expectComplete() const;
   size_t changes() const noexcept { return changes_; }
 
@@ -121,6 +148,7 @@ class Replay : public Pelmo::Observer {
 
   Entity& root_;
   Plain plain_;
+  std::set<std::string> arrived_;  // came with an element, and may be published behind it
   size_t changes_ = 0;
 };
 

@@ -105,8 +105,7 @@ class Receiver : public Tovo::NboAttrLog::StreamAdapter {
   void apply(unsigned id, std::string_view payload);
 
  protected:
-  std::span<uint8_t> reserve(size_t) override { return {}; }
-  void commit(size_t) override {}
+  bool makeRoom(size_t) override { return false; }
 
  private:
   uint32_t id_;

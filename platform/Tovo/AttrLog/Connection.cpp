@@ -21,8 +21,10 @@ namespace {
 
 constexpr uint32_t greetingMagic = 0x54414c31;  // "TAL1"
 constexpr uint16_t protocolVersion = 1;
-constexpr size_t frameHeader = 4;
 constexpr size_t readChunk = 64 * 1024;
+constexpr size_t keptOutput = 1024 * 1024;
+// A turn whose changes have filled the output so many times is completed in one go.
+constexpr size_t longTurn = 16;
 
 // Messages of the connection itself carry the entity number 0.
 namespace Control {
@@ -52,12 +54,6 @@ void setNonBlocking(int fd) {
   if (flags >= 0) ::fcntl(fd, F_SETFL, flags | O_NONBLOCK);
 }
 
-ssize_t writeSome(int fd, const uint8_t* from, size_t bytes) {
-  const ssize_t sent = ::send(fd, from, bytes, MSG_NOSIGNAL);
-  if (sent >= 0 || errno != ENOTSOCK) return sent;
-  return ::write(fd, from, bytes);
-}
-
 bool wouldBlock(int error) {
   if (error == EAGAIN) return true;
   return EAGAIN != EWOULDBLOCK && error == EWOULDBLOCK;
@@ -84,6 +80,7 @@ Connection::Connection(int fd, Directory& directory, Limits limits)
 
 Connection::Connection(int readFd, int writeFd, Directory& directory, Limits limits)
     : directory_(directory), limits_(limits), readFd_(readFd), writeFd_(writeFd) {
+  mostBytes_ = limits_.messageBytes;
   setNonBlocking(readFd_);
   if (writeFd_ != readFd_) setNonBlocking(writeFd_);
   sendGreeting();
@@ -110,50 +107,95 @@ class Busy {
 }  // namespace
 
 void Connection::handleReadable() {
-  if (closed() || busy_) return;
+  if (closed() || busy_ || Turn::anyOpen()) return;
   const Busy busy(busy_);
-  const size_t had = in_.size();
-  in_.resize(had + readChunk);
-  ssize_t got;
-  do {
-    got = ::read(readFd_, in_.data() + had, readChunk);
-  } while (got < 0 && errno == EINTR);
-  const int error = errno;
-  in_.resize(had + static_cast<size_t>(std::max<ssize_t>(got, 0)));
-  if (got == 0) {
-    shut(had > 0 ? "end of stream inside a message" : "end of stream");
-    return;
-  }
-  if (got < 0) {
-    errno = error;
-    if (!wouldBlock(error)) shut(systemError("read"));
-    return;
-  }
-  size_t at = 0;
+  if (!readSome()) return;
   try {
-    while (!closed() && in_.size() - at >= frameHeader) {
-      const uint32_t length = load<uint32_t>(in_.data() + at);
-      if (length < messageHeader || length > limits_.messageBytes) {
-        throw StreamException("a message of " + std::to_string(length) + " bytes; " +
-                              std::to_string(messageHeader) + " to " +
-                              std::to_string(limits_.messageBytes) + " are allowed");
-      }
-      if (in_.size() - at - frameHeader < length) break;
-      handleFrame({in_.data() + at + frameHeader, length});
-      at += frameHeader + length;
-    }
+    applyArrived();
   } catch (const std::exception& failure) {
     close(failure.what());
   } catch (...) {
     close("an observer threw");
   }
-  if (closed()) return;
-  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+bool Connection::readSome() {
+  if (in_.size() - inEnd_ < readChunk) {
+    std::memmove(in_.data(), in_.data() + inStart_, inEnd_ - inStart_);
+    inScanned_ -= inStart_;
+    inEnd_ -= inStart_;
+    inStart_ = 0;
+    if (in_.size() - inEnd_ < readChunk) in_.resize(std::max(2 * in_.size(), 2 * readChunk));
+  }
+  ssize_t got;
+  do {
+    got = ::read(readFd_, in_.data() + inEnd_, in_.size() - inEnd_);
+  } while (got < 0 && errno == EINTR);
+  if (got > 0) {
+    inEnd_ += static_cast<size_t>(got);
+    return true;
+  }
+  if (got == 0) {
+    shut(inEnd_ > inScanned_     ? "end of stream inside a message"
+         : inScanned_ > inStart_ ? "end of stream inside a turn"
+                                 : "end of stream");
+  } else if (!wouldBlock(errno)) {
+    shut(systemError("read"));
+  }
+  return false;
+}
+
+// Data waits for the end of its turn, and so does what follows it until then.
+void Connection::applyArrived() {
+  while (inEnd_ - inScanned_ >= frameHeader) {
+    const uint8_t* const frame = in_.data() + inScanned_;
+    const uint32_t length = load<uint32_t>(frame);
+    if (length < messageHeader || length > limits_.messageBytes) {
+      throw StreamException("a message of " + std::to_string(length) + " bytes; " +
+                            std::to_string(messageHeader) + " to " +
+                            std::to_string(limits_.messageBytes) + " are allowed");
+    }
+    if (inEnd_ - inScanned_ - frameHeader < length) break;
+    const bool nothingWaits = inScanned_ == inStart_;
+    inScanned_ += frameHeader + length;
+    const bool isData = load<uint32_t>(frame + frameHeader) != 0;
+    if (isData && greeted_) continue;
+    const auto id = load<AttributeId>(frame + frameHeader + sizeof(uint32_t));
+    if (isData || (!greeted_ && id != Control::greeting)) {
+      throw StreamException("the first message is no greeting");
+    }
+    const bool endsTurn = id == Control::turn;
+    const bool isLast = id == Control::goodBye;
+    if (isLast) inStart_ = inScanned_ - length - frameHeader;
+    if (endsTurn || isLast || nothingWaits) applyFrames(inScanned_);
+    if (closed()) return;
+  }
+  if (fillsOnly()) applyFrames(inScanned_);
+  if (inScanned_ - inStart_ > limits_.turnBytes) {
+    throw StreamException("a turn of more than " + std::to_string(limits_.turnBytes) + " bytes");
+  }
+  if (inStart_ != inEnd_) return;
+  inStart_ = inScanned_ = inEnd_ = 0;
+  constexpr size_t keptRoom = 16 * readChunk;
+  if (in_.size() > keptRoom) in_ = std::vector<uint8_t>(keptRoom);
+}
+
+void Connection::applyFrames(size_t end) {
+  if (inStart_ == end) return;
+  inTurn([&] {
+    while (!closed() && inStart_ < end) {
+      const uint8_t* const frame = in_.data() + inStart_;
+      const uint32_t length = load<uint32_t>(frame);
+      inStart_ += frameHeader + length;
+      handleFrame({frame + frameHeader, length});
+    }
+  });
 }
 
 bool Connection::flush() {
   if (closed()) return true;
-  if (busy_) return false;  // called by an observer; what it wants sent is still to be sent
+  // Called by an observer: what it wants sent is still to be sent.
+  if (busy_ || Turn::anyOpen()) return false;
   const Busy busy(busy_);
   try {
     fillAndWrite();
@@ -167,24 +209,25 @@ bool Connection::flush() {
 
 void Connection::fillAndWrite() {
   while (!closed()) {
+    // A writer that is faster than its reader would never come to the end of a turn: then what is
+    // dirty now is encoded once, whatever the room.
+    unlimited_ = sentAgain_ > longTurn * limits_.outputBytes;
     const bool sentAll = sendTaken() && pump();
-    if (sentAll && turnOpen_) {
-      const std::span<uint8_t> room = reserve(messageHeader);
-      if (!room.empty()) {
-        Out out(room);
-        out << uint32_t{0} << Control::turn;
-        commit(messageHeader);
-        turnOpen_ = false;
-      }
+    if (sentAll && turnOpen_ &&
+        sendControl(
+            Control::turn, 0, [](Out&) {}, false)) {
+      turnOpen_ = false;
+      sentAgain_ = 0;
     }
-    if (!turnOpen_ && idle()) {
+    if (std::exchange(unlimited_, false)) roomEnd_ = room_;
+    if (!turnOpen_ && idle() && !whenIdle_.empty()) {
       const auto due = std::move(whenIdle_);
       whenIdle_.clear();
       for (const auto& [id, number] : due) {
         sendControl(id, sizeof number, [&, n = number](Out& out) { out << n; });
       }
     }
-    if (outStart_ == outEnd_) return;
+    if (outputWaiting() == 0) return;
     switch (writeOut()) {
       case Written::all:
         if (sentAll && !turnOpen_) return;
@@ -202,35 +245,37 @@ void Connection::fillAndWrite() {
 // no room.
 bool Connection::sendTaken() {
   if (!owesTaken_) return true;
-  const bool turnWasOpen = turnOpen_;
-  const std::span<uint8_t> room = reserve(messageHeader + sizeof(uint32_t));
-  turnOpen_ = turnWasOpen;
-  if (room.empty()) return false;
-  Out out(room);
-  out << uint32_t{0} << Control::taken << static_cast<uint32_t>(counters().messagesReceived);
-  commit(room.size());
-  owesTaken_ = false;
-  return true;
+  const auto count = static_cast<uint32_t>(counters().messagesReceived);
+  owesTaken_ = !sendControl(
+      Control::taken, sizeof count, [&](Out& out) { out << count; }, false);
+  return !owesTaken_;
 }
 
 Connection::Written Connection::writeOut() noexcept {
-  while (outStart_ < outEnd_) {
-    const ssize_t sent = writeSome(writeFd_, out_.data() + outStart_, outEnd_ - outStart_);
+  while (outputWaiting() > 0) {
+    const uint8_t* const from = out_.data() + outStart_;
+    const size_t bytes = outputWaiting();
+    const ssize_t sent =
+        isSocket_ ? ::send(writeFd_, from, bytes, MSG_NOSIGNAL) : ::write(writeFd_, from, bytes);
     if (sent < 0) {
       if (errno == EINTR) continue;
+      if (errno == ENOTSOCK && std::exchange(isSocket_, false)) continue;
       return wouldBlock(errno) ? Written::some : Written::failed;
     }
     outStart_ += static_cast<size_t>(sent);
   }
+  if (out_.size() > keptOutput + limits_.outputBytes) out_ = std::vector<uint8_t>();
   outStart_ = 0;
-  outEnd_ = 0;
+  room_ = out_.data();
+  roomEnd_ = room_ + std::min(out_.size(), limits_.outputBytes);
   return Written::all;
 }
 
 // A peer that closes says why before it goes: what it wrote may still be waiting here when a write
 // fails. The rest of it is of no use any more.
 std::string Connection::farewell(std::string reason) {
-  std::vector<uint8_t> left = in_;
+  std::vector<uint8_t> left(in_.begin() + static_cast<std::ptrdiff_t>(inScanned_),
+                            in_.begin() + static_cast<std::ptrdiff_t>(inEnd_));
   constexpr size_t mostRead = 1024 * 1024;
   for (size_t had = left.size(); had < mostRead; had = left.size()) {
     left.resize(had + readChunk);
@@ -271,29 +316,26 @@ bool Connection::runUntil(const std::function<bool()>& done, int timeoutMillisec
   }
 }
 
-std::span<uint8_t> Connection::reserve(size_t bytes) {
-  const size_t total = frameHeader + bytes;
-  if (bytes > limits_.messageBytes) {
-    throw StreamException("a message of " + std::to_string(bytes) +
-                          " bytes is above the limit of " + std::to_string(limits_.messageBytes));
-  }
-  if (closed()) return {};
-  if (outEnd_ + total > limits_.outputBytes && outStart_ > 0) {
-    std::memmove(out_.data(), out_.data() + outStart_, outEnd_ - outStart_);
-    outEnd_ -= outStart_;
-    outStart_ = 0;
+bool Connection::makeRoom(size_t bytes) {
+  if (closed()) return false;
+  size_t end = outStart_ + outputWaiting();
+  if (end + bytes > limits_.outputBytes && outStart_ > 0) {
+    std::memmove(out_.data(), out_.data() + outStart_, end - outStart_);
+    end -= std::exchange(outStart_, 0);
+    room_ = roomEnd_ = out_.data() + end;
   }
   // One message larger than the whole buffer goes alone.
-  if (outEnd_ + total > limits_.outputBytes && outEnd_ > 0) return {};
-  if (outEnd_ + total > out_.size()) {
-    out_.resize(std::max(outEnd_ + total, std::min(limits_.outputBytes, 2 * out_.size())));
+  if (end + bytes > limits_.outputBytes && end > 0 && !unlimited_) return false;
+  if (end + bytes > out_.size()) {
+    const size_t doubled = 2 * out_.size();
+    out_.resize(
+        std::max(end + bytes, unlimited_ ? doubled : std::min(limits_.outputBytes, doubled)));
   }
-  store(out_.data() + outEnd_, static_cast<uint32_t>(bytes));
-  turnOpen_ = true;
-  return {out_.data() + outEnd_ + frameHeader, bytes};
+  const size_t limit = unlimited_ ? out_.size() : std::min(limits_.outputBytes, out_.size());
+  room_ = out_.data() + end;
+  roomEnd_ = out_.data() + std::max(end + bytes, limit);
+  return true;
 }
-
-void Connection::commit(size_t bytes) { outEnd_ += frameHeader + bytes; }
 
 void Connection::close(std::string_view reason) {
   if (closed()) return;
@@ -316,35 +358,39 @@ void Connection::shut(std::string reason) noexcept {
   writeFd_ = -1;
   turnOpen_ = false;
   whenIdle_.clear();
-  outStart_ = outEnd_ = 0;
-  in_.clear();
+  outStart_ = 0;
+  room_ = roomEnd_ = out_.data();
+  inStart_ = inScanned_ = inEnd_ = 0;
   unbindAll();
 }
 
 // -------------------------------------------------------------------------------------- messages
 
+// False: no room, and it need not be now.
 template <class Write>
-void Connection::sendControl(AttributeId id, size_t size, const Write& write) {
+bool Connection::sendControl(AttributeId id, size_t size, const Write& write, bool always) {
+  if (closed()) return false;
   const size_t bytes = messageHeader + size;
-  const bool turnWasOpen = turnOpen_;
-  std::span<uint8_t> room = reserve(bytes);  // may set turnOpen_, which is for data only
-  if (room.empty() && !closed()) {
+  const size_t total = frameHeader + bytes;
+  if (!needRoom(bytes)) {
+    if (!always) return false;
     // Control messages are few and small, and answer the peer: they may exceed the bound, until
     // it is clear that the peer asks and does not read.
     constexpr size_t patience = 64 * 1024;
-    if (outEnd_ - outStart_ > limits_.outputBytes + patience && id != Control::goodBye) {
+    if (outputWaiting() > limits_.outputBytes + patience && id != Control::goodBye) {
       throw StreamException("the peer does not read the answers to what it asks");
     }
-    out_.resize(std::max(out_.size(), outEnd_ + frameHeader + bytes));
-    store(out_.data() + outEnd_, static_cast<uint32_t>(bytes));
-    room = {out_.data() + outEnd_ + frameHeader, bytes};
+    const size_t end = outStart_ + outputWaiting();
+    out_.resize(std::max(out_.size(), end + total));
+    room_ = out_.data() + end;
+    roomEnd_ = room_ + total;
   }
-  turnOpen_ = turnWasOpen;
-  if (room.empty()) return;
-  Out out(room);
+  store(room_, static_cast<uint32_t>(bytes));
+  Out out({room_ + frameHeader, bytes});
   out << uint32_t{0} << id;
   write(out);
-  commit(bytes);
+  room_ += total;
+  return true;
 }
 
 void Connection::sendText(AttributeId id, std::string_view text) {
@@ -366,18 +412,15 @@ void Connection::sendGreeting() {
 }
 
 void Connection::handleFrame(std::span<const uint8_t> frame) {
-  In in(frame);
-  const uint32_t id = in.nextU32();
-  const AttributeId attribute = in.nextU16();
-  if (!greeted_ && (id != 0 || attribute != Control::greeting)) {
-    throw StreamException("the first message is no greeting");
-  }
+  const auto id = load<uint32_t>(frame.data());
+  const auto attribute = load<AttributeId>(frame.data() + sizeof id);
+  In in(frame, messageHeader);
   if (id == 0) {
     handleControl(attribute, in);
     return;
   }
-  handleMessage(received(id), attribute, in);
-  if (boundCount() > limits_.entities) {
+  applyMessage(received(id), attribute, in);
+  if (boundCount() > limits_.entities) [[unlikely]] {
     throw StreamException("more than " + std::to_string(limits_.entities) + " entities");
   }
 }
@@ -425,6 +468,7 @@ void Connection::handleControl(AttributeId id, In in) {
       ++turns_;
       synced_ += mountsOpen_;
       mountsOpen_ = 0;
+      filling_ = 0;
       return;
     case Control::ping: {
       const uint32_t number = in.nextU32();
@@ -530,6 +574,7 @@ void Connection::handleMountRequest(In& in) {
     return sendText(Control::refused, printable(path) + " is mounted already");
   }
   const uint32_t id = bind(entity, {MountSide::host, readOnly}, 0);
+  ++roots_;
   const char* type = typeName(entity.tovoType());
   const EntityHooks& hooks = *entityHooks(entity.tovoType());
   const size_t size = textSize(path) + 1 + textSize(type) + 4 + hooks.attrLogSizeCtorParams(entity);
@@ -557,8 +602,7 @@ void Connection::handleMounted(In& in) {
                           ", which is not known here");
   }
   const uint32_t id = received(in.nextU32());
-  ConstructorValues values(type);
-  values.read(in);
+  const ConstructorValues values(type, in);
   in.expectEnd();
   if ((id & ofPeer) == 0 || this->entity(id)) {
     throw StreamException("the number " + std::to_string(id) + " for a mounted entity");
@@ -575,7 +619,9 @@ void Connection::handleMounted(In& in) {
   if (!entity) {
     entity = entityHooks(type)->create(values.arguments());
     directory_.mount(path, entity);
+    ++filling_;
   }
+  ++roots_;
   bind(*entity, {MountSide::guest, readOnly}, FlowOut::startNowhere, id);
   ++mountsOpen_;
 }

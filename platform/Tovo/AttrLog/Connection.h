@@ -15,9 +15,10 @@ namespace Tovo::NboAttrLog {
 
 /// Bounds for what a peer may make this process hold.
 struct Limits {
-  size_t outputBytes = 256 * 1024;         ///< what waits to be written, at most
+  size_t outputBytes = 64 * 1024;          ///< what waits to be written, at most
   size_t messageBytes = 16 * 1024 * 1024;  ///< one message
-  size_t entities = 16 * 1024 * 1024;      ///< that one connection carries
+  size_t turnBytes = 256 * 1024 * 1024;  ///< one turn of the peer, which is held until it is whole
+  size_t entities = 16 * 1024 * 1024;    ///< that one connection carries
 };
 
 /// One peer. Sockets, pipes, terminals: whatever can be read and written without blocking; sets
@@ -27,6 +28,13 @@ struct Limits {
 /// Both ends greet each other with the protocol's version and their module records; a difference
 /// ends the connection with its reason in words, at both ends. Nothing that a peer sends does more
 /// than end its own connection.
+///
+/// What is changed here between two calls of flush is one turn: the peer applies and publishes it
+/// together, and what it has of it when the stream ends is dropped. Only while every mount of a
+/// connection is filled for the first time it is applied as it arrives.
+///
+/// Observers of what a connection applies may do anything but run the loop: flush and
+/// handleReadable of any connection do nothing then, and are to be called again afterwards.
 ///
 /// The directory must outlive the connection. A process that writes to pipes ignores SIGPIPE.
 class Connection : public StreamAdapter {
@@ -41,11 +49,13 @@ class Connection : public StreamAdapter {
   int writeFd() const noexcept { return writeFd_; }
   /// Something waits to be written: call flush when the descriptor takes it.
   bool wantsWrite() const noexcept {
-    return outEnd_ > outStart_ || !idle() || turnOpen_ || !whenIdle_.empty() || owesTaken_;
+    return outputWaiting() > 0 || !idle() || turnOpen_ || !whenIdle_.empty() || owesTaken_;
   }
   /// Bytes that wait for the descriptor.
-  size_t outputWaiting() const noexcept { return outEnd_ - outStart_; }
-  /// Reads and applies what is there. Errors close the connection.
+  size_t outputWaiting() const noexcept {
+    return static_cast<size_t>(room_ - out_.data()) - outStart_;
+  }
+  /// Reads what is there and applies the turns that are whole. Errors close the connection.
   void handleReadable();
   /// Turns what is dirty into messages and writes them as far as the descriptor takes them.
   /// True when nothing is left to write. Errors close the connection.
@@ -104,14 +114,17 @@ class Connection : public StreamAdapter {
   bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute) override;
 
  protected:
-  std::span<uint8_t> reserve(size_t bytes) override;
-  void commit(size_t bytes) override;
+  bool makeRoom(size_t bytes) override;
 
  private:
   void sendGreeting();
   template <class Write>
-  void sendControl(AttributeId id, size_t size, const Write& write);
+  bool sendControl(AttributeId id, size_t size, const Write& write, bool always = true);
   void sendText(AttributeId id, std::string_view text);
+  bool readSome();
+  void applyArrived();
+  void applyFrames(size_t end);
+  bool fillsOnly() const noexcept { return filling_ > 0 && filling_ == roots_; }
   void handleFrame(std::span<const uint8_t> frame);
   void handleControl(AttributeId id, In in);
   void handleGreeting(In& in);
@@ -130,10 +143,15 @@ class Connection : public StreamAdapter {
   Limits limits_;
   int readFd_;
   int writeFd_;
+  // Input: what is applied, the frames of a turn that is not whole yet, bytes to look at, room.
+  //   0 ... inStart_ ... inScanned_ ... inEnd_ ... size
   std::vector<uint8_t> in_;
+  size_t inStart_ = 0;
+  size_t inScanned_ = 0;
+  size_t inEnd_ = 0;
+  // Output, which ends at room_.
   std::vector<uint8_t> out_;
   size_t outStart_ = 0;
-  size_t outEnd_ = 0;
   std::string closeReason_;
   std::vector<RemoteMount> remoteMounts_;
   std::vector<std::string> refusals_;
@@ -147,11 +165,14 @@ class Connection : public StreamAdapter {
   uint32_t pings_ = 0;
   uint32_t pongs_ = 0;
   uint32_t requests_ = 0;  // of this side that may be refused
+  uint32_t roots_ = 0;     // that were ever mounted over this connection
+  uint32_t filling_ = 0;   // of them, made here and not complete yet
   bool busy_ = false;      // in flush or handleReadable, which do not nest
   bool greeted_ = false;
   bool serves_ = true;
   bool writable_ = true;
-  bool turnOpen_ = false;
+  bool isSocket_ = true;
+  bool unlimited_ = false;  // the turn is completed whatever the room
 };
 
 }  // namespace Tovo::NboAttrLog

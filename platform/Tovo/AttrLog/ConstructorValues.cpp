@@ -2,54 +2,60 @@
 
 namespace Tovo {
 
+using NboAttrLog::ConstructorValue;
+using NboAttrLog::LogTable;
+
 namespace {
 
-// Calls visit(ops, value) for the name, unless the type has a key, and for each parameter; the
-// value is null without an entity.
-template <class Visit>
-void forEachConstructorValue(TovoTypeBase type, const Entity* entity, const Visit& visit) {
-  if ((typeDescriptor(type).flags & TypeDescriptor::keyedByParameter) == 0) {
-    visit(primitiveOps(PrimitiveCode::string), entity ? &entity->name() : nullptr);
-  }
-  forEachAttribute(type, [&](Attribute attribute) {
-    if (attribute.kind() != AttributeKind::parameter) return;
-    visit(attribute.ops(), entity ? storage(*entity, attribute) : nullptr);
-  });
+const void* valueOf(const Entity& entity, const ConstructorValue& value) noexcept {
+  if (value.offset == AttributeDescriptor::notStored) return &entity.name();
+  return reinterpret_cast<const char*>(&entity) + value.offset;
 }
 
 }  // namespace
 
-ConstructorValues::ConstructorValues(TovoTypeBase type) : type_(type) {
-  forEachConstructorValue(type, nullptr, [&](const ValueOps& ops, const void*) {
-    values_.push_back(std::make_unique<ValueBuffer>(ops));
-    pointers_.push_back(values_.back()->get());
-  });
+ConstructorValues::ConstructorValues(TovoTypeBase type, NboAttrLog::In& in)
+    : table_(LogTable::of(type)), memory_(first_, sizeof first_), pointers_(&memory_) {
+  pointers_.reserve(table_.constructorValues().size());
+  try {
+    for (const ConstructorValue& value : table_.constructorValues()) {
+      void* at = memory_.allocate(value.ops->size, value.ops->align);
+      value.ops->read(in, at);
+      pointers_.push_back(at);
+    }
+  } catch (...) {
+    destroy();
+    throw;
+  }
 }
 
-void ConstructorValues::read(NboAttrLog::In& in) {
-  for (const auto& value : values_) value->read(in);
+ConstructorValues::~ConstructorValues() { destroy(); }
+
+void ConstructorValues::destroy() noexcept {
+  for (size_t i = 0; i < pointers_.size(); ++i) {
+    table_.constructorValues()[i].ops->destruct(const_cast<void*>(pointers_[i]));
+  }
 }
 
 bool ConstructorValues::match(const Entity& entity) const {
-  size_t at = 0;
-  bool same = true;
-  forEachConstructorValue(type_, &entity, [&](const ValueOps& ops, const void* value) {
-    same = same && ops.equal(pointers_[at], value);
-    ++at;
-  });
-  return same;
+  for (size_t i = 0; i < pointers_.size(); ++i) {
+    const ConstructorValue& value = table_.constructorValues()[i];
+    if (!value.ops->equal(pointers_[i], valueOf(entity, value))) return false;
+  }
+  return true;
 }
 
 void ConstructorValues::write(NboAttrLog::Out& out, const Entity& entity) {
-  forEachConstructorValue(entity.tovoType(), &entity,
-                          [&](const ValueOps& ops, const void* value) { ops.write(out, value); });
+  for (const ConstructorValue& value : LogTable::of(entity.tovoType()).constructorValues()) {
+    value.ops->write(out, valueOf(entity, value));
+  }
 }
 
 size_t ConstructorValues::attrLogSize(const Entity& entity) {
   size_t size = 0;
-  forEachConstructorValue(entity.tovoType(), &entity, [&](const ValueOps& ops, const void* value) {
-    size += ops.attrLogSize(value);
-  });
+  for (const ConstructorValue& value : LogTable::of(entity.tovoType()).constructorValues()) {
+    size += value.ops->attrLogSize(valueOf(entity, value));
+  }
   return size;
 }
 

@@ -1,10 +1,11 @@
 // The values that an entity of some type is constructed from.
 #pragma once
 
-#include <memory>
+#include <memory_resource>
 #include <vector>
 
 #include "Tovo/AttrLog/In.h"
+#include "Tovo/AttrLog/LogTable.h"
 #include "Tovo/Entity.h"
 #include "Tovo/GenericIf.h"
 #include "Tovo/ValueOps.h"
@@ -14,10 +15,12 @@ namespace Tovo {
 /// The name or key, then the parameters in order of declaration.
 class ConstructorValues {
  public:
-  explicit ConstructorValues(TovoTypeBase type);
+  /// Reads them. Throws StreamException.
+  ConstructorValues(TovoTypeBase type, NboAttrLog::In& in);
+  ~ConstructorValues();
+  ConstructorValues(const ConstructorValues&) = delete;
+  ConstructorValues& operator=(const ConstructorValues&) = delete;
 
-  /// Throws StreamException.
-  void read(NboAttrLog::In& in);
   ConstructorArguments arguments() const noexcept { return pointers_; }
   /// The name or key.
   const void* key() const noexcept { return pointers_.front(); }
@@ -28,9 +31,12 @@ class ConstructorValues {
   static size_t attrLogSize(const Entity& entity);
 
  private:
-  TovoTypeBase type_;
-  std::vector<std::unique_ptr<ValueBuffer>> values_;
-  std::vector<const void*> pointers_;
+  void destroy() noexcept;
+
+  const NboAttrLog::LogTable& table_;
+  alignas(16) unsigned char first_[256];
+  std::pmr::monotonic_buffer_resource memory_;
+  std::pmr::vector<const void*> pointers_;
 };
 
 }  // namespace Tovo

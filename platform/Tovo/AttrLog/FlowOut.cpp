@@ -26,51 +26,54 @@ struct FlowOut::CollectionFlow {
 FlowOut::FlowOut(StreamAdapter& adapter, Entity& entity, uint32_t entityId, AttributeId start)
     : adapter_(&adapter),
       entity_(&entity),
-      type_(entity.tovoType()),
+      table_(LogTable::of(entity.tovoType())),
       entityId_(entityId),
       start_(start) {
-  const uint32_t total = attributeTotal(type_);
+  const uint32_t total = table_.total();
   if (total > 64) moreDirty_ = std::make_unique<uint64_t[]>((total - 1) / 64);
   observe(entity.nodePublisher());
 }
 
-FlowOut::~FlowOut() = default;
+FlowOut::~FlowOut() {
+  if (adapter_) adapter_->dequeue(*this);
+}
 
 void FlowOut::detachFromAdapter() noexcept {
+  adapter_->dequeue(*this);
   adapter_ = nullptr;
   detach();
 }
 
-uint64_t& FlowOut::word(uint32_t ordinal) noexcept {
-  return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
+void FlowOut::dirtyIs(const LogAttribute& attribute) noexcept {
+  word(attribute.ordinal) |= uint64_t{1} << (attribute.ordinal & 63);
+  if (!queued_ && adapter_) adapter_->enqueue(*this);
 }
-uint64_t FlowOut::word(uint32_t ordinal) const noexcept {
-  return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
+
+void FlowOut::dirtyFrom(AttributeId start) noexcept {
+  for (uint32_t ordinal = 0; ordinal < table_.total(); ordinal += 64) {
+    uint64_t bits = table_.loggedBits(ordinal / 64);
+    // Ids ascend with the places.
+    for (; bits != 0; bits &= bits - 1) {
+      if (table_.at(ordinal + static_cast<uint32_t>(std::countr_zero(bits))).id >= start) break;
+    }
+    word(ordinal) |= bits;
+  }
+  if (!queued_ && adapter_ && anyDirty()) adapter_->enqueue(*this);
 }
 
 void FlowOut::tovoIsDirtyIs(AttributeId attribute, bool dirty) {
-  const uint32_t ordinal = attributeOrdinal(type_, attribute);
-  const uint64_t bit = uint64_t{1} << (ordinal & 63);
-  if (!dirty) {
-    word(ordinal) &= ~bit;
-    return;
+  const LogAttribute* chosen = table_.logged(attribute);
+  if (!chosen) return;
+  if (dirty) {
+    dirtyIs(*chosen);
+  } else {
+    cleanIs(*chosen);
   }
-  word(ordinal) |= bit;
-  if (adapter_) adapter_->enqueue(*this);
 }
 
 bool FlowOut::tovoIsDirty(AttributeId attribute) const noexcept {
-  const uint32_t ordinal = attributeOrdinal(type_, attribute);
-  return (word(ordinal) >> (ordinal & 63) & 1) != 0;
-}
-
-uint32_t FlowOut::firstDirty(uint32_t fromOrdinal) const noexcept {
-  const uint32_t total = attributeTotal(type_);
-  for (uint32_t ordinal = fromOrdinal; ordinal < total; ordinal = (ordinal | 63) + 1) {
-    const uint64_t left = word(ordinal) >> (ordinal & 63);
-    if (left != 0) return ordinal + static_cast<uint32_t>(std::countr_zero(left));
-  }
-  return none;
+  const LogAttribute* chosen = table_.logged(attribute);
+  return chosen && isDirty(*chosen);
 }
 
 FlowOut::CollectionFlow* FlowOut::find(AttributeId collection) const noexcept {
@@ -112,6 +115,11 @@ std::optional<std::string> FlowOut::tovoFlowOutBookmarkDeq(AttributeId collectio
   return std::move(flow->bookmark);
 }
 
+void FlowOut::bookmarkGone(AttributeId collection, const std::string& key) noexcept {
+  CollectionFlow* flow = find(collection);
+  if (flow && flow->hasBookmark && flow->bookmark == key) flow->hasBookmark = false;
+}
+
 void FlowOut::transferBegun(AttributeId collection) { need(collection).walking = true; }
 
 bool FlowOut::transferring(AttributeId collection) const noexcept {
@@ -128,9 +136,9 @@ void FlowOut::dirtyKeyIs(AttributeId collection, std::string key, bool left) {
   // does not mention would be deleted at the host.
   constexpr size_t alwaysKept = 256;
   if (!inserted || flow.keys.size() <= alwaysKept) return;
-  const Attribute attribute = attributeById(type_, collection);
+  const Attribute attribute = table_.logged(collection)->attribute;
   if (flow.keys.size() > alwaysKept + 2 * collectionMap(*entity_, attribute).size() && adapter_ &&
-      adapter_->isHost(*entity_)) {
+      !toHost_) {
     freeResyncState(collection);
     flow.synced = false;
   }
@@ -202,44 +210,45 @@ void FlowOut::freeResyncState(AttributeId collection) noexcept {
 
 void FlowOut::handleChange(const Pelmo::Change& change) {
   if (!adapter_) return;
-  const Attribute attribute = attributeById(type_, change.attribute);
-  if (!attribute || !attribute.isLogged()) return;
-  const bool fromPeer = adapter_->takeApplied(*entity_, change);
+  const LogAttribute* attribute = table_.logged(change.attribute);
+  // What the peer says, it knows; and what hung below it is forgotten already.
+  if (!attribute || adapter_->appliesNow()) return;
+  if (!attribute->keyOps) {
+    if (attribute->kind == AttributeKind::pointer) {
+      adapter_->referenceArrived(*entity_, attribute->attribute);
+    }
+    return dirtyIs(*attribute);
+  }
+  handleCollectionChange(*attribute, change);
+}
+
+void FlowOut::handleCollectionChange(const LogAttribute& attribute, const Pelmo::Change& change) {
+  const AttributeId id = attribute.id;
   bool left = false;
   // Keeps the flow while the adapter forgets what hangs below the entity.
   const Pelmo::Ptr<FlowOut> self(this);
-  if (attribute.kind() == AttributeKind::ownCollection && change.previous) {
+  if (attribute.kind == AttributeKind::ownCollection && change.previous) {
     Entity& element = **static_cast<Entity* const*>(change.previous);
-    left = !fromPeer && adapter_->entityId(element) != 0;
+    left = adapter_->entityId(element) != 0;
     adapter_->unbindTree(element);
   }
-  if (!attribute.isCollection()) {
-    if (fromPeer) return;
-    if (attribute.kind() == AttributeKind::pointer) adapter_->referenceArrived(*entity_, attribute);
-    tovoIsDirtyIs(change.attribute, true);
-    return;
-  }
   // A transfer that has not begun will send the collection as it is by then.
-  const bool early = !transferring(change.attribute) && tovoIsDirty(change.attribute) &&
-                     !firstDirtyKey(change.attribute) && !tovoHasSynced(change.attribute);
-  const bool isReference = attribute.kind() == AttributeKind::refCollection;
+  const bool early =
+      !transferring(id) && isDirty(attribute) && !firstDirtyKey(id) && !tovoHasSynced(id);
+  const bool isReference = attribute.kind == AttributeKind::refCollection;
   if (early && !isReference) return;
-  const ValueOps& keyOps = attribute.keyOps();
-  std::string key(keyOps.attrLogSize(change.key), '\0');
+  std::string key(attribute.keyOps->attrLogSize(change.key), '\0');
   Out out({reinterpret_cast<uint8_t*>(key.data()), key.size()});
-  keyOps.write(out, change.key);
-  if (isReference && !fromPeer) adapter_->referenceArrived(*entity_, attribute, key);
+  attribute.keyOps->write(out, change.key);
+  if (isReference) adapter_->referenceArrived(*entity_, attribute.attribute, key);
   if (early) return;
   // An element that is made again stands at the end of the collection: a transfer that went on
   // behind it would miss all in between.
-  CollectionFlow* flow = find(change.attribute);
-  if (flow && flow->hasBookmark && flow->bookmark == key &&
-      !collectionFind(*entity_, attribute, change.key)) {
-    flow->hasBookmark = false;
+  if (!change.previous || !collectionFind(*entity_, attribute.attribute, change.key)) {
+    bookmarkGone(id, key);
   }
-  if (fromPeer) return;
-  dirtyKeyIs(change.attribute, std::move(key), left);
-  tovoIsDirtyIs(change.attribute, true);
+  dirtyKeyIs(id, std::move(key), left);
+  dirtyIs(attribute);
 }
 
 void FlowOut::handlePublisherGone(Pelmo::Publisher&) {

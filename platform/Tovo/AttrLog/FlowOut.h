@@ -1,6 +1,7 @@
 // What one connection still has to be told of one entity.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,7 +11,7 @@
 #include "Pelmo/Ptr.h"
 #include "Pelmo/Publisher.h"
 #include "Tovo/AllocTrack.h"
-#include "Tovo/Module.h"
+#include "Tovo/AttrLog/LogTable.h"
 #include "Tovo/Types.h"
 
 namespace Tovo {
@@ -37,7 +38,8 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   ~FlowOut() override;
 
   Entity& entity() const noexcept { return *entity_; }
-  TovoTypeBase type() const noexcept { return type_; }
+  TovoTypeBase type() const noexcept { return table_.type(); }
+  const LogTable& table() const noexcept { return table_; }
   uint32_t entityId() const noexcept { return entityId_; }
   StreamAdapter* adapter() const noexcept { return adapter_; }
   /// The adapter has let go of the flow, or the entity is gone.
@@ -48,10 +50,27 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   /// markers while its first transfer is not complete.
   void tovoIsDirtyIs(AttributeId attribute, bool dirty);
   bool tovoIsDirty(AttributeId attribute) const noexcept;
+  /// All attributes with ids from one on are dirty.
+  void dirtyFrom(AttributeId start) noexcept;
+  /// The same by the place of the attribute in the table.
+  void dirtyIs(const LogAttribute& attribute) noexcept;
+  void cleanIs(const LogAttribute& attribute) noexcept {
+    word(attribute.ordinal) &= ~(uint64_t{1} << (attribute.ordinal & 63));
+  }
+  bool isDirty(const LogAttribute& attribute) const noexcept {
+    return (word(attribute.ordinal) >> (attribute.ordinal & 63) & 1) != 0;
+  }
   bool anyDirty() const noexcept { return firstDirty(0) != none; }
-  /// The place (attributeOrdinal) of the first dirty attribute from a place on, or none.
+  /// The ordinal of the first dirty attribute from one on, or none.
   static constexpr uint32_t none = 0xffffffff;
-  uint32_t firstDirty(uint32_t fromOrdinal) const noexcept;
+  uint32_t firstDirty(uint32_t fromOrdinal) const noexcept {
+    const uint32_t total = table_.total();
+    for (uint32_t ordinal = fromOrdinal; ordinal < total; ordinal = (ordinal | 63) + 1) {
+      const uint64_t left = word(ordinal) >> (ordinal & 63);
+      if (left != 0) return ordinal + static_cast<uint32_t>(std::countr_zero(left));
+    }
+    return none;
+  }
   /// A collection whose first transfer is complete.
   bool tovoHasSynced(AttributeId collection) const noexcept;
   void tovoHasSyncedIs(AttributeId collection);
@@ -66,6 +85,9 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   void bookmarkIs(AttributeId collection, std::string key) {
     tovoFlowOutBookmarkEnq(collection, std::move(key));
   }
+
+  /// What stood under a key has left, or stands at the end now: the transfer cannot go on there.
+  void bookmarkGone(AttributeId collection, const std::string& key) noexcept;
 
   /// Keys of a collection that changed since it was sent; each once, the oldest first. A host that
   /// would have to remember many more keys than there are elements sends all elements anew instead.
@@ -98,18 +120,27 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   friend class StreamAdapter;
   struct CollectionFlow;
 
+  void handleCollectionChange(const LogAttribute& attribute, const Pelmo::Change& change);
   CollectionFlow* find(AttributeId collection) const noexcept;
   CollectionFlow& need(AttributeId collection);
-  uint64_t& word(uint32_t ordinal) noexcept;
-  uint64_t word(uint32_t ordinal) const noexcept;
+  uint64_t& word(uint32_t ordinal) noexcept {
+    return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
+  }
+  uint64_t word(uint32_t ordinal) const noexcept {
+    return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
+  }
 
   StreamAdapter* adapter_;
   Entity* entity_;
-  TovoTypeBase type_;
+  const LogTable& table_;
+  FlowOut* nextQueued_ = nullptr;
+  FlowOut* previousQueued_ = nullptr;
   uint32_t entityId_;
   AttributeId start_;
   bool queued_ = false;
-  uint64_t dirty_ = 0;                     // the first 64 attributes
+  bool toHost_ = false;    // a guest's: what it sends is under way until it is taken
+  bool complete_ = false;  // everything was sent once
+  uint64_t dirty_ = 0;     // the first 64 attributes
   std::unique_ptr<uint64_t[]> moreDirty_;  // the others, where a type has so many
   std::vector<std::unique_ptr<CollectionFlow>> collections_;
 };

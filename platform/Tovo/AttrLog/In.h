@@ -14,8 +14,9 @@ namespace Tovo::NboAttrLog {
 /// StreamException before anything is allocated.
 class In {
  public:
-  explicit In(std::span<const uint8_t> bytes) noexcept
-      : begin_(bytes.data()), current_(begin_), end_(begin_ + bytes.size()) {}
+  /// Begins behind `skipped` bytes of them, which count in places that errors name.
+  explicit In(std::span<const uint8_t> bytes, size_t skipped = 0) noexcept
+      : begin_(bytes.data()), current_(begin_ + skipped), end_(begin_ + bytes.size()) {}
 
   const uint8_t* take(size_t bytes) {
     if (bytes > remaining()) [[unlikely]]
@@ -44,9 +45,13 @@ class In {
   size_t remaining() const noexcept { return static_cast<size_t>(end_ - current_); }
   size_t position() const noexcept { return static_cast<size_t>(current_ - begin_); }
   /// Throws StreamException when the message has more bytes.
-  void expectEnd() const;
+  void expectEnd() const {
+    if (current_ != end_) [[unlikely]]
+      throwLeft();
+  }
 
  private:
+  [[noreturn]] void throwLeft() const;
   [[noreturn]] void throwTooShort(size_t bytes) const;
 
   const uint8_t* begin_;

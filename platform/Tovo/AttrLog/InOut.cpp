@@ -45,11 +45,9 @@ uint32_t In::nextCount(size_t least) {
   return count;
 }
 
-void In::expectEnd() const {
-  if (remaining() > 0) {
-    throw StreamException(std::to_string(remaining()) +
-                          " bytes are left behind the value at byte " + std::to_string(position()));
-  }
+void In::throwLeft() const {
+  throw StreamException(std::to_string(remaining()) + " bytes are left behind the value at byte " +
+                        std::to_string(position()));
 }
 
 void In::throwTooShort(size_t bytes) const {

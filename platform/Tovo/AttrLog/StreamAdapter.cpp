@@ -1,6 +1,6 @@
 #include "Tovo/AttrLog/StreamAdapter.h"
 
-#include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "Tovo/AttrLog/EntityHooks.h"
@@ -58,40 +58,52 @@ uint32_t StreamAdapter::newId() {
   return ++lastId_;
 }
 
-const StreamAdapter::Binding* StreamAdapter::bindingOf(const Entity& entity) const noexcept {
-  const auto known = ids_.find(&entity);
-  if (known == ids_.end()) return nullptr;
-  const auto binding = bindings_.find(known->second);
-  return binding == bindings_.end() ? nullptr : &binding->second;
+StreamAdapter::Carried StreamAdapter::carriedAs(uint32_t id, const Binding& binding) noexcept {
+  return {binding.entity,
+          binding.table,
+          binding.flow(),
+          id,
+          binding.mount.side == MountSide::host,
+          binding.mount.readOnly};
+}
+
+void StreamAdapter::ask(const Entity& entity) const noexcept {
+  const uint32_t* id = ids_.find(&entity);
+  const Binding* binding = id ? bindings_.find(*id) : nullptr;
+  asked_ = binding ? carriedAs(*id, *binding)
+                   : Carried{const_cast<Entity*>(&entity), nullptr, nullptr, 0, false, false};
 }
 
 uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uint32_t id) {
-  const auto known = ids_.find(&entity);
-  const uint32_t reserved = known != ids_.end() ? known->second : 0;
+  const uint32_t* known = ids_.find(&entity);
+  const uint32_t reserved = known ? *known : 0;
   if (reserved != 0 && bindings_.contains(reserved)) return reserved;
   if (id == 0) id = reserved != 0 ? reserved : newId();
-  Binding binding{&entity, nullptr, nullptr, mount};
-  if (mount.side == MountSide::host || !mount.readOnly) {
-    const EntityHooks& hooks = *entityHooks(entity.tovoType());
-    binding.flow = hooks.newFlowOut(*this, entity, id, start);
+  const LogTable& table = LogTable::of(entity.tovoType());
+  Binding binding{&entity, &table, nullptr, mount, false};
+  const bool host = mount.side == MountSide::host;
+  if (host || !mount.readOnly) {
+    const Pelmo::Ptr<FlowOut> flow = table.hooks().newFlowOut(*this, entity, id, start);
+    flow->toHost_ = !host;
+    binding.keeps = flow;
+    binding.hasFlow = true;
   } else {
-    binding.held = Pelmo::Ptr<Entity>(&entity);
+    binding.keeps = Pelmo::Ptr<Entity>(&entity);
   }
-  const Pelmo::Ptr<FlowOut> flow = binding.flow;
-  ids_.insert_or_assign(&entity, id);
-  bindings_.insert_or_assign(id, std::move(binding));
-  reservations_.erase(reserved);
-  if (flow && flow->anyDirty()) enqueue(*flow);
+  ids_[&entity] = id;
+  bindings_[id] = std::move(binding);
+  asked_ = {};
+  if (reserved != 0) reservations_.erase(reserved);
   if (reserved != 0 && reserved != id) resendReferences(entity);
-  resolveReferences(id, entity);
+  if (!waitingFor_.empty()) resolveReferences(id, entity);
   return id;
 }
 
 void StreamAdapter::resendReferences(const Entity& entity) {
-  for (const auto& carried : bindings_) {
-    const Entity& holder = *carried.second.entity;
-    FlowOut* flow = carried.second.flow.get();
-    if (!flow) continue;
+  bindings_.forEach([&](uint32_t, const Binding& carried) {
+    const Entity& holder = *carried.entity;
+    FlowOut* flow = carried.flow();
+    if (!flow) return;
     forEachAttribute(flow->type(), [&](Attribute attribute) {
       if (attribute.kind() == AttributeKind::pointer) {
         const auto& pointer = *static_cast<const Pelmo::Ptr<Entity>*>(storage(holder, attribute));
@@ -104,25 +116,28 @@ void StreamAdapter::resendReferences(const Entity& entity) {
         });
       }
     });
-  }
+  });
 }
 
 uint32_t StreamAdapter::bindElement(Entity& owner, Entity& element, AttributeId start,
                                     uint32_t id) {
-  const Binding* above = bindingOf(owner);
-  if (!above) throw StreamException("the owner of an element is not carried any more");
-  return bind(element, above->mount, start, id);
+  const uint32_t* above = ids_.find(&owner);
+  const Binding* mounted = above ? bindings_.find(*above) : nullptr;
+  if (!mounted) throw StreamException("the owner of an element is not carried any more");
+  return bind(element, mounted->mount, start, id);
 }
 
 void StreamAdapter::unbind(Entity& entity) noexcept {
-  const auto known = ids_.find(&entity);
-  if (known == ids_.end()) return;
-  const auto binding = bindings_.find(known->second);
-  if (binding == bindings_.end()) return;  // only referred to: that number stays
-  ids_.erase(known);
-  const Pelmo::Ptr<FlowOut> flow = std::move(binding->second.flow);
-  const Pelmo::Ptr<Entity> held = std::move(binding->second.held);
-  bindings_.erase(binding);
+  const uint32_t* known = ids_.find(&entity);
+  if (!known) return;
+  const uint32_t id = *known;
+  const Binding* binding = bindings_.find(id);
+  if (!binding) return;  // only referred to: that number stays
+  const Pelmo::Ptr<Pelmo::Node> keep = binding->keeps;
+  FlowOut* flow = binding->flow();
+  asked_ = {};
+  ids_.erase(&entity);
+  bindings_.erase(id);
   for (auto it = transfers_.lower_bound({&entity, 0});
        it != transfers_.end() && it->first.first == &entity;) {
     it = transfers_.erase(it);
@@ -136,39 +151,30 @@ void StreamAdapter::unbind(Entity& entity) noexcept {
     underWay_.erase(it->second);
     it = underWayAt_.erase(it);
   }
-  if (!flow) return;
-  flow->detachFromAdapter();
-  if (!flow->queued_) return;
-  // A peer that makes and deletes without reading must not fill the queue.
-  constexpr size_t worthIt = 64;
-  if (++queuedInVain_ < worthIt || queuedInVain_ < queue_.size() / 2) return;
-  std::erase_if(queue_, [](const Pelmo::Ptr<FlowOut>& queued) { return queued->detached(); });
-  queuedInVain_ = 0;
+  if (flow) flow->detachFromAdapter();
 }
 
 void StreamAdapter::unbindTree(Entity& entity) noexcept {
-  if (ids_.find(&entity) == ids_.end()) return;
+  if (!ids_.contains(&entity)) return;
   const Pelmo::Ptr<Entity> keep(&entity);
   forEachChild(entity, [&](Entity& child, Attribute) { unbindTree(child); });
   unbind(entity);
 }
 
 void StreamAdapter::unbindAll() noexcept {
-  for (auto& [id, binding] : bindings_) {
-    if (binding.flow) binding.flow->detachFromAdapter();
-  }
-  auto bindings = std::move(bindings_);
-  bindings_.clear();
+  bindings_.forEach([](uint32_t, const Binding& binding) {
+    if (FlowOut* flow = binding.flow()) flow->detachFromAdapter();
+  });
+  asked_ = {};
   ids_.clear();
   reservations_.clear();
-  queue_.clear();
-  queuedInVain_ = 0;
   transfers_.clear();
   waiting_.clear();
   waitingFor_.clear();
   owesTaken_ = false;
   underWay_.clear();
   underWayAt_.clear();
+  bindings_.clear();
 }
 
 void StreamAdapter::entityGone(FlowOut& flow) noexcept { unbind(*flow.entity_); }
@@ -179,101 +185,77 @@ void StreamAdapter::reservationGone(uint32_t id, const Entity& entity) noexcept 
 }
 
 Entity* StreamAdapter::entity(uint32_t id) const noexcept {
-  const auto it = bindings_.find(id);
-  return it == bindings_.end() ? nullptr : it->second.entity;
-}
-
-uint32_t StreamAdapter::entityId(const Entity& entity) const noexcept {
-  return bindingOf(entity) ? ids_.find(&entity)->second : 0;
-}
-
-FlowOut* StreamAdapter::flow(const Entity& entity) const noexcept {
-  const Binding* binding = bindingOf(entity);
-  return binding ? binding->flow.get() : nullptr;
+  const Binding* binding = bindings_.find(id);
+  return binding ? binding->entity : nullptr;
 }
 
 uint32_t StreamAdapter::referenceId(const Entity* entity) {
   if (!entity) return 0;
-  const auto known = ids_.find(entity);
-  if (known != ids_.end()) return known->second;
+  if (const uint32_t* known = ids_.find(entity)) return *known;
   auto& target = const_cast<Entity&>(*entity);
   const uint32_t id = newId();
   reservations_.emplace(id, std::make_unique<Reservation>(*this, target, id));
-  ids_.emplace(entity, id);
+  ids_[entity] = id;
   return id;
 }
 
-uint32_t StreamAdapter::received(uint32_t id) const {
-  if (id == 0) return 0;
-  const uint32_t here = id ^ ofPeer;
-  if ((here & ofPeer) == 0 && (here == 0 || here > lastId_)) {
-    throw StreamException("the number " + std::to_string(here) +
-                          " of an entity, which was not given here");
-  }
-  return here;
+void StreamAdapter::throwNotGiven(uint32_t id) {
+  throw StreamException("the number " + std::to_string(id) +
+                        " of an entity, which was not given here");
 }
 
 size_t StreamAdapter::flowCount() const noexcept {
-  return static_cast<size_t>(
-      std::count_if(bindings_.begin(), bindings_.end(),
-                    [](const auto& entry) { return static_cast<bool>(entry.second.flow); }));
+  size_t count = 0;
+  bindings_.forEach([&](uint32_t, const Binding& binding) { count += binding.hasFlow ? 1 : 0; });
+  return count;
 }
 
 size_t StreamAdapter::heldBytes() const noexcept {
   size_t bytes = 0;
-  for (const auto& [id, binding] : bindings_) {
-    if (binding.flow) bytes += binding.flow->heldBytes();
-  }
+  bindings_.forEach([&](uint32_t, const Binding& binding) {
+    if (const FlowOut* flow = binding.flow()) bytes += flow->heldBytes();
+  });
   return bytes;
 }
 
 // -------------------------------------------------------------------------------------- sending
 
-void StreamAdapter::enqueue(FlowOut& flow) {
-  if (flow.queued_) return;
-  queue_.emplace_back(&flow);
+void StreamAdapter::enqueue(FlowOut& flow) noexcept {
   flow.queued_ = true;
+  flow.previousQueued_ = lastQueued_;
+  flow.nextQueued_ = nullptr;
+  (lastQueued_ ? lastQueued_->nextQueued_ : firstQueued_) = &flow;
+  lastQueued_ = &flow;
+}
+
+void StreamAdapter::dequeue(FlowOut& flow) noexcept {
+  if (!flow.queued_) return;
+  flow.queued_ = false;
+  (flow.previousQueued_ ? flow.previousQueued_->nextQueued_ : firstQueued_) = flow.nextQueued_;
+  (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = flow.previousQueued_;
 }
 
 bool StreamAdapter::pump() {
-  while (!queue_.empty()) {
-    const Pelmo::Ptr<FlowOut> flow = std::move(queue_.front());
-    queue_.pop_front();
-    if (flow->detached()) {
-      flow->queued_ = false;
-      if (queuedInVain_ > 0) --queuedInVain_;
-      continue;
-    }
-    // It counts as queued meanwhile: when it is not finished it goes on before all others, because
-    // an element must not be spoken of before it is sent itself.
-    const EntityHooks& hooks = *entityHooks(flow->type());
-    const FlowResult result = hooks.handleAttrFlowOut(*this, 0, *flow);
-    flow->queued_ = !flow->detached() && flow->anyDirty();
-    if (flow->queued_) {
-      if (result == FlowResult::notFinished) {
-        queue_.push_front(flow);
-      } else {
-        queue_.push_back(flow);
-      }
-    }
+  while (firstQueued_) {
+    // It stays the first one meanwhile: when it is not finished it goes on before all others,
+    // because an element must not be spoken of before it is sent itself.
+    const Pelmo::Ptr<FlowOut> flow(firstQueued_);
+    const FlowResult result = flow->table().hooks().handleAttrFlowOut(*this, 0, *flow);
+    if (flow->detached()) continue;
     if (result == FlowResult::notFinished) return false;
+    dequeue(*flow);
+    if (flow->anyDirty()) {
+      enqueue(*flow);
+    } else {
+      flow->complete_ = true;
+    }
   }
   return true;
 }
 
-Out* StreamAdapter::singletonSerializeCheck(FlowOut& flow, AttributeId attribute, uint32_t,
-                                            uint32_t count, size_t size, uint32_t) {
-  outSize_ = messageHeader + count * size;
-  const std::span<uint8_t> room = reserve(outSize_);
-  if (room.empty()) return nullptr;
-  out_ = Out(room);
-  out_ << flow.entityId() << attribute;
-  return &out_;
-}
-
-void StreamAdapter::outSmCommitMessage() {
-  commit(outSize_);
-  ++counters_.messagesSent;
+void StreamAdapter::throwTooLong(size_t bytes) const {
+  throw StreamException("a message of " + std::to_string(bytes) + " bytes is above the limit of " +
+                        std::to_string(mostBytes_));
 }
 
 bool StreamAdapter::doMessageMulticast(FlowOut&, AttributeId) { return false; }
@@ -297,15 +279,24 @@ bool StreamAdapter::handleCollSerializationTransactionMarkers(FlowOut& flow, Att
 // ------------------------------------------------------------------------------------ receiving
 
 void StreamAdapter::handleMessage(uint32_t entityId, AttributeId attribute, In in) {
+  inTurn([&] { applyMessage(entityId, attribute, in); });
+}
+
+void StreamAdapter::applyMessage(uint32_t entityId, AttributeId attribute, In& in) {
   ++counters_.messagesReceived;
-  const Pelmo::Ptr<Entity> target(entity(entityId));
-  owesTaken_ = owesTaken_ || !target || isHost(*target);
-  if (!target) {
-    // It was removed here while the message was on its way.
-    ++counters_.unknownEntities;
-    return;
+  if (asked_.id != entityId) {
+    const Binding* binding = bindings_.find(entityId);
+    if (!binding) {
+      // It was removed here while the message was on its way.
+      owesTaken_ = true;
+      ++counters_.unknownEntities;
+      return;
+    }
+    asked_ = carriedAs(entityId, *binding);
   }
-  entityHooks(target->tovoType())->doHandleAttrDeserialization(*this, *target, attribute, in);
+  Entity& target = *asked_.entity;
+  owesTaken_ = owesTaken_ || asked_.host;
+  asked_.table->hooks().doHandleAttrDeserialization(*this, target, attribute, in);
 }
 
 void StreamAdapter::doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in) {
@@ -327,46 +318,31 @@ void StreamAdapter::doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attrib
   }
 }
 
-bool StreamAdapter::isReadOnlyProxy(const Entity& entity) const noexcept {
-  const Binding* binding = bindingOf(entity);
-  return binding && binding->mount.side == MountSide::host && binding->mount.readOnly;
-}
-
-bool StreamAdapter::isHost(const Entity& entity) const noexcept {
-  const Binding* binding = bindingOf(entity);
-  return binding && binding->mount.side == MountSide::host;
-}
-
-bool StreamAdapter::isPending(const Entity& entity, AttributeId attribute) const noexcept {
-  const Binding* binding = bindingOf(entity);
-  if (!binding || !binding->flow || binding->mount.side == MountSide::host) return false;
-  return binding->flow->tovoIsDirty(attribute) ||
-         underWayAt_.contains({binding->entity, attribute, std::string()});
+bool StreamAdapter::isPendingAtGuest(const FlowOut& flow, AttributeId attribute) const noexcept {
+  if (flow.tovoIsDirty(attribute)) return true;
+  return !underWayAt_.empty() && underWayAt_.contains({&flow.entity(), attribute, std::string()});
 }
 
 bool StreamAdapter::isPending(const Entity& entity, AttributeId collection,
                               const std::string& key) const {
-  const Binding* binding = bindingOf(entity);
-  if (!binding || !binding->flow || binding->mount.side == MountSide::host) return false;
-  const FlowOut& flow = *binding->flow;
-  if (flow.hasDirtyKey(collection, key) ||
-      underWayAt_.contains({binding->entity, collection, key})) {
+  const Carried& known = carried(entity);
+  if (!known.flow || known.host) return false;
+  const FlowOut& flow = *known.flow;
+  Entity* const holder = &flow.entity();
+  if (flow.hasDirtyKey(collection, key) || underWayAt_.contains({holder, collection, key})) {
     return true;
   }
-  const bool whole = !flow.tovoHasSynced(collection) ||
-                     underWayAt_.contains({binding->entity, collection, std::string()});
+  const bool whole =
+      !flow.tovoHasSynced(collection) || underWayAt_.contains({holder, collection, std::string()});
   return whole && !flow.isMentioned(collection, key);
 }
 
-void StreamAdapter::sentIs(const Entity& entity, AttributeId attribute, std::string key) {
-  const Binding* binding = bindingOf(entity);
-  if (!binding || binding->mount.side == MountSide::host) return;
-  if (!key.empty() && !binding->flow->tovoHasSynced(attribute)) {
-    binding->flow->mentionedIs(attribute, key);
-  }
+void StreamAdapter::noteUnderWay(FlowOut& flow, AttributeId attribute, const std::string& key) {
+  if (flow.detached()) return;
+  if (!key.empty() && !flow.tovoHasSynced(attribute)) flow.mentionedIs(attribute, key);
   const uint64_t number = counters_.messagesSent;
   const auto [at, inserted] =
-      underWayAt_.try_emplace(ReferenceKey{binding->entity, attribute, std::move(key)}, number);
+      underWayAt_.try_emplace(ReferenceKey{&flow.entity(), attribute, key}, number);
   if (!inserted) {
     underWay_.erase(at->second);
     at->second = number;
@@ -395,15 +371,17 @@ void StreamAdapter::takenIs(uint32_t count) {
 
 bool StreamAdapter::allowWriteFromReadOnlyRemote(const Entity&, AttributeId) { return false; }
 
-bool StreamAdapter::takeApplied(const Entity& entity, const Pelmo::Change& change) noexcept {
-  const Applying* applied = applying_;
-  if (!applied || applied->entity_ != &entity || applied->attribute_.id() != change.attribute) {
-    return false;
+void StreamAdapter::eraseEntry(Entity& owner, Attribute collection, const void* key,
+                               const std::string& bytes) {
+  if (FlowOut* told = flow(owner)) told->bookmarkGone(collection.id(), bytes);
+  if (collection.kind() == AttributeKind::ownCollection ||
+      collection.kind() == AttributeKind::refCollection) {
+    const void* item = collectionFind(owner, collection, key);
+    Entity* element = item ? elementEntity(item) : nullptr;
+    keepForTurn(element);
+    if (element && collection.kind() == AttributeKind::ownCollection) unbindTree(*element);
   }
-  // An observer that was called before this one may have changed another entry.
-  if (change.key && !applied->attribute_.keyOps().equal(change.key, applied->key_)) return false;
-  applying_ = nullptr;
-  return true;
+  collectionOps(collection).erase(owner, key);
 }
 
 void StreamAdapter::beginTransfer(Entity& entity, Attribute collection) {
@@ -435,13 +413,7 @@ void StreamAdapter::endTransfer(Entity& owner, Attribute collection) {
   for (const std::string& bytes : gone) {
     ValueBuffer key(keyOps);
     decode(bytes, key);
-    if (collection.kind() == AttributeKind::ownCollection) {
-      if (const void* element = collectionFind(owner, collection, key.get())) {
-        unbindTree(*elementEntity(element));
-      }
-    }
-    const Applying applying(*this, owner, collection, key.get());
-    collectionOps(collection).erase(owner, key.get());
+    eraseEntry(owner, collection, key.get(), bytes);
   }
 }
 
@@ -485,6 +457,7 @@ void StreamAdapter::checkReferenceType(Attribute attribute, const Entity& target
 }
 
 void StreamAdapter::resolveReferences(uint32_t target, Entity& entity) {
+  if (!Turn::anyOpen()) return inTurn([&] { resolveReferences(target, entity); });
   for (;;) {
     const auto first =
         waitingFor_.lower_bound({target, ReferenceKey{nullptr, AttributeId{0}, std::string()}});
@@ -501,27 +474,34 @@ void StreamAdapter::resolveReferences(uint32_t target, Entity& entity) {
 void StreamAdapter::applyReference(const ReferenceKey& reference, Entity* target) {
   const auto& [holding, attributeId, keyBytes] = reference;
   const Pelmo::Ptr<Entity> holder(holding);
-  const Attribute attribute = attributeById(holder->tovoType(), attributeId);
-  if (target) checkReferenceType(attribute, *target);
-  const Pelmo::Ptr<Entity> pointer(target);
-  if (attribute.kind() == AttributeKind::pointer) {
-    if (isPending(*holder, attributeId)) return;
-    const Applying applying(*this, *holder, attribute, nullptr);
-    const Pelmo::FieldDescriptor field = attribute.field();
-    const TovoTypeBase type = holder->tovoType();
-    genericIf(type).genericIfAttributeOp(type, nullptr, holder.get(), &field, OperationCode::set,
-                                         nullptr, &pointer);
+  const LogAttribute& attribute = *table(*holder).logged(attributeId);
+  if (target) checkReferenceType(attribute.attribute, *target);
+  if (attribute.kind == AttributeKind::pointer) {
+    if (!isPending(*holder, attributeId)) pointTo(*holder, attribute, target);
     return;
   }
   if (isPending(*holder, attributeId, keyBytes)) return;
-  ValueBuffer key(attribute.keyOps());
+  ValueBuffer key(*attribute.keyOps);
   decode(keyBytes, key);
-  const Applying applying(*this, *holder, attribute, key.get());
-  if (target) {
-    collectionOps(attribute).put(*holder, key.get(), &pointer);
-  } else {
-    collectionOps(attribute).erase(*holder, key.get());
+  if (!target) return eraseEntry(*holder, attribute.attribute, key.get(), keyBytes);
+  putReference(*holder, attribute, key.get(), *target);
+}
+
+void StreamAdapter::pointTo(Entity& holder, const LogAttribute& attribute, Entity* target) {
+  auto& stored = *static_cast<Pelmo::Ptr<Entity>*>(storage(holder, attribute.attribute));
+  if (stored.get() == target) return;
+  const Pelmo::Ptr<Entity> previous = std::exchange(stored, Pelmo::Ptr<Entity>(target));
+  keepForTurn(previous.get());
+  if (holder.nodePublisher().observed()) changed(holder, attribute, &previous);
+}
+
+void StreamAdapter::putReference(Entity& holder, const LogAttribute& attribute, const void* key,
+                                 Entity& target) {
+  if (const void* previous = collectionFind(holder, attribute.attribute, key)) {
+    keepForTurn(elementEntity(previous));
   }
+  const Pelmo::Ptr<Entity> pointer(&target);
+  collectionOps(attribute.attribute).put(holder, key, &pointer);
 }
 
 void StreamAdapter::endTurn() {
@@ -530,11 +510,9 @@ void StreamAdapter::endTurn() {
     if (!std::exchange(waiting.cleared, true)) unresolved.push_back(reference);
   }
   for (const ReferenceKey& reference : unresolved) {
-    // Observers of the one before may have let the holder go, or the connection.
-    if (!waiting_.contains(reference)) continue;
     applyReference(reference, nullptr);
     // The guest holds what does not exist here.
-    if (waiting_.contains(reference)) tellReference(reference);
+    tellReference(reference);
   }
 }
 

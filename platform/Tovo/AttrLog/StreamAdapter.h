@@ -2,20 +2,21 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <exception>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <tuple>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "Pelmo/Ptr.h"
+#include "Tovo/AttrLog/FlatMap.h"
 #include "Tovo/AttrLog/FlowOut.h"
 #include "Tovo/AttrLog/In.h"
 #include "Tovo/AttrLog/Out.h"
+#include "Tovo/AttrLog/Turn.h"
 #include "Tovo/Entity.h"
 #include "Tovo/Module.h"
 
@@ -54,11 +55,13 @@ class StreamDemuxer {
 /// guest ignores what the host says of something that it has itself changed, until the host has
 /// seen that change: then both hold the same.
 ///
-/// A message is: the entity's number (U32), the attribute id (U16), the payload.
+/// A frame is: the number of bytes that follow (U32), the entity's number (U32), the attribute id
+/// (U16), the payload.
 class StreamAdapter {
  public:
   static constexpr uint32_t ofPeer = 0x80000000;
   static constexpr size_t messageHeader = 6;
+  static constexpr size_t frameHeader = 4;
 
   /// Flags that decide whether a message is offered to doMessageMulticast.
   static constexpr uint32_t flagMulticast = 0x4000;
@@ -81,10 +84,26 @@ class StreamAdapter {
   void unbindTree(Entity& entity) noexcept;
   void unbindAll() noexcept;
 
+  /// What is asked of an entity, again and again while its messages are sent or applied. Number 0:
+  /// it is not carried.
+  struct Carried {
+    Entity* entity = nullptr;
+    const LogTable* table = nullptr;
+    FlowOut* flow = nullptr;
+    uint32_t id = 0;
+    bool host = false;
+    bool readOnly = false;
+  };
+  /// Good until something is bound or let go.
+  const Carried& carried(const Entity& entity) const noexcept {
+    if (asked_.entity != &entity) [[unlikely]]
+      ask(entity);
+    return asked_;
+  }
   Entity* entity(uint32_t id) const noexcept;
   /// 0 when the entity is not carried.
-  uint32_t entityId(const Entity& entity) const noexcept;
-  FlowOut* flow(const Entity& entity) const noexcept;
+  uint32_t entityId(const Entity& entity) const noexcept { return carried(entity).id; }
+  FlowOut* flow(const Entity& entity) const noexcept { return carried(entity).flow; }
   /// The number that a reference to the entity is sent as: one may be given before the entity
   /// itself is. 0 for null.
   uint32_t referenceId(const Entity* entity);
@@ -92,7 +111,13 @@ class StreamAdapter {
   void resendReferences(const Entity& entity);
   /// A number as it was received, from this side's view. Throws StreamException for a number of
   /// this side that it has not given.
-  uint32_t received(uint32_t id) const;
+  uint32_t received(uint32_t id) const {
+    if (id == 0) return 0;
+    const uint32_t here = id ^ ofPeer;
+    if ((here & ofPeer) == 0 && (here == 0 || here > lastId_)) [[unlikely]]
+      throwNotGiven(here);
+    return here;
+  }
   size_t boundCount() const noexcept { return bindings_.size(); }
   size_t flowCount() const noexcept;
   size_t heldBytes() const noexcept;
@@ -101,15 +126,30 @@ class StreamAdapter {
 
   /// Sends what is dirty until there is no more, or no more room. True when nothing is left.
   bool pump();
-  bool idle() const noexcept { return queue_.empty(); }
+  bool idle() const noexcept { return firstQueued_ == nullptr; }
   uint32_t flags() const noexcept { return flags_; }
   void flagsIs(uint32_t flags) noexcept { flags_ = flags; }
 
   /// Room for one message with a payload of `count` values of `size` bytes, or null when the
   /// message is not to be sent now. Ends with outSmCommitMessage.
-  Out* singletonSerializeCheck(FlowOut& flow, AttributeId attribute, uint32_t flag, uint32_t count,
-                               size_t size, uint32_t reserved);
-  void outSmCommitMessage();
+  Out* singletonSerializeCheck(FlowOut& flow, AttributeId attribute, uint32_t, uint32_t count,
+                               size_t size, uint32_t) {
+    const size_t bytes = messageHeader + count * size;
+    if (!needRoom(bytes)) return nullptr;
+    store(room_, static_cast<uint32_t>(bytes));
+    store(room_ + frameHeader, flow.entityId());
+    store(room_ + frameHeader + sizeof(uint32_t), attribute);
+    outSize_ = frameHeader + bytes;
+    outAgain_ = flow.complete_;
+    out_ = Out({room_ + frameHeader + messageHeader, bytes - messageHeader});
+    return &out_;
+  }
+  void outSmCommitMessage() noexcept {
+    room_ += outSize_;
+    turnOpen_ = true;
+    ++counters_.messagesSent;
+    if (outAgain_) sentAgain_ += outSize_;
+  }
   /// Offered before a message is written; true: somebody sends it for all. Here nobody does.
   virtual bool doMessageMulticast(FlowOut& flow, AttributeId attribute);
   /// Whether a collection may be sent at all, and now.
@@ -120,45 +160,65 @@ class StreamAdapter {
 
   // --- receiving ------------------------------------------------------------------------------
 
-  /// Applies one message. Throws StreamException, WriteUpdateFromReadOnlyProxyException and what
-  /// observers throw; a message that does not decode has changed nothing.
+  /// Calls apply() and publishes what it changed when it is done, all at once: see Turn. What
+  /// apply() throws goes on then, or else what the first observer threw. Within another call it is
+  /// part of that.
+  template <class Apply>
+  void inTurn(const Apply& apply) {
+    if (Turn::anyOpen()) return apply();
+    turn_.open();
+    try {
+      apply();
+    } catch (...) {
+      turn_.close(std::current_exception());
+    }
+    turn_.close();
+  }
+  /// What is being published came from the peer.
+  bool appliesNow() const noexcept { return turn_.publishesOwn(); }
+
+  /// Applies one message, in a turn of its own unless there is one. Throws StreamException,
+  /// WriteUpdateFromReadOnlyProxyException and what observers throw; a message that does not decode
+  /// has changed nothing.
   void handleMessage(uint32_t entityId, AttributeId attribute, In in);
+  /// What an entity that is carried consists of.
+  const LogTable& table(const Entity& entity) const { return *carried(entity).table; }
+  /// For those who apply: a value of an observed entity is stored, and what was there before.
+  void changed(Entity& entity, const LogAttribute& attribute, const void* previous) {
+    turn_.changed(entity, attribute, nullptr, previous);
+  }
+  /// The entity has lost a place in the tree, or a reference: its observers are not to hear of its
+  /// end before the turn is published.
+  void keepForTurn(Entity* entity) {
+    if (entity) turn_.keep(Pelmo::Ptr<Entity>(entity));
+  }
+  /// Stores a reference; a pointer may be null.
+  void pointTo(Entity& holder, const LogAttribute& attribute, Entity* target);
+  void putReference(Entity& holder, const LogAttribute& attribute, const void* key, Entity& target);
+  /// Erases an element or entry of which the peer says that it has left.
+  void eraseEntry(Entity& owner, Attribute collection, const void* key, const std::string& bytes);
   /// Messages of the runtime itself, and ids that the type does not have: these are counted.
   void doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in);
-  bool isReadOnlyProxy(const Entity& entity) const noexcept;
-  bool isHost(const Entity& entity) const noexcept;
+  bool isReadOnlyProxy(const Entity& entity) const noexcept {
+    const Carried& known = carried(entity);
+    return known.host && known.readOnly;
+  }
+  bool isHost(const Entity& entity) const noexcept { return carried(entity).host; }
   /// This side is a guest and has changed the attribute, or the entry under an encoded key, and the
   /// host has not seen that: what it says of it is out of date.
-  bool isPending(const Entity& entity, AttributeId attribute) const noexcept;
+  bool isPending(const Entity& entity, AttributeId attribute) const noexcept {
+    const Carried& known = carried(entity);
+    return known.flow && !known.host && isPendingAtGuest(*known.flow, attribute);
+  }
   bool isPending(const Entity& entity, AttributeId collection, const std::string& key) const;
   /// The last message was about that; without a key, about the attribute or the whole collection.
-  void sentIs(const Entity& entity, AttributeId attribute, std::string key = {});
+  void sentIs(FlowOut& flow, AttributeId attribute, const std::string& key = {}) {
+    if (flow.toHost_) noteUnderWay(flow, attribute, key);
+  }
   /// Asked for each write that arrives at a read-only mount; refuses unless a subclass allows it.
   virtual bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute);
   StreamDemuxer* streamDemuxer() const noexcept { return demuxer_; }
   void streamDemuxerIs(StreamDemuxer* demuxer) noexcept { demuxer_ = demuxer; }
-
-  /// While it lives, the next change of this attribute (of a collection: under this key) comes from
-  /// the peer. A guest does not send it back.
-  class Applying {
-   public:
-    Applying(StreamAdapter& adapter, const Entity& entity, Attribute attribute, const void* key)
-        : adapter_(adapter), entity_(&entity), attribute_(attribute), key_(key) {
-      adapter_.applying_ = this;
-    }
-    ~Applying() { adapter_.applying_ = nullptr; }
-    Applying(const Applying&) = delete;
-    Applying& operator=(const Applying&) = delete;
-
-   private:
-    friend class StreamAdapter;
-    StreamAdapter& adapter_;
-    const Entity* entity_;
-    Attribute attribute_;
-    const void* key_;
-  };
-  /// True once for the change that is being applied: it comes from the peer.
-  bool takeApplied(const Entity& entity, const Pelmo::Change& change) noexcept;
 
   /// A key of a collection has arrived, or has gone, for the whole transfer that may be under way.
   void seenKey(Entity& owner, Attribute collection, const std::string& key, bool there = true);
@@ -183,24 +243,42 @@ class StreamAdapter {
   const Counters& counters() const noexcept { return counters_; }
 
  protected:
-  /// Room for one message of so many bytes behind the frame, or an empty span when there is none.
-  virtual std::span<uint8_t> reserve(size_t bytes) = 0;
-  virtual void commit(size_t bytes) = 0;
+  /// Frames are written one behind the other from room_ on, which moves with each.
+  uint8_t* room_ = nullptr;
+  uint8_t* roomEnd_ = nullptr;
+  size_t mostBytes_ = SIZE_MAX;  ///< of one message
+  /// Sets both, with room for at least so many bytes. False: there is none now.
+  virtual bool makeRoom(size_t bytes) = 0;
+  /// Room for the frame of a message of so many bytes. Throws StreamException above the limit.
+  bool needRoom(size_t bytes) {
+    if (bytes > mostBytes_) throwTooLong(bytes);
+    const size_t total = frameHeader + bytes;
+    return static_cast<size_t>(roomEnd_ - room_) >= total || makeRoom(total);
+  }
+  /// Applies one message as part of the turn that is open.
+  void applyMessage(uint32_t entityId, AttributeId attribute, In& in);
   /// The peer has applied so many messages, counted in 32 bits. Throws StreamException when so many
   /// were not sent.
   void takenIs(uint32_t count);
 
   Counters counters_;
+  size_t sentAgain_ = 0;    // bytes about entities whose first transfer was complete
+  bool turnOpen_ = false;   // something was sent since it was last set
   bool owesTaken_ = false;  // a guest has sent something since it was told what is applied
 
  private:
   friend class FlowOut;
 
   struct Binding {
-    Entity* entity;
-    Pelmo::Ptr<FlowOut> flow;
-    Pelmo::Ptr<Entity> held;
-    Mount mount;
+    Entity* entity = nullptr;
+    const LogTable* table = nullptr;
+    Pelmo::Ptr<Pelmo::Node> keeps;  // the flow, or the entity where there is none
+    Mount mount{};
+    bool hasFlow = false;
+
+    FlowOut* flow() const noexcept {
+      return hasFlow ? static_cast<FlowOut*>(keeps.get()) : nullptr;
+    }
   };
   /// Gives a number to an entity that is referred to before it is carried.
   class Reservation;
@@ -212,24 +290,31 @@ class StreamAdapter {
     bool cleared;
   };
 
+  [[noreturn]] void throwTooLong(size_t bytes) const;
+  [[noreturn]] static void throwNotGiven(uint32_t id);
   uint32_t newId();
-  const Binding* bindingOf(const Entity& entity) const noexcept;
+  void ask(const Entity& entity) const noexcept;
+  static Carried carriedAs(uint32_t id, const Binding& binding) noexcept;
+  bool isPendingAtGuest(const FlowOut& flow, AttributeId attribute) const noexcept;
   void stopWaiting(std::map<ReferenceKey, Waiting>::iterator waiting) noexcept;
   void unbind(Entity& entity) noexcept;
   void entityGone(FlowOut& flow) noexcept;
   void reservationGone(uint32_t id, const Entity& entity) noexcept;
-  void enqueue(FlowOut& flow);
+  void enqueue(FlowOut& flow) noexcept;
+  void dequeue(FlowOut& flow) noexcept;
+  void noteUnderWay(FlowOut& flow, AttributeId attribute, const std::string& key);
   void resolveReferences(uint32_t target, Entity& entity);
   void applyReference(const ReferenceKey& key, Entity* target);
   void tellReference(const ReferenceKey& key);
   void beginTransfer(Entity& entity, Attribute collection);
   void endTransfer(Entity& entity, Attribute collection);
 
-  std::unordered_map<uint32_t, Binding> bindings_;
-  std::unordered_map<const Entity*, uint32_t> ids_;  // the number that is sent
+  FlatMap<uint32_t, Binding> bindings_;
+  FlatMap<const Entity*, uint32_t> ids_;  // the number that is sent
   std::unordered_map<uint32_t, std::unique_ptr<Reservation>> reservations_;
-  std::deque<Pelmo::Ptr<FlowOut>> queue_;
-  size_t queuedInVain_ = 0;  // flows in the queue that were detached since
+  mutable Carried asked_;           // the last one: most questions are about the entity in hand
+  FlowOut* firstQueued_ = nullptr;  // what is dirty, the longest waiting first
+  FlowOut* lastQueued_ = nullptr;
   std::map<std::pair<const Entity*, AttributeId>, std::unique_ptr<Transfer>> transfers_;
   std::map<ReferenceKey, Waiting> waiting_;
   std::set<std::pair<uint32_t, ReferenceKey>> waitingFor_;  // the same by target
@@ -239,8 +324,9 @@ class StreamAdapter {
   uint64_t taken_ = 0;
   Out out_{{}};
   size_t outSize_ = 0;
+  bool outAgain_ = false;
   StreamDemuxer* demuxer_ = nullptr;
-  const Applying* applying_ = nullptr;
+  Turn turn_;
   uint32_t flags_ = 0;
   uint32_t lastId_ = 0;
 };

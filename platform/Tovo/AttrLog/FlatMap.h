@@ -1,0 +1,124 @@
+// A hash map in one block, for the two directions between entities and their numbers.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Tovo/HashMap2018.h"
+
+namespace Tovo::NboAttrLog {
+
+/// Keys are numbers or pointers, never zero. Open addressing with linear probing, at most five
+/// eighths full; removal closes the gap, so the size follows what is in it now. Values are moved
+/// when others come and go: a pointer to one is good until the next insertion or removal.
+///
+/// Numbers that were given one after the other lie side by side. A peer may choose numbers that
+/// collide: then the map goes over to places that nobody outside can foresee.
+template <class Key, class Value>
+class FlatMap {
+ public:
+  size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+
+  Value* find(Key key) noexcept {
+    Slot* slot = slotOf(key);
+    return slot ? &slot->value : nullptr;
+  }
+  const Value* find(Key key) const noexcept { return const_cast<FlatMap*>(this)->find(key); }
+  bool contains(Key key) const noexcept { return find(key) != nullptr; }
+
+  /// The value under a key, a fresh one when it was not there. Throws std::bad_alloc, then nothing
+  /// has changed.
+  Value& operator[](Key key) {
+    if (Value* known = find(key)) return *known;
+    if (8 * (size_ + 1) > 5 * slots_.size()) rebuild(slots_.empty() ? 8 : 2 * slots_.size());
+    size_t probes = 0;
+    size_t at = home(key);
+    for (; slots_[at].key != Key{}; at = (at + 1) & mask_) ++probes;
+    if (probes > longestRun && seed_ == 0) {
+      seed_ = reinterpret_cast<uintptr_t>(slots_.data()) | 1;
+      rebuild(slots_.size());
+      for (at = home(key); slots_[at].key != Key{};) at = (at + 1) & mask_;
+    }
+    slots_[at].key = key;
+    ++size_;
+    return slots_[at].value;
+  }
+
+  void erase(Key key) noexcept {
+    Slot* slot = slotOf(key);
+    if (!slot) return;
+    // What goes with the value may look into the map.
+    [[maybe_unused]] const Value last = std::move(slot->value);
+    size_t gap = static_cast<size_t>(slot - slots_.data());
+    for (size_t at = (gap + 1) & mask_; slots_[at].key != Key{}; at = (at + 1) & mask_) {
+      if (((at - home(slots_[at].key)) & mask_) < ((at - gap) & mask_)) continue;
+      slots_[gap] = std::move(slots_[at]);
+      gap = at;
+    }
+    slots_[gap] = Slot();
+    --size_;
+  }
+
+  void clear() noexcept {
+    const std::vector<Slot> last = std::move(slots_);
+    slots_.clear();
+    size_ = 0;
+    mask_ = 0;
+  }
+
+  template <class Visit>
+  void forEach(const Visit& visit) const {
+    for (const Slot& slot : slots_) {
+      if (slot.key != Key{}) visit(slot.key, slot.value);
+    }
+  }
+
+ private:
+  struct Slot {
+    Key key{};
+    Value value{};
+  };
+  static constexpr size_t longestRun = 64;
+
+  Slot* slotOf(Key key) noexcept {
+    if (size_ == 0) return nullptr;
+    for (size_t at = home(key);; at = (at + 1) & mask_) {
+      Slot& slot = slots_[at];
+      if (slot.key == key) return &slot;
+      if (slot.key == Key{}) return nullptr;
+    }
+  }
+
+  size_t home(Key key) const noexcept {
+    if constexpr (std::is_pointer_v<Key>) {
+      return hashOfNumber(reinterpret_cast<uintptr_t>(key)) & mask_;
+    } else {
+      if (seed_ == 0) [[likely]]
+        return key & mask_;
+      return static_cast<size_t>((key * uint64_t{seed_}) >> 20) & mask_;
+    }
+  }
+
+  void rebuild(size_t slots) {
+    std::vector<Slot> before(slots);
+    before.swap(slots_);
+    mask_ = slots - 1;
+    for (Slot& slot : before) {
+      if (slot.key == Key{}) continue;
+      size_t at = home(slot.key);
+      while (slots_[at].key != Key{}) at = (at + 1) & mask_;
+      slots_[at] = std::move(slot);
+    }
+  }
+
+  std::vector<Slot> slots_;
+  size_t size_ = 0;
+  size_t mask_ = 0;
+  uintptr_t seed_ = 0;
+};
+
+}  // namespace Tovo::NboAttrLog

@@ -1,0 +1,65 @@
+// What the attribute log has to know of an entity type, looked up once.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Tovo/Module.h"
+
+namespace Tovo::NboAttrLog {
+
+/// One attribute of a type or its bases.
+struct LogAttribute {
+  Attribute attribute;
+  const ValueOps* ops;     ///< of the value, or of the elements of a value collection; else null
+  const ValueOps* keyOps;  ///< of a collection
+  uint32_t ordinal;        ///< the place among all attributes, for sets of bits
+  uint32_t offset;         ///< where it is stored
+  uint32_t encodedSize;    ///< of a value or pointer; variableSize where it depends on the value
+  AttributeId id;
+  AttributeKind kind;
+  bool logged;
+};
+
+/// One of the values that an entity is constructed from.
+struct ConstructorValue {
+  const ValueOps* ops;
+  uint32_t offset;  ///< where it is stored; notStored: the entity's name
+};
+
+/// The attributes of a type in ascending ids, those of the bases first.
+class LogTable {
+ public:
+  /// Built on first use; lives as long as the process.
+  static const LogTable& of(TovoTypeBase type);
+
+  TovoTypeBase type() const noexcept { return type_; }
+  const EntityHooks& hooks() const noexcept { return *hooks_; }
+  uint32_t total() const noexcept { return static_cast<uint32_t>(attributes_.size()); }
+  const LogAttribute& at(uint32_t ordinal) const noexcept { return attributes_[ordinal]; }
+
+  /// The name or key, then the parameters in order of declaration.
+  const std::vector<ConstructorValue>& constructorValues() const noexcept { return constructor_; }
+  /// The logged ones of 64 attributes, as bits by ordinal.
+  uint64_t loggedBits(size_t word) const noexcept { return loggedBits_[word]; }
+
+  /// The attribute that travels under an id; null when none does.
+  const LogAttribute* logged(AttributeId id) const noexcept {
+    const uint32_t place = static_cast<uint32_t>(id) - firstId_;
+    if (place >= byId_.size()) return nullptr;
+    return byId_[place];
+  }
+
+ private:
+  explicit LogTable(TovoTypeBase type);
+
+  TovoTypeBase type_;
+  const EntityHooks* hooks_;
+  uint32_t firstId_ = 0;
+  std::vector<const LogAttribute*> byId_;
+  std::vector<LogAttribute> attributes_;
+  std::vector<uint64_t> loggedBits_;
+  std::vector<ConstructorValue> constructor_;
+};
+
+}  // namespace Tovo::NboAttrLog

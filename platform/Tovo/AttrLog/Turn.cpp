@@ -1,0 +1,181 @@
+#include "Tovo/AttrLog/Turn.h"
+
+#include <utility>
+
+#include "Tovo/Collection.h"
+#include "Tovo/Entity.h"
+#include "Tovo/ValueOps.h"
+
+namespace Tovo::NboAttrLog {
+
+namespace {
+
+constexpr size_t searchedOneByOne = 8;
+constexpr size_t keptForTheNext = 1024;  // records
+
+const Pelmo::Ptr<Entity>& pointerAt(const void* stored) noexcept {
+  return *static_cast<const Pelmo::Ptr<Entity>*>(stored);
+}
+
+uint32_t hashOf(const Entity& source, const LogAttribute& attribute, const void* key) {
+  const uint64_t place = reinterpret_cast<uintptr_t>(&source) ^ uint64_t { attribute.id } << 48;
+  const uint32_t ofKey = key && attribute.keyOps->hash ? attribute.keyOps->hash(key) : 0;
+  return hashOfNumber(place) ^ ofKey;
+}
+
+// Whether what is stored now is what was there before the turn.
+bool isUnchanged(const Entity& source, const LogAttribute& attribute, const void* key,
+                 const void* previous) {
+  if (attribute.kind == AttributeKind::attribute) {
+    return attribute.ops->equal(previous, storage(source, attribute.attribute));
+  }
+  if (attribute.kind == AttributeKind::pointer) {
+    return pointerAt(previous) == pointerAt(storage(source, attribute.attribute));
+  }
+  const void* now = collectionFind(source, attribute.attribute, key);
+  if (attribute.ops) return previous && now ? attribute.ops->equal(previous, now) : previous == now;
+  return elementEntity(now) == (previous ? pointerAt(previous).get() : nullptr);
+}
+
+}  // namespace
+
+Turn::~Turn() {
+  for (const Held& held : held_) destroyValues(held);
+  if (Pelmo::Publisher::catcher() == this) Pelmo::Publisher::catcherIs(nullptr);
+}
+
+void Turn::handleCaught(const Pelmo::Change& change) {
+  auto* entity = dynamic_cast<Entity*>(&change.source.node());
+  // What dies cannot be held.
+  if (entity && entity->nodeFlag(Pelmo::Node::flagLive)) {
+    const LogTable& table = LogTable::of(entity->tovoType());
+    if (const LogAttribute* attribute = table.logged(change.attribute)) {
+      return changed(*entity, *attribute, change.key, change.previous);
+    }
+  }
+  change.source.publishCaught(change);
+}
+
+void Turn::changed(Entity& source, const LogAttribute& attribute, const void* key,
+                   const void* previous) {
+  const uint32_t hash = hashOf(source, attribute, key);
+  if (!publishing_ && isHeld(source, attribute, key, hash)) {
+    if (previous && !attribute.ops) keep(pointerAt(previous));
+    return;
+  }
+  const Told told = publishing_ ? Told::changeOfObserver : Told::change;
+  held_.push_back({Pelmo::Ptr<Entity>(&source), &attribute, nullptr, nullptr, hash, told});
+  Held& held = held_.back();
+  if (key) {
+    void* copy = values_.allocate(attribute.keyOps->size, attribute.keyOps->align);
+    attribute.keyOps->construct(copy, key);
+    held.key = copy;
+  }
+  if (previous && attribute.ops) {
+    void* copy = values_.allocate(attribute.ops->size, attribute.ops->align);
+    attribute.ops->construct(copy, previous);
+    held.previous = copy;
+  } else if (previous) {
+    using Pointer = Pelmo::Ptr<Entity>;
+    held.previous =
+        new (values_.allocate(sizeof(Pointer), alignof(Pointer))) Pointer(pointerAt(previous));
+  }
+  if (!publishing_) index(static_cast<uint32_t>(held_.size()));
+}
+
+bool Turn::isHeld(const Entity& source, const LogAttribute& attribute, const void* key,
+                  uint32_t hash) {
+  const auto same = [&](const Held& held) {
+    return held.hash == hash && held.source.get() == &source && held.attribute == &attribute &&
+           (!key || attribute.keyOps->equal(held.key, key));
+  };
+  if (index_.empty()) {
+    for (const Held& held : held_) {
+      if (same(held)) return true;
+    }
+    return false;
+  }
+  const size_t mask = index_.size() - 1;
+  for (size_t at = hash & mask; index_[at] != 0; at = (at + 1) & mask) {
+    if (same(held_[index_[at] - 1])) return true;
+  }
+  return false;
+}
+
+void Turn::index(uint32_t record) {
+  if (record <= searchedOneByOne) return;
+  uint32_t first = record;
+  if (2 * size_t{record} > index_.size()) {
+    index_.assign(index_.empty() ? 4 * searchedOneByOne : 2 * index_.size(), 0);
+    first = 1;
+  }
+  const size_t mask = index_.size() - 1;
+  for (; first <= record; ++first) {
+    size_t at = held_[first - 1].hash & mask;
+    while (index_[at] != 0) at = (at + 1) & mask;
+    index_[at] = first;
+  }
+}
+
+Turn::Told Turn::whatToTell(const Held& held) {
+  const LogAttribute& attribute = *held.attribute;
+  if (isUnchanged(*held.source, attribute, held.key, held.previous)) return Told::nothing;
+  const bool replaced = held.previous && attribute.kind == AttributeKind::ownCollection &&
+                        collectionFind(*held.source, attribute.attribute, held.key);
+  return replaced ? Told::removalAndInsertion : Told::change;
+}
+
+void Turn::publish(const Held& held, std::exception_ptr& failure) {
+  if (held.told == Told::nothing) return;
+  Pelmo::Publisher& publisher = held.source->nodePublisher();
+  publishesOwn_ = held.told != Told::changeOfObserver;
+  const auto tell = [&](const void* previous) {
+    try {
+      publisher.publishCaught({publisher, held.attribute->id, held.key, previous, nullptr});
+    } catch (...) {
+      if (!failure) failure = std::current_exception();
+    }
+  };
+  tell(held.previous);
+  if (held.told == Told::removalAndInsertion) tell(nullptr);
+  publishesOwn_ = false;
+}
+
+void Turn::destroyValues(const Held& held) noexcept {
+  if (held.key) held.attribute->keyOps->destruct(held.key);
+  if (!held.previous) return;
+  if (held.attribute->ops) {
+    held.attribute->ops->destruct(held.previous);
+  } else {
+    std::destroy_at(static_cast<Pelmo::Ptr<Entity>*>(held.previous));
+  }
+}
+
+void Turn::close(std::exception_ptr failure) {
+  // Before an observer may change it again.
+  for (Held& held : held_) held.told = whatToTell(held);
+  publishing_ = true;
+  // Observers that change something add to the end.
+  for (size_t i = 0; i < held_.size(); ++i) {
+    const Held held =
+        std::exchange(held_[i], Held{nullptr, nullptr, nullptr, nullptr, 0, Told::nothing});
+    publish(held, failure);
+    destroyValues(held);
+  }
+  Pelmo::Publisher::catcherIs(nullptr);
+  publishing_ = false;
+  if (!held_.empty()) {
+    held_.clear();
+    index_.clear();
+    values_.release();
+    if (held_.capacity() > keptForTheNext) {
+      held_.shrink_to_fit();
+      index_.shrink_to_fit();
+    }
+  }
+  // They may be the last references: their observers are told, and may do anything.
+  if (!kept_.empty()) const std::vector<Pelmo::Ptr<Entity>> last = std::exchange(kept_, {});
+  if (failure) std::rethrow_exception(failure);
+}
+
+}  // namespace Tovo::NboAttrLog

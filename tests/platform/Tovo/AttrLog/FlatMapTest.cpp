@@ -1,0 +1,87 @@
+// The map between numbers and what is carried, against the standard one.
+#include "Tovo/AttrLog/FlatMap.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+#include <unordered_map>
+
+#include "Pelmo/Node.h"
+#include "Pelmo/Ptr.h"
+
+namespace {
+
+using Tovo::NboAttrLog::FlatMap;
+
+template <class Key>
+void expectSame(const FlatMap<Key, uint64_t>& map, const std::unordered_map<Key, uint64_t>& known) {
+  ASSERT_EQ(map.size(), known.size());
+  size_t seen = 0;
+  map.forEach([&](Key key, uint64_t value) {
+    ++seen;
+    const auto at = known.find(key);
+    ASSERT_NE(at, known.end());
+    EXPECT_EQ(value, at->second);
+  });
+  EXPECT_EQ(seen, known.size());
+}
+
+// Numbers in a row, numbers that all want the same place, and both mixed.
+TEST(FlatMap, HoldsWhatTheStandardMapHolds) {
+  for (const uint32_t stride : {1u, 64u, 1u << 20, 0x01000001u}) {
+    SCOPED_TRACE(stride);
+    std::mt19937 random(stride);
+    FlatMap<uint32_t, uint64_t> map;
+    std::unordered_map<uint32_t, uint64_t> known;
+    for (uint64_t step = 1; step <= 20000; ++step) {
+      const uint32_t key = (1 + random() % 700) * stride;
+      if (random() % 5 < 2) {
+        map.erase(key);
+        known.erase(key);
+      } else {
+        map[key] = step;
+        known[key] = step;
+      }
+      const uint32_t other = (1 + random() % 700) * stride;
+      const uint64_t* found = map.find(other);
+      const auto wanted = known.find(other);
+      ASSERT_EQ(found ? *found : 0, wanted == known.end() ? 0 : wanted->second) << step;
+      if (step % 1000 == 0) expectSame(map, known);
+    }
+    map.clear();
+    EXPECT_TRUE(map.empty());
+    EXPECT_FALSE(map.contains(stride));
+  }
+}
+
+// A peer that chooses its numbers well must not make each message cost what all before it cost.
+TEST(FlatMap, ChosenNumbersStayCheap) {
+  FlatMap<uint32_t, uint64_t> map;
+  constexpr uint32_t count = 1 << 17;
+  const auto start = std::chrono::steady_clock::now();
+  for (uint32_t i = 1; i <= count; ++i) map[i << 14] = i;
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(*map.find(count / 2 << 14), count / 2);
+  // One by one it would be more than 10^10 steps.
+  EXPECT_LT(taken.count(), 5.0);
+}
+
+// What is erased may be the last reference to something that looks into the map when it goes.
+TEST(FlatMap, ValuesThatLookAtTheMapWhenTheyGo) {
+  struct Watcher : Pelmo::Node {
+    explicit Watcher(FlatMap<uint32_t, Pelmo::Ptr<Watcher>>& map) : map_(map) {}
+    ~Watcher() override {
+      EXPECT_EQ(map_.find(7), nullptr);
+      EXPECT_NE(map_.find(8), nullptr);
+    }
+    FlatMap<uint32_t, Pelmo::Ptr<Watcher>>& map_;
+  };
+  FlatMap<uint32_t, Pelmo::Ptr<Watcher>> map;
+  map[8] = nullptr;
+  map[7] = Pelmo::Ptr<Watcher>::adopt(new Watcher(map));
+  map.erase(7);
+  EXPECT_EQ(map.size(), 1u);
+}
+
+}  // namespace
