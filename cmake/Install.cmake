@@ -70,6 +70,19 @@ install(FILES "${PROJECT_SOURCE_DIR}/examples/access-switch.json"
               "${PROJECT_SOURCE_DIR}/examples/distribution-switch.json"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT tools)
 
+if(STPTOOL_MAN_PAGE)
+  # Debian's shells look where packages put it; others in the place for what the machine adds.
+  set(stp_zsh_dir "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
+  if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(stp_zsh_dir "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
+  endif()
+  install(FILES "${PROJECT_SOURCE_DIR}/stptool/completion/stptool.bash" RENAME stptool
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
+  install(FILES "${PROJECT_SOURCE_DIR}/stptool/completion/_stptool" DESTINATION "${stp_zsh_dir}"
+          COMPONENT tools)
+  install(FILES "${STPTOOL_MAN_PAGE}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+endif()
+
 # ---- debug symbols apart
 
 set(stp_files_with_symbols)
