@@ -15,8 +15,8 @@ h2 { font-size: 1.25rem; margin-top: 2.6rem; padding-top: .6rem; border-top: 1px
 h3 { font-size: 1rem; margin: 1.4rem 0 .4rem; }
 a { color: #1a5296; text-decoration: none; }
 a:hover { text-decoration: underline; }
-code { font: 13px/1.4 monospace; background: #f4f5f7; padding: 0 .2em; border-radius: 2px;
-  overflow-wrap: anywhere; }
+code { font: 13px/1.4 monospace; background: #f4f5f7; padding: 0 .2em; border-radius: 2px; }
+p code { overflow-wrap: anywhere; }
 .wide { overflow-x: auto; margin: .8rem 0; }
 table { border-collapse: collapse; font-size: 13.5px; }
 th, td { text-align: left; vertical-align: top; padding: .25rem .7rem .25rem 0;
