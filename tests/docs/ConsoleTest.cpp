@@ -71,9 +71,9 @@ TEST(Consoles, PrintWhatTheDocumentsShow) {
     const std::vector<Shown> commands = commandsOf(document);
     if (commands.empty()) continue;
     commandsRun += commands.size();
-    std::vector<std::string> texts;
-    for (const Shown& command : commands) texts.push_back(command.command);
-    const std::vector<Lines> outputs = Session().outputs(texts);
+    std::vector<Command> session;
+    for (const Shown& shown : commands) session.push_back({shown.command, !shown.expected.empty()});
+    const std::vector<Lines> outputs = Session().outputs(session);
     for (size_t i = commands.size(); i-- > 0;) {
       const Shown& command = commands[i];
       if (matches(trimmed(command.expected), 0, outputs[i], 0)) continue;

@@ -7,6 +7,11 @@
 
 using Lines = std::vector<std::string>;
 
+struct Command {
+  std::string text;
+  bool says = true;  ///< one in the background is waited for until it has said something
+};
+
 /// The folder, and what still runs in it, goes with the object.
 class Session {
  public:
@@ -15,10 +20,9 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  /// What each command printed, errors included, without blanks and empty lines at the ends. A
-  /// command that goes into the background is waited for until it says something or has ended.
-  /// Fails the test when they take more than a minute.
-  std::vector<Lines> outputs(const std::vector<std::string>& commands) const;
+  /// What each command printed, errors included, without blanks and empty lines at the ends. Fails
+  /// the test when they take more than 100 seconds.
+  std::vector<Lines> outputs(const std::vector<Command>& commands) const;
 
  private:
   std::string file(const char* kind, size_t index) const;
