@@ -22,6 +22,7 @@ struct AllOptions {
   GraphOptions graph;
   ReferenceOptions reference;
   ServeOptions serve;
+  StatusOptions status;
   TreeOptions tree;
   GetOptions get;
   SetOptions set;
@@ -51,6 +52,7 @@ class CommandLine {
     addGraph();
     addReference();
     addServe();
+    addStatus();
     addTree();
     addGet();
     addSet();
@@ -190,15 +192,39 @@ class CommandLine {
     CLI::App* serve =
         command("serve", "Hosts a tree that others mirror, until a signal comes",
                 "stptool serve --socket /run/stp.sock --load state.json", &runServe, options);
-    serve->add_option("--socket", options.socket, "Socket to make; only its owner may connect")
+    serve->add_option("--socket", options.socket, "Socket to make")
         ->type_name("PATH")
         ->envname("STP_SOCKET")
         ->required();
+    serve
+        ->add_option("--mode", options.mode,
+                     "Mode of the socket: who may connect (default: 0600, only the owner)")
+        ->type_name("OCTAL")
+        ->check([](const std::string& mode) {
+          const bool octal = !mode.empty() && mode.size() <= 4 &&
+                             mode.find_first_not_of("01234567") == std::string::npos;
+          return octal && (mode.size() < 4 || mode[0] == '0')
+                     ? std::string()
+                     : "'" + mode + "' is no mode; allowed: 0 to 0777, octal";
+        });
+    serve
+        ->add_option("--allow-write", options.allowWrite,
+                     "Who may write besides the owner and root: uid:1000, gid:netadmin; may stand "
+                     "several times. Others read")
+        ->type_name("WHO");
     serve->add_option("--load", options.load, "JSON file to start from; may stand several times")
         ->type_name("FILE");
     serve->add_option("--dump-at-end", options.dumpAtEnd, "Write the tree there as JSON at the end")
         ->type_name("FILE");
     addJson(serve, options, "Announce the socket as JSON");
+  }
+
+  void addStatus() {
+    CLI::App* status =
+        command("status", "Shows how a server and its connections are: who, what, how far behind",
+                "stptool status --json", &runStatus, options_.status);
+    addSession(status, options_.status.session);
+    addJson(status, options_.status, "Print JSON");
   }
 
   void addTree() {

@@ -41,6 +41,7 @@ void Directory::mount(std::string_view path, const Pelmo::Ptr<Entity>& entity) {
     }
   }
   mounts_.emplace(std::string(path), entity);
+  ++changes_;
   enter();
 }
 
@@ -49,6 +50,7 @@ Pelmo::Ptr<Entity> Directory::unmount(std::string_view path) {
   if (it == mounts_.end()) return nullptr;
   Pelmo::Ptr<Entity> entity = std::move(it->second);
   mounts_.erase(it);
+  ++changes_;
   return entity;
 }
 

@@ -1,6 +1,7 @@
 // Where a process keeps its root entities, by path.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -46,6 +47,9 @@ class Directory {
   /// The path at which an entity is mounted, or null.
   const std::string* mountPath(const Entity& entity) const noexcept;
 
+  /// Counts mounts and unmounts: who looks after something that is mounted compares it.
+  uint64_t changes() const noexcept { return changes_; }
+
   /// The directories of the process, for paths in messages.
   static const Directory* first() noexcept;
   const Directory* next() const noexcept { return next_; }
@@ -55,6 +59,7 @@ class Directory {
   void leave() noexcept;
 
   Mounts mounts_;
+  uint64_t changes_ = 0;
   Directory* next_ = nullptr;
   bool entered_ = false;
 };

@@ -54,11 +54,19 @@ void runReference(const ReferenceOptions& options);
 
 struct ServeOptions {
   std::string socket;
+  std::string mode = "0600";  ///< of the socket, octal
+  std::vector<std::string> allowWrite;
   std::vector<std::string> load;
   std::string dumpAtEnd;
   bool json = false;
 };
 void runServe(const ServeOptions& options);
+
+struct StatusOptions {
+  SessionOptions session;
+  bool json = false;
+};
+void runStatus(const StatusOptions& options);
 
 struct TreeOptions {
   SessionOptions session;

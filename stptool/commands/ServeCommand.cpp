@@ -1,4 +1,8 @@
 // stptool serve: hosts a tree for others to mirror.
+#include <unistd.h>
+
+#include <utility>
+
 #include "Tovo/Directory.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Dump.h"
@@ -26,11 +30,14 @@ void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory
 }  // namespace
 
 void runServe(const ServeOptions& options) {
+  ServerOptions served{options.socket, static_cast<mode_t>(std::stoul(options.mode, nullptr, 8)),
+                       WriteAccess(::geteuid())};
+  for (const std::string& rule : options.allowWrite) served.writeAccess.allow(rule);
   const StopSignals signals;
   Tovo::Directory directory;
   loadFiles(options.load, directory);
   {
-    Server server(directory, options.socket);
+    Server server(directory, std::move(served));
     const size_t count = directory.mounts().size();
     if (options.json) {
       const Json ready{{"serving", count}, {"socket", options.socket}};

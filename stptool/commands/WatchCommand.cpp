@@ -178,15 +178,13 @@ class Watch {
     if (!options.path.empty() && options.path != "/") {
       path_ = canonical(options.path);
     }
-    for (const auto& [path, root] : session_.directory().mounts()) {
-      observers_.emplace_back(*this).observeRecursive(root->nodePublisher());
-    }
+    for (const auto& [path, root] : session_.directory().mounts()) observe(*root);
+    session_.follow([this](Entity& root) { observe(root); });
   }
 
   void run() {
     using Clock = std::chrono::steady_clock;
     const StopSignals signals;
-    Tovo::NboAttrLog::Connection& connection = session_.connection();
     const auto start = Clock::now();
     complain("watching " + (path_.empty() ? "everything" : path_) + " on " + session_.socket());
     while (!finished()) {
@@ -197,15 +195,7 @@ class Watch {
         if (left <= 0) break;
         wait = static_cast<int>(std::min(left * 1000 + 1, 1e9));
       }
-      pollfd fd{connection.readFd(),
-                static_cast<short>(POLLIN | (connection.wantsWrite() ? POLLOUT : 0)), 0};
-      if (!signals.poll({&fd, 1}, wait)) break;
-      if ((fd.revents & ~POLLOUT) != 0) connection.handleReadable();
-      if (!connection.closed() && (fd.revents & POLLOUT) != 0) connection.flush();
-      if (connection.closed()) {
-        throw Failure(session_.socket() +
-                      ": the connection has ended: " + connection.closeReason());
-      }
+      if (!session_.work(signals, wait)) break;
     }
     if (options_.dumpAtEnd.empty()) return;
     // Up to date with what the server had when it was asked.
@@ -222,6 +212,11 @@ class Watch {
    private:
     Watch& watch_;
   };
+
+  void observe(Entity& root) {
+    observers_.remove_if([](const RootObserver& observer) { return !observer.observed(); });
+    observers_.emplace_back(*this).observeRecursive(root.nodePublisher());
+  }
 
   std::string canonical(const std::string& path) {
     const Tovo::PathTarget target = Tovo::resolvePath(session_.directory(), path);

@@ -1,15 +1,20 @@
 #include "stptool/session/ClientSession.h"
 
+#include <algorithm>
+#include <array>
+#include <chrono>
 #include <csignal>
 #include <set>
-#include <vector>
 
 #include "Tovo/Module.h"
 #include "stptool/Failure.h"
-#include "stptool/session/UnixSocket.h"
+#include "stptool/text/Output.h"
 #include "stptool/text/Suggest.h"
 
 namespace stptool {
+
+using Tovo::NboAttrLog::Link;
+using Tovo::NboAttrLog::LinkState;
 
 namespace {
 
@@ -41,45 +46,77 @@ bool canRefer(const std::string& typeName) {
 
 }  // namespace
 
-ClientSession::ClientSession(const SessionOptions& options) : options_(options) {
+ClientSession::ClientSession(const SessionOptions& options)
+    : options_(options), link_(options.socket, directory_) {
   std::signal(SIGPIPE, SIG_IGN);
-  connection_ =
-      std::make_unique<Tovo::NboAttrLog::Connection>(connectTo(options.socket), directory_);
-  // A guest has nothing to offer.
-  connection_->servesIs(false, false);
   try {
-    await([&] { return connection_->greeted(); }, "greeting");
+    connect();
     list();
   } catch (const Failure& failure) {
     throw Failure(failure.what(), ExitCode::cannotConnect);
   }
 }
 
+void ClientSession::connect() {
+  if (options_.socket.empty()) throw Failure("the path of the socket is empty");
+  // A server with a long queue is one to try again; others are not there.
+  const auto busy = [&] {
+    return isLost() && link_.error() == std::errc::resource_unavailable_try_again;
+  };
+  const auto settled = [&] {
+    return isLost() ? !busy() : link_.connection() && link_.connection()->greeted();
+  };
+  link_.runUntil(settled, static_cast<int>(options_.timeout * 1000));
+  if (link_.error()) {
+    const bool absent = link_.error() == std::errc::no_such_file_or_directory ||
+                        link_.error() == std::errc::connection_refused;
+    throw Failure(link_.reason() + (absent ? "; is 'stptool serve' running?" : ""));
+  }
+  await(settled, "greeting");
+}
+
+bool ClientSession::isLost() const noexcept {
+  return link_.state() == LinkState::waiting || link_.state() == LinkState::refused;
+}
+
 void ClientSession::await(const std::function<bool()>& done, const char* what) {
   const auto timeout = static_cast<int>(options_.timeout * 1000);
-  if (connection_->runUntil(done, timeout)) return;
-  if (connection_->closed()) {
-    throw Failure(options_.socket + ": the connection has ended: " + connection_->closeReason());
+  const auto ended = [&] { return isLost() || done(); };
+  const bool answered = !isLost() && link_.runUntil(ended, timeout);
+  if (isLost()) {
+    throw Failure(options_.socket + ": the connection has ended: " + link_.reason());
   }
-  throw Failure(options_.socket + ": no " + what + " within " + std::to_string(timeout) + " ms");
+  if (!answered) {
+    throw Failure(options_.socket + ": no " + what + " within " + std::to_string(timeout) + " ms");
+  }
 }
 
 void ClientSession::checkRefusals() {
-  const std::vector<std::string>& refusals = connection_->refusals();
+  const std::vector<std::string>& refusals = link_.connection()->refusals();
   if (refusalsSeen_ == refusals.size()) return;
   const std::string& refusal = refusals[refusalsSeen_];
   refusalsSeen_ = refusals.size();
   throw Failure(options_.socket + ": the server refuses: " + refusal);
 }
 
-void ClientSession::list() {
-  const uint32_t before = connection_->listings();
-  connection_->askMounts();
-  await([&] { return connection_->listings() > before; }, "list of what is mounted");
+void ClientSession::checkAccess(const std::string& path, Access access) {
+  if (access == Access::read) return;
+  const std::string_view why = link_.connection()->whyReadOnly(path);
+  if (!why.empty()) throw Failure(path + ": is mounted read-only: " + std::string(why));
 }
 
-const ClientSession::RemoteMount* ClientSession::mountOf(std::string_view path) const {
-  for (const RemoteMount& mount : connection_->remoteMounts()) {
+void ClientSession::list() {
+  const uint32_t before = link_.connection()->listings();
+  link_.connection()->askMounts();
+  await([&] { return link_.connection()->listings() > before; }, "list of what is mounted");
+}
+
+const std::vector<ClientSession::RemoteMount>& ClientSession::remoteMounts() {
+  return link_.connection()->remoteMounts();
+}
+
+const ClientSession::RemoteMount* ClientSession::mountOf(std::string_view path) {
+  for (const RemoteMount& mount : remoteMounts()) {
     if (!path.starts_with(mount.path)) continue;
     const std::string_view rest = path.substr(mount.path.size());
     if (rest.empty() || rest.front() == '/' || rest.front() == '[') return &mount;
@@ -87,14 +124,14 @@ const ClientSession::RemoteMount* ClientSession::mountOf(std::string_view path) 
   return nullptr;
 }
 
-bool ClientSession::isServed(std::string_view path) const { return mountOf(path) != nullptr; }
+bool ClientSession::isServed(std::string_view path) { return mountOf(path) != nullptr; }
 
 void ClientSession::mirror(std::string_view path, Access access) {
   const RemoteMount* mount = mountOf(path);
   if (!mount) {
     std::vector<std::string> known;
     std::string all;
-    for (const RemoteMount& other : connection_->remoteMounts()) {
+    for (const RemoteMount& other : remoteMounts()) {
       known.push_back(other.path);
       all += (all.empty() ? "; mounted: " : ", ") + other.path;
     }
@@ -104,19 +141,23 @@ void ClientSession::mirror(std::string_view path, Access access) {
                    : all.empty() ? "; the server has nothing mounted"
                                  : all));
   }
-  if (canRefer(mount->type)) {
-    mirrorAll(access);
-  } else {
-    mirrorRoot(*mount, access);
-  }
+  if (canRefer(mount->type)) return mirrorAll(access);
+  const std::string root = mount->path;
+  link_.mount(root, access == Access::read);
+  await(
+      [&] {
+        return link_.isMirrored(root) || link_.connection()->refusals().size() > refusalsSeen_;
+      },
+      "tree");
+  checkRefusals();
+  checkAccess(root, access);
 }
 
 void ClientSession::mirrorAll(Access access) {
-  // A copy: the list is replaced while answers arrive.
-  const std::vector<RemoteMount> mounts = connection_->remoteMounts();
-  for (const RemoteMount& mount : mounts) {
-    if (!directory_.mounted(mount.path)) mirrorRoot(mount, access);
-  }
+  link_.mountAll(access == Access::read);
+  await([&] { return link_.state() == LinkState::synced; }, "tree");
+  checkRefusals();
+  for (const RemoteMount& mount : remoteMounts()) checkAccess(mount.path, access);
 }
 
 void ClientSession::mirrorOrAll(std::string_view path, Access access) {
@@ -127,27 +168,75 @@ void ClientSession::mirrorOrAll(std::string_view path, Access access) {
   }
 }
 
-void ClientSession::mirrorRoot(const RemoteMount& mount, Access access) {
-  const uint32_t before = connection_->synced();
-  connection_->mount(mount.path, access == Access::read);
-  await(
-      [&] {
-        return connection_->synced() > before || connection_->refusals().size() > refusalsSeen_;
-      },
-      "tree");
-  checkRefusals();
-}
-
 void ClientSession::createRoot(const std::string& path, const std::string& type) {
-  connection_->create(path, type);
+  link_.connection()->create(path, type);
   sync();
   list();
 }
 
-void ClientSession::sync() {
-  const uint32_t number = connection_->ping();
-  await([&] { return connection_->pongs() >= number; }, "answer");
+std::string ClientSession::status() {
+  const uint32_t before = link_.connection()->statuses();
+  link_.connection()->askStatus();
+  await(
+      [&] {
+        return link_.connection()->statuses() > before ||
+               link_.connection()->refusals().size() > refusalsSeen_;
+      },
+      "status");
   checkRefusals();
+  return link_.connection()->remoteStatus();
+}
+
+void ClientSession::sync() {
+  if (isLost() || !link_.connection()) {
+    throw Failure(options_.socket + ": the connection has ended: " + link_.reason());
+  }
+  const uint32_t number = link_.connection()->ping();
+  await([&] { return link_.connection()->pongs() >= number; }, "answer");
+  checkRefusals();
+}
+
+// --------------------------------------------------------------------------------- across losses
+
+void ClientSession::follow(RootHandler newRoot) {
+  newRoot_ = std::move(newRoot);
+  link_.observerIs(this);
+}
+
+bool ClientSession::work(const StopSignals& signals, int milliseconds) {
+  using Clock = std::chrono::steady_clock;
+  if (const auto due = link_.due()) {
+    const auto now = Clock::now();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(*due, now) - now);
+    const auto most = milliseconds < 0 ? left : std::chrono::milliseconds(milliseconds);
+    milliseconds = static_cast<int>(std::min(left, most).count());
+  }
+  std::array<pollfd, 2> fds = link_.pollFds();
+  if (!signals.poll(fds, milliseconds)) return false;
+  link_.handle(Clock::now());
+  return true;
+}
+
+void ClientSession::handleLinkState(Link& link) {
+  if (isLost()) {
+    // Tries that fail in the same way are not told again.
+    const bool first = told_.empty();
+    if (!first && (link.state() == LinkState::waiting || told_ == link.reason())) return;
+    told_ = link.reason();
+    complain(options_.socket + ": the connection has ended: " + told_ +
+             "; it is made again when the server is back");
+  } else if (link.state() == LinkState::synced && !told_.empty()) {
+    told_.clear();
+    complain(options_.socket + ": connected again; the mirror is up to date");
+  }
+}
+
+void ClientSession::handleMounted(Link&, const std::string&, Tovo::Entity& root, bool isNew) {
+  if (isNew) newRoot_(root);
+}
+
+void ClientSession::handleUnmounted(Link&, const std::string& path, const std::string& reason) {
+  complain(path + ": is not mirrored any more: " + reason);
 }
 
 }  // namespace stptool

@@ -2,13 +2,14 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "Tovo/AttrLog/Connection.h"
+#include "Tovo/AttrLog/Link.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Path.h"
+#include "stptool/session/StopSignals.h"
 
 namespace stptool {
 
@@ -22,16 +23,15 @@ enum class Access { read, write };
 /// Connected, greeted and told what the server has mounted. Everything here throws Failure: with
 /// ExitCode::cannotConnect before that point, later with the reason for which a connection ended or
 /// a request was refused.
-class ClientSession {
+class ClientSession : private Tovo::NboAttrLog::LinkObserver {
  public:
   explicit ClientSession(const SessionOptions& options);
 
   Tovo::Directory& directory() noexcept { return directory_; }
-  Tovo::NboAttrLog::Connection& connection() noexcept { return *connection_; }
   const std::string& socket() const noexcept { return options_.socket; }
 
   /// Whether the path lies at or below something that the server has mounted.
-  bool isServed(std::string_view path) const;
+  bool isServed(std::string_view path);
   /// Mirrors the tree that the path lies in. Where its types can refer to entities elsewhere, all
   /// other trees come along, so that references are complete.
   void mirror(std::string_view path, Access access);
@@ -42,21 +42,43 @@ class ClientSession {
   /// Asks the server for a root entity of a type, and learns what it has mounted since.
   void createRoot(const std::string& path, const std::string& type);
 
+  /// What the server says of itself and its connections.
+  std::string status();
+
   /// Sends what has changed here and waits until the server has applied it.
   void sync();
+
+  /// Called when another entity than before is mirrored under a path, before its contents arrive.
+  using RootHandler = std::function<void(Tovo::Entity& root)>;
+  /// From now on the session goes on when the connection ends: it is made again as soon as the
+  /// server answers, the mirrors are brought up to date, and a line on standard error says so.
+  void follow(RootHandler newRoot);
+  /// Waits and works on what arrives, at most so long; -1 is without end. False when a signal came.
+  bool work(const StopSignals& signals, int milliseconds);
 
  private:
   using RemoteMount = Tovo::NboAttrLog::Connection::RemoteMount;
 
-  const RemoteMount* mountOf(std::string_view path) const;
+  void handleLinkState(Tovo::NboAttrLog::Link& link) override;
+  void handleMounted(Tovo::NboAttrLog::Link& link, const std::string& path, Tovo::Entity& root,
+                     bool isNew) override;
+  void handleUnmounted(Tovo::NboAttrLog::Link& link, const std::string& path,
+                       const std::string& reason) override;
+
+  void connect();
+  const std::vector<RemoteMount>& remoteMounts();
+  const RemoteMount* mountOf(std::string_view path);
   void list();
-  void mirrorRoot(const RemoteMount& mount, Access access);
+  bool isLost() const noexcept;
   void await(const std::function<bool()>& done, const char* what);
   void checkRefusals();
+  void checkAccess(const std::string& path, Access access);
 
   SessionOptions options_;
   Tovo::Directory directory_;
-  std::unique_ptr<Tovo::NboAttrLog::Connection> connection_;
+  Tovo::NboAttrLog::Link link_;
+  RootHandler newRoot_;
+  std::string told_;  // the loss that was told last
   size_t refusalsSeen_ = 0;
 };
 

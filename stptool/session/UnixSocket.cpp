@@ -17,22 +17,21 @@ namespace {
 
 std::string errorText(int error) { return std::strerror(error); }
 
-sockaddr_un addressOf(const std::string& path, ExitCode code) {
+sockaddr_un addressOf(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (path.empty()) throw Failure("the path of the socket is empty", code);
+  if (path.empty()) throw Failure("the path of the socket is empty");
   if (path.size() >= sizeof address.sun_path) {
     throw Failure(path + ": is too long for a socket: " + std::to_string(path.size()) +
-                      " bytes, at most " + std::to_string(sizeof address.sun_path - 1),
-                  code);
+                  " bytes, at most " + std::to_string(sizeof address.sun_path - 1));
   }
   std::memcpy(address.sun_path, path.data(), path.size());
   return address;
 }
 
-int newSocket(ExitCode code) {
+int newSocket() {
   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0) throw Failure("cannot make a socket: " + errorText(errno), code);
+  if (fd < 0) throw Failure("cannot make a socket: " + errorText(errno));
   return fd;
 }
 
@@ -58,7 +57,7 @@ void clearStale(const std::string& path, const sockaddr_un& address) {
   if (!S_ISSOCK(status.st_mode)) {
     throw Failure(path + ": is there already and is no socket; it is left as it is");
   }
-  const int probe = newSocket(ExitCode::failed);
+  const int probe = newSocket();
   // A server whose queue is full answers "try again" at once instead of making this one wait.
   ::fcntl(probe, F_SETFL, ::fcntl(probe, F_GETFL) | O_NONBLOCK);
   const int error = tryConnect(probe, address);
@@ -74,25 +73,13 @@ void clearStale(const std::string& path, const sockaddr_un& address) {
 
 }  // namespace
 
-int connectTo(const std::string& path) {
-  const sockaddr_un address = addressOf(path, ExitCode::cannotConnect);
-  const int fd = newSocket(ExitCode::cannotConnect);
-  if (const int error = tryConnect(fd, address)) {
-    ::close(fd);
-    const char* hint =
-        error == ENOENT || error == ECONNREFUSED ? "; is 'stptool serve' running?" : "";
-    throw Failure(path + ": cannot connect: " + errorText(error) + hint, ExitCode::cannotConnect);
-  }
-  return fd;
-}
-
-ListeningSocket::ListeningSocket(const std::string& path) : path_(path) {
-  const sockaddr_un address = addressOf(path, ExitCode::failed);
+ListeningSocket::ListeningSocket(const std::string& path, mode_t mode) : path_(path) {
+  const sockaddr_un address = addressOf(path);
   clearStale(path, address);
-  fd_ = newSocket(ExitCode::failed);
+  fd_ = newSocket();
   ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) | O_NONBLOCK);
   // The mode is right from the start; nobody slips in before a chmod.
-  const mode_t previous = ::umask(0177);
+  const mode_t previous = ::umask(~mode & 0777);
   const int bound = ::bind(fd_, generic(address), sizeof address);
   const int error = errno;
   ::umask(previous);

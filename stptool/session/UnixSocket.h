@@ -1,4 +1,4 @@
-// Stream sockets in the file system.
+// A socket in the file system that clients connect to.
 #pragma once
 
 #include <sys/types.h>
@@ -7,14 +7,12 @@
 
 namespace stptool {
 
-/// A connected descriptor. Throws Failure with ExitCode::cannotConnect.
-int connectTo(const std::string& path);
-
-/// A listening socket that only the user may connect to, and its file. A file that a dead server
+/// A listening socket and its file, whose mode says who may connect: it has that mode from the
+/// moment that it exists, and nobody can connect before. A file that a dead server
 /// left behind is replaced; one that somebody answers at, or that is no socket, is an error.
 class ListeningSocket {
  public:
-  explicit ListeningSocket(const std::string& path);
+  explicit ListeningSocket(const std::string& path, mode_t mode = 0600);
   /// Removes the file, unless another one stands in its place by now.
   ~ListeningSocket();
   ListeningSocket(const ListeningSocket&) = delete;

@@ -254,6 +254,21 @@ TEST_F(HostileTest, TooManyEntities) {
   EXPECT_EQ(peer.connection().closeReason(), "more than 10 entities");
 }
 
+TEST_F(HostileTest, TooDeep) {
+  Directory directory;
+  directory.mount("/hw", Stp::hwFactory("hw"));
+  Limits limits;
+  limits.nesting = 1;
+  RawPeer peer(directory, limits);
+  const std::string name = text("Mst1");
+  peer.send(greeting() + message(0, 5, text("/hw") + u8(0)));
+  peer.send(message(0x80000001, 258, name + name + u32(1)));
+  EXPECT_FALSE(peer.connection().closed()) << peer.connection().closeReason();
+  peer.send(message(1, 258, name + name + u32(2)));
+  EXPECT_EQ(peer.goodBye(), "an element nested deeper than 1");
+  EXPECT_EQ(peer.connection().ending(), Tovo::NboAttrLog::Ending::nesting);
+}
+
 TEST_F(HostileTest, MessageAboveTheLimitClosesTheSender) {
   Limits limits;
   limits.messageBytes = 4096;

@@ -144,18 +144,19 @@ TEST_F(ObserverTest, ElementsThatDieWhileTheyAreToBeSent) {
   EXPECT_TRUE(pair.host->idle());
 }
 
-TEST_F(ObserverTest, ATreeThatGoesAtTheHostLeavesTheMirrorAsItWas) {
+TEST_F(ObserverTest, ATreeThatGoesAtTheHostIsUnmountedAndStaysWithWhoHoldsIt) {
   Pair pair;
   auto hw = Stp::hwFactory("hw");
   hw->mstiHwIs("Mst0");
   pair.hostDirectory.mount("/hw", hw);
-  auto& mirror = static_cast<Stp::Hw&>(pair.mirror("/hw"));
+  const Ptr<Stp::Hw> mirror(&static_cast<Stp::Hw&>(pair.mirror("/hw")));
   pair.hostDirectory.unmount("/hw");
   hw = nullptr;
   pair.settle();
   pair.expectOpen();
-  EXPECT_EQ(pair.host->boundCount(), 0u);
-  EXPECT_EQ(mirror.name(), "hw");
+  EXPECT_EQ(pair.host->boundCount() + pair.guest->boundCount(), 0u);
+  EXPECT_EQ(pair.guestDirectory.mounted("/hw"), nullptr);
+  EXPECT_TRUE(mirror->mstiHw("Mst0"));
 }
 
 }  // namespace

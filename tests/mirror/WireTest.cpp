@@ -80,6 +80,7 @@ TEST_F(WireTest, TheDocumentedBytes) {
          hw->mstiHwIs("Mst0");
        }},
       {"The host deletes Mst1", [&] { hw->mstiHwDel("Mst1"); }},
+      {"The host unmounts /counters", [&] { directory.unmount("/counters"); }},
   };
 
   const Sockets sockets;

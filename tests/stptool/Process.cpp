@@ -1,6 +1,7 @@
 #include "Process.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,7 +20,7 @@ constexpr auto patience = std::chrono::seconds(30);
 constexpr auto nap = std::chrono::milliseconds(10);
 
 [[noreturn]] void becomeTool(const std::vector<std::string>& arguments, const std::string& out,
-                             const std::string& err) {
+                             const std::string& err, std::optional<Tool::User> user) {
   std::vector<char*> argv;
   std::string name = STPTOOL;
   argv.push_back(name.data());
@@ -30,6 +31,9 @@ constexpr auto nap = std::chrono::milliseconds(10);
   const int outFd = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   const int errFd = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (::dup2(in, 0) < 0 || ::dup2(outFd, 1) < 0 || ::dup2(errFd, 2) < 0) _exit(126);
+  if (user && (setgroups(0, nullptr) != 0 || setgid(user->gid) != 0 || setuid(user->uid) != 0)) {
+    _exit(125);
+  }
   unsetenv("STP_SOCKET");
   execv(argv[0], argv.data());
   _exit(127);
@@ -60,12 +64,12 @@ std::string readFile(const std::string& file) {
   return text.str();
 }
 
-Tool::Tool(const std::vector<std::string>& arguments) {
+Tool::Tool(const std::vector<std::string>& arguments, std::optional<User> user) {
   const std::string out = folder_.write("out", "");
   const std::string err = folder_.write("err", "");
   pid_ = fork();
   if (pid_ < 0) throw std::runtime_error("cannot fork");
-  if (pid_ == 0) becomeTool(arguments, out, err);
+  if (pid_ == 0) becomeTool(arguments, out, err, user);
 }
 
 Tool::~Tool() {

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,7 +36,12 @@ std::string readFile(const std::string& file);
 /// A running stptool. Its end is waited for, by force if need be.
 class Tool {
  public:
-  explicit Tool(const std::vector<std::string>& arguments);
+  /// A user and group to become, both or none; only root may become another.
+  struct User {
+    uid_t uid;
+    gid_t gid;
+  };
+  explicit Tool(const std::vector<std::string>& arguments, std::optional<User> user = {});
   ~Tool();
   Tool(const Tool&) = delete;
   Tool& operator=(const Tool&) = delete;
@@ -45,6 +51,7 @@ class Tool {
   bool says(const std::string& text);
   bool complains(const std::string& text);
   void signal(int number) const;
+  pid_t pid() const noexcept { return pid_; }
   /// Waits for the end.
   Ended end();
   /// SIGTERM, then end().

@@ -9,19 +9,25 @@
 #include <cstring>
 
 RunningServer::RunningServer(const std::vector<std::string>& files)
-    : socket_(folder_.file("socket")) {
+    : socket_(folder_.file("socket")), files_(files) {
+  restart();
+}
+
+void RunningServer::restart(const std::vector<std::string>& options) {
   std::vector<std::string> arguments{"serve", "--socket", socket_, "--dump-at-end", dumpFile()};
-  for (const std::string& file : files) {
+  for (const std::string& file : files_) {
     arguments.emplace_back("--load");
     arguments.push_back(file);
   }
+  arguments.insert(arguments.end(), options.begin(), options.end());
   tool_ = std::make_unique<Tool>(arguments);
   EXPECT_TRUE(tool_->says("serving ")) << tool_->err();
 }
 
-std::unique_ptr<Tool> RunningServer::start(std::vector<std::string> arguments) const {
+std::unique_ptr<Tool> RunningServer::start(std::vector<std::string> arguments,
+                                           std::optional<Tool::User> user) const {
   arguments.insert(arguments.begin() + 1, {"--socket", socket_});
-  return std::make_unique<Tool>(arguments);
+  return std::make_unique<Tool>(arguments, user);
 }
 
 Ended RunningServer::run(std::vector<std::string> arguments) const {

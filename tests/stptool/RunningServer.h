@@ -12,12 +12,16 @@ class RunningServer {
   /// Serves the example, or what these files hold. Fails the test when it does not start.
   explicit RunningServer(const std::vector<std::string>& files = {EXAMPLE});
 
+  /// Further options of the server; also takes over after its death.
+  void restart(const std::vector<std::string>& options = {});
+
   /// A command of the tool on this server.
   Ended run(std::vector<std::string> arguments) const;
   /// The output of a command that has to succeed.
   std::string output(const std::vector<std::string>& arguments) const;
   std::string dump() const { return output({"dump"}); }
-  std::unique_ptr<Tool> start(std::vector<std::string> arguments) const;
+  std::unique_ptr<Tool> start(std::vector<std::string> arguments,
+                              std::optional<Tool::User> user = {}) const;
 
   const std::string& socket() const noexcept { return socket_; }
   /// Where the server writes its tree when it stops.
@@ -28,6 +32,7 @@ class RunningServer {
  private:
   TemporaryFolder folder_;
   std::string socket_;
+  std::vector<std::string> files_;
   std::unique_ptr<Tool> tool_;
 };
 

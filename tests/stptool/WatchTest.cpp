@@ -73,15 +73,33 @@ TEST(Watch, PrintsEachKindOfChange) {
   EXPECT_EQ(change(narrow.out), port + "  active  true -> false\n");
 }
 
-TEST(Watch, EndsInTimeAndSaysWhenTheServerGoes) {
+TEST(Watch, SurvivesARestartOfTheServer) {
   RunningServer server;
+  const std::string port = portPath("Ethernet1");
   EXPECT_EQ(server.run({"watch", "--for", "0.2"}).code, 0);
   const auto watch = server.start({"watch"});
-  ASSERT_TRUE(watch->complains("watching"));
-  EXPECT_EQ(server.tool().stop().code, 0);
-  const Ended ended = watch->end();
-  EXPECT_EQ(ended.code, 1);
-  EXPECT_NE(ended.err.find("the connection has ended"), std::string::npos) << ended.err;
+  const auto counting = server.start({"watch", "--count", "1"});
+  for (const auto* one : {&watch, &counting}) ASSERT_TRUE((*one)->complains("watching"));
+  // A line for each loss and each return.
+  const std::string line = "stptool: " + server.socket() + ": ";
+  std::string told = "stptool: watching everything on " + server.socket() + "\n";
+  for (int restart = 0; restart < 2; ++restart) {
+    server.tool().signal(SIGKILL);
+    server.tool().end();
+    told += line + "the connection has ended: end of stream; it is made again when the server is " +
+            "back\n";
+    ASSERT_TRUE(watch->complains(told)) << watch->err();
+    server.restart();
+    told += line + "connected again; the mirror is up to date\n";
+    ASSERT_TRUE(watch->complains(told)) << watch->err();
+    EXPECT_EQ(watch->out(), "") << "what stayed as it was is not told";
+  }
+  server.output({"set", port, "active", "false"});
+  EXPECT_EQ(counting->end().code, 0);
+  const Ended ended = watch->stop();
+  EXPECT_EQ(ended.code, 0);
+  EXPECT_EQ(change(ended.out), port + "  active  true -> false\n");
+  EXPECT_EQ(ended.err, told);
 }
 
 // Random writes by several clients; one mirror sleeps through most of them.

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "Tovo/AttrLog/ConstructorValues.h"
 #include "Tovo/AttrLog/EntityHooks.h"
@@ -40,6 +42,10 @@ constexpr AttributeId turn = 9;
 constexpr AttributeId ping = 10;
 constexpr AttributeId pong = 11;
 constexpr AttributeId taken = 12;
+constexpr AttributeId unmounted = 13;
+constexpr AttributeId readOnly = 14;
+constexpr AttributeId askStatus = 15;
+constexpr AttributeId status = 16;
 }  // namespace Control
 
 size_t textSize(std::string_view text) { return 4 + text.size(); }
@@ -81,12 +87,13 @@ Connection::Connection(int fd, Directory& directory, Limits limits)
 Connection::Connection(int readFd, int writeFd, Directory& directory, Limits limits)
     : directory_(directory), limits_(limits), readFd_(readFd), writeFd_(writeFd) {
   mostBytes_ = limits_.messageBytes;
+  nesting_ = limits_.nesting;
   setNonBlocking(readFd_);
   if (writeFd_ != readFd_) setNonBlocking(writeFd_);
   sendGreeting();
 }
 
-Connection::~Connection() { shut("closed here"); }
+Connection::~Connection() { shut(Ending::closedHere, "closed here"); }
 
 // ---------------------------------------------------------------------------------- byte streams
 
@@ -109,13 +116,12 @@ class Busy {
 void Connection::handleReadable() {
   if (closed() || busy_ || Turn::anyOpen()) return;
   const Busy busy(busy_);
-  if (!readSome()) return;
   try {
-    applyArrived();
+    if (readSome()) applyArrived();
   } catch (const std::exception& failure) {
-    close(failure.what());
+    end(failure);
   } catch (...) {
-    close("an observer threw");
+    sayGoodBye(Ending::failed, "an observer threw");
   }
 }
 
@@ -133,14 +139,15 @@ bool Connection::readSome() {
   } while (got < 0 && errno == EINTR);
   if (got > 0) {
     inEnd_ += static_cast<size_t>(got);
+    bytesReceived_ += static_cast<size_t>(got);
     return true;
   }
   if (got == 0) {
-    shut(inEnd_ > inScanned_     ? "end of stream inside a message"
-         : inScanned_ > inStart_ ? "end of stream inside a turn"
-                                 : "end of stream");
+    shut(Ending::peerGone, inEnd_ > inScanned_     ? "end of stream inside a message"
+                           : inScanned_ > inStart_ ? "end of stream inside a turn"
+                                                   : "end of stream");
   } else if (!wouldBlock(errno)) {
-    shut(systemError("read"));
+    shut(Ending::system, systemError("read"));
   }
   return false;
 }
@@ -151,9 +158,10 @@ void Connection::applyArrived() {
     const uint8_t* const frame = in_.data() + inScanned_;
     const uint32_t length = load<uint32_t>(frame);
     if (length < messageHeader || length > limits_.messageBytes) {
-      throw StreamException("a message of " + std::to_string(length) + " bytes; " +
-                            std::to_string(messageHeader) + " to " +
-                            std::to_string(limits_.messageBytes) + " are allowed");
+      throw EndingException(Ending::messageSize, "a message of " + std::to_string(length) +
+                                                     " bytes; " + std::to_string(messageHeader) +
+                                                     " to " + std::to_string(limits_.messageBytes) +
+                                                     " are allowed");
     }
     if (inEnd_ - inScanned_ - frameHeader < length) break;
     const bool nothingWaits = inScanned_ == inStart_;
@@ -172,7 +180,8 @@ void Connection::applyArrived() {
   }
   if (fillsOnly()) applyFrames(inScanned_);
   if (inScanned_ - inStart_ > limits_.turnBytes) {
-    throw StreamException("a turn of more than " + std::to_string(limits_.turnBytes) + " bytes");
+    throw EndingException(Ending::turnSize,
+                          "a turn of more than " + std::to_string(limits_.turnBytes) + " bytes");
   }
   if (inStart_ != inEnd_) return;
   inStart_ = inScanned_ = inEnd_ = 0;
@@ -200,14 +209,16 @@ bool Connection::flush() {
   try {
     fillAndWrite();
   } catch (const std::exception& failure) {
-    close(failure.what());
+    end(failure);
   } catch (...) {
-    close("an observer threw");
+    sayGoodBye(Ending::failed, "an observer threw");
   }
   return !wantsWrite();
 }
 
 void Connection::fillAndWrite() {
+  if (changeLost_) throw EndingException(Ending::failed, "no memory to note what changed");
+  sendUnmounted();
   while (!closed()) {
     // A writer that is faster than its reader would never come to the end of a turn: then what is
     // dirty now is encoded once, whatever the room.
@@ -218,6 +229,7 @@ void Connection::fillAndWrite() {
             Control::turn, 0, [](Out&) {}, false)) {
       turnOpen_ = false;
       sentAgain_ = 0;
+      ++turnsSent_;
     }
     if (std::exchange(unlimited_, false)) roomEnd_ = room_;
     if (!turnOpen_ && idle() && !whenIdle_.empty()) {
@@ -234,9 +246,11 @@ void Connection::fillAndWrite() {
         break;
       case Written::some:
         return;
-      case Written::failed:
-        shut(farewell(systemError("write")));
+      case Written::failed: {
+        Farewell last = farewell(systemError("write"));
+        shut(last.ending, std::move(last.reason));
         return;
+      }
     }
   }
 }
@@ -263,6 +277,7 @@ Connection::Written Connection::writeOut() noexcept {
       return wouldBlock(errno) ? Written::some : Written::failed;
     }
     outStart_ += static_cast<size_t>(sent);
+    bytesSent_ += static_cast<size_t>(sent);
   }
   if (out_.size() > keptOutput + limits_.outputBytes) out_ = std::vector<uint8_t>();
   outStart_ = 0;
@@ -273,7 +288,7 @@ Connection::Written Connection::writeOut() noexcept {
 
 // A peer that closes says why before it goes: what it wrote may still be waiting here when a write
 // fails. The rest of it is of no use any more.
-std::string Connection::farewell(std::string reason) {
+Connection::Farewell Connection::farewell(std::string reason) {
   std::vector<uint8_t> left(in_.begin() + static_cast<std::ptrdiff_t>(inScanned_),
                             in_.begin() + static_cast<std::ptrdiff_t>(inEnd_));
   constexpr size_t mostRead = 1024 * 1024;
@@ -283,33 +298,54 @@ std::string Connection::farewell(std::string reason) {
     left.resize(had + static_cast<size_t>(std::max<ssize_t>(got, 0)));
     if (got <= 0) break;
   }
-  for (size_t at = 0; left.size() - at >= frameHeader + messageHeader;) {
-    const uint32_t length = load<uint32_t>(left.data() + at);
-    at += frameHeader;
-    if (length < messageHeader || length > left.size() - at) break;
-    In in({left.data() + at, length});
-    if (in.nextU32() == 0 && in.nextU16() == Control::goodBye) {
-      return "the peer closed: " + printable(in.nextString());
+  try {
+    for (size_t at = 0; left.size() - at >= frameHeader + messageHeader;) {
+      const uint32_t length = load<uint32_t>(left.data() + at);
+      at += frameHeader;
+      if (length < messageHeader || length > left.size() - at) break;
+      In in({left.data() + at, length});
+      at += length;
+      if (in.nextU32() != 0) continue;
+      const AttributeId id = in.nextU16();
+      if (id == Control::greeting && !greeted_) handleGreeting(in);
+      if (id == Control::goodBye) {
+        return {Ending::peerClosed, "the peer closed: " + printable(in.nextString())};
+      }
     }
-    at += length;
+  } catch (const std::exception& failure) {
+    return {endingOf(failure), failure.what()};
   }
-  return reason;
+  return {Ending::system, std::move(reason)};
+}
+
+void Connection::tick(Clock::time_point now) {
+  if (closed() || greeted_) return;
+  if (greetingDue_ == Clock::time_point::min()) greetingDue_ = now + limits_.greetingTime;
+  if (now < greetingDue_) return;
+  sayGoodBye(Ending::greetingTime,
+             "no greeting within " + std::to_string(limits_.greetingTime.count()) + " ms");
+}
+
+std::optional<Connection::Clock::time_point> Connection::due() const noexcept {
+  if (closed() || greeted_) return std::nullopt;
+  return greetingDue_;
 }
 
 bool Connection::runUntil(const std::function<bool()>& done, int timeoutMilliseconds) {
-  using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::milliseconds(timeoutMilliseconds);
   for (;;) {
+    tick(Clock::now());
     flush();
     if (done()) return true;
     if (closed()) return false;
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-    if (left <= 0) return false;
+    const auto now = Clock::now();
+    if (now >= end) return false;
+    const auto until = std::min(end, due().value_or(end));
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
     pollfd ready[2] = {{readFd_, POLLIN, 0}, {writeFd_, POLLOUT, 0}};
     const int watched = wantsWrite() ? 2 : 1;
     if (::poll(ready, static_cast<nfds_t>(watched), static_cast<int>(left)) < 0 && errno != EINTR) {
-      shut(systemError("poll"));
+      shut(Ending::system, systemError("poll"));
       return false;
     }
     if (ready[0].revents != 0) handleReadable();
@@ -337,7 +373,20 @@ bool Connection::makeRoom(size_t bytes) {
   return true;
 }
 
-void Connection::close(std::string_view reason) {
+void Connection::close(std::string_view reason) { sayGoodBye(Ending::closedHere, reason); }
+
+void Connection::end(const std::exception& failure) {
+  const Ending ending = endingOf(failure);
+  try {
+    std::string reason = failure.what();
+    if (ending == Ending::readOnly && !writable_) reason += ": " + whyReadOnly_;
+    sayGoodBye(ending, reason);
+  } catch (const std::bad_alloc&) {
+    shut(ending, "out of memory");
+  }
+}
+
+void Connection::sayGoodBye(Ending ending, std::string_view reason) {
   if (closed()) return;
   std::string why = printable(reason);
   try {
@@ -346,11 +395,12 @@ void Connection::close(std::string_view reason) {
   } catch (const std::exception&) {
     // No room to say it: the peer sees the end of the stream.
   }
-  shut(std::move(why));
+  shut(ending, std::move(why));
 }
 
-void Connection::shut(std::string reason) noexcept {
+void Connection::shut(Ending ending, std::string reason) noexcept {
   if (closed()) return;
+  ending_ = ending;
   closeReason_ = std::move(reason);
   ::close(readFd_);
   if (writeFd_ != readFd_) ::close(writeFd_);
@@ -361,6 +411,8 @@ void Connection::shut(std::string reason) noexcept {
   outStart_ = 0;
   room_ = roomEnd_ = out_.data();
   inStart_ = inScanned_ = inEnd_ = 0;
+  hostMounts_.clear();
+  guestMounts_.clear();
   unbindAll();
 }
 
@@ -376,9 +428,8 @@ bool Connection::sendControl(AttributeId id, size_t size, const Write& write, bo
     if (!always) return false;
     // Control messages are few and small, and answer the peer: they may exceed the bound, until
     // it is clear that the peer asks and does not read.
-    constexpr size_t patience = 64 * 1024;
-    if (outputWaiting() > limits_.outputBytes + patience && id != Control::goodBye) {
-      throw StreamException("the peer does not read the answers to what it asks");
+    if (outputWaiting() > limits_.outputBytes + limits_.answerBytes && id != Control::goodBye) {
+      throw EndingException(Ending::unread, "the peer does not read the answers to what it asks");
     }
     const size_t end = outStart_ + outputWaiting();
     out_.resize(std::max(out_.size(), end + total));
@@ -421,7 +472,8 @@ void Connection::handleFrame(std::span<const uint8_t> frame) {
   }
   applyMessage(received(id), attribute, in);
   if (boundCount() > limits_.entities) [[unlikely]] {
-    throw StreamException("more than " + std::to_string(limits_.entities) + " entities");
+    throw EndingException(Ending::entities,
+                          "more than " + std::to_string(limits_.entities) + " entities");
   }
 }
 
@@ -431,7 +483,7 @@ void Connection::handleControl(AttributeId id, In in) {
       return handleGreeting(in);
     case Control::goodBye: {
       const Pelmo::String reason = in.nextString();
-      shut("the peer closed: " + printable(reason));
+      shut(Ending::peerClosed, "the peer closed: " + printable(reason));
       return;
     }
     case Control::askMounts:
@@ -462,23 +514,36 @@ void Connection::handleControl(AttributeId id, In in) {
     }
     case Control::create:
       return handleCreate(in);
+    case Control::unmounted:
+      return handleUnmounted(in);
+    case Control::readOnly:
+      return handleReadOnly(in);
+    case Control::askStatus:
+      in.expectEnd();
+      return answerStatus();
+    case Control::status: {
+      const Pelmo::String text = in.nextString();
+      in.expectEnd();
+      if (statuses_ == statusesAsked_) throw StreamException("a status that was not asked for");
+      remoteStatus_ = text.view();
+      ++statuses_;
+      return;
+    }
     case Control::turn:
       in.expectEnd();
       endTurn();
       ++turns_;
-      synced_ += mountsOpen_;
-      mountsOpen_ = 0;
       filling_ = 0;
-      return;
+      return completeMounts();
     case Control::ping: {
       const uint32_t number = in.nextU32();
       in.expectEnd();
-      constexpr size_t mostPings = 1024;
       const auto waiting = std::count_if(
           whenIdle_.begin(), whenIdle_.end(),
           [](const std::pair<AttributeId, uint32_t>& due) { return due.first == Control::pong; });
-      if (static_cast<size_t>(waiting) >= mostPings)
-        throw StreamException("too many unanswered pings");
+      if (static_cast<size_t>(waiting) >= limits_.pings) {
+        throw EndingException(Ending::pings, "too many unanswered pings");
+      }
       whenIdle_.emplace_back(Control::pong, number);
       return;
     }
@@ -501,8 +566,9 @@ void Connection::handleGreeting(In& in) {
   if (in.nextU32() != greetingMagic) throw StreamException("the peer speaks no attribute log");
   const uint16_t version = in.nextU16();
   if (version != protocolVersion) {
-    throw StreamException("the peer speaks version " + std::to_string(version) +
-                          " of the protocol; this is version " + std::to_string(protocolVersion));
+    throw EndingException(Ending::difference, "the peer speaks version " + std::to_string(version) +
+                                                  " of the protocol; this is version " +
+                                                  std::to_string(protocolVersion));
   }
   const uint16_t count = in.nextU16();
   std::string differences;
@@ -517,7 +583,7 @@ void Connection::handleGreeting(In& in) {
     }
   }
   in.expectEnd();
-  if (!differences.empty()) throw StreamException(differences);
+  if (!differences.empty()) throw EndingException(Ending::difference, differences);
   greeted_ = true;
 }
 
@@ -548,6 +614,7 @@ void Connection::sendMounts() {
 
 void Connection::mount(std::string_view path, bool readOnly) {
   asked_.insert_or_assign(std::string(path), readOnly);
+  readOnlyReasons_.erase(std::string(path));
   ++requests_;
   sendControl(Control::mount, textSize(path) + 1, [&](Out& out) {
     writeText(out, path);
@@ -557,24 +624,31 @@ void Connection::mount(std::string_view path, bool readOnly) {
 
 void Connection::handleMountRequest(In& in) {
   const Pelmo::String path = in.nextString();
-  const bool readOnly = in.nextbool() || !writable_;
+  const bool askedReadOnly = in.nextbool();
+  const bool readOnly = askedReadOnly || !writable_;
   in.expectEnd();
-  if (!serves_) return sendText(Control::refused, "nothing is served here");
+  const auto refuseMount = [&](std::string_view reason) {
+    ++refused_;
+    sendPathText(Control::unmounted, path, reason);
+  };
+  if (!serves_) return refuseMount("nothing is served here");
   PathTarget target;
   try {
     target = resolvePath(directory_, path);
   } catch (const std::exception& error) {
-    return sendText(Control::refused, printable(error.what()));
+    return refuseMount(printable(error.what()));
   }
-  if (target.attribute) {
-    return sendText(Control::refused, printable(path) + " is not an entity; it cannot be mounted");
-  }
+  if (target.attribute)
+    return refuseMount(printable(path) + " is not an entity; it cannot be mounted");
   Entity& entity = *target.entity;
-  if (entityId(entity) != 0) {
-    return sendText(Control::refused, printable(path) + " is mounted already");
-  }
+  if (entityId(entity) != 0) return refuseMount(printable(path) + " is mounted already");
+  if (readOnly && !askedReadOnly) sendPathText(Control::readOnly, path, whyReadOnly_);
   const uint32_t id = bind(entity, {MountSide::host, readOnly}, 0);
   ++roots_;
+  if (hostMounts_.empty()) directorySeen_ = directory_.changes();
+  const bool isRoot = directory_.mounted(path) == &entity;
+  hostMounts_.push_back({std::string(path.view()), id, isRoot, readOnly});
+  hostsElements_ = hostsElements_ || !isRoot;
   const char* type = typeName(entity.tovoType());
   const EntityHooks& hooks = *entityHooks(entity.tovoType());
   const size_t size = textSize(path) + 1 + textSize(type) + 4 + hooks.attrLogSizeCtorParams(entity);
@@ -586,6 +660,52 @@ void Connection::handleMountRequest(In& in) {
     hooks.serializeConstructorParams(out, entity);
   });
   turnOpen_ = true;
+}
+
+// Whether a mount of the peer's still leads to where it did.
+bool Connection::isHosted(uint32_t id, std::string_view path) const noexcept {
+  const Entity* top = entity(id);
+  if (!top) return false;
+  while (const Entity* above = top->parent()) top = above;
+  const std::string* root = directory_.mountPath(*top);
+  return root && path.starts_with(*root);
+}
+
+bool Connection::hostedHasGone() const noexcept {
+  if (hostMounts_.empty()) return false;
+  const bool changed = directorySeen_ != directory_.changes();
+  if (!changed && !hostsElements_) return false;
+  return std::any_of(hostMounts_.begin(), hostMounts_.end(), [&](const HostMount& mount) {
+    return (changed || !mount.isRoot) && !isHosted(mount.id, mount.path);
+  });
+}
+
+// What the peer mirrors and is not there any more.
+void Connection::sendUnmounted() {
+  if (hostedHasGone()) {
+    std::vector<HostMount> gone;
+    std::erase_if(hostMounts_, [&](const HostMount& mount) {
+      if (isHosted(mount.id, mount.path)) return false;
+      gone.push_back(mount);
+      return true;
+    });
+    for (const HostMount& mount : gone) {
+      if (Entity* root = entity(mount.id)) unbindTree(*root);
+      sendPathText(Control::unmounted, mount.path,
+                   printable(mount.path) +
+                       (mount.isRoot ? " is not mounted any more" : " has been deleted"));
+    }
+    hostsElements_ = std::any_of(hostMounts_.begin(), hostMounts_.end(),
+                                 [](const HostMount& mount) { return !mount.isRoot; });
+  }
+  directorySeen_ = directory_.changes();
+}
+
+void Connection::sendPathText(AttributeId id, std::string_view path, std::string_view text) {
+  sendControl(id, textSize(path) + textSize(text), [&](Out& out) {
+    writeText(out, path);
+    writeText(out, text);
+  });
 }
 
 void Connection::handleMounted(In& in) {
@@ -623,8 +743,65 @@ void Connection::handleMounted(In& in) {
   }
   ++roots_;
   bind(*entity, {MountSide::guest, readOnly}, FlowOut::startNowhere, id);
-  ++mountsOpen_;
+  const std::string mounted(path.view());
+  guestMounts_.insert_or_assign(mounted, GuestMount{id, false, readOnly});
+  mountBegan(mounted, *entity);
 }
+
+void Connection::handleUnmounted(In& in) {
+  const std::string path(in.nextString().view());
+  const std::string reason = printable(in.nextString());
+  in.expectEnd();
+  if (const auto asked = asked_.find(path); asked != asked_.end()) {
+    asked_.erase(asked);
+    refusals_.push_back(reason);
+    return mountEnded(path, reason);
+  }
+  const auto mount = guestMounts_.find(path);
+  if (mount == guestMounts_.end()) {
+    throw StreamException("the peer unmounts " + printable(path) +
+                          ", which is not mounted from there");
+  }
+  const Pelmo::Ptr<Entity> root(entity(mount->second.id));
+  guestMounts_.erase(mount);
+  if (root) {
+    keepForTurn(root.get());
+    unbindTree(*root);
+    if (directory_.mounted(path) == root.get()) directory_.unmount(path);
+  }
+  mountEnded(path, reason);
+}
+
+void Connection::handleReadOnly(In& in) {
+  const Pelmo::String path = in.nextString();
+  const std::string reason = printable(in.nextString());
+  in.expectEnd();
+  if (!asked_.contains(path.view())) {
+    throw StreamException("the peer mounts " + printable(path) + ", which was not asked for");
+  }
+  readOnlyReasons_.insert_or_assign(std::string(path.view()), reason);
+}
+
+void Connection::completeMounts() {
+  for (auto& [path, mount] : guestMounts_) {
+    if (!std::exchange(mount.complete, true)) ++synced_;
+  }
+}
+
+Connection::MountState Connection::mountState(std::string_view path) const noexcept {
+  if (asked_.contains(path)) return MountState::asked;
+  const auto mount = guestMounts_.find(path);
+  if (mount == guestMounts_.end()) return MountState::none;
+  return mount->second.complete ? MountState::complete : MountState::open;
+}
+
+std::string_view Connection::whyReadOnly(std::string_view path) const noexcept {
+  const auto reason = readOnlyReasons_.find(path);
+  return reason == readOnlyReasons_.end() ? std::string_view() : reason->second;
+}
+
+void Connection::mountBegan(const std::string&, Entity&) {}
+void Connection::mountEnded(const std::string&, const std::string&) {}
 
 void Connection::create(std::string_view path, std::string_view typeName) {
   ++requests_;
@@ -642,8 +819,48 @@ void Connection::handleCreate(In& in) {
     if (!serves_ || !writable_) throw PathException("nothing can be created here");
     directory_.newEntity(path, type);
   } catch (const std::exception& error) {
-    sendText(Control::refused, printable(error.what()));
+    refuse(printable(error.what()));
   }
+}
+
+void Connection::refuse(std::string_view reason) {
+  ++refused_;
+  sendText(Control::refused, reason);
+}
+
+// ---------------------------------------------------------------------------------------- figures
+
+void Connection::askStatus() {
+  ++requests_;
+  ++statusesAsked_;
+  sendControl(Control::askStatus, 0, [](Out&) {});
+}
+
+void Connection::answerStatus() {
+  if (!statusProvider_) return refuse("no status is told here");
+  sendText(Control::status, statusProvider_());
+}
+
+Connection::Figures Connection::figures() const {
+  Figures figures;
+  for (const HostMount& mount : hostMounts_) {
+    figures.mounts.push_back({mount.path, MountSide::host, mount.readOnly});
+  }
+  for (const auto& [path, mount] : guestMounts_) {
+    figures.mounts.push_back({path, MountSide::guest, mount.readOnly});
+  }
+  figures.entities = boundCount();
+  figures.flows = flowCount();
+  figures.dirty = dirty();
+  figures.bytesHeld = heldBytes();
+  figures.bytesWaiting = outputWaiting();
+  figures.messages = counters();
+  figures.bytesSent = bytesSent_;
+  figures.bytesReceived = bytesReceived_;
+  figures.turnsSent = turnsSent_;
+  figures.turnsReceived = turns_;
+  figures.refused = refused_;
+  return figures;
 }
 
 uint32_t Connection::ping() {

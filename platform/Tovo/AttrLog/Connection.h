@@ -1,13 +1,16 @@
 // An attribute log over a pair of file descriptors.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Tovo/AttrLog/Ending.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Directory.h"
 
@@ -19,6 +22,12 @@ struct Limits {
   size_t messageBytes = 16 * 1024 * 1024;  ///< one message
   size_t turnBytes = 256 * 1024 * 1024;  ///< one turn of the peer, which is held until it is whole
   size_t entities = 16 * 1024 * 1024;    ///< that one connection carries
+  size_t nesting = 64;                   ///< elements below elements, from a mount down
+  size_t pings = 1024;                   ///< of the peer that wait for their answer
+  /// What answers may take beyond outputBytes before it is clear that the peer does not read.
+  size_t answerBytes = 64 * 1024;
+  /// From the first tick until the peer's greeting has arrived.
+  std::chrono::milliseconds greetingTime{10000};
 };
 
 /// One peer. Sockets, pipes, terminals: whatever can be read and written without blocking; sets
@@ -39,6 +48,8 @@ struct Limits {
 /// The directory must outlive the connection. A process that writes to pipes ignores SIGPIPE.
 class Connection : public StreamAdapter {
  public:
+  using Clock = std::chrono::steady_clock;
+
   Connection(int fd, Directory& directory, Limits limits = {});
   Connection(int readFd, int writeFd, Directory& directory, Limits limits = {});
   ~Connection() override;
@@ -49,7 +60,8 @@ class Connection : public StreamAdapter {
   int writeFd() const noexcept { return writeFd_; }
   /// Something waits to be written: call flush when the descriptor takes it.
   bool wantsWrite() const noexcept {
-    return outputWaiting() > 0 || !idle() || turnOpen_ || !whenIdle_.empty() || owesTaken_;
+    return outputWaiting() > 0 || !idle() || turnOpen_ || !whenIdle_.empty() || owesTaken_ ||
+           changeLost_ || hostedHasGone();
   }
   /// Bytes that wait for the descriptor.
   size_t outputWaiting() const noexcept {
@@ -60,6 +72,11 @@ class Connection : public StreamAdapter {
   /// Turns what is dirty into messages and writes them as far as the descriptor takes them.
   /// True when nothing is left to write. Errors close the connection.
   bool flush();
+  /// Tells the loop's time: what has a limit counts from the first call, and a limit that has
+  /// passed closes the connection. A process that never calls it waits for a greeting without end.
+  void tick(Clock::time_point now);
+  /// When tick has something to do next.
+  std::optional<Clock::time_point> due() const noexcept;
   /// handleReadable and flush until nothing is left to do, waiting at most so long for the peer;
   /// true when `done` holds. For tools and tests that have nothing else to do.
   bool runUntil(const std::function<bool()>& done, int timeoutMilliseconds);
@@ -67,16 +84,24 @@ class Connection : public StreamAdapter {
   bool closed() const noexcept { return readFd_ < 0; }
   /// Why it closed, one printable line; "end of stream" when the peer just went.
   const std::string& closeReason() const noexcept { return closeReason_; }
+  Ending ending() const noexcept { return ending_; }
   /// Tells the peer why, if there is room, and closes.
   void close(std::string_view reason);
 
   // --- the host's side ------------------------------------------------------------------------
 
-  /// Whether the peer may mount what this process has, and write to it. Default: both.
-  void servesIs(bool serves, bool writable) noexcept {
+  /// Whether the peer may mount what this process has, and write to it. Default: both. A peer that
+  /// asks for more gets a read-only mount and is told why in the words of `whyReadOnly`.
+  void servesIs(bool serves, bool writable, std::string whyReadOnly = "it is served read-only") {
     serves_ = serves;
     writable_ = writable;
+    whyReadOnly_ = std::move(whyReadOnly);
   }
+
+  /// What `status` answers to a peer that asks how this process is: a text that the process makes
+  /// each time. Without a provider such a question is refused.
+  using StatusProvider = std::function<std::string()>;
+  void statusProviderIs(StatusProvider provider) { statusProvider_ = std::move(provider); }
 
   // --- the guest's side -----------------------------------------------------------------------
 
@@ -95,14 +120,29 @@ class Connection : public StreamAdapter {
   /// Mirrors the peer's entity at a path (mounted there, or anything below what is mounted) into
   /// the directory, at the same path. An entity that is there already, of the same type and
   /// constructor parameters, is brought up to date; another one is replaced. A refusal of the peer
-  /// lands in refusals, and the connection stays.
+  /// lands in refusals, and the connection stays. When the peer unmounts the path, or what stands
+  /// there is deleted, it is unmounted here as well.
   void mount(std::string_view path, bool readOnly);
+  enum class MountState : uint8_t {
+    none,      ///< not asked for, refused, or gone
+    asked,     ///< the peer has not answered
+    open,      ///< the first transfer is under way
+    complete,  ///< the first transfer is complete
+  };
+  MountState mountState(std::string_view path) const noexcept;
+  /// Why a path that was asked for writing is mounted read-only; empty when it is not.
+  std::string_view whyReadOnly(std::string_view path) const noexcept;
   /// Asks the peer to create a root entity by the name of its type.
   void create(std::string_view path, std::string_view typeName);
   /// Mounts that were answered with an entity whose first transfer is complete.
   uint32_t synced() const noexcept { return synced_; }
   /// What the peer refused, in its words, the oldest first.
   const std::vector<std::string>& refusals() const noexcept { return refusals_; }
+
+  /// Asks how the peer is; the answer replaces remoteStatus and adds one to statuses.
+  void askStatus();
+  const std::string& remoteStatus() const noexcept { return remoteStatus_; }
+  uint32_t statuses() const noexcept { return statuses_; }
 
   /// A question to which the peer answers when everything before it is applied and everything that
   /// followed from it is on its way here: pongs() is then the number returned.
@@ -111,9 +151,38 @@ class Connection : public StreamAdapter {
   /// Complete turns of the peer that were applied.
   uint64_t turns() const noexcept { return turns_; }
 
+  // --- figures --------------------------------------------------------------------------------
+
+  struct MountFigures {
+    std::string path;
+    MountSide side;  ///< of this end
+    bool readOnly;
+  };
+  struct Figures {
+    std::vector<MountFigures> mounts;
+    size_t entities = 0;
+    size_t flows = 0;
+    FlowOut::Dirty dirty;
+    size_t bytesHeld = 0;     ///< for what is dirty
+    size_t bytesWaiting = 0;  ///< for the descriptor
+    Counters messages;
+    uint64_t bytesSent = 0;
+    uint64_t bytesReceived = 0;
+    uint64_t turnsSent = 0;
+    uint64_t turnsReceived = 0;
+    uint64_t refused = 0;  ///< requests of the peer
+  };
+  /// Cost: the number of entities.
+  Figures figures() const;
+
   bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute) override;
 
  protected:
+  /// A path that was asked for is mirrored in the directory from now on; its attributes and
+  /// elements follow.
+  virtual void mountBegan(const std::string& path, Entity& entity);
+  /// The peer has refused the path, or does not have it any more.
+  virtual void mountEnded(const std::string& path, const std::string& reason);
   bool makeRoom(size_t bytes) override;
 
  private:
@@ -130,14 +199,29 @@ class Connection : public StreamAdapter {
   void handleGreeting(In& in);
   void handleMountRequest(In& in);
   void handleMounted(In& in);
+  void handleUnmounted(In& in);
+  void handleReadOnly(In& in);
   void handleCreate(In& in);
   void sendMounts();
+  void sendPathText(AttributeId id, std::string_view path, std::string_view text);
+  bool isHosted(uint32_t id, std::string_view path) const noexcept;
+  bool hostedHasGone() const noexcept;
+  void sendUnmounted();
+  void refuse(std::string_view reason);
+  void answerStatus();
+  void completeMounts();
   void fillAndWrite();
   bool sendTaken();
   enum class Written { all, some, failed };
   Written writeOut() noexcept;
-  std::string farewell(std::string reason);
-  void shut(std::string reason) noexcept;
+  struct Farewell {
+    Ending ending;
+    std::string reason;
+  };
+  Farewell farewell(std::string reason);
+  void end(const std::exception& failure);
+  void sayGoodBye(Ending ending, std::string_view reason);
+  void shut(Ending ending, std::string reason) noexcept;
 
   Directory& directory_;
   Limits limits_;
@@ -156,11 +240,35 @@ class Connection : public StreamAdapter {
   std::vector<RemoteMount> remoteMounts_;
   std::vector<std::string> refusals_;
   std::map<std::string, bool, std::less<>> asked_;  // mounts: path, read-only
+  struct GuestMount {
+    uint32_t id;
+    bool complete;
+    bool readOnly;
+  };
+  std::map<std::string, GuestMount, std::less<>> guestMounts_;
+  StatusProvider statusProvider_;
+  std::string remoteStatus_;
+  uint64_t bytesSent_ = 0;
+  uint64_t bytesReceived_ = 0;
+  uint64_t turnsSent_ = 0;
+  uint64_t refused_ = 0;
+  uint32_t statuses_ = 0;
+  uint32_t statusesAsked_ = 0;
+  std::map<std::string, std::string, std::less<>> readOnlyReasons_;
+  struct HostMount {
+    std::string path;
+    uint32_t id;
+    bool isRoot;
+    bool readOnly;
+  };
+  std::vector<HostMount> hostMounts_;
+  std::string whyReadOnly_;
+  Clock::time_point greetingDue_ = Clock::time_point::min();  // until the first tick: at once
   // Pings and pongs that go out behind everything that is dirty: message id and number.
   std::vector<std::pair<AttributeId, uint32_t>> whenIdle_;
   uint64_t turns_ = 0;
+  uint64_t directorySeen_ = 0;  // its changes() when hostMounts_ was compared with it
   uint32_t listings_ = 0;
-  uint32_t mountsOpen_ = 0;
   uint32_t synced_ = 0;
   uint32_t pings_ = 0;
   uint32_t pongs_ = 0;
@@ -172,7 +280,9 @@ class Connection : public StreamAdapter {
   bool serves_ = true;
   bool writable_ = true;
   bool isSocket_ = true;
-  bool unlimited_ = false;  // the turn is completed whatever the room
+  bool unlimited_ = false;      // the turn is completed whatever the room
+  bool hostsElements_ = false;  // some of hostMounts_ are no roots
+  Ending ending_ = Ending::none;
 };
 
 }  // namespace Tovo::NboAttrLog

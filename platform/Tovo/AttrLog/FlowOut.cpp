@@ -76,6 +76,13 @@ bool FlowOut::tovoIsDirty(AttributeId attribute) const noexcept {
   return chosen && isDirty(*chosen);
 }
 
+FlowOut::Dirty FlowOut::dirty() const noexcept {
+  Dirty dirty;
+  for (uint32_t at = firstDirty(0); at != none; at = firstDirty(at + 1)) ++dirty.attributes;
+  for (const auto& flow : collections_) dirty.keys += flow->keys.size();
+  return dirty;
+}
+
 FlowOut::CollectionFlow* FlowOut::find(AttributeId collection) const noexcept {
   for (const auto& flow : collections_) {
     if (flow->collection == collection) return flow.get();
@@ -219,14 +226,19 @@ void FlowOut::handleChange(const Pelmo::Change& change) {
     }
     return dirtyIs(*attribute);
   }
-  handleCollectionChange(*attribute, change);
+  // Keeps the flow while the adapter forgets what hangs below the entity.
+  const Pelmo::Ptr<FlowOut> self(this);
+  try {
+    handleCollectionChange(*attribute, change);
+  } catch (const std::exception&) {
+    // The writer is not to blame that there is no memory; but the peer would never be told.
+    if (adapter_) adapter_->changeLost_ = true;
+  }
 }
 
 void FlowOut::handleCollectionChange(const LogAttribute& attribute, const Pelmo::Change& change) {
   const AttributeId id = attribute.id;
   bool left = false;
-  // Keeps the flow while the adapter forgets what hangs below the entity.
-  const Pelmo::Ptr<FlowOut> self(this);
   if (attribute.kind == AttributeKind::ownCollection && change.previous) {
     Entity& element = **static_cast<Entity* const*>(change.previous);
     left = adapter_->entityId(element) != 0;

@@ -60,6 +60,12 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   bool isDirty(const LogAttribute& attribute) const noexcept {
     return (word(attribute.ordinal) >> (attribute.ordinal & 63) & 1) != 0;
   }
+  /// How much is dirty: attributes, collections among them, and keys of these. Cost: their number.
+  struct Dirty {
+    size_t attributes = 0;
+    size_t keys = 0;
+  };
+  Dirty dirty() const noexcept;
   bool anyDirty() const noexcept { return firstDirty(0) != none; }
   /// The ordinal of the first dirty attribute from one on, or none.
   static constexpr uint32_t none = 0xffffffff;

@@ -3,6 +3,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "Tovo/AttrLog/Ending.h"
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "Tovo/Collection.h"
 #include "Tovo/Exceptions.h"
@@ -124,6 +125,12 @@ uint32_t StreamAdapter::bindElement(Entity& owner, Entity& element, AttributeId 
   const uint32_t* above = ids_.find(&owner);
   const Binding* mounted = above ? bindings_.find(*above) : nullptr;
   if (!mounted) throw StreamException("the owner of an element is not carried any more");
+  size_t depth = 1;
+  for (const Entity* entity = &owner; (entity = entity->parent()) != nullptr;) ++depth;
+  if (depth > nesting_) {
+    throw EndingException(Ending::nesting,
+                          "an element nested deeper than " + std::to_string(nesting_));
+  }
   return bind(element, mounted->mount, start, id);
 }
 
@@ -218,6 +225,18 @@ size_t StreamAdapter::heldBytes() const noexcept {
   return bytes;
 }
 
+FlowOut::Dirty StreamAdapter::dirty() const noexcept {
+  FlowOut::Dirty all;
+  bindings_.forEach([&](uint32_t, const Binding& binding) {
+    const FlowOut* flow = binding.flow();
+    if (!flow) return;
+    const FlowOut::Dirty one = flow->dirty();
+    all.attributes += one.attributes;
+    all.keys += one.keys;
+  });
+  return all;
+}
+
 // -------------------------------------------------------------------------------------- sending
 
 void StreamAdapter::enqueue(FlowOut& flow) noexcept {
@@ -254,8 +273,9 @@ bool StreamAdapter::pump() {
 }
 
 void StreamAdapter::throwTooLong(size_t bytes) const {
-  throw StreamException("a message of " + std::to_string(bytes) + " bytes is above the limit of " +
-                        std::to_string(mostBytes_));
+  throw EndingException(Ending::messageSize, "a message of " + std::to_string(bytes) +
+                                                 " bytes is above the limit of " +
+                                                 std::to_string(mostBytes_));
 }
 
 bool StreamAdapter::doMessageMulticast(FlowOut&, AttributeId) { return false; }

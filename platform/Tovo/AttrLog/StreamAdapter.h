@@ -121,6 +121,7 @@ class StreamAdapter {
   size_t boundCount() const noexcept { return bindings_.size(); }
   size_t flowCount() const noexcept;
   size_t heldBytes() const noexcept;
+  FlowOut::Dirty dirty() const noexcept;
 
   // --- sending --------------------------------------------------------------------------------
 
@@ -262,9 +263,11 @@ class StreamAdapter {
   void takenIs(uint32_t count);
 
   Counters counters_;
-  size_t sentAgain_ = 0;    // bytes about entities whose first transfer was complete
-  bool turnOpen_ = false;   // something was sent since it was last set
-  bool owesTaken_ = false;  // a guest has sent something since it was told what is applied
+  size_t sentAgain_ = 0;     // bytes about entities whose first transfer was complete
+  bool turnOpen_ = false;    // something was sent since it was last set
+  bool owesTaken_ = false;   // a guest has sent something since it was told what is applied
+  bool changeLost_ = false;  // a flow had no memory to note what changed
+  size_t nesting_ = 64;      // elements below elements, at most
 
  private:
   friend class FlowOut;

@@ -1,0 +1,290 @@
+#include "Tovo/AttrLog/Link.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+#include "Tovo/AttrLog/UnixStream.h"
+
+namespace Tovo::NboAttrLog {
+
+const char* linkStateName(LinkState state) noexcept {
+  static constexpr const char* names[] = {"connecting", "greeting", "syncing",
+                                          "synced",     "waiting",  "refused"};
+  static_assert(std::size(names) == static_cast<size_t>(LinkState::refused) + 1);
+  return names[static_cast<size_t>(state)];
+}
+
+void LinkObserver::handleMounted(Link&, const std::string&, Entity&, bool) {}
+void LinkObserver::handleUnmounted(Link&, const std::string&, const std::string&) {}
+
+class Link::Peer final : public Connection {
+ public:
+  Peer(Link& link, Stream stream)
+      : Connection(stream.readFd, stream.writeFd, link.directory_, link.options_.limits),
+        link_(link) {
+    servesIs(link.options_.serves, link.options_.writable);
+  }
+
+ protected:
+  void mountBegan(const std::string& path, Entity& entity) override {
+    link_.mountBegan(path, entity);
+  }
+  void mountEnded(const std::string& path, const std::string& reason) override {
+    link_.mountEnded(path, reason);
+  }
+
+ private:
+  Link& link_;
+};
+
+Link::Link(Connect connect, Directory& directory, LinkOptions options)
+    : connect_(std::move(connect)),
+      directory_(directory),
+      options_(options),
+      random_(static_cast<uint32_t>(options.seed != 0 ? options.seed : std::random_device()())) {}
+
+Link::Link(const std::string& socket, Directory& directory, LinkOptions options)
+    : Link(
+          [socket] {
+            const int fd = connectUnixStream(socket);
+            return Stream{fd, fd};
+          },
+          directory, options) {}
+
+Link::~Link() { dropStream(); }
+
+// ---------------------------------------------------------------------------------------- the loop
+
+std::array<pollfd, 2> Link::pollFds() const noexcept {
+  pollfd reads{-1, POLLIN, 0};
+  pollfd writes{-1, POLLOUT, 0};
+  if (peer_) {
+    reads.fd = peer_->readFd();
+    if (peer_->wantsWrite()) writes.fd = peer_->writeFd();
+  } else {
+    writes.fd = stream_.writeFd;
+  }
+  return {reads, writes};
+}
+
+std::optional<Link::Clock::time_point> Link::due() const noexcept {
+  if (!peer_) return due_;
+  std::optional<Clock::time_point> first = peer_->due();
+  if (due_ != Clock::time_point::max()) first = first ? std::min(*first, due_) : due_;
+  return first;
+}
+
+std::optional<Link::Clock::time_point> Link::nextTry() const noexcept {
+  if (state_ != LinkState::waiting && state_ != LinkState::refused) return std::nullopt;
+  return due_;
+}
+
+Connection* Link::connection() noexcept { return peer_.get(); }
+
+void Link::handle(Clock::time_point now) {
+  if (handling_) return;
+  struct Handling {
+    bool& flag;
+    explicit Handling(bool& handling) : flag(handling) { flag = true; }
+    ~Handling() { flag = false; }
+  } const handling(handling_);
+  now_ = now;
+  try {
+    if (!peer_ && stream_.writeFd < 0 && now_ >= due_) begin();
+    if (stream_.writeFd >= 0) finishConnecting();
+    if (peer_) serve();
+  } catch (const std::exception& failure) {
+    lost(Ending::failed, failure.what());
+  }
+}
+
+bool Link::runUntil(const std::function<bool()>& done, int timeoutMilliseconds) {
+  const auto end = Clock::now() + std::chrono::milliseconds(timeoutMilliseconds);
+  for (;;) {
+    const auto now = Clock::now();
+    handle(now);
+    if (done()) return true;
+    if (now >= end) return false;
+    const auto until = std::clamp(due().value_or(end), now, end);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
+    std::array<pollfd, 2> fds = pollFds();
+    ::poll(fds.data(), fds.size(), static_cast<int>(left));
+  }
+}
+
+void Link::begin() {
+  error_.clear();
+  try {
+    stream_ = connect_();
+  } catch (const std::system_error& failure) {
+    error_ = failure.code();
+    return lost(Ending::system, failure.what());
+  } catch (const std::exception& failure) {
+    return lost(Ending::system, failure.what());
+  }
+  due_ = now_ + options_.connectTime;
+  stateIs(LinkState::connecting);
+}
+
+void Link::finishConnecting() {
+  pollfd ready{stream_.writeFd, POLLOUT, 0};
+  if (::poll(&ready, 1, 0) <= 0) {
+    if (now_ < due_) return;
+    return lost(Ending::system,
+                "no connection within " + std::to_string(options_.connectTime.count()) + " ms");
+  }
+  int error = 0;
+  socklen_t size = sizeof error;
+  // Pipes have no such error: they are connected from the start.
+  if (::getsockopt(stream_.writeFd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error != 0) {
+    error_ = std::error_code(error, std::generic_category());
+    return lost(Ending::system, "cannot connect: " + error_.message());
+  }
+  peer_ = std::make_unique<Peer>(*this, stream_);
+  stream_ = {};
+  due_ = Clock::time_point::max();
+  listingsSeen_ = 0;
+  listing_ = false;
+  for (auto& [path, wanted] : wanted_) {
+    wanted.want = Want::asked;
+    peer_->mount(path, wanted.readOnly);
+  }
+  if (allReadOnly_) listMounts();
+  stateIs(LinkState::greeting);
+}
+
+void Link::dropStream() noexcept {
+  if (stream_.readFd >= 0) ::close(stream_.readFd);
+  if (stream_.writeFd >= 0 && stream_.writeFd != stream_.readFd) ::close(stream_.writeFd);
+  stream_ = {};
+}
+
+void Link::serve() {
+  peer_->tick(now_);
+  peer_->handleReadable();
+  follow();
+  if (now_ >= due_) probe();
+  peer_->flush();
+  if (peer_->closed()) lost(peer_->ending(), peer_->closeReason());
+}
+
+// What the connection has learnt, as the state of this link.
+void Link::follow() {
+  if (peer_->closed() || !peer_->greeted()) return;
+  if (state_ == LinkState::greeting) ++connections_;
+  if (listing_ && peer_->listings() > listingsSeen_) {
+    listing_ = false;
+    // A copy: the list is replaced by the next answer.
+    const std::vector<Connection::RemoteMount> mounts = peer_->remoteMounts();
+    for (const Connection::RemoteMount& remote : mounts) mount(remote.path, *allReadOnly_);
+  }
+  bool complete = !listing_ || state_ == LinkState::synced;
+  bool again = allReadOnly_.has_value();
+  for (auto& [path, wanted] : wanted_) {
+    if (wanted.want == Want::open && peer_->mountState(path) == Connection::MountState::complete) {
+      wanted.want = Want::mirrored;
+    }
+    complete = complete && wanted.want != Want::asked && wanted.want != Want::open;
+    again = again || wanted.want == Want::missing;
+  }
+  if (again && due_ == Clock::time_point::max()) due_ = now_ + jittered(options_.longestWait);
+  if (complete && state_ != LinkState::synced) syncedSince_ = now_;
+  stateIs(complete ? LinkState::synced : LinkState::syncing);
+}
+
+void Link::listMounts() {
+  listing_ = true;
+  listingsSeen_ = peer_->listings();
+  peer_->askMounts();
+}
+
+// Asks again for what was not there.
+void Link::probe() {
+  due_ = Clock::time_point::max();
+  if (peer_->closed()) return;
+  for (auto& [path, wanted] : wanted_) {
+    if (wanted.want != Want::missing) continue;
+    wanted.want = Want::probing;
+    peer_->mount(path, wanted.readOnly);
+  }
+  if (allReadOnly_ && !listing_) listMounts();
+}
+
+void Link::lost(Ending ending, std::string reason) {
+  const bool wasGreeted = peer_ && peer_->greeted();
+  dropStream();
+  peer_.reset();
+  ending_ = ending;
+  reason_ = std::move(reason);
+  if (!wasGreeted) ++failures_;
+  const bool differs = ending == Ending::difference;
+  const bool held = state_ == LinkState::synced && now_ - syncedSince_ >= wait_;
+  if (differs) {
+    wait_ = options_.longestWait;
+  } else if (held || wait_.count() == 0) {
+    wait_ = options_.firstWait;
+  } else {
+    wait_ = std::min(2 * wait_, options_.longestWait);
+  }
+  due_ = now_ + jittered(wait_);
+  stateIs(differs ? LinkState::refused : LinkState::waiting);
+}
+
+std::chrono::milliseconds Link::jittered(std::chrono::milliseconds wait) {
+  const auto half = wait.count() / 2;
+  return std::chrono::milliseconds(
+      std::uniform_int_distribution<std::chrono::milliseconds::rep>(half, wait.count())(random_));
+}
+
+void Link::stateIs(LinkState state) {
+  // Each loss is news, also when the one before led to the same state.
+  const bool waits = state == LinkState::waiting || state == LinkState::refused;
+  if (std::exchange(state_, state) == state && !waits) return;
+  if (observer_) observer_->handleLinkState(*this);
+}
+
+// -------------------------------------------------------------------------------- what is mirrored
+
+void Link::mount(std::string_view path, bool readOnly) {
+  const auto [at, isNew] = wanted_.try_emplace(std::string(path), Wanted{readOnly, {}, {}});
+  if (!isNew || !peer_ || peer_->closed()) return;
+  peer_->mount(path, readOnly);
+  if (state_ == LinkState::synced) stateIs(LinkState::syncing);
+}
+
+void Link::mountAll(bool readOnly) {
+  allReadOnly_ = readOnly;
+  if (!peer_ || peer_->closed() || listing_) return;
+  listMounts();
+  if (state_ == LinkState::synced) stateIs(LinkState::syncing);
+}
+
+bool Link::isMirrored(std::string_view path) const noexcept {
+  const auto wanted = wanted_.find(path);
+  return peer_ && wanted != wanted_.end() && wanted->second.want == Want::mirrored;
+}
+
+void Link::mountBegan(const std::string& path, Entity& entity) {
+  const auto at = wanted_.find(path);
+  if (at == wanted_.end()) return;
+  at->second.want = Want::open;
+  const bool isNew = at->second.entity.get() != &entity;
+  at->second.entity = Pelmo::Ptr<Entity>(&entity);
+  if (observer_) observer_->handleMounted(*this, path, entity, isNew);
+}
+
+void Link::mountEnded(const std::string& path, const std::string& reason) {
+  const auto at = wanted_.find(path);
+  if (at == wanted_.end()) return;
+  const bool known = std::exchange(at->second.want, Want::missing) == Want::probing;
+  const Pelmo::Ptr<Entity> entity = std::exchange(at->second.entity, nullptr);
+  if (entity && directory_.mounted(path) == entity.get()) directory_.unmount(path);
+  if (!known && observer_) observer_->handleUnmounted(*this, path, reason);
+}
+
+}  // namespace Tovo::NboAttrLog

@@ -1,0 +1,191 @@
+// A connection that comes back.
+#pragma once
+
+#include <poll.h>
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "Pelmo/Ptr.h"
+#include "Tovo/AttrLog/Connection.h"
+#include "Tovo/Directory.h"
+#include "Tovo/Entity.h"
+
+namespace Tovo::NboAttrLog {
+
+class Link;
+
+enum class LinkState : uint8_t {
+  connecting,  ///< a connection is being made
+  greeting,    ///< it is made; the peer's greeting has not arrived
+  syncing,     ///< what is wanted is on its way
+  synced,      ///< all of it that the peer has is here, and follows it
+  waiting,     ///< not connected; tries again at nextTry
+  refused,     ///< as waiting, because the peer is another version or has other modules
+};
+/// "waiting".
+const char* linkStateName(LinkState state) noexcept;
+
+/// Told from within Link::handle; may call everything of the link but handle, and must not destroy
+/// it.
+class LinkObserver {
+ public:
+  virtual ~LinkObserver() = default;
+  /// state(), reason() and nextTry() have changed.
+  virtual void handleLinkState(Link&) {}
+  /// The path is mirrored, for the first time or again; what the entity holds is brought up to date
+  /// from here on. `isNew`: no entity was there before, or another one, which is out of the
+  /// directory now.
+  virtual void handleMounted(Link&, const std::string& path, Entity& entity, bool isNew);
+  /// The peer does not have the path (any more) or refuses it: nothing is mounted here under it.
+  virtual void handleUnmounted(Link&, const std::string& path, const std::string& reason);
+};
+
+struct LinkOptions {
+  Limits limits;
+  /// Between two tries: doubles from the first to the longest, and each time somewhere between half
+  /// of it and the whole, so that many clients of one server do not come at once. Starts over when
+  /// the link was synced for as long as it waited before. The longest one is also how often the
+  /// peer is asked again for what it did not have.
+  std::chrono::milliseconds firstWait{100};
+  std::chrono::milliseconds longestWait{10000};
+  /// For a connection to be made.
+  std::chrono::milliseconds connectTime{5000};
+  /// What the peer may mount from here: by default nothing.
+  bool serves = false;
+  bool writable = false;
+  /// Of the random part of the waits; 0: another one in each process.
+  uint64_t seed = 0;
+};
+
+/// Keeps mirrors of a peer's trees in a directory, whatever happens to the connection. While there
+/// is none the mirrors stay as they are. When it is back they are mounted again and brought up to
+/// date: what vanished meanwhile vanishes, what is the same is not published, an element that was
+/// made again with other parameters is replaced, and what this side wrote and the peer had not
+/// taken is undone. A root that the peer does not have any more is unmounted here, and mirrored
+/// again when the peer has it again.
+///
+/// Never blocks and starts no thread. The process waits for what pollFds says, until due at the
+/// latest, and calls handle; a call too many does no harm. The directory outlives the link; its
+/// mirrors stay when the link goes.
+class Link {
+ public:
+  using Clock = Connection::Clock;
+
+  /// One descriptor for both directions, or two. Connected, or being connected without blocking.
+  struct Stream {
+    int readFd = -1;
+    int writeFd = -1;
+  };
+  /// Makes a stream that the link then owns; an exception's text is the reason for another wait.
+  using Connect = std::function<Stream()>;
+
+  Link(Connect connect, Directory& directory, LinkOptions options = {});
+  /// To a Unix socket at a path.
+  Link(const std::string& socket, Directory& directory, LinkOptions options = {});
+  ~Link();
+  Link(const Link&) = delete;
+  Link& operator=(const Link&) = delete;
+
+  /// One, or none by null; outlives the link or is taken off before.
+  void observerIs(LinkObserver* observer) noexcept { observer_ = observer; }
+
+  // --- the loop -------------------------------------------------------------------------------
+
+  /// What to wait for; descriptors of -1 are none, as poll() has it.
+  std::array<pollfd, 2> pollFds() const noexcept;
+  /// When handle has something to do without a descriptor being ready.
+  std::optional<Clock::time_point> due() const noexcept;
+  /// Does what can be done without waiting.
+  void handle(Clock::time_point now);
+  /// handle, and waiting for it to have something to do, until `done` holds or the time is over;
+  /// true when it holds. For tools and tests that have nothing else to do.
+  bool runUntil(const std::function<bool()>& done, int timeoutMilliseconds);
+
+  // --- what is mirrored -----------------------------------------------------------------------
+
+  /// From now on, as Connection::mount; a path that is mirrored already is left as it is.
+  void mount(std::string_view path, bool readOnly);
+  /// Whatever the peer has mounted now, and when it is asked again.
+  void mountAll(bool readOnly);
+  /// The first transfer of the path is complete, on the connection that there is.
+  bool isMirrored(std::string_view path) const noexcept;
+
+  // --- state ----------------------------------------------------------------------------------
+
+  LinkState state() const noexcept { return state_; }
+  /// Why the last connection ended or could not be made; empty before the first one did.
+  const std::string& reason() const noexcept { return reason_; }
+  /// Of the last connection that ended.
+  Ending ending() const noexcept { return ending_; }
+  /// Of the last stream that could not be made, where the system said why.
+  std::error_code error() const noexcept { return error_; }
+  /// While waiting or refused.
+  std::optional<Clock::time_point> nextTry() const noexcept;
+  /// Connections that were greeted, and tries that were not.
+  uint64_t connections() const noexcept { return connections_; }
+  uint64_t failures() const noexcept { return failures_; }
+  /// For requests of other kinds; null while there is none. Another one after each loss.
+  Connection* connection() noexcept;
+
+ private:
+  class Peer;
+  enum class Want : uint8_t {
+    asked,     // or to be asked when there is a connection
+    probing,   // asked again for what the peer did not have
+    open,      // its first transfer is under way
+    mirrored,  // and complete
+    missing,   // the peer does not have it, or refuses
+  };
+  struct Wanted {
+    bool readOnly;
+    Want want = Want::asked;
+    Pelmo::Ptr<Entity> entity;  // that was mirrored last
+  };
+
+  void begin();
+  void finishConnecting();
+  void dropStream() noexcept;
+  void serve();
+  void follow();
+  void listMounts();
+  void probe();
+  void lost(Ending ending, std::string reason);
+  void stateIs(LinkState state);
+  std::chrono::milliseconds jittered(std::chrono::milliseconds wait);
+  void mountBegan(const std::string& path, Entity& entity);
+  void mountEnded(const std::string& path, const std::string& reason);
+
+  Connect connect_;
+  Directory& directory_;
+  LinkOptions options_;
+  LinkObserver* observer_ = nullptr;
+  std::minstd_rand random_;
+  std::map<std::string, Wanted, std::less<>> wanted_;
+  std::optional<bool> allReadOnly_;  // mountAll was called
+  Stream stream_;                    // while connecting
+  std::unique_ptr<Peer> peer_;
+  Clock::time_point now_{};
+  Clock::time_point due_ = Clock::time_point::min();  // the next try, the end of one, or a probe
+  Clock::time_point syncedSince_{};
+  std::chrono::milliseconds wait_{0};  // the last one
+  std::string reason_;
+  std::error_code error_;
+  uint64_t connections_ = 0;
+  uint64_t failures_ = 0;
+  uint32_t listingsSeen_ = 0;
+  LinkState state_ = LinkState::waiting;
+  Ending ending_ = Ending::none;
+  bool listing_ = false;
+  bool handling_ = false;
+};
+
+}  // namespace Tovo::NboAttrLog
