@@ -1,5 +1,6 @@
 #include "Tovo/AttrLog/Turn.h"
 
+#include <new>
 #include <utility>
 
 #include "Tovo/Collection.h"
@@ -63,6 +64,41 @@ void Turn::changed(Entity& source, const LogAttribute& attribute, const void* ke
     if (previous && !attribute.ops) keep(pointerAt(previous));
     return;
   }
+  const size_t before = held_.size();
+  try {
+    hold(source, attribute, key, previous, hash);
+  } catch (const std::bad_alloc&) {
+    if (held_.size() > before) {
+      destroyValues(held_.back());
+      held_.pop_back();
+    }
+    tellNow({source.nodePublisher(), attribute.id, key, previous, nullptr});
+  }
+}
+
+// Without memory to hold it: better told before the turn is whole than never.
+void Turn::tellNow(const Pelmo::Change& change) {
+  const bool own = !publishing_;
+  if (own) publishHeld(failedEarly_);
+  publishesOwn_ = own;
+  try {
+    change.source.publishCaught(change);
+  } catch (...) {
+    if (!failedEarly_) failedEarly_ = std::current_exception();
+  }
+  publishesOwn_ = false;
+}
+
+void Turn::keep(Pelmo::Ptr<Entity> entity) noexcept {
+  try {
+    kept_.push_back(std::move(entity));
+  } catch (const std::bad_alloc&) {
+    entity = nullptr;
+  }
+}
+
+void Turn::hold(Entity& source, const LogAttribute& attribute, const void* key,
+                const void* previous, uint32_t hash) {
   const Told told = publishing_ ? Told::changeOfObserver : Told::change;
   held_.push_back({Pelmo::Ptr<Entity>(&source), &attribute, nullptr, nullptr, hash, told});
   Held& held = held_.back();
@@ -151,7 +187,7 @@ void Turn::destroyValues(const Held& held) noexcept {
   }
 }
 
-void Turn::close(std::exception_ptr failure) {
+void Turn::publishHeld(std::exception_ptr& failure) {
   // Before an observer may change it again.
   for (Held& held : held_) held.told = whatToTell(held);
   publishing_ = true;
@@ -162,7 +198,6 @@ void Turn::close(std::exception_ptr failure) {
     publish(held, failure);
     destroyValues(held);
   }
-  Pelmo::Publisher::catcherIs(nullptr);
   publishing_ = false;
   if (!held_.empty()) {
     held_.clear();
@@ -173,6 +208,13 @@ void Turn::close(std::exception_ptr failure) {
       index_.shrink_to_fit();
     }
   }
+}
+
+void Turn::close(std::exception_ptr failure) {
+  publishHeld(failure);
+  if (!failure) failure = failedEarly_;
+  failedEarly_ = nullptr;
+  Pelmo::Publisher::catcherIs(nullptr);
   // They may be the last references: their observers are told, and may do anything.
   if (!kept_.empty()) const std::vector<Pelmo::Ptr<Entity>> last = std::exchange(kept_, {});
   if (failure) std::rethrow_exception(failure);

@@ -38,7 +38,8 @@ class Turn final : public Pelmo::ChangeCatcher {
   /// Publishes, ends the turn, and throws `failure` or else what the first observer threw.
   void close(std::exception_ptr failure);
   void close() {
-    if (held_.empty() && kept_.empty()) return Pelmo::Publisher::catcherIs(nullptr);
+    if (held_.empty() && kept_.empty() && !failedEarly_)
+      return Pelmo::Publisher::catcherIs(nullptr);
     close(nullptr);
   }
 
@@ -49,8 +50,8 @@ class Turn final : public Pelmo::ChangeCatcher {
   void changed(Entity& source, const LogAttribute& attribute, const void* key,
                const void* previous);
   /// Keeps an entity until everything is published: its observers are not to hear of its end
-  /// before.
-  void keep(Pelmo::Ptr<Entity> entity) { kept_.push_back(std::move(entity)); }
+  /// before; where there is no memory to keep it, they are.
+  void keep(Pelmo::Ptr<Entity> entity) noexcept;
 
   void handleCaught(const Pelmo::Change& change) override;
 
@@ -65,9 +66,13 @@ class Turn final : public Pelmo::ChangeCatcher {
     Told told;
   };
 
+  void hold(Entity& source, const LogAttribute& attribute, const void* key, const void* previous,
+            uint32_t hash);
   bool isHeld(const Entity& source, const LogAttribute& attribute, const void* key, uint32_t hash);
   void index(uint32_t record);
   static Told whatToTell(const Held& held);
+  void tellNow(const Pelmo::Change& change);
+  void publishHeld(std::exception_ptr& failure);
   void publish(const Held& held, std::exception_ptr& failure);
   void destroyValues(const Held& held) noexcept;
 
@@ -76,6 +81,7 @@ class Turn final : public Pelmo::ChangeCatcher {
   std::vector<Pelmo::Ptr<Entity>> kept_;
   alignas(16) unsigned char first_[512];
   std::pmr::monotonic_buffer_resource values_;
+  std::exception_ptr failedEarly_;
   bool publishing_ = false;
   bool publishesOwn_ = false;
 };
