@@ -262,9 +262,9 @@ TEST_F(HostileTest, TooDeep) {
   RawPeer peer(directory, limits);
   const std::string name = text("Mst1");
   peer.send(greeting() + message(0, 5, text("/hw") + u8(0)));
-  peer.send(message(0x80000001, 258, name + name + u32(1)));
+  peer.send(message(0x80000001, 258, name + name + u32(1)) + message(0, 9));
   EXPECT_FALSE(peer.connection().closed()) << peer.connection().closeReason();
-  peer.send(message(1, 258, name + name + u32(2)));
+  peer.send(message(1, 258, name + name + u32(2)) + message(0, 9));
   EXPECT_EQ(peer.goodBye(), "an element nested deeper than 1");
   EXPECT_EQ(peer.connection().ending(), Tovo::NboAttrLog::Ending::nesting);
 }
