@@ -34,6 +34,7 @@ struct State {
   std::map<int, Frame> frames;
   uint64_t allocations = 0;
   uint64_t failing = 0;
+  uint64_t failures = 0;
 };
 State state;
 
@@ -95,6 +96,8 @@ Faults::Pause::~Pause() { state.paused = wasPaused_; }
 
 uint64_t Faults::allocations() noexcept { return state.allocations; }
 
+uint64_t Faults::failures() noexcept { return state.failures; }
+
 Cut::Cut(uint64_t bytes) {
   state.lettingThrough = bytes;
   state.written = 0;
@@ -130,8 +133,10 @@ __attribute__((visibility("default"))) ssize_t send(int fd, const void* from, si
 void* operator new(size_t size) {
   Mirror::State& state = Mirror::state;
   if (!state.paused) ++state.allocations;
-  if (!state.paused && state.failing != 0 && state.allocations == state.failing)
+  if (!state.paused && state.failing != 0 && state.allocations == state.failing) {
+    ++state.failures;
     throw std::bad_alloc();
+  }
   if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
   throw std::bad_alloc();
 }

@@ -40,6 +40,8 @@ class Faults {
 
   /// Allocations since the plan began.
   static uint64_t allocations() noexcept;
+  /// Allocations that were made to fail since the process began.
+  static uint64_t failures() noexcept;
 };
 
 /// Cuts streams: counts the bytes that the process writes while it lives; behind the last one that
