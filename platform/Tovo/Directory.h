@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Pelmo/Ptr.h"
 #include "Tovo/Entity.h"
@@ -16,7 +18,17 @@ namespace Tovo {
 /// A path that is wrong, or names nothing. `what` says which part and what there is instead.
 class PathException : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit PathException(const std::string& message, std::string wanted = {},
+                         std::vector<std::string> known = {})
+      : std::runtime_error(message), wanted_(std::move(wanted)), known_(std::move(known)) {}
+
+  /// The part that is not there, and the names that are; empty where it is something else.
+  const std::string& wanted() const noexcept { return wanted_; }
+  const std::vector<std::string>& known() const noexcept { return known_; }
+
+ private:
+  std::string wanted_;
+  std::vector<std::string> known_;
 };
 
 /// Root entities under paths such as "/stp/hw": segments of any characters but '/', '[', ']' and

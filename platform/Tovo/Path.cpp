@@ -14,6 +14,12 @@ namespace {
 
 std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
 
+std::string joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
 // Splits the part of a path below a mount into names and keys.
 class Steps {
  public:
@@ -68,38 +74,39 @@ const std::string& findMount(const Directory& directory, std::string_view path) 
       return mounted;
     }
   }
-  std::string known;
-  for (const auto& [mounted, entity] : directory.mounts()) {
-    known += known.empty() ? "mounted: " : ", ";
-    known += mounted;
-  }
-  throw PathException("nothing is mounted at " + quoted(path) + "; " +
-                      (known.empty() ? "nothing is mounted at all" : known));
+  std::vector<std::string> known;
+  for (const auto& [mounted, entity] : directory.mounts()) known.push_back(mounted);
+  throw PathException(
+      "nothing is mounted at " + quoted(path) + "; " +
+          (known.empty() ? "nothing is mounted at all" : "mounted: " + joined(known)),
+      std::string(path), known);
 }
 
 Attribute needAttribute(const Entity& entity, const std::string& name) {
   const Attribute attribute = attributeByName(entity.tovoType(), name);
   if (attribute) return attribute;
-  std::string names;
+  std::vector<std::string> names;
   forEachAttribute(entity.tovoType(), [&](Attribute known) {
-    if (known.kind() == AttributeKind::constant) return;
-    names += names.empty() ? "" : ", ";
-    names += known.name();
+    if (known.kind() != AttributeKind::constant) names.emplace_back(known.name());
   });
   throw PathException(pathOf(entity) + " (" + typeName(entity.tovoType()) + ") has no " +
-                      quoted(name) + "; it has " + names);
+                          quoted(name) + "; it has " + joined(names),
+                      name, names);
 }
 
-std::string someKeys(const Entity& owner, Attribute collection) {
-  constexpr size_t shownKeys = 8;
-  std::string keys;
-  size_t shown = 0;
-  forEachElement(owner, collection, [&](const void* key, const void*) {
-    if (++shown > shownKeys) return;
-    keys += shown == 1 ? "" : ", ";
-    keys += shown == shownKeys ? "..." : plainText(collection.keyOps(), key);
+[[noreturn]] void failKey(const Entity& owner, Attribute collection, const std::string& key) {
+  constexpr size_t shownKeys = 7;
+  constexpr size_t mostKeys = 10000;  // that somebody may have meant
+  std::vector<std::string> keys;
+  forEachElement(owner, collection, [&](const void* known, const void*) {
+    if (keys.size() < mostKeys) keys.push_back(plainText(collection.keyOps(), known));
   });
-  return keys.empty() ? "it is empty" : "it has " + keys;
+  std::vector<std::string> shown(
+      keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(std::min(keys.size(), shownKeys)));
+  if (keys.size() > shownKeys) shown.emplace_back("...");
+  throw PathException(pathOf(owner, collection.name()) + " has no element " + quoted(key) + "; " +
+                          (keys.empty() ? "it is empty" : "it has " + joined(shown)),
+                      key, keys);
 }
 
 PathTarget resolve(const Directory& directory, std::string_view path, bool newElement) {
@@ -122,10 +129,7 @@ PathTarget resolve(const Directory& directory, std::string_view path, bool newEl
       return target;
     }
     const void* element = findElement(*target.entity, attribute, key);
-    if (!element) {
-      throw PathException(pathOf(*target.entity, attribute.name()) + " has no element " +
-                          quoted(key) + "; " + someKeys(*target.entity, attribute));
-    }
+    if (!element) failKey(*target.entity, attribute, key);
     target.entity = Pelmo::Ptr<Entity>(elementEntity(element));
   }
   return target;

@@ -30,11 +30,13 @@ struct EncodeOptions {
 void runEncode(const EncodeOptions& options);
 
 struct DecodeOptions {
-  std::string type;
-  std::vector<std::string> hex;
+  std::string what;              ///< a recording; with `hex` a type
+  std::vector<std::string> hex;  ///< of a value
   bool json = false;
 };
 void runDecode(const DecodeOptions& options);
+void decodeValue(const DecodeOptions& options);
+void decodeRecording(const DecodeOptions& options);
 
 struct GraphOptions {
   SessionOptions session;
@@ -112,16 +114,41 @@ void runDel(const DelOptions& options);
 struct WatchOptions {
   SessionOptions session;
   std::string path;
+  std::vector<std::string> attributes;  ///< globs; empty: all
   std::optional<uint64_t> count;
   std::optional<double> seconds;
   std::string dumpAtEnd;
+  int top = 10;       ///< lines of rates
+  bool rate = false;  ///< how often, instead of what
   bool json = false;
 };
 void runWatch(const WatchOptions& options);
 
+struct RecordOptions {
+  SessionOptions session;
+  std::string file;
+  std::string path;
+  std::optional<double> seconds;
+  std::optional<double> untilIdle;  ///< seconds without a message after which it ends
+  bool force = false;
+  bool json = false;
+};
+void runRecord(const RecordOptions& options);
+
+struct ReplayOptions {
+  std::string file;
+  std::string into;  ///< the socket of a server; empty: print
+  double timeout = 10;
+  double speed = 1;
+  bool fast = false;  ///< without waiting
+  bool json = false;
+};
+void runReplay(const ReplayOptions& options);
+
 struct DumpOptions {
   SessionOptions session;
   std::string path;
+  bool json = false;  ///< of errors; the output is JSON anyhow
 };
 void runDump(const DumpOptions& options);
 

@@ -4,6 +4,7 @@
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
 #include "stptool/text/Output.h"
+#include "stptool/text/Progress.h"
 
 namespace stptool {
 
@@ -14,16 +15,9 @@ bool isEverything(const std::string& path) { return path.empty() || path == "/";
 // Builds the whole tree where nobody sees it: what is wrong with the file is known before anything
 // is touched. References may also lead to what is there already.
 void check(const Json& document, const std::string& file, const Tovo::Directory& live) {
-  // Parts of a tree need not say the types of roots that are there.
-  Json complete = document;
-  for (const auto& [path, type] : rootsOf(document, file)) {
-    const Tovo::Entity* root = live.mounted(path);
-    if (!root || !type.empty()) continue;
-    complete["mounts"][path]["type"] = Tovo::typeName(root->tovoType());
-  }
   Tovo::Directory scratch;
   Loader loader(scratch, &live);
-  loader.load(complete, file);
+  loader.load(document, file);
   loader.resolveReferences();
 }
 
@@ -32,40 +26,44 @@ void check(const Json& document, const std::string& file, const Tovo::Directory&
 void runDump(const DumpOptions& options) {
   ClientSession session(options.session);
   session.mirrorOrAll(options.path, Access::read);
-  writeOut(dumpText(isEverything(options.path) ? dumpDirectory(session.directory())
-                                               : dumpPath(session.directory(), options.path)));
+  Output out;
+  if (isEverything(options.path)) {
+    dumpDirectory(session.directory(), allLevels, [&](std::string_view part) { out.add(part); });
+  } else {
+    out.add(dumpText(dumpPath(session.directory(), options.path)));
+  }
+  out.flush();
 }
 
 void runLoad(const LoadOptions& options) {
-  const Json document = parseJsonFile(options.file);
+  Progress progress("reading " + options.file, 0);
+  const Json document = parseJsonFile(options.file, progress);
   ClientSession session(options.session);
   session.mirrorAll(Access::write);
   Tovo::Directory& live = session.directory();
+  const auto roots = rootsOf(document, options.file);
+  progress.stage("checking " + options.file);
   check(document, options.file, live);
 
   // What exists is changed here first, where the server does not see it yet: elements that were
   // made with other parameters are the one thing that the check above cannot know.
-  Json existing = document;
-  std::vector<std::pair<std::string, std::string>> missing;
-  for (const auto& [path, type] : rootsOf(document, options.file)) {
-    if (live.mounted(path)) continue;
-    missing.emplace_back(path, type);
-    existing["mounts"].erase(path);
-  }
+  progress.stage("loading " + options.file);
   Loader loader(live);
   loader.replaces(options.replace);
-  loader.load(existing, options.file);
-  for (const auto& [path, type] : missing) {
-    session.createRoot(path, type);
+  loader.load(document, options.file, [&](const std::string& path) { return live.mounted(path); });
+  for (const auto& [path, type] : roots) {
+    if (live.mounted(path)) continue;
+    Tovo::Directory scratch;
+    session.createRoot(path, *Loader(scratch).loadBareRoot(document, options.file, path));
     session.mirror(path, Access::write);
-    Json root = Json::object();
-    root["mounts"][path] = document["mounts"][path];
-    loader.load(root, options.file);
+    loader.load(document, options.file, [&](const std::string& other) { return other == path; });
   }
   loader.resolveReferences();
+  progress.stage("sending");
   session.sync();
+  progress.end();
   if (options.json) {
-    const Json done{{"loaded", rootsOf(document, options.file).size()}};
+    const Json done{{"loaded", roots.size()}};
     writeOut(done.dump() + "\n");
   }
 }

@@ -40,7 +40,10 @@ void runGraph(const GraphOptions& options) {
     if (target.attribute) throw Failure("'" + path + "' is no entity");
     roots.push_back(target.entity.get());
   }
-  writeGraph(liveGraph(roots), options);
+  if (!options.svg) return writeGraph(liveGraph(roots), options);
+  Output out;
+  writeLiveSvg(roots, [&](std::string_view part) { out.add(part); });
+  out.flush();
 }
 
 }  // namespace stptool

@@ -83,7 +83,7 @@ std::string targetText(const PathTarget& target, const std::string& path) {
 Attribute needAttribute(const Entity& entity, const std::string& name) {
   const Attribute attribute = Tovo::attributeByName(entity.tovoType(), name);
   if (attribute) return attribute;
-  throw Failure(Tovo::pathOf(entity) + ": " + unknownAttributeText(entity.tovoType(), name));
+  throw unknownAttribute(Tovo::pathOf(entity), entity.tovoType(), name);
 }
 
 std::string namedText(const PathTarget& target, const std::vector<std::string>& names) {
@@ -107,29 +107,40 @@ Json namedJson(const PathTarget& target, const std::vector<std::string>& names) 
 
 bool isEverything(const std::string& path) { return path.empty() || path == "/"; }
 
+void showTree(const Tovo::Directory& directory, const std::string& path, const TreeStyle& style,
+              const Sink& sink) {
+  if (isEverything(path)) {
+    for (const auto& [mounted, root] : directory.mounts()) {
+      writeTree(*root, mounted, style, sink);
+    }
+    return;
+  }
+  const PathTarget target = Tovo::resolvePath(directory, path);
+  if (target.attribute) {
+    sink(targetText(target, path));
+  } else {
+    writeTree(*target.entity, Tovo::pathOf(*target.entity), style, sink);
+  }
+}
+
 }  // namespace
 
 void runTree(const TreeOptions& options) {
   ClientSession session(options.session);
   session.mirrorOrAll(options.path, Access::read);
   const Tovo::Directory& directory = session.directory();
-  if (options.json) {
-    writeOut(dumpText(isEverything(options.path)
-                          ? dumpDirectory(directory, options.depth)
-                          : dumpPath(directory, options.path, options.depth)));
-    return;
-  }
-  const TreeStyle style{options.depth, options.all,
-                        options.full ? ValueStyle::full : ValueStyle::brief, outputWidth()};
-  std::string text;
-  if (isEverything(options.path)) {
-    for (const auto& [path, root] : directory.mounts()) text += treeText(*root, path, style);
+  Output out;
+  const Sink sink = [&](std::string_view part) { out.add(part); };
+  if (options.json && isEverything(options.path)) {
+    dumpDirectory(directory, options.depth, sink);
+  } else if (options.json) {
+    out.add(dumpText(dumpPath(directory, options.path, options.depth)));
   } else {
-    const PathTarget target = Tovo::resolvePath(directory, options.path);
-    text = target.attribute ? targetText(target, options.path)
-                            : treeText(*target.entity, Tovo::pathOf(*target.entity), style);
+    const TreeStyle style{options.depth, options.all,
+                          options.full ? ValueStyle::full : ValueStyle::brief, outputWidth()};
+    showTree(directory, options.path, style, sink);
   }
-  writeOut(text);
+  out.flush();
 }
 
 void runGet(const GetOptions& options) {

@@ -48,7 +48,9 @@ void runServe(const ServeOptions& options) {
     }
     server.run(signals);
   }
-  if (!options.dumpAtEnd.empty()) writeFile(options.dumpAtEnd, dumpText(dumpDirectory(directory)));
+  if (options.dumpAtEnd.empty()) return;
+  writeFile(options.dumpAtEnd,
+            [&](const Sink& sink) { dumpDirectory(directory, allLevels, sink); });
 }
 
 }  // namespace stptool

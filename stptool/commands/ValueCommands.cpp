@@ -1,4 +1,6 @@
 // stptool parse, encode, decode: single values, without a server.
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "Tovo/Exceptions.h"
@@ -6,10 +8,12 @@
 #include "stptool/commands/Commands.h"
 #include "stptool/json/ValueJson.h"
 #include "stptool/model/FindType.h"
+#include "stptool/text/ChangeText.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/Hex.h"
 #include "stptool/text/Output.h"
 #include "stptool/text/ShortText.h"
+#include "stptool/text/Suggest.h"
 #include "stptool/text/Table.h"
 
 namespace stptool {
@@ -18,39 +22,50 @@ namespace {
 
 using Tovo::Attribute;
 using Tovo::AttributeKind;
-using Tovo::TypeKind;
 using Tovo::ValueBuffer;
 
 std::string namedType(const ValueShape& shape) { return Tovo::typeName(shape.type); }
 
+// None but for an enumeration.
+std::vector<std::string> literalsOf(const ValueShape& shape) {
+  const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(shape.type);
+  std::vector<std::string> literals;
+  for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
+    literals.emplace_back(descriptor.literals[i].name);
+  }
+  return literals;
+}
+
 // What a value of the type looks like, for a message.
 std::string exampleText(const ValueShape& shape) {
-  const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(shape.type);
   std::string text;
-  if (descriptor.kind == TypeKind::enumeration) {
-    for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
-      text += (i > 0 ? ", " : "one of ") + std::string(descriptor.literals[i].name);
-    }
-    return text;
+  for (const std::string& literal : literalsOf(shape)) {
+    text += (text.empty() ? "one of " : ", ") + literal;
   }
+  if (!text.empty()) return text;
   ValueBuffer value(*shape.ops);
   value.constructDefault();
   return "text such as " + Tovo::valueText(*shape.ops, value.get());
 }
 
 void parseInto(ValueBuffer& value, const ValueShape& shape, const std::string& text) {
+  const auto fail = [&](const std::string& message) {
+    const std::vector<std::string> literals = literalsOf(shape);
+    const std::string meant = nearest(text, literals);
+    throw Failure(namedType(shape) + ": '" + text + "' " + message + suggestion(text, literals),
+                  {.value = text, .allowed = exampleText(shape), .suggestion = meant});
+  };
   try {
     Tovo::CharRange range(text);
     const Tovo::CharRangeCheckAllDataConsumed check(range);
     value.parse(range);
   } catch (const Tovo::RangeException& error) {
     const std::string reason = error.what();
-    throw Failure(namedType(shape) + ": '" + text + "' is refused: " + reason +
-                  (reason.find("allowed are") == std::string::npos
-                       ? "; allowed: " + exampleText(shape)
-                       : std::string()));
+    fail("is refused: " + reason +
+         (reason.find("allowed are") == std::string::npos ? "; allowed: " + exampleText(shape)
+                                                          : std::string()));
   } catch (const std::exception& error) {
-    throw Failure(namedType(shape) + ": '" + text + "' cannot be parsed: " + error.what());
+    fail(std::string("cannot be parsed: ") + error.what());
   }
 }
 
@@ -107,10 +122,6 @@ Json valueJson(const ValueShape& shape, const void* value) {
   return json;
 }
 
-std::string lineOf(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
 }  // namespace
 
 void runParse(const ParseOptions& options) {
@@ -132,12 +143,22 @@ void runEncode(const EncodeOptions& options) {
                         : hexText(encoded(shape, value.get())) + "\n");
 }
 
-void runDecode(const DecodeOptions& options) {
-  const ValueShape shape = shapeOf(findValueType(options.type));
+void decodeValue(const DecodeOptions& options) {
+  const ValueShape shape = shapeOf(findValueType(options.what));
   ValueBuffer value(*shape.ops);
   readInto(value, shape, options.hex);
   writeOut(options.json ? lineOf(valueJson(shape, value.get()))
                         : Tovo::valueText(*shape.ops, value.get()) + "\n");
+}
+
+// A file beside the type of the same name is meant when nothing follows it.
+void runDecode(const DecodeOptions& options) {
+  const bool isFile = options.what == "-" || ::access(options.what.c_str(), F_OK) == 0;
+  if (options.hex.empty() && (isFile || options.what.find('/') != std::string::npos)) {
+    decodeRecording(options);
+  } else {
+    decodeValue(options);
+  }
 }
 
 }  // namespace stptool

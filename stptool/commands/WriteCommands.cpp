@@ -4,8 +4,10 @@
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
+#include "Tovo/ValueOps.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Json.h"
+#include "stptool/model/FindType.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/Output.h"
 
@@ -52,12 +54,14 @@ void explained(const PathTarget& target, const std::string& value, const Action&
   } catch (const Failure&) {
     throw;
   } catch (const Tovo::RangeException& error) {
-    throw Failure(path + ": " + refusedText(target.attribute, value, error));
+    throw refusal(path, target.attribute, value, reasonOf(target.attribute, error));
   } catch (const Tovo::NotWritableException& error) {
-    throw Failure(error.what());
+    throw Failure(error.what(),
+                  {.path = path, .attribute = target.attribute.name(), .value = value});
+  } catch (const Tovo::PathException&) {
+    throw;
   } catch (const std::exception& error) {
-    throw Failure(path + ": " + target.attribute.name() + ": '" + value +
-                  "' is refused: " + error.what());
+    throw refusal(path, target.attribute, value, error.what());
   }
 }
 
@@ -66,7 +70,7 @@ void assign(const Tovo::Directory& directory, const Entity& entity, const std::s
   const std::string path = Tovo::pathOf(entity);
   const std::string name = attribute.substr(0, attribute.find_first_of("/["));
   if (!Tovo::attributeByName(entity.tovoType(), name)) {
-    throw Failure(path + ": " + unknownAttributeText(entity.tovoType(), name));
+    throw unknownAttribute(path, entity.tovoType(), name);
   }
   const PathTarget target = Tovo::resolvePath(directory, path + "/" + attribute);
   if (!target.attribute) {
@@ -100,14 +104,37 @@ std::string parametersText(Tovo::TovoTypeBase type) {
   return text;
 }
 
+// Made here first, where what is wrong with it can be said.
 void newRoot(ClientSession& session, const NewOptions& options) {
-  if (options.arguments.size() != 1) {
+  if (options.arguments.empty()) {
     throw Failure(options.path + ": nothing is mounted there; a new root needs its TYPE",
+                  {.path = options.path}, ExitCode::usage);
+  }
+  const Tovo::TovoTypeBase type = findEntityType(options.arguments.front());
+  const std::vector<Attribute> parameters = Tovo::constructorParameters(type);
+  if (options.arguments.size() != parameters.size() + 1) {
+    throw Failure(options.path + ": " + parametersText(type), {.path = options.path},
                   ExitCode::usage);
   }
-  session.createRoot(options.path, options.arguments[0]);
+  std::vector<std::unique_ptr<Tovo::ValueBuffer>> values;
+  std::vector<const void*> pointers;
+  for (size_t i = 0; i < parameters.size(); ++i) {
+    const std::string& text = options.arguments[i + 1];
+    values.push_back(std::make_unique<Tovo::ValueBuffer>(parameters[i].ops()));
+    try {
+      Tovo::CharRange range(text);
+      const Tovo::CharRangeCheckAllDataConsumed check(range);
+      values.back()->parse(range);
+    } catch (const Tovo::RangeException& error) {
+      throw refusal(options.path, parameters[i], text, reasonOf(parameters[i], error));
+    }
+    pointers.push_back(values.back()->get());
+  }
+  Tovo::Directory scratch;
+  const auto root = scratch.newEntity(options.path, Tovo::typeName(type), pointers);
+  session.createRoot(options.path, *root);
   if (!session.isServed(options.path)) {
-    throw Failure(options.path + ": the server did not make it");
+    throw Failure(options.path + ": the server did not make it", {.path = options.path});
   }
 }
 
@@ -171,7 +198,8 @@ void runDel(const DelOptions& options) {
   session.mirror(options.path, Access::write);
   const Tovo::Directory& directory = session.directory();
   if (directory.mounted(options.path)) {
-    throw Failure(options.path + ": is a root entity; it stays until the server ends");
+    session.removeRoot(options.path);
+    return report(options.json, "deleted", options.path);
   }
   Tovo::resolvePath(directory, options.path);  // says what is wrong on the way
   const PathTarget target = Tovo::resolveNewElement(directory, options.path);

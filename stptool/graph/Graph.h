@@ -1,7 +1,9 @@
 // Pictures of what owns what, before they are DOT or SVG.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Tovo/Directory.h"
@@ -46,6 +48,12 @@ std::string dotText(const Graph& graph);
 
 /// A picture: what a node leads to stands right of it.
 std::string svgText(const Graph& graph);
+
+/// A live tree as a picture, in parts: entities that own others are boxes around these, the others
+/// are tiles in the colour of their state; what a pointer of its owner leads to, such as a root
+/// port, has a strong border. A legend says so.
+void writeLiveSvg(const std::vector<const Tovo::Entity*>& roots,
+                  const std::function<void(std::string_view part)>& sink);
 
 Json graphJson(const Graph& graph);
 

@@ -5,6 +5,7 @@
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
 #include "stptool/graph/Graph.h"
+#include "stptool/graph/StateLook.h"
 #include "stptool/text/AttributeCell.h"
 #include "stptool/text/ElementOrder.h"
 
@@ -15,25 +16,6 @@ namespace {
 using Tovo::Attribute;
 using Tovo::AttributeKind;
 using Tovo::Entity;
-
-bool looksLikeState(Attribute attribute) {
-  const std::string_view name = attribute.name();
-  const Tovo::TovoTypeBase type = attribute.type();
-  return attribute.kind() == AttributeKind::attribute && type &&
-         Tovo::typeDescriptor(type).kind == Tovo::TypeKind::enumeration &&
-         (name == "state" || name.ends_with("State"));
-}
-
-// From red to green in the order of the literals.
-std::string colourOf(Attribute state, const std::string& literal) {
-  static const char* const colours[] = {"#f4b6b0", "#fbe3a1", "#b9e3b4"};
-  const Tovo::TypeDescriptor& type = Tovo::typeDescriptor(state.type());
-  for (uint32_t i = 0; i < type.literalCount; ++i) {
-    if (type.literals[i].name != literal) continue;
-    return colours[i == 0 ? 0 : i + 1 == type.literalCount ? 2 : 1];
-  }
-  return {};
-}
 
 class LiveGraphBuilder {
  public:
@@ -69,11 +51,11 @@ class LiveGraphBuilder {
     bool owns = false;
     Tovo::forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
       owns |= attribute.kind() == AttributeKind::ownCollection;
-      if (!description.fill.empty() || !looksLikeState(attribute)) return;
-      const std::string literal = Tovo::attributeText(entity, attribute);
-      description.detail = literal;
-      description.fill = colourOf(attribute, literal);
     });
+    if (const Attribute state = stateAttribute(entity.tovoType())) {
+      description.detail = Tovo::attributeText(entity, state);
+      description.fill = stateColour(stateRank(state, description.detail));
+    }
     graph.nodes.push_back(std::move(description));
     if (!owns) return node;
     Tovo::forEachAttribute(entity.tovoType(), [&](Attribute attribute) {

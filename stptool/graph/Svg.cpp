@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "stptool/graph/Graph.h"
-#include "stptool/text/Markup.h"
+#include "stptool/graph/SvgText.h"
 #include "stptool/text/Printable.h"
 #include "stptool/text/Table.h"
 
@@ -30,9 +30,8 @@ struct Place {
   int x = 0;
   int y = 0;  // of the middle
   int width = 0;
+  int widestLabel = 0;  // of the edges to the children
 };
-
-std::string escaped(const std::string& text) { return markupEscaped(printable(text)); }
 
 int widthOf(const std::string& text, int advance) {
   return static_cast<int>(textWidth(printable(text))) * advance;
@@ -84,7 +83,9 @@ class Layout {
         to.parent = edge.from;
         to.label = edge.label;
         to.kind = edge.kind;
-        places_[edge.from].children.push_back(edge.to);
+        Place& from = places_[edge.from];
+        from.children.push_back(edge.to);
+        from.widestLabel = std::max(from.widestLabel, widthOf(edge.label, smallAdvance));
         isTree_[i] = true;
       }
     };
@@ -150,7 +151,7 @@ class Layout {
   static std::string labelText(int x, int y, const char* anchor, const std::string& label) {
     if (label.empty()) return {};
     return "<text x=\"" + number(x) + "\" y=\"" + number(y) + "\" text-anchor=\"" + anchor +
-           "\" font-size=\"10\" fill=\"#555\">" + escaped(label) + "</text>\n";
+           "\" font-size=\"10\" fill=\"#555\">" + svgEscaped(label) + "</text>\n";
   }
 
   std::string edgeText(const GraphEdge& edge, bool isTree) const {
@@ -163,11 +164,7 @@ class Layout {
   std::string treeEdgeText(const GraphEdge& edge) const {
     const Place& from = places_[edge.from];
     const Place& to = places_[edge.to];
-    int widest = 0;
-    for (const size_t sibling : from.children) {
-      widest = std::max(widest, widthOf(places_[sibling].label, smallAdvance));
-    }
-    const int bend = to.x - widest - edgeRoom / 2;
+    const int bend = to.x - from.widestLabel - edgeRoom / 2;
     return pathText("M" + point(from.x + from.width, from.y) + "H" + number(bend) + "V" +
                         number(to.y) + "H" + number(to.x),
                     edge.kind) +
@@ -213,10 +210,10 @@ class Layout {
     const int x = place.x + boxPadding;
     out += "<text x=\"" + number(x) + "\" y=\"" +
            number(node.detail.empty() ? place.y + 4 : place.y - 2) + "\" font-size=\"11\">" +
-           escaped(node.title) + "</text>\n";
+           svgEscaped(node.title) + "</text>\n";
     if (node.detail.empty()) return out;
     return out + "<text x=\"" + number(x) + "\" y=\"" + number(place.y + 12) +
-           "\" font-size=\"9\" fill=\"#555\">" + escaped(node.detail) + "</text>\n";
+           "\" font-size=\"9\" fill=\"#555\">" + svgEscaped(node.detail) + "</text>\n";
   }
 
   const Graph& graph_;

@@ -21,6 +21,11 @@ Json pointerToJson(const Entity* target) {
   return Tovo::pathOf(*target);
 }
 
+// Names in a document come once each: no need to look for them.
+void append(Json& object, std::string name, Json value) {
+  object.get_ref<Json::object_t&>().emplace_back(std::move(name), std::move(value));
+}
+
 Json itemToJson(Attribute collection, const void* item, int levels) {
   switch (collection.kind()) {
     case AttributeKind::ownCollection:
@@ -37,7 +42,8 @@ Json collectionToJson(const Entity& entity, Attribute collection, int levels) {
   const bool owning = collection.kind() == AttributeKind::ownCollection;
   if (owning && levels == 0) return object;
   for (const Element& element : sortedElements(entity, collection)) {
-    object[element.key] = itemToJson(collection, element.item, levels > 0 ? levels - 1 : levels);
+    append(object, element.key,
+           itemToJson(collection, element.item, levels > 0 ? levels - 1 : levels));
   }
   return object;
 }
@@ -62,12 +68,6 @@ Json header(const Entity& root) {
   object["type"] = Tovo::typeName(root.tovoType());
   const Pelmo::String name = root.nameString();
   object["name"] = typedText(Tovo::primitiveOps(Tovo::PrimitiveCode::string), &name);
-  return object;
-}
-
-Json rootToJson(const Entity& root, int levels) {
-  Json object = header(root);
-  object.update(dumpEntity(root, levels));
   return object;
 }
 
@@ -117,24 +117,24 @@ std::string scalar(const Json& value) {
   return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-std::string compact(const Json& value) {
-  if (!value.is_structured() || value.empty()) return scalar(value);
-  std::string text = value.is_object() ? "{" : "[";
+void appendCompact(std::string& out, const Json& value) {
+  if (!value.is_structured() || value.empty()) {
+    out += scalar(value);
+    return;
+  }
+  out += value.is_object() ? "{" : "[";
   const char* separator = "";
   for (const auto& [name, member] : value.items()) {
-    text += separator;
-    if (value.is_object()) text += scalar(name) + ": ";
-    text += compact(member);
+    out += separator;
+    if (value.is_object()) out += scalar(name) + ": ";
+    appendCompact(out, member);
     separator = ", ";
   }
-  return text + (value.is_object() ? "}" : "]");
+  out += value.is_object() ? "}" : "]";
 }
 
 void appendPretty(std::string& out, const Json& value, const std::string& indent) {
-  if (isInnermost(value)) {
-    out += compact(value);
-    return;
-  }
+  if (isInnermost(value)) return appendCompact(out, value);
   const std::string deeper = indent + "  ";
   out += value.is_object() ? "{" : "[";
   const char* separator = "\n";
@@ -146,6 +146,95 @@ void appendPretty(std::string& out, const Json& value, const std::string& indent
   }
   out += "\n" + indent + (value.is_object() ? "}" : "]");
 }
+
+// Writes what appendPretty would, entity by entity.
+class Writer {
+ public:
+  explicit Writer(const Sink& sink) : sink_(sink) {}
+
+  void directory(const Tovo::Directory& directory, int levels) {
+    if (directory.mounts().empty()) return sink_("{\n  \"mounts\": {}\n}\n");
+    text_ = "{\n  \"mounts\": {";
+    const char* separator = "\n";
+    for (const auto& [path, root] : directory.mounts()) {
+      text_ += std::string(separator) + "    " + scalar(path) + ": ";
+      entity(*root, levels, "    ", true);
+      separator = ",\n";
+    }
+    text_ += "\n  }\n}\n";
+    sink_(text_);
+  }
+
+ private:
+  static bool hasElements(const Entity& entity, int levels) {
+    bool any = false;
+    Tovo::forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
+      any = any || (attribute.kind() == AttributeKind::ownCollection && levels != 0 &&
+                    Tovo::collectionMap(entity, attribute).size() > 0);
+    });
+    return any;
+  }
+
+  void entity(const Entity& entity, int levels, const std::string& indent, bool isRoot) {
+    if (!hasElements(entity, levels)) {
+      if (!isRoot) return appendPretty(text_, dumpEntity(entity, levels), indent);
+      Json whole = header(entity);
+      whole.update(dumpEntity(entity, levels));
+      return appendPretty(text_, whole, indent);
+    }
+    const std::string deeper = indent + "  ";
+    const char* separator = "{\n";
+    const auto member = [&](const std::string& name) {
+      text_ += separator + deeper + scalar(name) + ": ";
+      separator = ",\n";
+    };
+    if (isRoot) {
+      const Json first = header(entity);
+      for (const auto& [name, value] : first.items()) {
+        member(name);
+        appendPretty(text_, value, deeper);
+      }
+    }
+    Tovo::forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
+      if (!isState(entity, attribute)) return;
+      member(attribute.name());
+      if (attribute.kind() == AttributeKind::ownCollection) {
+        elements(entity, attribute, levels, deeper);
+      } else {
+        appendPretty(text_, dumpAttribute(entity, attribute, levels), deeper);
+      }
+    });
+    text_ += "\n" + indent + "}";
+  }
+
+  void elements(const Entity& owner, Attribute collection, int levels, const std::string& indent) {
+    const std::vector<Element> sorted = sortedElements(owner, collection);
+    bool hasState = false;
+    Tovo::forEachAttribute(collection.type(), [&](Attribute attribute) {
+      hasState = hasState ||
+                 (!sorted.empty() && isState(*Tovo::elementEntity(sorted.front().item), attribute));
+    });
+    if (!hasState) {
+      appendPretty(text_, collectionToJson(owner, collection, levels), indent);
+      return;
+    }
+    const std::string deeper = indent + "  ";
+    const char* separator = "{\n";
+    for (const Element& element : sorted) {
+      text_ += separator + deeper + scalar(element.key) + ": ";
+      entity(*Tovo::elementEntity(element.item), levels > 0 ? levels - 1 : levels, deeper, false);
+      separator = ",\n";
+      constexpr size_t enough = 64 * 1024;
+      if (text_.size() < enough) continue;
+      sink_(text_);
+      text_.clear();
+    }
+    text_ += "\n" + indent + "}";
+  }
+
+  const Sink& sink_;
+  std::string text_;
+};
 
 }  // namespace
 
@@ -178,19 +267,15 @@ Json dumpEntity(const Entity& entity, int levels) {
   Json object = Json::object();
   Tovo::forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
     if (isState(entity, attribute)) {
-      object[attribute.name()] = dumpAttribute(entity, attribute, levels);
+      append(object, attribute.name(), dumpAttribute(entity, attribute, levels));
     }
   });
   return object;
 }
 
-Json dumpDirectory(const Tovo::Directory& directory, int levels) {
-  Json document = Json::object();
-  document["mounts"] = Json::object();
-  for (const auto& [path, root] : directory.mounts()) {
-    document["mounts"][path] = rootToJson(*root, levels);
-  }
-  return document;
+void dumpDirectory(const Tovo::Directory& directory, int levels, const Sink& sink) {
+  Writer writer(sink);
+  writer.directory(directory, levels);
 }
 
 Json dumpPath(const Tovo::Directory& directory, std::string_view path, int levels) {

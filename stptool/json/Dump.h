@@ -1,6 +1,8 @@
 // Trees as JSON.
 #pragma once
 
+#include <functional>
+#include <string>
 #include <string_view>
 
 #include "Tovo/Directory.h"
@@ -13,10 +15,14 @@ namespace stptool {
 /// How many levels of elements a dump goes down.
 constexpr int allLevels = -1;
 
-/// {"mounts": {"/stp/hw": {"type": "Stp::Hw", "name": "hw", ...}}}. Two directories with equal
-/// trees give equal documents, in whatever order their elements were made: keys are in natural
-/// order.
-Json dumpDirectory(const Tovo::Directory& directory, int levels = allLevels);
+/// Takes a long text in parts, in order.
+using Sink = std::function<void(std::string_view part)>;
+
+/// {"mounts": {"/stp/hw": {"type": "Stp::Hw", "name": "hw", ...}}} as text with one line for each
+/// innermost object: a tree of ports has a port a line. Two directories with equal trees give equal
+/// documents, in whatever order their elements were made: keys are in natural order. Holds one
+/// entity without its elements at a time.
+void dumpDirectory(const Tovo::Directory& directory, int levels, const Sink& sink);
 
 /// The same document with only what lies at or below a path, an entity's or a collection entry's;
 /// the elements on the way have nothing but their constructor parameters. Throws Failure and
@@ -29,7 +35,7 @@ Json dumpEntity(const Tovo::Entity& entity, int levels = allLevels);
 /// One attribute of any kind, constants and computed ones included.
 Json dumpAttribute(const Tovo::Entity& entity, Tovo::Attribute attribute, int levels = allLevels);
 
-/// A document as text with one line for each innermost object: a tree of ports has a port a line.
+/// A document as text, in the same form.
 std::string dumpText(const Json& document);
 
 }  // namespace stptool

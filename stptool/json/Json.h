@@ -6,6 +6,9 @@
 
 #include "stptool/Failure.h"
 
+// Made once, in Json.cpp: it would cost each file that touches JSON more than its own code.
+extern template class nlohmann::basic_json<nlohmann::ordered_map>;
+
 namespace stptool {
 
 using Json = nlohmann::ordered_json;

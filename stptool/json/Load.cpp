@@ -104,18 +104,27 @@ std::vector<std::pair<std::string, std::string>> rootsOf(const Json& document,
   throw Failure(file + ": " + error.what());
 }
 
-void Loader::load(const Json& document, const std::string& file) {
+void Loader::load(const Json& document, const std::string& file, const Wanted& wanted) {
   file_ = file;
   try {
-    loadDocument(document);
+    loadDocument(document, wanted);
   } catch (const std::exception& error) {
-    throw Failure(file + ": " + error.what());
+    throw Failure(file + ": " + error.what(), {.file = file});
   }
 }
 
-void Loader::loadDocument(const Json& document) {
+void Loader::loadDocument(const Json& document, const Wanted& wanted) {
   const JsonPlace place = JsonPlace() / "mounts";
-  for (const auto& [path, json] : mountsOf(document).items()) loadRoot(path, json, place / path);
+  for (const auto& [path, json] : mountsOf(document).items()) {
+    if (!wanted || wanted(path)) loadRoot(path, json, place / path);
+  }
+}
+
+Pelmo::Ptr<Tovo::Entity> Loader::loadBareRoot(const Json& document, const std::string& file,
+                                              const std::string& path) try {
+  return makeRoot(path, mountsOf(document).at(path), JsonPlace() / "mounts" / path);
+} catch (const JsonError& error) {
+  throw Failure(file + ": " + error.what(), {.file = file});
 }
 
 void Loader::loadRoot(const std::string& path, const Json& json, const JsonPlace& place) {
@@ -136,8 +145,13 @@ void Loader::loadRoot(const std::string& path, const Json& json, const JsonPlace
 Pelmo::Ptr<Tovo::Entity> Loader::makeRoot(const std::string& path, const Json& json,
                                           const JsonPlace& place) {
   const auto member = json.find("type");
-  if (member == json.end()) throw JsonError(place, R"(lacks "type", the name of its type)");
-  const std::string name = needString(*member, place / "type", "the name of a type");
+  const Entity* known = others_ ? others_->mounted(path) : nullptr;
+  if (member == json.end() && !known) {
+    throw JsonError(place, R"(lacks "type", the name of its type)");
+  }
+  const std::string name = member == json.end()
+                               ? Tovo::typeName(known->tovoType())
+                               : needString(*member, place / "type", "the name of a type");
   const Tovo::TovoTypeBase type = needEntityType(name, place / "type");
   const auto parameters = parametersOf(type, json, place);
   try {

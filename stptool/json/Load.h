@@ -1,6 +1,7 @@
 // Trees from JSON.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,15 +21,21 @@ namespace stptool {
 /// counts.
 class Loader {
  public:
-  /// References are looked up in `target`, then in `others` if that is given.
+  /// References, and the types of roots that the document does not say, are looked up in `target`,
+  /// then in `others` if that is given.
   explicit Loader(Tovo::Directory& target, const Tovo::Directory* others = nullptr)
       : target_(target), others_(others) {}
 
   /// Collections that a document mentions lose the elements that it does not mention.
   void replaces(bool on) noexcept { replaces_ = on; }
 
-  void load(const Json& document, const std::string& file);
+  /// Of the document, the roots at paths that are wanted.
+  using Wanted = std::function<bool(const std::string& path)>;
+  void load(const Json& document, const std::string& file, const Wanted& wanted = {});
   void resolveReferences();
+  /// Makes one root of a document with nothing but its constructor parameters.
+  Pelmo::Ptr<Tovo::Entity> loadBareRoot(const Json& document, const std::string& file,
+                                        const std::string& path);
 
  private:
   using Attribute = Tovo::Attribute;
@@ -43,7 +50,7 @@ class Loader {
     JsonPlace place;
   };
 
-  void loadDocument(const Json& document);
+  void loadDocument(const Json& document, const Wanted& wanted);
   void loadRoot(const std::string& path, const Json& json, const JsonPlace& place);
   Pelmo::Ptr<Entity> makeRoot(const std::string& path, const Json& json, const JsonPlace& place);
   void loadMembers(Entity& entity, const Json& json, const JsonPlace& place, bool isRoot);

@@ -1,65 +1,125 @@
 #include "stptool/json/ParseFile.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
-#include <set>
 #include <vector>
 
 namespace stptool {
 
 namespace {
 
-std::string readAll(const std::string& file) {
-  const bool standardInput = file == "-";
-  const std::unique_ptr<FILE, int (*)(FILE*)> stream(
-      standardInput ? stdin : std::fopen(file.c_str(), "re"),
-      standardInput ? [](FILE*) { return 0; } : &std::fclose);
-  std::string text;
-  char chunk[65536];
-  size_t count = 0;
-  if (stream) {
-    while ((count = std::fread(chunk, 1, sizeof chunk, stream.get())) > 0)
-      text.append(chunk, count);
-  }
-  if (!stream || std::ferror(stream.get())) {
-    throw Failure(file + ": cannot be read: " + std::strerror(errno));
-  }
-  return text;
-}
-
-// "FILE:3:14" of a byte offset, both from 1.
-std::string lineAndColumn(const std::string& file, const std::string& text, size_t offset) {
-  offset = std::min(offset, text.size());
-  const auto at = text.begin() + static_cast<std::ptrdiff_t>(offset);
-  const auto line = 1 + std::count(text.begin(), at, '\n');
-  const size_t start = offset == 0 ? std::string::npos : text.rfind('\n', offset - 1);
-  const size_t column = offset - (start == std::string::npos ? 0 : start + 1) + 1;
-  return file + ":" + std::to_string(line) + ":" + std::to_string(column);
-}
-
-// Follows the parser to notice members that stand twice: it would keep one of them silently.
-class DuplicateCheck {
+// A file character by character, which knows where it is. It is never in memory as a whole.
+class FileText {
  public:
-  explicit DuplicateCheck(const std::string& file) : file_(file) {}
+  FileText(const std::string& file, Progress& progress)
+      : file_(file),
+        progress_(progress),
+        stream_(file == "-" ? stdin : std::fopen(file.c_str(), "re"),
+                file == "-" ? [](FILE*) { return 0; } : &std::fclose) {
+    if (!stream_) fail();
+    struct stat status {};
+    if (::fstat(::fileno(stream_.get()), &status) == 0 && S_ISREG(status.st_mode)) {
+      progress_.total(static_cast<uint64_t>(status.st_size));
+    }
+    fill();
+  }
 
-  bool operator()(int, Json::parse_event_t event, Json& parsed) {
+  bool atEnd() const noexcept { return at_ == size_; }
+  char current() const noexcept { return chunk_[at_]; }
+  void advance() {
+    last_ = next_;
+    ++next_.column;
+    if (chunk_[at_] == '\n') next_ = {next_.line + 1, 1};
+    ++taken_;
+    if (++at_ == size_) fill();
+  }
+
+  // "FILE:3:14" of the n-th character, which is the last that was taken, or the end behind it.
+  std::string place(size_t number) const {
+    const Place& place = number > taken_ ? next_ : last_;
+    return file_ + ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
+  }
+
+ private:
+  struct Place {
+    size_t line = 1;
+    size_t column = 1;
+  };
+
+  [[noreturn]] void fail() const {
+    throw Failure(file_ + ": cannot be read: " + std::strerror(errno), {.file = file_});
+  }
+
+  void fill() {
+    size_ = std::fread(chunk_, 1, sizeof chunk_, stream_.get());
+    at_ = 0;
+    if (std::ferror(stream_.get()) != 0) fail();
+    progress_.at(taken_);
+  }
+
+  const std::string& file_;
+  Progress& progress_;
+  std::unique_ptr<FILE, int (*)(FILE*)> stream_;
+  char chunk_[65536];
+  size_t size_ = 0;
+  size_t at_ = 0;
+  size_t taken_ = 0;
+  Place last_;
+  Place next_;
+};
+
+class FileIterator {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = char;
+
+  FileIterator() = default;
+  explicit FileIterator(FileText& text) : text_(&text) {}
+
+  char operator*() const noexcept { return text_->current(); }
+  FileIterator& operator++() {
+    text_->advance();
+    return *this;
+  }
+  // Only ever compared with the end.
+  bool operator==(const FileIterator&) const noexcept { return text_->atEnd(); }
+  bool operator!=(const FileIterator&) const noexcept { return !text_->atEnd(); }
+
+ private:
+  FileText* text_ = nullptr;
+};
+
+// Follows the parser to notice members that stand twice, of which it would keep one silently, and
+// what nests deeper than anything that could be loaded.
+class Check {
+ public:
+  explicit Check(const std::string& file) : file_(file) {}
+
+  bool operator()(int depth, Json::parse_event_t event, Json& parsed) {
+    constexpr int deepest = 100;
+    if (depth > deepest) {
+      throw Failure(file_ + ": nests deeper than " + std::to_string(deepest) + " levels",
+                    {.file = file_});
+    }
     switch (event) {
       case Json::parse_event_t::object_start:
-        objects_.emplace_back();
+        starts_.push_back(names_.size());
+        break;
+      case Json::parse_event_t::key:
+        names_.push_back(parsed.get_ref<const std::string&>());
         break;
       case Json::parse_event_t::object_end:
-        objects_.pop_back();
+        endObject();
         break;
-      case Json::parse_event_t::key: {
-        const auto& key = parsed.get_ref<const std::string&>();
-        path_.resize(objects_.size() - 1);
-        path_.push_back(key);
-        if (!objects_.back().insert(key).second) fail();
-        break;
-      }
       default:
         break;
     }
@@ -67,44 +127,52 @@ class DuplicateCheck {
   }
 
  private:
-  [[noreturn]] void fail() const {
-    JsonPlace place;
-    for (const std::string& name : path_) place /= name;
-    throw Failure(file_ + ": " + place.to_string() + ": stands twice in the same object");
+  void endObject() {
+    const auto begin = names_.begin() + static_cast<std::ptrdiff_t>(starts_.back());
+    std::sort(begin, names_.end());
+    const auto twice = std::adjacent_find(begin, names_.end());
+    if (twice != names_.end()) {
+      JsonPlace place;
+      // The last name of each object around this one is the one that leads here.
+      for (size_t level = 1; level < starts_.size(); ++level) place /= names_[starts_[level] - 1];
+      place /= *twice;
+      throw Failure(file_ + ": " + place.to_string() + ": stands twice in the same object",
+                    {.path = place.to_string(), .file = file_});
+    }
+    names_.erase(begin, names_.end());
+    starts_.pop_back();
   }
 
   const std::string& file_;
-  std::vector<std::set<std::string>> objects_;
-  std::vector<std::string> path_;
+  std::vector<std::string> names_;  // of all open objects, the innermost last
+  std::vector<size_t> starts_;      // where the names of each one begin
 };
 
 }  // namespace
 
-std::string shownJson(const Json& value) {
-  constexpr size_t shownBytes = 60;
-  std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
-  if (text.size() > shownBytes) text = text.substr(0, shownBytes - 3) + "...";
-  return text;
-}
-
-Json parseJsonFile(const std::string& file) {
-  const std::string text = readAll(file);
-  DuplicateCheck check(file);
+Json parseJsonFile(const std::string& file, Progress& progress) {
+  FileText text(file, progress);
+  Check check(file);
   try {
-    return Json::parse(text, std::ref(check));
+    return Json::parse(FileIterator(text), FileIterator(), std::ref(check));
   } catch (const Json::parse_error& error) {
     // "[json.exception...] parse error at line 1, column 2: syntax error while parsing ..."
     std::string message = error.what();
     const size_t colon = message.find(": ");
     if (colon != std::string::npos) message.erase(0, colon + 2);
-    throw Failure(lineAndColumn(file, text, error.byte > 0 ? error.byte - 1 : 0) + ": " + message);
+    throw Failure(text.place(error.byte) + ": " + message, {.file = file});
   } catch (const Json::out_of_range& error) {
     // A number beyond what a double holds.
     std::string message = error.what();
     const size_t bracket = message.find("] ");
     if (bracket != std::string::npos) message.erase(0, bracket + 2);
-    throw Failure(file + ": " + message);
+    throw Failure(file + ": " + message, {.file = file});
   }
+}
+
+Json parseJsonFile(const std::string& file) {
+  Progress progress("reading " + file, 0);
+  return parseJsonFile(file, progress);
 }
 
 }  // namespace stptool

@@ -28,8 +28,9 @@ Tovo::TovoTypeBase findType(const std::string& name) {
     throw Failure(message);
   }
   const std::string hint = suggestion(name, names);
-  throw Failure("there is no type '" + name + "'" +
-                (hint.empty() ? "; 'stptool types' lists them" : hint));
+  throw Failure(
+      "there is no type '" + name + "'" + (hint.empty() ? "; 'stptool types' lists them" : hint),
+      {.value = name, .suggestion = nearest(name, names)});
 }
 
 Tovo::TovoTypeBase findValueType(const std::string& name) {

@@ -137,20 +137,27 @@ void ClientSession::mirror(std::string_view path, Access access) {
     }
     const std::string hint = suggestion(path, known);
     throw Failure(std::string(path) + ": nothing is mounted there" +
-                  (!hint.empty() ? hint
-                   : all.empty() ? "; the server has nothing mounted"
-                                 : all));
+                      (!hint.empty() ? hint
+                       : all.empty() ? "; the server has nothing mounted"
+                                     : all),
+                  {.path = std::string(path), .suggestion = nearest(path, known)});
   }
   if (canRefer(mount->type)) return mirrorAll(access);
   const std::string root = mount->path;
-  link_.mount(root, access == Access::read);
+  mirrorEntity(root, access);
+  checkAccess(root, access);
+}
+
+void ClientSession::mirrorOnly(const std::string& path) { mirrorEntity(path, Access::read); }
+
+void ClientSession::mirrorEntity(const std::string& path, Access access) {
+  link_.mount(path, access == Access::read);
   await(
       [&] {
-        return link_.isMirrored(root) || link_.connection()->refusals().size() > refusalsSeen_;
+        return link_.isMirrored(path) || link_.connection()->refusals().size() > refusalsSeen_;
       },
       "tree");
   checkRefusals();
-  checkAccess(root, access);
 }
 
 void ClientSession::mirrorAll(Access access) {
@@ -168,8 +175,14 @@ void ClientSession::mirrorOrAll(std::string_view path, Access access) {
   }
 }
 
-void ClientSession::createRoot(const std::string& path, const std::string& type) {
-  link_.connection()->create(path, type);
+void ClientSession::createRoot(const std::string& path, const Tovo::Entity& like) {
+  link_.connection()->create(path, like);
+  sync();
+  list();
+}
+
+void ClientSession::removeRoot(const std::string& path) {
+  link_.connection()->remove(path);
   sync();
   list();
 }
@@ -187,10 +200,13 @@ std::string ClientSession::status() {
   return link_.connection()->remoteStatus();
 }
 
+void ClientSession::demandConnection() {
+  if (!isLost() && link_.connection()) return;
+  throw Failure(options_.socket + ": the connection has ended: " + link_.reason());
+}
+
 void ClientSession::sync() {
-  if (isLost() || !link_.connection()) {
-    throw Failure(options_.socket + ": the connection has ended: " + link_.reason());
-  }
+  demandConnection();
   const uint32_t number = link_.connection()->ping();
   await([&] { return link_.connection()->pongs() >= number; }, "answer");
   checkRefusals();

@@ -39,8 +39,17 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   /// mirror() for a path, mirrorAll() for an empty one.
   void mirrorOrAll(std::string_view path, Access access);
 
-  /// Asks the server for a root entity of a type, and learns what it has mounted since.
-  void createRoot(const std::string& path, const std::string& type);
+  /// Mirrors an entity and what is below it, not what that refers to.
+  void mirrorOnly(const std::string& path);
+
+  /// What the server had mounted when it was asked last.
+  using RemoteMount = Tovo::NboAttrLog::Connection::RemoteMount;
+  const std::vector<RemoteMount>& remoteMounts();
+
+  /// Asks the server for a root entity of the type and with the constructor values of another one,
+  /// or to remove a root, and learns what it has mounted since.
+  void createRoot(const std::string& path, const Tovo::Entity& like);
+  void removeRoot(const std::string& path);
 
   /// What the server says of itself and its connections.
   std::string status();
@@ -53,12 +62,14 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   /// From now on the session goes on when the connection ends: it is made again as soon as the
   /// server answers, the mirrors are brought up to date, and a line on standard error says so.
   void follow(RootHandler newRoot);
+  /// The connection that there is; null between two.
+  Tovo::NboAttrLog::Connection* connection() noexcept { return link_.connection(); }
+  /// Throws Failure while there is none.
+  void demandConnection();
   /// Waits and works on what arrives, at most so long; -1 is without end. False when a signal came.
   bool work(const StopSignals& signals, int milliseconds);
 
  private:
-  using RemoteMount = Tovo::NboAttrLog::Connection::RemoteMount;
-
   void handleLinkState(Tovo::NboAttrLog::Link& link) override;
   void handleMounted(Tovo::NboAttrLog::Link& link, const std::string& path, Tovo::Entity& root,
                      bool isNew) override;
@@ -66,9 +77,9 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
                        const std::string& reason) override;
 
   void connect();
-  const std::vector<RemoteMount>& remoteMounts();
   const RemoteMount* mountOf(std::string_view path);
   void list();
+  void mirrorEntity(const std::string& path, Access access);
   bool isLost() const noexcept;
   void await(const std::function<bool()>& done, const char* what);
   void checkRefusals();

@@ -5,6 +5,17 @@
 
 namespace stptool {
 
+namespace {
+
+// Of what a person typed, as much as a person reads.
+std::string shortened(std::string_view value) {
+  constexpr size_t most = 200;
+  if (value.size() <= most) return std::string(value);
+  return std::string(value.substr(0, most)) + "... (" + std::to_string(value.size()) + " bytes)";
+}
+
+}  // namespace
+
 std::string allowedText(Tovo::Attribute attribute) {
   using Tovo::AttributeDescriptor;
   if (attribute.has(AttributeDescriptor::ranged)) return Tovo::rangeText(attribute);
@@ -51,16 +62,47 @@ std::string allowedText(Tovo::Attribute attribute) {
   return text;
 }
 
-std::string refusedText(Tovo::Attribute attribute, std::string_view value,
-                        const Tovo::RangeException& error) {
-  const std::string message =
-      error.field() == attribute.name() ? error.message() : std::string(error.what());
-  std::string text =
-      std::string(attribute.name()) + ": '" + std::string(value) + "' is refused: " + message;
+std::string reasonOf(Tovo::Attribute attribute, const Tovo::RangeException& error) {
+  const bool isText = dynamic_cast<const Tovo::ParseException*>(&error) != nullptr;
+  if (!isText && attribute.has(Tovo::AttributeDescriptor::ranged)) return {};
+  return error.field() == attribute.name() ? error.message() : std::string(error.what());
+}
+
+Failure refusal(const std::string& path, Tovo::Attribute attribute, std::string_view value,
+                const std::string& reason) {
+  const char* unit = attribute.detail().unit;
+  FailureFields fields{.path = path,
+                       .attribute = attribute.name(),
+                       .value = std::string(value),
+                       .allowed = allowedText(attribute),
+                       .unit = unit ? unit : "",
+                       .initial = attribute.isCollection() ? "" : Tovo::defaultText(attribute)};
+  std::string text = path + ": " + attribute.name() + ": '" + shortened(value) + "' is refused";
+  if (!reason.empty()) text += ": " + reason;
   // Enumerations say it themselves.
-  if (message.find("allowed are") == std::string::npos)
-    text += "; allowed: " + allowedText(attribute);
-  return text;
+  if (reason.find("allowed are") == std::string::npos) text += "; allowed: " + fields.allowed;
+  // A record's default is its example already.
+  if (!fields.initial.empty() && !fields.allowed.ends_with(fields.initial)) {
+    text += "; default: " + fields.initial;
+  }
+  std::vector<std::string> literals;
+  const Tovo::TovoTypeBase type = attribute.type();
+  if (type && Tovo::typeDescriptor(type).kind == Tovo::TypeKind::enumeration) {
+    const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(type);
+    for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
+      literals.emplace_back(descriptor.literals[i].name);
+    }
+    fields.suggestion = nearest(value, literals);
+    if (!fields.suggestion.empty()) text += "; did you mean '" + fields.suggestion + "'?";
+  }
+  return Failure(text, std::move(fields));
+}
+
+Failure unknownAttribute(const std::string& path, Tovo::TovoTypeBase type, std::string_view name) {
+  return Failure(path + ": " + unknownAttributeText(type, name),
+                 {.path = path,
+                  .attribute = std::string(name),
+                  .suggestion = nearest(name, attributeNames(type))});
 }
 
 std::vector<std::string> attributeNames(Tovo::TovoTypeBase type, bool withConstants) {

@@ -8,6 +8,7 @@
 #include "Tovo/Entity.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Module.h"
+#include "stptool/Failure.h"
 
 namespace stptool {
 
@@ -15,15 +16,20 @@ namespace stptool {
 /// learning, forwarding", "true or false", "0 to 65535".
 std::string allowedText(Tovo::Attribute attribute);
 
-/// "portState: 'blocking' is refused: ...; allowed: ...".
-std::string refusedText(Tovo::Attribute attribute, std::string_view value,
-                        const Tovo::RangeException& error);
+/// "/path: helloTime: '11' is refused: why; allowed: 1 to 10 s; default: 2", with all of it as
+/// fields too. `reason` may be empty.
+Failure refusal(const std::string& path, Tovo::Attribute attribute, std::string_view value,
+                const std::string& reason);
+/// The reason that a range exception of this attribute gives; empty where it only says that the
+/// value is out of the range.
+std::string reasonOf(Tovo::Attribute attribute, const Tovo::RangeException& error);
 
 /// The names of a type's attributes, for suggestions; those of constants only on request.
 std::vector<std::string> attributeNames(Tovo::TovoTypeBase type, bool withConstants = false);
 
 /// "Stp::MstiPortHw has no 'portstate'; did you mean 'portState'?", or with all names.
 std::string unknownAttributeText(Tovo::TovoTypeBase type, std::string_view name);
+Failure unknownAttribute(const std::string& path, Tovo::TovoTypeBase type, std::string_view name);
 
 /// The first sentence of a documentation text.
 std::string firstSentence(const char* doc);

@@ -39,6 +39,18 @@ bool writeOut(std::string_view text) {
   return true;
 }
 
+void Output::add(std::string_view text) {
+  constexpr size_t enough = 64 * 1024;
+  if (readerGone_) return;
+  waiting_ += text;
+  if (waiting_.size() >= enough) flush();
+}
+
+void Output::flush() {
+  if (!readerGone_) readerGone_ = !writeOut(waiting_);
+  waiting_.clear();
+}
+
 size_t outputWidth() noexcept {
   constexpr size_t usual = 120;
   winsize size{};
@@ -47,18 +59,36 @@ size_t outputWidth() noexcept {
 }
 
 void complain(std::string_view message) {
-  // What cannot be said cannot be reported either.
-  (void)writeAll(STDERR_FILENO, "stptool: " + printable(message) + "\n");
+  // What a person typed may be as long as it likes; a message is to be read.
+  constexpr size_t most = 4096;
+  const bool isLong = message.size() > most;
+  writeError("stptool: " + printable(message.substr(0, most)) + (isLong ? "...\n" : "\n"));
 }
 
+// What cannot be said cannot be reported either.
+void writeError(std::string_view text) { (void)writeAll(STDERR_FILENO, text); }
+
 void writeFile(const std::string& file, std::string_view text) {
+  writeFile(file, [&](const auto& take) { take(text); });
+}
+
+void writeFile(const std::string& file, const WriteParts& write) {
   const std::string partial = file + ".part";
   const auto fail = [&](int error) {
-    throw Failure(file + ": cannot be written: " + std::strerror(error));
+    throw Failure(file + ": cannot be written: " + std::strerror(error), {.file = file});
   };
   const int fd = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd < 0) fail(errno);
-  int error = writeAll(fd, text);
+  int error = 0;
+  try {
+    write([&](std::string_view part) {
+      if (error == 0) error = writeAll(fd, part);
+    });
+  } catch (...) {
+    ::close(fd);
+    ::unlink(partial.c_str());
+    throw;
+  }
   if (::close(fd) != 0 && error == 0) error = errno;
   if (error == 0 && ::rename(partial.c_str(), file.c_str()) != 0) error = errno;
   if (error != 0) {

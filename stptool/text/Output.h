@@ -1,6 +1,7 @@
 // Standard output, written whole.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -10,13 +11,37 @@ namespace stptool {
 /// pipe into `head` ends that way. Throws Failure for other trouble, such as a full disk.
 bool writeOut(std::string_view text);
 
+/// Standard output for what has many lines: collects them, and writes when there is enough.
+class Output {
+ public:
+  Output() = default;
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  /// Throws Failure as writeOut does. What was added last is lost unless flush() follows.
+  void add(std::string_view text);
+  void flush();
+  /// Nobody reads any more: there is nothing left to do.
+  bool readerGone() const noexcept { return readerGone_; }
+
+ private:
+  std::string waiting_;
+  bool readerGone_ = false;
+};
+
 /// Columns of the terminal that standard output is, or 120.
 size_t outputWidth() noexcept;
 
 /// One line "stptool: message" on standard error.
 void complain(std::string_view message);
 
+/// A text on standard error as it is.
+void writeError(std::string_view text);
+
 /// Writes a file as a whole: it appears complete or not at all. Throws Failure.
 void writeFile(const std::string& file, std::string_view text);
+/// The same; `write` gets a function that takes the text in parts. What it throws passes through.
+using WriteParts = std::function<void(const std::function<void(std::string_view part)>& take)>;
+void writeFile(const std::string& file, const WriteParts& write);
 
 }  // namespace stptool

@@ -32,10 +32,14 @@ size_t editDistance(std::string_view a, std::string_view b) {
   return last[b.size()];
 }
 
-std::string suggestion(std::string_view wanted, const std::vector<std::string>& known) {
+std::string nearest(std::string_view wanted, const std::vector<std::string>& known) {
+  // Nobody types so much by mistake, and the table would be large.
+  constexpr size_t longest = 300;
+  if (wanted.size() > longest) return {};
   const std::string* best = nullptr;
   size_t bestDistance = std::max<size_t>(2, wanted.size() / 3) + 1;
   for (const std::string& name : known) {
+    if (name.size() > longest) continue;
     size_t distance = editDistance(wanted, name);
     // People leave out the namespaces.
     for (size_t at = name.find("::"); at != std::string::npos; at = name.find("::", at + 2)) {
@@ -46,7 +50,12 @@ std::string suggestion(std::string_view wanted, const std::vector<std::string>& 
       best = &name;
     }
   }
-  return best ? "; did you mean '" + *best + "'?" : std::string();
+  return best ? *best : std::string();
+}
+
+std::string suggestion(std::string_view wanted, const std::vector<std::string>& known) {
+  const std::string meant = nearest(wanted, known);
+  return meant.empty() ? meant : "; did you mean '" + meant + "'?";
 }
 
 }  // namespace stptool

@@ -11,8 +11,11 @@ namespace stptool {
 /// not count.
 size_t editDistance(std::string_view a, std::string_view b);
 
-/// "; did you mean 'portState'?" for the name that is close enough, else empty. A name that ends in
-/// the wanted text behind "::" counts as close.
+/// The name that is close enough to have been meant, or empty. A name that ends in the wanted text
+/// behind "::" counts as close.
+std::string nearest(std::string_view wanted, const std::vector<std::string>& known);
+
+/// "; did you mean 'portState'?" for that name, or empty.
 std::string suggestion(std::string_view wanted, const std::vector<std::string>& known);
 
 }  // namespace stptool

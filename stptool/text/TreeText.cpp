@@ -90,8 +90,14 @@ struct Column {
 
 class TreeWriter {
  public:
-  explicit TreeWriter(const TreeStyle& style) : style_(style) {}
+  TreeWriter(const TreeStyle& style, const std::function<void(std::string_view part)>& sink)
+      : style_(style), sink_(sink) {}
   std::string text;
+
+  void flush() {
+    sink_(text);
+    text.clear();
+  }
 
   void entity(const Entity& entity, const std::string& indent, int levels) {
     const Members members = membersOf(entity.tovoType());
@@ -158,6 +164,8 @@ class TreeWriter {
     for (const Element& element : sorted) {
       text += indent + styled(Style::name, printable(element.key)) + "\n";
       entity(*Tovo::elementEntity(element.item), indent + "  ", levels > 0 ? levels - 1 : levels);
+      constexpr size_t enough = 64 * 1024;
+      if (text.size() > enough) flush();
     }
   }
 
@@ -283,16 +291,18 @@ class TreeWriter {
   }
 
   const TreeStyle& style_;
+  const std::function<void(std::string_view part)>& sink_;
 };
 
 }  // namespace
 
-std::string treeText(const Entity& entity, const std::string& path, const TreeStyle& style) {
-  TreeWriter writer(style);
+void writeTree(const Entity& entity, const std::string& path, const TreeStyle& style,
+               const std::function<void(std::string_view part)>& sink) {
+  TreeWriter writer(style, sink);
   writer.text = styled(Style::name, printable(path)) + "  " +
                 styled(Style::type, Tovo::typeName(entity.tovoType())) + "\n";
   writer.entity(entity, "  ", style.levels);
-  return writer.text;
+  writer.flush();
 }
 
 std::string attributeLine(const Entity& entity, Attribute attribute) {

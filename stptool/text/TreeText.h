@@ -1,7 +1,9 @@
 // Trees as text for people.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "Tovo/Entity.h"
 #include "Tovo/Module.h"
@@ -18,7 +20,9 @@ struct TreeStyle {
 
 /// An entity under its path, and everything below it. Elements that own nothing are rows of a
 /// table; what does not fit into the width stands as attribute=value below its row.
-std::string treeText(const Tovo::Entity& entity, const std::string& path, const TreeStyle& style);
+/// The text goes to the sink in parts.
+void writeTree(const Tovo::Entity& entity, const std::string& path, const TreeStyle& style,
+               const std::function<void(std::string_view part)>& sink);
 
 /// One attribute on one line; a collection as the number of its elements.
 std::string attributeLine(const Tovo::Entity& entity, Tovo::Attribute attribute);

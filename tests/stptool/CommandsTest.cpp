@@ -95,7 +95,7 @@ TEST(Commands, RefuseWhatIsWrongInOneLineAndChangeNothing) {
       {{"new", "/stp", "Stp::Hw"}, 1, {"/stp"}},
       {{"del", portPath("Ethernet99")}, 1, {"Ethernet99"}},
       {{"del", port + "/portState"}, 1, {"portState"}},
-      {{"del", "/stp/hw"}, 1, {"/stp/hw: is a root entity"}},
+      {{"del", "/stp/nothing"}, 1, {"/stp/nothing: nothing is mounted there"}},
       // usage
       {{"get"}, 2, {"PATH"}},
       {{"tree", "--depth", "x"}, 2, {"--depth"}},
@@ -136,17 +136,6 @@ TEST(Commands, NeedAServerAndSayWhenThereIsNone) {
   const Ended library = runTool({"types", "--library", folder.file("none.so")});
   EXPECT_EQ(library.code, 1);
   EXPECT_NE(library.err.find("none.so"), std::string::npos) << library.err;
-}
-
-TEST(Help, TeachesEachCommandByExample) {
-  for (const char* name : {"types", "parse", "encode", "decode", "graph", "serve", "tree", "get",
-                           "set", "new", "del", "watch", "dump", "load"}) {
-    const Ended ended = runTool({name, "--help"});
-    EXPECT_EQ(ended.code, 0) << name;
-    EXPECT_NE(ended.out.find("Example:\n  stptool " + std::string(name)), std::string::npos)
-        << ended.out;
-  }
-  EXPECT_EQ(runTool({"--help"}).code, 0);
 }
 
 TEST(Get, AnswersForPeopleAndForScripts) {
@@ -196,6 +185,12 @@ TEST(Writes, TakeEffectForEveryOtherClient) {
   EXPECT_EQ(server.output({"new", "/stp/second", "Stp::Hw"}), "");
   EXPECT_EQ(server.output({"new", "/stp/second/mstiHw/Mst0"}), "");
   EXPECT_EQ(server.output({"get", "/stp/second/mstiHw"}), "Mst0\n");
+  EXPECT_EQ(server.output({"del", "/stp/second"}), "");
+  EXPECT_EQ(server.run({"get", "/stp/second"}).code, 1);
+
+  EXPECT_EQ(server.run({"new", "/stp/instance", "Stp::MstiStatus"}).code, 2) << "its number";
+  EXPECT_EQ(server.output({"new", "/stp/instance", "Stp::MstiStatus", "7"}), "");
+  EXPECT_EQ(server.output({"get", "/stp/instance", "instanceId"}), "7\n");
 }
 
 TEST(Output, EndsQuietlyWhenTheReaderGoes) {

@@ -12,7 +12,7 @@
 #include <new>
 #include <utility>
 
-#include "Tovo/AttrLog/ConstructorValues.h"
+#include "Tovo/AttrLog/Control.h"
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Path.h"
@@ -21,39 +21,10 @@ namespace Tovo::NboAttrLog {
 
 namespace {
 
-constexpr uint32_t greetingMagic = 0x54414c31;  // "TAL1"
-constexpr uint16_t protocolVersion = 1;
 constexpr size_t readChunk = 64 * 1024;
 constexpr size_t keptOutput = 1024 * 1024;
 // A turn whose changes have filled the output so many times is completed in one go.
 constexpr size_t longTurn = 16;
-
-// Messages of the connection itself carry the entity number 0.
-namespace Control {
-constexpr AttributeId greeting = 1;
-constexpr AttributeId goodBye = 2;
-constexpr AttributeId askMounts = 3;
-constexpr AttributeId mounts = 4;
-constexpr AttributeId mount = 5;
-constexpr AttributeId mounted = 6;
-constexpr AttributeId refused = 7;
-constexpr AttributeId create = 8;
-constexpr AttributeId turn = 9;
-constexpr AttributeId ping = 10;
-constexpr AttributeId pong = 11;
-constexpr AttributeId taken = 12;
-constexpr AttributeId unmounted = 13;
-constexpr AttributeId readOnly = 14;
-constexpr AttributeId askStatus = 15;
-constexpr AttributeId status = 16;
-}  // namespace Control
-
-size_t textSize(std::string_view text) { return 4 + text.size(); }
-
-void writeText(Out& out, std::string_view text) {
-  out << static_cast<uint32_t>(text.size());
-  out.bytes(text.data(), text.size());
-}
 
 void setNonBlocking(int fd) {
   const int flags = ::fcntl(fd, F_GETFL);
@@ -63,16 +34,6 @@ void setNonBlocking(int fd) {
 bool wouldBlock(int error) {
   if (error == EAGAIN) return true;
   return EAGAIN != EWOULDBLOCK && error == EWOULDBLOCK;
-}
-
-// What a peer wrote, for a line of text that people read.
-std::string printable(std::string_view text) {
-  constexpr size_t longest = 4096;
-  std::string line(text.substr(0, longest));
-  for (char& c : line) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
-  }
-  return line;
 }
 
 std::string systemError(const char* what) {
@@ -196,7 +157,9 @@ void Connection::applyFrames(size_t end) {
       const uint8_t* const frame = in_.data() + inStart_;
       const uint32_t length = load<uint32_t>(frame);
       inStart_ += frameHeader + length;
-      handleFrame({frame + frameHeader, length});
+      const std::span<const uint8_t> message(frame + frameHeader, length);
+      handleFrame(message);
+      if (applied_ && !closed()) applied_(message);
     }
   });
 }
@@ -219,6 +182,7 @@ bool Connection::flush() {
 void Connection::fillAndWrite() {
   if (changeLost_) throw EndingException(Ending::failed, "no memory to note what changed");
   sendUnmounted();
+  if (owesMounts()) sendMounts();
   while (!closed()) {
     // A writer that is faster than its reader would never come to the end of a turn: then what is
     // dirty now is encoded once, whatever the room.
@@ -449,17 +413,7 @@ void Connection::sendText(AttributeId id, std::string_view text) {
 }
 
 void Connection::sendGreeting() {
-  size_t size = 4 + 2 + 2;
-  for (const TovoModule* module : tovoModules()) {
-    size += textSize(moduleName(*module)) + textSize(moduleHash(*module));
-  }
-  sendControl(Control::greeting, size, [](Out& out) {
-    out << greetingMagic << protocolVersion << static_cast<uint16_t>(tovoModules().size());
-    for (const TovoModule* module : tovoModules()) {
-      writeText(out, moduleName(*module));
-      writeText(out, moduleHash(*module));
-    }
-  });
+  sendControl(Control::greeting, greetingSize(), [](Out& out) { writeGreeting(out); });
 }
 
 void Connection::handleFrame(std::span<const uint8_t> frame) {
@@ -514,6 +468,15 @@ void Connection::handleControl(AttributeId id, In in) {
     }
     case Control::create:
       return handleCreate(in);
+    case Control::createWith:
+      return handleCreateWith(in);
+    case Control::remove:
+      return handleRemove(in);
+    case Control::followMounts:
+      in.expectEnd();
+      tellsMounts_ = true;
+      mountsTold_ = directory_.changes();
+      return;
     case Control::unmounted:
       return handleUnmounted(in);
     case Control::readOnly:
@@ -563,27 +526,7 @@ void Connection::handleControl(AttributeId id, In in) {
 
 void Connection::handleGreeting(In& in) {
   if (greeted_) throw StreamException("a second greeting");
-  if (in.nextU32() != greetingMagic) throw StreamException("the peer speaks no attribute log");
-  const uint16_t version = in.nextU16();
-  if (version != protocolVersion) {
-    throw EndingException(Ending::difference, "the peer speaks version " + std::to_string(version) +
-                                                  " of the protocol; this is version " +
-                                                  std::to_string(protocolVersion));
-  }
-  const uint16_t count = in.nextU16();
-  std::string differences;
-  for (uint16_t i = 0; i < count; ++i) {
-    const Pelmo::String name = in.nextString();
-    const Pelmo::String hash = in.nextString();
-    for (const TovoModule* module : tovoModules()) {
-      if (moduleName(*module) != name.view() || moduleHash(*module) == hash.view()) continue;
-      differences += differences.empty() ? "" : "; ";
-      differences += "module " + printable(name) + " is " + printable(hash) + " at the peer and " +
-                     std::string(moduleHash(*module)) + " here";
-    }
-  }
-  in.expectEnd();
-  if (!differences.empty()) throw EndingException(Ending::difference, differences);
+  readGreeting(in, "the peer");
   greeted_ = true;
 }
 
@@ -593,7 +536,12 @@ void Connection::askMounts() {
   sendControl(Control::askMounts, 0, [](Out&) {});
 }
 
+void Connection::followMounts() {
+  sendControl(Control::followMounts, 0, [](Out&) {});
+}
+
 void Connection::sendMounts() {
+  mountsTold_ = directory_.changes();
   size_t size = 4;
   const auto& mounts = directory_.mounts();
   const uint32_t count = serves_ ? static_cast<uint32_t>(mounts.size()) : 0;
@@ -709,43 +657,21 @@ void Connection::sendPathText(AttributeId id, std::string_view path, std::string
 }
 
 void Connection::handleMounted(In& in) {
-  const Pelmo::String path = in.nextString();
-  const auto asked = asked_.find(path.view());
+  Mounted mounted(in, "the peer");
+  const auto asked = asked_.find(mounted.path);
   if (asked == asked_.end()) {
-    throw StreamException("the peer mounts " + printable(path) + ", which was not asked for");
+    throw StreamException("the peer mounts " + printable(mounted.path) +
+                          ", which was not asked for");
   }
-  const bool readOnly = in.nextbool() || asked->second;
-  const Pelmo::String name = in.nextString();
-  const TovoTypeBase type = typeByName(name);
-  if (!type || !entityHooks(type)) {
-    throw StreamException("the peer's " + printable(path) + " is a " + printable(name) +
-                          ", which is not known here");
-  }
-  const uint32_t id = received(in.nextU32());
-  const ConstructorValues values(type, in);
-  in.expectEnd();
-  if ((id & ofPeer) == 0 || this->entity(id)) {
-    throw StreamException("the number " + std::to_string(id) + " for a mounted entity");
-  }
+  mounted.readOnly = mounted.readOnly || asked->second;
+  const Pelmo::Ptr<Entity> before(directory_.mounted(mounted.path));
+  const Pelmo::Ptr<Entity> entity = mounted.bind(*this, directory_);
   asked_.erase(asked);
-  Pelmo::Ptr<Entity> entity(directory_.mounted(path));
-  if (entity && (entity->tovoType() != type || !values.match(*entity))) {
-    directory_.unmount(path);
-    entity = nullptr;
-  }
-  if (entity && entityId(*entity) != 0) {
-    throw StreamException("the peer mounts " + printable(path) + ", which it mirrors from here");
-  }
-  if (!entity) {
-    entity = entityHooks(type)->create(values.arguments());
-    directory_.mount(path, entity);
-    ++filling_;
-  }
+  if (entity != before) ++filling_;
   ++roots_;
-  bind(*entity, {MountSide::guest, readOnly}, FlowOut::startNowhere, id);
-  const std::string mounted(path.view());
-  guestMounts_.insert_or_assign(mounted, GuestMount{id, false, readOnly});
-  mountBegan(mounted, *entity);
+  guestMounts_.insert_or_assign(mounted.path,
+                                GuestMount{received(mounted.number), false, mounted.readOnly});
+  mountBegan(mounted.path, *entity);
 }
 
 void Connection::handleUnmounted(In& in) {
@@ -821,6 +747,46 @@ void Connection::handleCreate(In& in) {
   } catch (const std::exception& error) {
     refuse(printable(error.what()));
   }
+}
+
+void Connection::create(std::string_view path, const Entity& like) {
+  ++requests_;
+  const char* type = typeName(like.tovoType());
+  const size_t size = textSize(path) + textSize(type) + ConstructorValues::attrLogSize(like);
+  sendControl(Control::createWith, size, [&](Out& out) {
+    writeText(out, path);
+    writeText(out, type);
+    ConstructorValues::write(out, like);
+  });
+}
+
+void Connection::handleCreateWith(In& in) {
+  const Pelmo::String path = in.nextString();
+  const Pelmo::String name = in.nextString();
+  const TovoTypeBase type = typeByName(name);
+  if (!type || !entityHooks(type)) {
+    return refuse("there is no entity type '" + printable(name) + "'");
+  }
+  const ConstructorValues values(type, in);
+  in.expectEnd();
+  try {
+    if (!serves_ || !writable_) throw PathException("nothing can be created here");
+    directory_.mount(path, entityHooks(type)->create(values.arguments()));
+  } catch (const std::exception& error) {
+    refuse(printable(error.what()));
+  }
+}
+
+void Connection::remove(std::string_view path) {
+  ++requests_;
+  sendText(Control::remove, path);
+}
+
+void Connection::handleRemove(In& in) {
+  const Pelmo::String path = in.nextString();
+  in.expectEnd();
+  if (!serves_ || !writable_) return refuse("nothing can be removed here");
+  if (!directory_.unmount(path)) refuse("no root is mounted at '" + printable(path) + "'");
 }
 
 void Connection::refuse(std::string_view reason) {

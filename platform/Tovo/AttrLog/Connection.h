@@ -61,7 +61,7 @@ class Connection : public StreamAdapter {
   /// Something waits to be written: call flush when the descriptor takes it.
   bool wantsWrite() const noexcept {
     return outputWaiting() > 0 || !idle() || turnOpen_ || !whenIdle_.empty() || owesTaken_ ||
-           changeLost_ || hostedHasGone();
+           changeLost_ || hostedHasGone() || owesMounts();
   }
   /// Bytes that wait for the descriptor.
   size_t outputWaiting() const noexcept {
@@ -132,8 +132,15 @@ class Connection : public StreamAdapter {
   MountState mountState(std::string_view path) const noexcept;
   /// Why a path that was asked for writing is mounted read-only; empty when it is not.
   std::string_view whyReadOnly(std::string_view path) const noexcept;
+  /// From now on remoteMounts is renewed, and listings goes up, whenever the peer mounts or
+  /// unmounts a root.
+  void followMounts();
   /// Asks the peer to create a root entity by the name of its type.
   void create(std::string_view path, std::string_view typeName);
+  /// The same, of the type and with the constructor values of an entity that is here.
+  void create(std::string_view path, const Entity& like);
+  /// Asks the peer to unmount a root entity; whoever mirrors it loses it.
+  void remove(std::string_view path);
   /// Mounts that were answered with an entity whose first transfer is complete.
   uint32_t synced() const noexcept { return synced_; }
   /// What the peer refused, in its words, the oldest first.
@@ -175,6 +182,11 @@ class Connection : public StreamAdapter {
   /// Cost: the number of entities.
   Figures figures() const;
 
+  /// Calls this with each message of the peer, without its length, when it has been applied: a
+  /// recording is made of them. What it throws ends the connection.
+  using Applied = std::function<void(std::span<const uint8_t> message)>;
+  void appliedIs(Applied applied) { applied_ = std::move(applied); }
+
   bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute) override;
 
  protected:
@@ -202,7 +214,10 @@ class Connection : public StreamAdapter {
   void handleUnmounted(In& in);
   void handleReadOnly(In& in);
   void handleCreate(In& in);
+  void handleCreateWith(In& in);
+  void handleRemove(In& in);
   void sendMounts();
+  bool owesMounts() const noexcept { return tellsMounts_ && mountsTold_ != directory_.changes(); }
   void sendPathText(AttributeId id, std::string_view path, std::string_view text);
   bool isHosted(uint32_t id, std::string_view path) const noexcept;
   bool hostedHasGone() const noexcept;
@@ -237,6 +252,7 @@ class Connection : public StreamAdapter {
   std::vector<uint8_t> out_;
   size_t outStart_ = 0;
   std::string closeReason_;
+  Applied applied_;
   std::vector<RemoteMount> remoteMounts_;
   std::vector<std::string> refusals_;
   std::map<std::string, bool, std::less<>> asked_;  // mounts: path, read-only
@@ -262,6 +278,8 @@ class Connection : public StreamAdapter {
     bool readOnly;
   };
   std::vector<HostMount> hostMounts_;
+  uint64_t mountsTold_ = 0;   // the directory as the peer knows it
+  bool tellsMounts_ = false;  // and wants to go on knowing
   std::string whyReadOnly_;
   Clock::time_point greetingDue_ = Clock::time_point::min();  // until the first tick: at once
   // Pings and pongs that go out behind everything that is dirty: message id and number.

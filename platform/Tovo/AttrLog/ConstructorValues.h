@@ -24,7 +24,7 @@ class ConstructorValues {
   ConstructorArguments arguments() const noexcept { return pointers_; }
   /// The name or key.
   const void* key() const noexcept { return pointers_.front(); }
-  /// Whether the entity was constructed from the same values.
+  /// Whether the entity, of this type, was constructed from the same values.
   bool match(const Entity& entity) const;
 
   static void write(NboAttrLog::Out& out, const Entity& entity);

@@ -177,8 +177,9 @@ void Link::serve() {
 void Link::follow() {
   if (peer_->closed() || !peer_->greeted()) return;
   if (state_ == LinkState::greeting) ++connections_;
-  if (listing_ && peer_->listings() > listingsSeen_) {
+  if (allReadOnly_ && peer_->listings() > listingsSeen_) {
     listing_ = false;
+    listingsSeen_ = peer_->listings();
     // A copy: the list is replaced by the next answer.
     const std::vector<Connection::RemoteMount> mounts = peer_->remoteMounts();
     for (const Connection::RemoteMount& remote : mounts) mount(remote.path, *allReadOnly_);
@@ -200,6 +201,7 @@ void Link::follow() {
 void Link::listMounts() {
   listing_ = true;
   listingsSeen_ = peer_->listings();
+  peer_->followMounts();
   peer_->askMounts();
 }
 

@@ -1,0 +1,237 @@
+#include "Tovo/AttrLog/Recording.h"
+
+#include <cstring>
+
+#include "Tovo/AttrLog/Control.h"
+
+namespace Tovo::NboAttrLog {
+
+namespace {
+
+constexpr std::string_view magic = "TALREC";
+constexpr uint16_t fileVersion = 1;
+constexpr size_t beginning = magic.size() + sizeof fileVersion;
+constexpr size_t frameHeader = StreamAdapter::frameHeader;
+constexpr size_t mostWaiting = 256 * 1024;
+constexpr size_t readChunk = 256 * 1024;
+constexpr size_t mostMessageBytes = 16 * 1024 * 1024;
+
+std::string counted(uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
+}  // namespace
+
+// --------------------------------------------------------------------------------------- writing
+
+RecordingWriter::RecordingWriter(Sink sink) : sink_(std::move(sink)) {
+  uint8_t* at = grow(beginning);
+  std::memcpy(at, magic.data(), magic.size());
+  store(at + magic.size(), fileVersion);
+  control(Control::greeting, greetingSize(), [](Out& out) { writeGreeting(out); });
+  flush();
+}
+
+uint8_t* RecordingWriter::grow(size_t bytes) {
+  const size_t had = waiting_.size();
+  waiting_.resize(had + bytes);
+  bytes_ += bytes;
+  return waiting_.data() + had;
+}
+
+template <class Write>
+void RecordingWriter::control(AttributeId id, size_t size, const Write& write) {
+  const size_t length = StreamAdapter::messageHeader + size;
+  uint8_t* at = grow(frameHeader + length);
+  store(at, static_cast<uint32_t>(length));
+  Out out({at + frameHeader, length});
+  out << uint32_t{0} << id;
+  write(out);
+}
+
+// Mounts that were refused are none.
+bool RecordingWriter::isOfMount(AttributeId id, In in) {
+  switch (id) {
+    case Control::mounted:
+      mounted_.emplace(in.nextString().view());
+      return true;
+    case Control::unmounted:
+      return mounted_.erase(std::string(in.nextString().view())) > 0;
+    default:
+      return id == Control::turn;
+  }
+}
+
+void RecordingWriter::take(std::span<const uint8_t> message) {
+  In in(message);
+  const bool isControl = in.nextU32() == 0;
+  const AttributeId id = in.nextU16();
+  if (isControl && !isOfMount(id, in)) return;
+  const bool isTurn = isControl && id == Control::turn;
+  if (!timed_) {
+    const auto now =
+        std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
+    const auto count = static_cast<uint64_t>(now.time_since_epoch().count());
+    control(Control::time, sizeof count, [&](Out& out) { out << count; });
+    timed_ = true;
+  }
+  uint8_t* at = grow(frameHeader + message.size());
+  store(at, static_cast<uint32_t>(message.size()));
+  std::memcpy(at + frameHeader, message.data(), message.size());
+  ++messages_;
+  if (isTurn || waiting_.size() > mostWaiting) flush();
+}
+
+void RecordingWriter::flush() {
+  if (!waiting_.empty()) sink_(waiting_);
+  waiting_.clear();
+  timed_ = false;
+}
+
+void RecordingWriter::end(std::string_view reason) {
+  control(Control::goodBye, textSize(reason), [&](Out& out) { writeText(out, reason); });
+  flush();
+}
+
+// --------------------------------------------------------------------------------------- reading
+
+RecordingException::RecordingException(uint64_t offset, const std::string& reason)
+    : StreamException("byte " + std::to_string(offset) + ": " + reason),
+      offset_(offset),
+      reason_(reason) {}
+
+RecordingReader::RecordingReader(Source source, Directory& directory)
+    : source_(std::move(source)), directory_(directory) {}
+
+RecordingReader::~RecordingReader() = default;
+
+// False when the file ends before there are so many bytes.
+bool RecordingReader::fill(size_t bytes) {
+  if (in_.size() - at_ >= bytes) return true;
+  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at_));
+  at_ = 0;
+  while (in_.size() < bytes) {
+    const size_t had = in_.size();
+    in_.resize(had + readChunk);
+    const size_t got = source_({in_.data() + had, readChunk});
+    in_.resize(had + got);
+    if (got == 0) return false;
+  }
+  return true;
+}
+
+void RecordingReader::readBeginning() {
+  const bool whole = fill(beginning);
+  const std::string_view start(reinterpret_cast<const char*>(in_.data()),
+                               std::min(in_.size(), magic.size()));
+  if (start.empty()) throw RecordingException(0, "the file is empty; it is no recording");
+  if (!magic.starts_with(start)) {
+    throw RecordingException(0, "this is no recording, which starts with " + std::string(magic));
+  }
+  if (!whole)
+    throw RecordingException(
+        0, "the file ends inside the " + counted(beginning) + " with which a recording starts");
+  const auto version = load<uint16_t>(in_.data() + magic.size());
+  if (version != fileVersion) {
+    throw RecordingException(magic.size(), "a recording of version " + std::to_string(version) +
+                                               "; version " + std::to_string(fileVersion) +
+                                               " can be read");
+  }
+  at_ = beginning;
+  offset_ = beginning;
+  begun_ = true;
+}
+
+const RecordingReader::Message* RecordingReader::next() {
+  if (!begun_) readBeginning();
+  const uint64_t start = offset_ + message_.size;
+  at_ += message_.size;
+  offset_ = start;
+  message_.size = 0;
+  const auto fail = [&](const std::string& why) { throw RecordingException(start, why); };
+  if (!fill(frameHeader)) {
+    const size_t left = in_.size() - at_;
+    if (left > 0)
+      fail("the file ends inside the length of a message, of which it has " + counted(left));
+    if (!greeted_) fail("the file ends before the module records");
+    return nullptr;
+  }
+  const auto length = load<uint32_t>(in_.data() + at_);
+  if (length < messageHeader || length > mostMessageBytes) {
+    fail("a message of " + counted(length) + "; " + std::to_string(messageHeader) + " to " +
+         std::to_string(mostMessageBytes) + " are allowed");
+  }
+  if (!farewell_.empty()) fail("a message behind the end of the recording");
+  if (!fill(frameHeader + length)) {
+    fail("the file ends inside a message of " + counted(frameHeader + length) +
+         ", of which it has " + std::to_string(in_.size() - at_));
+  }
+  In in({in_.data() + at_ + frameHeader, length});
+  const uint32_t number = in.nextU32();
+  const AttributeId id = in.nextU16();
+  try {
+    if (!greeted_ && (number != 0 || id != Control::greeting)) {
+      throw StreamException("the first message has no module records");
+    }
+    message_ = {start, frameHeader + length, received(number), id, in};
+  } catch (const StreamException& error) {
+    fail(error.what());
+  }
+  return &message_;
+}
+
+void RecordingReader::apply() {
+  try {
+    if (message_.entity == 0) return applyControl(message_.id, message_.payload);
+    handleMessage(message_.entity, message_.id, message_.payload);
+  } catch (const StreamException& error) {
+    throw RecordingException(message_.offset, "in the message of " + counted(message_.size) +
+                                                  " that starts there: " + error.what());
+  }
+}
+
+void RecordingReader::applyControl(AttributeId id, In in) {
+  switch (id) {
+    case Control::greeting:
+      if (greeted_) throw StreamException("module records a second time");
+      readGreeting(in, "the recording");
+      greeted_ = true;
+      return;
+    case Control::goodBye:
+      farewell_ = printable(in.nextString());
+      in.expectEnd();
+      if (farewell_.empty()) farewell_ = "no reason";
+      return;
+    case Control::mounted:
+      Mounted(in, "the recording").bind(*this, directory_);
+      return;
+    case Control::unmounted: {
+      const Pelmo::String path = in.nextString();
+      in.nextString();  // why
+      in.expectEnd();
+      const Pelmo::Ptr<Entity> root(directory_.mounted(path));
+      if (!root || entityId(*root) == 0) {
+        throw StreamException(printable(path) + " is unmounted, which is not mounted");
+      }
+      unbindTree(*root);
+      directory_.unmount(path);
+      return;
+    }
+    case Control::turn:
+      in.expectEnd();
+      return endTurn();
+    case Control::time: {
+      const auto count = in.next<uint64_t>();
+      in.expectEnd();
+      time_ = Time(std::chrono::nanoseconds(static_cast<int64_t>(count)));
+      return;
+    }
+    default:
+      throw StreamException("a control message " + std::to_string(id) + ", which no recording has");
+  }
+}
+
+// A mirror that is read-only says nothing.
+bool RecordingReader::makeRoom(size_t) { return false; }
+
+}  // namespace Tovo::NboAttrLog

@@ -1,0 +1,287 @@
+// stptool decode FILE: a recording, message by message.
+#include "Tovo/AttrLog/Control.h"
+#include "Tovo/Collection.h"
+#include "Tovo/Inspect.h"
+#include "Tovo/Path.h"
+#include "stptool/commands/Commands.h"
+#include "stptool/commands/RootObservers.h"
+#include "stptool/json/Dump.h"
+#include "stptool/recording/RecordingFile.h"
+#include "stptool/text/ChangeText.h"
+#include "stptool/text/Output.h"
+#include "stptool/text/Printable.h"
+#include "stptool/text/Style.h"
+#include "stptool/text/TimeText.h"
+
+namespace stptool {
+
+namespace {
+
+namespace Control = Tovo::NboAttrLog::Control;
+namespace BaseMessage = Tovo::NboAttrLog::BaseMessage;
+using Reader = PlayedRecording::Reader;
+using Tovo::Attribute;
+using Tovo::AttributeKind;
+
+// What a message is about, before it is applied.
+struct Subject {
+  std::string message;  // its kind, in a word
+  std::string path;
+  std::string attribute;
+  std::string key;
+  std::string note;
+};
+
+class Decoder {
+ public:
+  explicit Decoder(const DecodeOptions& options)
+      : options_(options),
+        recording_(options.what, directory_),
+        observers_([this](const Pelmo::Change& change) { note(change); }) {}
+
+  void run() {
+    try {
+      while (const Reader::Message* message = recording_.next()) {
+        if (!show(*message)) return;
+      }
+      if (recording_.reader().farewell().empty()) {
+        complain(recording_.file() +
+                 ": ends without a farewell: its recorder was killed, or goes on");
+      }
+    } catch (...) {
+      out_.flush();
+      throw;
+    }
+    out_.flush();
+  }
+
+ private:
+  void note(const Pelmo::Change& change) {
+    const bool isTarget = &Tovo::entityOf(change.source) == target_;
+    if (std::optional<ChangeEvent> event =
+            changeEvent(change, options_.json, isTarget ? &targetPath_ : nullptr)) {
+      changes_.push_back(std::move(*event));
+    }
+  }
+
+  bool show(const Reader::Message& message) {
+    changes_.clear();
+    Subject subject = message.entity == 0 ? controlSubject(message) : subjectOf(message);
+    recording_.apply();
+    if (message.entity == 0) {
+      observers_.update(directory_);
+      targetNumber_ = 0;
+      target_ = nullptr;
+    }
+    if (options_.json) {
+      out_.add(lineOf(json(message, subject)));
+    } else {
+      out_.add(text(message, subject));
+    }
+    return !out_.readerGone();
+  }
+
+  // --- what the bytes say ----------------------------------------------------------------------
+
+  static Subject controlSubject(const Reader::Message& message) {
+    Tovo::NboAttrLog::In in = message.payload;
+    switch (message.id) {
+      case Control::greeting:
+        return {"modules", {}, {}, {}, modulesText(in)};
+      case Control::mounted: {
+        std::string path(in.nextString().view());
+        in.nextbool();
+        return {"mounted", std::move(path), {}, {}, std::string(in.nextString().view())};
+      }
+      case Control::unmounted: {
+        std::string path(in.nextString().view());
+        return {"unmounted", std::move(path), {}, {}, {}};
+      }
+      case Control::turn:
+        return {"turn", {}, {}, {}, {}};
+      case Control::time:
+        return {"time", {}, {}, {}, {}};
+      case Control::goodBye:
+        return {"end", {}, {}, {}, std::string(in.nextString().view())};
+      default:
+        return {"control " + std::to_string(message.id), {}, {}, {}, {}};
+    }
+  }
+
+  static std::string modulesText(Tovo::NboAttrLog::In& in) {
+    in.nextU32();
+    in.nextU16();
+    std::string text;
+    for (uint16_t left = in.nextU16(); left > 0; --left) {
+      text += (text.empty() ? "" : ", ") + std::string(in.nextString().view());
+      text += " " + std::string(in.nextString().view());
+    }
+    return text;
+  }
+
+  // Messages come entity by entity: the path of the last one is mostly that of the next one.
+  const std::string& pathOf(uint32_t number, const Tovo::Entity& entity) {
+    if (number != targetNumber_) targetPath_ = Tovo::pathOf(entity);
+    targetNumber_ = number;
+    target_ = &entity;
+    return targetPath_;
+  }
+
+  Subject subjectOf(const Reader::Message& message) try {
+    const uint32_t number = message.entity & ~Tovo::NboAttrLog::StreamAdapter::ofPeer;
+    const Tovo::Entity* entity = recording_.reader().entity(message.entity);
+    if (!entity) {
+      return {"skipped", {}, {}, {}, "entity " + std::to_string(number) + ", which is gone"};
+    }
+    Subject subject{{}, pathOf(message.entity, *entity), {}, {}, {}};
+    Tovo::NboAttrLog::In in = message.payload;
+    const Tovo::TovoTypeBase type = entity->tovoType();
+    if (message.id == BaseMessage::beginCollection || message.id == BaseMessage::endCollection) {
+      subject.message = message.id == BaseMessage::beginCollection ? "begin" : "end";
+      const Attribute collection = Tovo::attributeById(type, in.nextU16());
+      if (collection) subject.attribute = collection.name();
+      return subject;
+    }
+    const Attribute attribute = Tovo::attributeById(type, message.id);
+    const Attribute removed = Tovo::attributeById(type, Tovo::removalId(message.id));
+    if (attribute && attribute.isLogged()) {
+      subject.message = "value";
+      describe(subject, attribute, in);
+    } else if (!attribute && removed && removed.isCollection()) {
+      subject.message = "removal";
+      subject.attribute = removed.name();
+      subject.key = keyText(removed, in);
+    } else {
+      subject.message = "skipped";
+      subject.note = "attribute " + std::to_string(message.id) + ", which a " +
+                     Tovo::typeName(type) + " does not have";
+    }
+    return subject;
+  } catch (const Tovo::StreamException&) {
+    return {};  // says it again when it is applied
+  }
+
+  static std::string keyText(Attribute collection, Tovo::NboAttrLog::In& in) {
+    Tovo::ValueBuffer key(collection.keyOps());
+    key.read(in);
+    return typedText(collection.keyOps(), key.get());
+  }
+
+  // Where a message changes nothing, its own words are shown.
+  void describe(Subject& subject, Attribute attribute, Tovo::NboAttrLog::In& in) const {
+    subject.attribute = attribute.name();
+    if (attribute.isCollection()) subject.key = keyText(attribute, in);
+    switch (attribute.kind()) {
+      case AttributeKind::ownCollection:
+        subject.path += "/" + subject.attribute;
+        Tovo::appendKey(subject.path, subject.key);
+        subject.attribute.clear();
+        subject.key.clear();
+        subject.message = "element";
+        return;
+      case AttributeKind::pointer:
+      case AttributeKind::refCollection:
+        subject.note = referenceText(in.nextU32());
+        return;
+      default: {
+        Tovo::ValueBuffer value(attribute.ops());
+        value.read(in);
+        subject.note = Tovo::valueText(attribute.ops(), value.get());
+      }
+    }
+  }
+
+  std::string referenceText(uint32_t number) const {
+    if (number == 0) return "None";
+    const Reader& reader = recording_.reader();
+    if (const Tovo::Entity* target = reader.entity(reader.received(number))) {
+      return Tovo::pathOf(*target);
+    }
+    return "entity " + std::to_string(number) + ", which is still to come";
+  }
+
+  // --- how it is shown -------------------------------------------------------------------------
+
+  std::string text(const Reader::Message& message, const Subject& subject) const {
+    if (subject.message == "time") return {};
+    const std::string offset = std::to_string(message.offset);
+    constexpr size_t offsetWidth = 10;
+    std::string head(offset.size() < offsetWidth ? offsetWidth - offset.size() : 0, ' ');
+    head += styled(Style::number, offset) + "  ";
+    if (recording_.reader().isTimed()) {
+      head += styled(Style::number, localTime(recording_.reader().time())) + "  ";
+    }
+    size_t shown = 0;
+    std::string line = head;
+    if ((subject.message == "value" || subject.message == "element" ||
+         subject.message == "removal") &&
+        !changes_.empty()) {
+      line += changeText(changes_[shown++]) + "\n";
+    } else {
+      line += subjectText(subject) + "\n";
+    }
+    const std::string below(offsetWidth + 2 + (recording_.reader().isTimed() ? 14 : 0) + 2, ' ');
+    while (shown < changes_.size()) line += below + changeText(changes_[shown++]) + "\n";
+    return line;
+  }
+
+  static std::string subjectText(const Subject& subject) {
+    std::string line = printable(subject.path);
+    const auto add = [&](const std::string& part) {
+      if (!part.empty()) line += (line.empty() ? "" : "  ") + part;
+    };
+    std::string attribute = subject.attribute;
+    if (!subject.key.empty()) attribute += "[" + subject.key + "]";
+    add(styled(Style::name, printable(attribute)));
+    if (subject.message == "value") {
+      add("= " + printable(subject.note));
+      return line;
+    }
+    if (subject.message == "element") add("is there");
+    if (subject.message == "removal") add("is gone");
+    if (subject.message == "begin") add("all of it follows");
+    if (subject.message == "end" && !subject.path.empty()) add("that was all of it");
+    const bool isWord = subject.message == "modules" || subject.message == "turn" ||
+                        subject.message == "skipped" || subject.message == "mounted" ||
+                        subject.message == "unmounted" ||
+                        (subject.message == "end" && subject.path.empty());
+    if (isWord) add(styled(Style::type, subject.message));
+    add(printable(subject.note));
+    return line;
+  }
+
+  Json json(const Reader::Message& message, const Subject& subject) const {
+    Json json = Json::object();
+    json["offset"] = message.offset;
+    json["bytes"] = message.size;
+    if (recording_.reader().isTimed()) json["time"] = universalTime(recording_.reader().time());
+    json["message"] = subject.message;
+    if (!subject.path.empty()) json["path"] = subject.path;
+    if (!subject.attribute.empty()) json["attribute"] = subject.attribute;
+    if (!subject.key.empty()) json["key"] = subject.key;
+    if (!subject.note.empty()) json["note"] = subject.note;
+    json["changes"] = Json::array();
+    for (const ChangeEvent& change : changes_) {
+      Json entry = Json::object();
+      addChange(entry, change);
+      json["changes"].push_back(std::move(entry));
+    }
+    return json;
+  }
+
+  const DecodeOptions& options_;
+  Tovo::Directory directory_;
+  PlayedRecording recording_;
+  RootObservers observers_;
+  std::vector<ChangeEvent> changes_;
+  const Tovo::Entity* target_ = nullptr;  // of the last message, by its number
+  uint32_t targetNumber_ = 0;
+  std::string targetPath_;
+  Output out_;
+};
+
+}  // namespace
+
+void decodeRecording(const DecodeOptions& options) { Decoder(options).run(); }
+
+}  // namespace stptool

@@ -1,0 +1,85 @@
+// stptool record: what a server says of its trees, to a file.
+#include "stptool/commands/Commands.h"
+#include "stptool/commands/Deadline.h"
+#include "stptool/recording/RecordingFile.h"
+#include "stptool/text/ChangeText.h"
+#include "stptool/text/Output.h"
+
+namespace stptool {
+
+namespace {
+
+class Recorder {
+ public:
+  explicit Recorder(const RecordOptions& options)
+      : options_(options),
+        session_(options.session),
+        file_(options.file, options.force),
+        writer_([this](std::span<const uint8_t> bytes) { file_.write(bytes); }) {
+    session_.connection()->appliedIs([this](std::span<const uint8_t> message) { take(message); });
+    session_.mirrorOrAll(options.path, Access::read);
+  }
+
+  void run() {
+    const std::optional<SteadyTime> end = timeAfter(options_.seconds);
+    complain("recording " + (options_.path.empty() ? "everything" : options_.path) + " on " +
+             session_.socket() + " to " + options_.file);
+    try {
+      writer_.end(reasonToEnd(end));
+    } catch (const Failure& failure) {
+      if (failed_) std::rethrow_exception(failed_);
+      writer_.end(failure.what());
+      throw;
+    }
+    report();
+  }
+
+ private:
+  // The connection would take what is thrown here for the peer's fault.
+  void take(std::span<const uint8_t> message) {
+    try {
+      if (!failed_) writer_.take(message);
+    } catch (...) {
+      failed_ = std::current_exception();
+    }
+  }
+
+  std::string reasonToEnd(const std::optional<SteadyTime>& end) {
+    for (;;) {
+      if (failed_) throw Failure("the file cannot be written");
+      const std::optional<SteadyTime> idle = timeAfter(options_.untilIdle);
+      const std::optional<SteadyTime> next = !end || (idle && *idle < *end) ? idle : end;
+      const uint64_t before = writer_.messages();
+      if (!session_.work(signals_, millisecondsUntil(next))) return "stopped by a signal";
+      session_.demandConnection();
+      if (end && millisecondsUntil(end) == 0) return "the time was up";
+      if (idle && writer_.messages() == before && millisecondsUntil(idle) == 0) {
+        return "nothing more came";
+      }
+    }
+  }
+
+  void report() const {
+    if (options_.json) {
+      writeOut(lineOf({{"recorded", options_.file},
+                       {"messages", writer_.messages()},
+                       {"bytes", writer_.bytes()}}));
+    } else {
+      complain("recorded " + std::to_string(writer_.messages()) + " messages, " +
+               std::to_string(writer_.bytes()) + " bytes");
+    }
+  }
+
+  const RecordOptions& options_;
+  const StopSignals signals_;
+  ClientSession session_;
+  NewRecording file_;
+  Tovo::NboAttrLog::RecordingWriter writer_;
+  std::exception_ptr failed_;
+};
+
+}  // namespace
+
+void runRecord(const RecordOptions& options) { Recorder(options).run(); }
+
+}  // namespace stptool

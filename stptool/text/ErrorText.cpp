@@ -1,0 +1,32 @@
+#include "stptool/text/ErrorText.h"
+
+#include "stptool/json/Json.h"
+#include "stptool/text/ChangeText.h"
+#include "stptool/text/Suggest.h"
+
+namespace stptool {
+
+std::string errorJson(const Failure& failure) {
+  const FailureFields& fields = failure.fields();
+  Json error{{"message", failure.what()}, {"exitCode", static_cast<int>(failure.code())}};
+  const std::pair<const char*, const std::string&> texts[] = {
+      {"path", fields.path},   {"attribute", fields.attribute},
+      {"value", fields.value}, {"allowed", fields.allowed},
+      {"unit", fields.unit},   {"default", fields.initial},
+      {"file", fields.file},   {"didYouMean", fields.suggestion},
+  };
+  for (const auto& [name, text] : texts) {
+    if (!text.empty()) error[name] = text;
+  }
+  if (fields.byte) error["byte"] = *fields.byte;
+  return lineOf({{"error", std::move(error)}});
+}
+
+Failure withSuggestion(const Tovo::PathException& error) {
+  const std::string meant = nearest(error.wanted(), error.known());
+  return Failure(meant.empty() ? std::string(error.what())
+                               : std::string(error.what()) + "; did you mean '" + meant + "'?",
+                 {.value = error.wanted(), .suggestion = meant});
+}
+
+}  // namespace stptool
