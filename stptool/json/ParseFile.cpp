@@ -40,12 +40,18 @@ std::string lineAndColumn(const std::string& file, const std::string& text, size
   return file + ":" + std::to_string(line) + ":" + std::to_string(column);
 }
 
-// Follows the parser to notice members that stand twice: it would keep one of them silently.
-class DuplicateCheck {
+// Follows the parser to notice members that stand twice, of which it would keep one silently, and
+// nesting that whoever walks the document would have to follow on the stack.
+class StructureCheck {
  public:
-  explicit DuplicateCheck(const std::string& file) : file_(file) {}
+  explicit StructureCheck(const std::string& file) : file_(file) {}
 
-  bool operator()(int, Json::parse_event_t event, Json& parsed) {
+  bool operator()(int depth, Json::parse_event_t event, Json& parsed) {
+    constexpr int deepest = 100;  // several times as deep as any tree
+    if (depth >= deepest) {
+      throw Failure(file_ + ": objects and arrays are nested deeper than " +
+                    std::to_string(deepest) + " levels");
+    }
     switch (event) {
       case Json::parse_event_t::object_start:
         objects_.emplace_back();
@@ -83,13 +89,14 @@ class DuplicateCheck {
 std::string shownJson(const Json& value) {
   constexpr size_t shownBytes = 60;
   std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
-  if (text.size() > shownBytes) text = text.substr(0, shownBytes - 3) + "...";
+  if (text.size() > shownBytes) text.replace(shownBytes - 3, std::string::npos, "...");
   return text;
 }
 
-Json parseJsonFile(const std::string& file) {
-  const std::string text = readAll(file);
-  DuplicateCheck check(file);
+Json parseJsonFile(const std::string& file) { return parseJson(readAll(file), file); }
+
+Json parseJson(const std::string& text, const std::string& file) {
+  StructureCheck check(file);
   try {
     return Json::parse(text, std::ref(check));
   } catch (const Json::parse_error& error) {

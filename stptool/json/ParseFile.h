@@ -11,4 +11,7 @@ namespace stptool {
 /// read, "FILE:3:14: ..." where it is no JSON, "FILE: /a/b: ..." where a member stands twice.
 Json parseJsonFile(const std::string& file);
 
+/// The same of what was read from a file.
+Json parseJson(const std::string& text, const std::string& file);
+
 }  // namespace stptool
