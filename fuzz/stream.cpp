@@ -300,6 +300,8 @@ void play(Input input, const std::string& hello) {
       }
       demand(connection.outputWaiting() <= limits.outputBytes + 128 * 1024);
     }
+    // What is said in a turn counts when it ends.
+    send(peer, message(0, 9, {}));
     for (int last = 0; last < 3 && !connection.closed(); ++last) {
       drain(peer);
       turn(connection);
