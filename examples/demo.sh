@@ -15,6 +15,7 @@ done
 bin=$(cd "$1/bin" && pwd)
 stptool=$bin/stptool
 examples=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+patience=${STP_DEMO_PATIENCE:-10} # seconds that anything may take
 dir=$(mktemp -d "${TMPDIR:-/tmp}/stp-demo.XXXXXX")
 export STP_SOCKET=$dir/socket
 agent='' reader='' mirror='' server=''
@@ -76,7 +77,7 @@ wait_for() { # wait_for TEXT FILE PID
   until grep -qF -- "$1" "$2" 2>/dev/null; do
     kill -0 "$3" 2>/dev/null || die "the process that was to say '$1' has ended"
     tries=$((tries + 1))
-    [ $tries -lt 200 ] || die "'$1' did not appear within 10 seconds"
+    [ $tries -lt $((20 * patience)) ] || die "'$1' did not appear within $patience seconds"
     sleep 0.05
   done
 }
@@ -94,11 +95,11 @@ event() { # event TEXT: on the agent's standard input
   printf '%s\n' "$*" >&7
 }
 
-wait_end() { # wait_end PID: at most 10 seconds, then its status
+wait_end() { # wait_end PID: its status, when it has ended
   local tries=0
   while kill -0 "$1" 2>/dev/null; do
     tries=$((tries + 1))
-    [ $tries -lt 200 ] || die "process $1 does not end"
+    [ $tries -lt $((20 * patience)) ] || die "process $1 does not end"
     sleep 0.05
   done
   wait "$1"

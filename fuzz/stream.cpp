@@ -1,71 +1,334 @@
-// Any bytes from a peer, behind a good greeting or instead of it: they end that connection or
-// change the mirror, and a second connection on the same tree goes on.
+// A peer that sends anything, from before its greeting to after its good-bye, to a process that
+// serves trees and mirrors others: it ends its own connection, or changes what it may change. A
+// second, honest peer of the same process holds the same as the process in the end.
+//
+// An input is a byte of circumstances and then steps: messages with lengths that are right, raw
+// bytes, changes that the process makes itself, turns of the loop.
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <memory>
+#include <string>
 #include <vector>
 
+#include "Stp/StpConfig.h"
 #include "Stp/StpHw.h"
+#include "Stp/StpQuiesceConfig.h"
 #include "Stp/StpStatus.h"
+#include "Tovo/AllocTrack.h"
 #include "Tovo/Assert.h"
 #include "Tovo/AttrLog/Connection.h"
+#include "Tovo/Exceptions.h"
+#include "fuzz/TreeState.h"
 
 namespace {
 
+using fuzz::State;
+using fuzz::stateOf;
+using Tovo::Directory;
 using Tovo::NboAttrLog::Connection;
+using Tovo::NboAttrLog::Limits;
+
+void demand(bool holds) {
+  if (!holds) std::abort();
+}
+
+// ------------------------------------------------------------------------------------- the input
+
+class Input {
+ public:
+  Input(const uint8_t* data, size_t size) : at_(data), end_(data + size) {}
+  bool empty() const { return at_ == end_; }
+  uint8_t byte() { return empty() ? 0 : *at_++; }
+  std::string bytes() {
+    const size_t count = std::min<size_t>(byte(), static_cast<size_t>(end_ - at_));
+    at_ += count;
+    return {reinterpret_cast<const char*>(at_ - count), count};
+  }
+
+ private:
+  const uint8_t* at_;
+  const uint8_t* end_;
+};
+
+enum Circumstance : uint8_t {
+  noGreeting = 1,    ///< of the peer, but for one that the input spells out
+  readOnly = 2,      ///< the process takes no writes
+  smallBuffer = 4,   ///< the process stalls after 4 KiB that nobody reads
+  mountsAll = 8,     ///< the peer mounts what is served before anything else
+  asks = 16,         ///< the process mounts two trees of the peer
+  asksToWrite = 32,  ///< and wants to write to them
+  lateReader = 64,   ///< the honest peer comes at the end
+  manyTrees = 128,   ///< also a configuration, which is large, and who refers to it
+};
+
+enum Step : uint8_t {
+  control,    ///< id, payload
+  low,        ///< entity, id below 256, payload
+  attribute,  ///< entity, id from 256, payload
+  removal,    ///< entity, id from the top, payload
+  anyId,      ///< entity, two bytes of id, payload
+  raw,        ///< bytes
+  ownChange,  ///< which
+  loop,       ///< whether the peer reads what arrived
+  stepCount
+};
+
+std::string number(uint32_t value, int bytes) {
+  std::string text;
+  while (bytes-- > 0) text += static_cast<char>(value >> (8 * bytes));
+  return text;
+}
+
+std::string text(std::string_view value) {
+  return number(static_cast<uint32_t>(value.size()), 4).append(value);
+}
+
+std::string message(uint32_t entity, uint32_t id, const std::string& payload) {
+  return number(static_cast<uint32_t>(6 + payload.size()), 4) + number(entity, 4) +
+         number(id & 0xffff, 2) + payload;
+}
+
+// The highest bit, as on the wire, says whose number it is.
+uint32_t entityNumber(uint8_t byte) {
+  return static_cast<uint32_t>(byte & 0x7f) | static_cast<uint32_t>(byte & 0x80) << 24;
+}
+
+// ----------------------------------------------------------------------------------- the process
+
+void plant(Directory& directory, bool many) {
+  const auto hw = Stp::hwFactory("hw");
+  hw->mstiHwIs("Mst0")->mstiPortHwIs("Et1");
+  const auto status = Stp::statusFactory("status");
+  status->stpiStatusIs("Mstp")
+      ->mstiStatusIs("Mst1", Stp::InstanceId(1))
+      ->mstiPortStatusIs("Et1", 1);
+  directory.mount("/hw", hw);
+  directory.mount("/status", status);
+  if (!many) return;
+  directory.mount("/config", Stp::configFactory("config"));
+  directory.mount("/quiesce", Stp::quiesceConfigFactory("quiesce"));
+}
+
+void changeConfiguration(const Directory& directory, uint8_t which) {
+  if (!directory.mounted("/config")) return;
+  auto& config = static_cast<Stp::Config&>(*directory.mounted("/config"));
+  auto& quiesce = static_cast<Stp::QuiesceConfig&>(*directory.mounted("/quiesce"));
+  switch (which % 4) {
+    case 0:
+      return quiesce.stpConfigIs(&config);
+    case 1:
+      return quiesce.stpConfigIs(nullptr);
+    case 2:
+      config.maxAgeIs(30);
+      config.disabledVlanIs(10, true);
+      return;
+    default:
+      config.maxAgeIs(20);
+      config.disabledVlanDel(10);
+  }
+}
+
+void change(const Directory& directory, uint8_t which) {
+  auto& hw = static_cast<Stp::Hw&>(*directory.mounted("/hw"));
+  auto& status = static_cast<Stp::Status&>(*directory.mounted("/status"));
+  const auto stpi = status.stpiStatusIs("Mstp");
+  const auto msti = stpi->mstiStatusIs("Mst1", Stp::InstanceId(1));
+  switch (which % 12) {
+    case 0:
+      return hw.mstiHwIs("Mst0")->mstiPortHwIs("Et1")->portStateIs(Stp::PortState::forwarding);
+    case 1:
+      hw.mstiHwDel("Mst0");
+      return;
+    case 2:
+      hw.mstiHwIs("Mst1")->mstiPortHwIs("Et2");
+      return;
+    case 3:
+      hw.mstiHwIs("Mst0")->mstiPortHwDel("Et1");
+      return;
+    case 4:
+      return msti->rootPortIs(msti->mstiPortStatusIs("Et1", 1));
+    case 5:
+      msti->mstiPortStatusDel("Et1");
+      return;
+    case 6:
+      msti->mstiPortStatusDel("Et1");
+      msti->mstiPortStatusIs("Et1", 2);
+      return;
+    case 7:
+      stpi->mstiStatusDel("Mst1");
+      return;
+    default:
+      changeConfiguration(directory, which);
+  }
+}
 
 struct Ends {
-  Ends() {
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) std::abort();
-  }
+  Ends() { demand(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0); }
   int fds[2];
 };
 
+// Bytes of the peer, as far as the socket takes them.
+void send(int fd, const std::string& bytes) {
+  (void)!::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+void drain(int fd) {
+  char buffer[16384];
+  while (::recv(fd, buffer, sizeof buffer, MSG_DONTWAIT) > 0) continue;
+}
+
+void turn(Connection& connection) {
+  connection.handleReadable();
+  connection.flush();
+}
+
 // What this process says at first, which is what a peer of the same model says.
-std::vector<uint8_t> greeting() {
-  Tovo::Directory directory;
+std::string greeting() {
+  Directory directory;
   const Ends ends;
   Connection connection(ends.fds[0], directory);
   connection.flush();
-  std::vector<uint8_t> bytes(64 * 1024);
-  const ssize_t got = ::read(ends.fds[1], bytes.data(), bytes.size());
+  std::string bytes(4096, '\0');
+  bytes.resize(static_cast<size_t>(::recv(ends.fds[1], bytes.data(), bytes.size(), 0)));
   ::close(ends.fds[1]);
-  bytes.resize(static_cast<size_t>(got));
   return bytes;
 }
 
-void feed(int fd, const uint8_t* data, size_t size) {
-  if (::write(fd, data, size) < 0) return;
+// The honest peer: mounts what it is told to, in time or late.
+class Reader {
+ public:
+  explicit Reader(Directory& directory) {
+    const Ends ends;
+    there_ = std::make_unique<Connection>(ends.fds[0], directory);
+    here_ = std::make_unique<Connection>(ends.fds[1], mirror);
+  }
+
+  void mountAll(const Directory& directory) {
+    for (const auto& [path, entity] : directory.mounts()) {
+      if (!mirror.mounted(path)) here_->mount(path, true);
+    }
+    settle();
+  }
+
+  // Until an answer shows that everything before it has arrived.
+  void settle() {
+    const uint32_t question = here_->ping();
+    constexpr int patience = 1000;
+    for (int round = 0; here_->pongs() != question; ++round) {
+      demand(round < patience && !there_->closed() && !here_->closed());
+      here_->flush();
+      turn(*there_);
+      turn(*here_);
+    }
+  }
+
+  Directory mirror;
+
+ private:
+  std::unique_ptr<Connection> there_;
+  std::unique_ptr<Connection> here_;
+};
+
+void play(Input input, const std::string& hello) {
+  const uint8_t circumstances = input.byte();
+  const auto is = [&](Circumstance circumstance) { return (circumstances & circumstance) != 0; };
+  Directory directory;
+  plant(directory, is(manyTrees));
+  std::vector<std::string> served;
+  for (const auto& [path, root] : directory.mounts()) served.push_back(path);
+  std::unique_ptr<Reader> reader;
+  if (!is(lateReader)) {
+    reader = std::make_unique<Reader>(directory);
+    reader->mountAll(directory);
+  }
+  Limits limits;
+  if (is(smallBuffer)) limits.outputBytes = 4096;
+  limits.messageBytes = 64 * 1024;
+  const Ends ends;
+  const int peer = ends.fds[1];
+  {
+    Connection connection(ends.fds[0], directory, limits);
+    connection.servesIs(true, !is(readOnly));
+    if (!is(noGreeting)) send(peer, hello);
+    if (is(mountsAll)) {
+      for (const std::string& path : served) {
+        send(peer, message(0, 5, text(path) + number(is(readOnly), 1)));
+      }
+      turn(connection);
+    }
+    if (is(asks)) {
+      connection.mount("/far/hw", !is(asksToWrite));
+      connection.mount("/far/status", !is(asksToWrite));
+    }
+    State before;
+    if (is(readOnly)) before = stateOf(directory);
+    bool ownChanges = false;
+    constexpr size_t mostSteps = 400;
+    for (size_t steps = 0; !input.empty() && steps < mostSteps && !connection.closed(); ++steps) {
+      switch (const uint8_t step = input.byte() % stepCount) {
+        case control: {
+          const uint8_t id = input.byte();
+          send(peer, message(0, id, input.bytes()));
+          break;
+        }
+        case raw:
+          send(peer, input.bytes());
+          break;
+        case ownChange:
+          ownChanges = true;
+          try {
+            change(directory, input.byte());
+          } catch (const Tovo::MutatorReinstantiatingException&) {
+            // The peer made that element first, with other parameters.
+          }
+          break;
+        case loop:
+          if (input.byte() % 4 != 0) drain(peer);
+          turn(connection);
+          break;
+        default: {
+          const uint32_t entity = entityNumber(input.byte());
+          uint32_t id = input.byte();
+          if (step == attribute) id = 256 + id;
+          if (step == removal) id = 65536 - 256 - id;
+          if (step == anyId) id = id << 8 | input.byte();
+          send(peer, message(entity, id, input.bytes()));
+        }
+      }
+      demand(connection.outputWaiting() <= limits.outputBytes + 128 * 1024);
+    }
+    // What is said in a turn counts when it ends.
+    send(peer, message(0, 9, {}));
+    for (int last = 0; last < 3 && !connection.closed(); ++last) {
+      drain(peer);
+      turn(connection);
+    }
+    const std::string& reason = connection.closeReason();
+    demand(connection.closed() == !reason.empty() && reason.find('\n') == std::string::npos);
+    if (is(readOnly) && !ownChanges) {
+      State after = stateOf(directory);
+      for (const std::string& path : served) demand(after[path] == before[path]);
+    }
+  }
+  ::close(peer);
+  if (!reader) reader = std::make_unique<Reader>(directory);
+  reader->mountAll(directory);
+  demand(stateOf(reader->mirror) == stateOf(directory));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const std::vector<uint8_t> hello = [] {
+  static const std::string hello = [] {
     Tovo::assertionHandlerIs(&Tovo::throwAssertionError);
     return greeting();
   }();
-  if (size == 0 || size > 32 * 1024) return 0;
-  Tovo::Directory directory;
-  const auto hw = Stp::hwFactory("hw");
-  hw->mstiHwIs("Mst0")->mstiPortHwIs("Ethernet1");
-  directory.mount("/stp/hw", hw);
-  directory.mount("/stp/status", Stp::statusFactory("status"));
-  const Ends ends;
-  {
-    Connection connection(ends.fds[0], directory);
-    if ((data[0] & 1) != 0) feed(ends.fds[1], hello.data(), hello.size());
-    feed(ends.fds[1], data + 1, size - 1);
-    // What is said in a turn counts when it ends.
-    constexpr uint8_t endOfTurn[] = {0, 0, 0, 6, 0, 0, 0, 0, 0, 9};
-    feed(ends.fds[1], endOfTurn, sizeof endOfTurn);
-    for (int turn = 0; turn < 4 && !connection.closed(); ++turn) {
-      connection.handleReadable();
-      connection.flush();
-    }
-    if (connection.closed() && connection.closeReason().empty()) std::abort();
-  }
-  ::close(ends.fds[1]);
+  constexpr size_t longest = 16 * 1024;
+  if (size == 0 || size > longest) return 0;
+  play({data, size}, hello);
+  demand(Tovo::AllocTrackTypeInfo::totalLiveObjects() == 0);
   return 0;
 }

@@ -1,9 +1,10 @@
-// Bytes to value to bytes: any bytes end in a value whose encoding reads back to the same encoding,
-// in a stream exception or in a stated assertion.
+// Bytes to value to bytes: any bytes end in a value whose encoding reads back to the same encoding
+// and whose text, where it can be read, to the same text; or in a stream exception or in a stated
+// assertion.
 #include <cstdlib>
+#include <string>
 #include <vector>
 
-#include "Stp/StpTypes.h"
 #include "Tovo/Exceptions.h"
 #include "fuzz/ValueTypes.h"
 
@@ -15,6 +16,24 @@ std::vector<uint8_t> encoded(const Tovo::ValueOps& ops, const void* value) {
   ops.write(out, value);
   if (out.left() != 0) std::abort();
   return bytes;
+}
+
+// Numbers outside their range, or without a literal, are printed but not read.
+void checkText(const Tovo::ValueOps& ops, const void* value) {
+  std::string text;
+  ops.print(text, value);
+  Tovo::CharRange range(text);
+  Tovo::ValueBuffer read(ops);
+  try {
+    read.parse(range);
+  } catch (const Tovo::RangeException&) {
+    return;
+  } catch (const Tovo::AssertionError&) {
+    return;
+  }
+  std::string printed;
+  ops.print(printed, read.get());
+  if (!range.empty() || printed != text) std::abort();
 }
 
 }  // namespace
@@ -35,7 +54,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Tovo::ValueBuffer same(ops);
   same.read(again);
   if (again.remaining() != 0 || encoded(ops, same.get()) != bytes) std::abort();
-  std::string text;
-  ops.print(text, value.get());
+  if (ops.hash && ops.equal(value.get(), same.get()) &&
+      ops.hash(value.get()) != ops.hash(same.get())) {
+    std::abort();
+  }
+  if (ops.less && ops.less(value.get(), same.get())) std::abort();
+  checkText(ops, value.get());
   return 0;
 }

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "Stp/StpTypes.h"
 #include "Tovo/Exceptions.h"
 #include "fuzz/ValueTypes.h"
 

@@ -54,8 +54,7 @@ VlanId::VlanId(Tovo::CharRange& text) {
   }
 }
 
-VlanIdRange::VlanIdRange(Tovo::CharRange& text) {
-  first_ = VlanId(text);
+VlanIdRange::VlanIdRange(Tovo::CharRange& text) : first_(text) {
   text.expect("-");
   last_ = VlanId(text);
   if (first_ > last_) {

@@ -207,13 +207,14 @@ void Observer::attach(Publisher& publisher, bool recursive) {
   detach();
   publisher_ = &publisher;
   serial_ = (lastSerial.fetch_add(1, std::memory_order_relaxed) + 1) << 1 | (recursive ? 1 : 0);
-  Observer* last = publisher.first();
-  if (!last) {
-    publisher.firstIs(this);
+  // The first one's previous_ is the last one.
+  if (Observer* first = publisher.first()) {
+    previous_ = first->previous_;
+    previous_->next_ = this;
+    first->previous_ = this;
   } else {
-    while (last->next_) last = last->next_;
-    last->next_ = this;
-    previous_ = last;
+    previous_ = this;
+    publisher.firstIs(this);
   }
   if (recursive) publisher.refreshBelow();
 }
@@ -228,12 +229,14 @@ void Observer::detach() noexcept {
 
 void Observer::unlink() noexcept {
   Publisher::Publication::observerGone(*this);
-  if (previous_) {
-    previous_->next_ = next_;
-  } else {
+  Observer* first = publisher_->first();
+  if (first == this) {
+    if (next_) next_->previous_ = previous_;
     publisher_->firstIs(next_);
+  } else {
+    previous_->next_ = next_;
+    (next_ ? next_ : first)->previous_ = previous_;
   }
-  if (next_) next_->previous_ = previous_;
   next_ = nullptr;
   previous_ = nullptr;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Tovo/CharRange.h"
 #include "Tovo/Collection.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
@@ -149,6 +150,24 @@ PathTarget resolveNewElement(const Directory& directory, std::string_view path) 
   return target;
 }
 
+namespace {
+
+// The name or key as a person types it, so that the path leads back here: in quotes where it begins
+// with one, and where it would break the line that it is printed in.
+std::string typedKey(const Entity& entity) {
+  const Pelmo::String name = entity.nameString();
+  const std::string_view text = name.view();
+  const bool control = std::any_of(text.begin(), text.end(), [](char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+  });
+  if (!control && !text.starts_with('\'')) return std::string(text);
+  std::string quotes;
+  appendQuoted(quotes, text);
+  return quotes;
+}
+
+}  // namespace
+
 std::string pathOf(const Entity& entity) {
   const Entity* above = entity.parent();
   if (!above) {
@@ -169,7 +188,7 @@ std::string pathOf(const Entity& entity) {
     const void* key = keyed ? storage(entity, keyed) : &entity.name();
     if (collectionFind(*above, collection, key) != static_cast<const void*>(&entity)) return;
     path.append("/").append(collection.name());
-    appendKey(path, entity.nameString());
+    appendKey(path, typedKey(entity));
   });
   return path;
 }

@@ -29,7 +29,7 @@ PathTarget resolvePath(const Directory& directory, std::string_view path);
 PathTarget resolveNewElement(const Directory& directory, std::string_view path);
 
 /// The path of an entity: the mounted path of its root, or "(Type name)" for a root that is not
-/// mounted, then collections and keys.
+/// mounted, then collections and keys. A mounted entity is found again by it.
 std::string pathOf(const Entity& entity);
 std::string pathOf(const Entity& entity, std::string_view attribute);
 /// "/key" or "[key]".

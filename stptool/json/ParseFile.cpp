@@ -8,20 +8,20 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace stptool {
 
 namespace {
 
+using Stream = std::unique_ptr<FILE, int (*)(FILE*)>;
+
 // A file character by character, which knows where it is. It is never in memory as a whole.
 class FileText {
  public:
-  FileText(const std::string& file, Progress& progress)
-      : file_(file),
-        progress_(progress),
-        stream_(file == "-" ? stdin : std::fopen(file.c_str(), "re"),
-                file == "-" ? [](FILE*) { return 0; } : &std::fclose) {
+  FileText(const std::string& file, Stream stream, Progress& progress)
+      : file_(file), progress_(progress), stream_(std::move(stream)) {
     if (!stream_) fail();
     struct stat status {};
     if (::fstat(::fileno(stream_.get()), &status) == 0 && S_ISREG(status.st_mode)) {
@@ -65,7 +65,7 @@ class FileText {
 
   const std::string& file_;
   Progress& progress_;
-  std::unique_ptr<FILE, int (*)(FILE*)> stream_;
+  Stream stream_;
   char chunk_[65536];
   size_t size_ = 0;
   size_t at_ = 0;
@@ -99,15 +99,16 @@ class FileIterator {
 };
 
 // Follows the parser to notice members that stand twice, of which it would keep one silently, and
-// what nests deeper than anything that could be loaded.
+// nesting that whoever walks the document would have to follow on the stack.
 class Check {
  public:
   explicit Check(const std::string& file) : file_(file) {}
 
   bool operator()(int depth, Json::parse_event_t event, Json& parsed) {
-    constexpr int deepest = 100;
-    if (depth > deepest) {
-      throw Failure(file_ + ": nests deeper than " + std::to_string(deepest) + " levels",
+    constexpr int deepest = 100;  // several times as deep as any tree
+    if (depth >= deepest) {
+      throw Failure(file_ + ": objects and arrays are nested deeper than " +
+                        std::to_string(deepest) + " levels",
                     {.file = file_});
     }
     switch (event) {
@@ -148,10 +149,8 @@ class Check {
   std::vector<size_t> starts_;      // where the names of each one begin
 };
 
-}  // namespace
-
-Json parseJsonFile(const std::string& file, Progress& progress) {
-  FileText text(file, progress);
+Json parse(const std::string& file, Stream stream, Progress& progress) {
+  FileText text(file, std::move(stream), progress);
   Check check(file);
   try {
     return Json::parse(FileIterator(text), FileIterator(), std::ref(check));
@@ -170,9 +169,24 @@ Json parseJsonFile(const std::string& file, Progress& progress) {
   }
 }
 
+}  // namespace
+
+Json parseJsonFile(const std::string& file, Progress& progress) {
+  const bool standardInput = file == "-";
+  Stream stream(standardInput ? stdin : std::fopen(file.c_str(), "re"),
+                standardInput ? [](FILE*) { return 0; } : &std::fclose);
+  return parse(file, std::move(stream), progress);
+}
+
 Json parseJsonFile(const std::string& file) {
   Progress progress("reading " + file, 0);
   return parseJsonFile(file, progress);
+}
+
+Json parseJson(const std::string& text, const std::string& file) {
+  Progress progress("reading " + file, text.size());
+  Stream stream(::fmemopen(const_cast<char*>(text.data()), text.size(), "r"), &std::fclose);
+  return parse(file, std::move(stream), progress);
 }
 
 }  // namespace stptool

@@ -13,4 +13,7 @@ namespace stptool {
 Json parseJsonFile(const std::string& file);
 Json parseJsonFile(const std::string& file, Progress& progress);
 
+/// The same of what was read from a file.
+Json parseJson(const std::string& text, const std::string& file);
+
 }  // namespace stptool

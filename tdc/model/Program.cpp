@@ -237,7 +237,7 @@ std::vector<std::string> Program::searched(const Loaded& loaded) const {
 std::string Program::findFile(const Loaded& loaded, const std::string& name) const {
   for (const std::string& folder : searched(loaded)) {
     std::string path = joinPath(folder, name + ".tdl");
-    if (isFile(path)) {
+    if (files_.exists(path)) {
       return path;
     }
   }

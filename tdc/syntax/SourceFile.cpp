@@ -46,19 +46,19 @@ Span operator+(const Span& first, const Span& last) {
 }
 
 const SourceFile& SourceFiles::read(const std::string& path) {
-  std::string identity = canonicalPath(path);
-  auto known = byPath_.find(identity);
-  if (known != byPath_.end()) {
-    return *known->second;
-  }
-  const SourceFile& file = add(path, readFile(path));
-  byPath_[identity] = &file;
-  return file;
+  auto known = byPath_.find(canonicalPath(path));
+  return known != byPath_.end() ? *known->second : add(path, readFile(path));
 }
 
 const SourceFile& SourceFiles::add(std::string path, std::string text) {
   files_.push_back(std::make_unique<SourceFile>(std::move(path), std::move(text)));
-  return *files_.back();
+  const SourceFile& file = *files_.back();
+  byPath_[canonicalPath(file.path())] = &file;
+  return file;
+}
+
+bool SourceFiles::exists(const std::string& path) const {
+  return byPath_.contains(canonicalPath(path)) || isFile(path);
 }
 
 }  // namespace tdc

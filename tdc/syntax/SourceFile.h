@@ -48,8 +48,10 @@ class SourceFiles {
  public:
   /// Reads a file, or gives the one already read from there. Throws `FileError`.
   const SourceFile& read(const std::string& path);
-  /// Adds text that stands in no file.
+  /// Adds a file that is held in memory; from now on it is the one at that path.
   const SourceFile& add(std::string path, std::string text);
+  /// Whether there is something to read at that path, in memory or on disk.
+  bool exists(const std::string& path) const;
   const std::vector<std::unique_ptr<SourceFile>>& all() const { return files_; }
 
  private:

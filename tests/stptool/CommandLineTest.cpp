@@ -197,7 +197,7 @@ TEST(Commands, BearWhateverIsTyped) {
   }
   const Ended nested = server.run({"load", file});
   EXPECT_EQ(nested.code, 1);
-  EXPECT_NE(nested.err.find("nests deeper than"), std::string::npos) << nested.err.substr(0, 500);
+  EXPECT_NE(nested.err.find("nested deeper than"), std::string::npos) << nested.err.substr(0, 500);
   EXPECT_EQ(server.dump(), before);
 }
 

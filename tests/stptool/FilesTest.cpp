@@ -76,7 +76,10 @@ struct WrongFile {
   const char* message;  // behind the file's name
 };
 
+const std::string nested(100000, '[');
+
 const WrongFile wrongFiles[] = {
+    {"nested", nested.c_str(), ": objects and arrays are nested deeper than 100 levels"},
     {"empty", "", ":1:1: "},
     {"cut short", "{\n  \"mounts\": {", ":2:14: "},
     {"comma", "{\"mounts\": {},}", ":1:15: "},

@@ -1,0 +1,54 @@
+// Any text as a file of trees: it is refused in words that begin with the file's name, or becomes
+// trees whose dump gives the same trees, and that stay the same when it is loaded once more.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "Tovo/AllocTrack.h"
+#include "Tovo/Assert.h"
+#include "Tovo/Directory.h"
+#include "stptool/json/Dump.h"
+#include "stptool/json/Load.h"
+#include "stptool/json/ParseFile.h"
+
+namespace {
+
+using stptool::Json;
+
+void load(Tovo::Directory& directory, const Json& document, bool replace) {
+  stptool::Loader loader(directory);
+  loader.replaces(replace);
+  loader.load(document, "input");
+  loader.resolveReferences();
+}
+
+void check(const std::string& text) {
+  Tovo::Directory directory;
+  Json document;
+  try {
+    document = stptool::parseJson(text, "input");
+    load(directory, document, false);
+  } catch (const stptool::Failure& failure) {
+    if (!std::string_view(failure.what()).starts_with("input:")) std::abort();
+    stptool::dumpText(stptool::dumpDirectory(directory));
+    return;
+  }
+  const Json dumped = stptool::dumpDirectory(directory);
+  load(directory, document, true);
+  if (stptool::dumpDirectory(directory) != dumped) std::abort();
+
+  Tovo::Directory copy;
+  load(copy, stptool::parseJson(stptool::dumpText(dumped), "dump"), false);
+  if (stptool::dumpDirectory(copy) != dumped) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Tovo::assertionHandlerIs(&Tovo::throwAssertionError);
+  constexpr size_t longest = 64 * 1024;
+  if (size > longest) return 0;
+  check(std::string(reinterpret_cast<const char*>(data), size));
+  if (Tovo::AllocTrackTypeInfo::totalLiveObjects() != 0) std::abort();
+  return 0;
+}
