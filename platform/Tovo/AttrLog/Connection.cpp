@@ -88,10 +88,9 @@ void Connection::handleReadable() {
 
 bool Connection::readSome() {
   if (in_.size() - inEnd_ < readChunk) {
-    std::memmove(in_.data(), in_.data() + inStart_, inEnd_ - inStart_);
+    if (inStart_ > 0) std::memmove(in_.data(), in_.data() + inStart_, inEnd_ - inStart_);
     inScanned_ -= inStart_;
-    inEnd_ -= inStart_;
-    inStart_ = 0;
+    inEnd_ -= std::exchange(inStart_, 0);
     if (in_.size() - inEnd_ < readChunk) in_.resize(std::max(2 * in_.size(), 2 * readChunk));
   }
   ssize_t got;
