@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "Tovo/AllocTrack.h"
 #include "Tovo/Assert.h"
@@ -14,6 +15,13 @@
 namespace {
 
 using stptool::Json;
+
+std::string dump(const Tovo::Directory& directory) {
+  std::string text;
+  stptool::dumpDirectory(directory, stptool::allLevels,
+                         [&](std::string_view part) { text += part; });
+  return text;
+}
 
 void load(Tovo::Directory& directory, const Json& document, bool replace) {
   stptool::Loader loader(directory);
@@ -30,16 +38,16 @@ void check(const std::string& text) {
     load(directory, document, false);
   } catch (const stptool::Failure& failure) {
     if (!std::string_view(failure.what()).starts_with("input:")) std::abort();
-    stptool::dumpText(stptool::dumpDirectory(directory));
+    dump(directory);
     return;
   }
-  const Json dumped = stptool::dumpDirectory(directory);
+  const std::string dumped = dump(directory);
   load(directory, document, true);
-  if (stptool::dumpDirectory(directory) != dumped) std::abort();
+  if (dump(directory) != dumped) std::abort();
 
   Tovo::Directory copy;
-  load(copy, stptool::parseJson(stptool::dumpText(dumped), "dump"), false);
-  if (stptool::dumpDirectory(copy) != dumped) std::abort();
+  load(copy, stptool::parseJson(dumped, "dump"), false);
+  if (dump(copy) != dumped) std::abort();
 }
 
 }  // namespace
