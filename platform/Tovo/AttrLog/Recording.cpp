@@ -143,6 +143,7 @@ void RecordingReader::readBeginning() {
 }
 
 const RecordingReader::Message* RecordingReader::next() {
+  if (damage_) throw RecordingException(*damage_);
   if (!begun_) readBeginning();
   const uint64_t start = offset_ + message_.size;
   at_ += message_.size;
@@ -185,8 +186,9 @@ void RecordingReader::apply() {
     if (message_.entity == 0) return applyControl(message_.id, message_.payload);
     handleMessage(message_.entity, message_.id, message_.payload);
   } catch (const StreamException& error) {
-    throw RecordingException(message_.offset, "in the message of " + counted(message_.size) +
-                                                  " that starts there: " + error.what());
+    damage_.emplace(message_.offset, "in the message of " + counted(message_.size) +
+                                         " that starts there: " + error.what());
+    throw RecordingException(*damage_);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -89,8 +90,8 @@ class RecordingReader : public StreamAdapter {
   /// Reads a message; null at the end of the file. Valid until the next call. Throws
   /// RecordingException, and then every time.
   const Message* next();
-  /// Applies the message that next() gave, once. Throws RecordingException, and what observers
-  /// throw.
+  /// Applies the message that next() gave, once. Throws RecordingException, and next() from then on
+  /// too, and what observers throw.
   void apply();
 
   /// When the messages came that follow the last one of time; 1970 before the first.
@@ -117,6 +118,7 @@ class RecordingReader : public StreamAdapter {
   Message message_{0, 0, 0, 0, In({})};
   Time time_{};
   std::string farewell_;
+  std::optional<RecordingException> damage_;  // of a message that could not be applied
   bool begun_ = false;
   bool greeted_ = false;
 };

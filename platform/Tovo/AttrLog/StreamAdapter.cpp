@@ -525,6 +525,7 @@ void StreamAdapter::putReference(Entity& holder, const LogAttribute& attribute, 
 }
 
 void StreamAdapter::endTurn() {
+  if (!Turn::anyOpen()) return inTurn([&] { endTurn(); });
   std::vector<ReferenceKey> unresolved;
   for (auto& [reference, waiting] : waiting_) {
     if (!std::exchange(waiting.cleared, true)) unresolved.push_back(reference);
