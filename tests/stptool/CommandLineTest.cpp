@@ -43,7 +43,8 @@ TEST(Completion, KnowsWhatCanComeNext) {
   } exact[] = {
       {{"wa"}, {"watch"}},
       {{"tree", "--de"}, {"--depth"}},
-      {{"types", "Stp::PortSta"}, {"Stp::PortStatus", "Stp::PortState"}},
+      {{"types", "Stp::StpiPortSta"},
+       {"Stp::StpiPortStatus", "Stp::StpiPortStatus::ProtocolMigrationState"}},
       {{"encode", "Stp::MstiPortH"}, {}},  // an entity type has no bytes
       {{"graph", "--types", "Stp::MstiPortH"}, {"Stp::MstiPortHw"}},
       {{"tree", socket, "/stp/h"}, {"/stp/hw/"}},
@@ -103,13 +104,15 @@ TEST(Completion, ComesThroughTheShell) {
 TEST(Manual, HasEveryCommandAndOptionOfTheHelp) {
   const std::string page = runTool({"man"}).out;
   EXPECT_TRUE(page.starts_with(".TH STPTOOL 1")) << page.substr(0, 200);
+  const Ended global = runTool({"--help"});
   for (const std::string& command : complete({""})) {
     EXPECT_NE(page.find("\\fBstptool " + command + "\\fR"), std::string::npos) << command;
     const Ended help = runTool({command, "--help"});
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find("\n  stptool " + command), std::string::npos) << "no example";
     for (const std::string& option : complete({command, "--"})) {
-      EXPECT_NE(help.out.find(option), std::string::npos) << command << " " << option;
+      EXPECT_NE((help.out + global.out).find(option), std::string::npos)
+          << command << " " << option;
       std::string roff;
       for (const char c : option) roff += c == '-' ? "\\-" : std::string(1, c);
       EXPECT_TRUE(option == "--help" || page.find(roff) != std::string::npos) << option;
@@ -175,7 +178,7 @@ TEST(Commands, BearWhateverIsTyped) {
                            {"set", odd, "portState", "learning"},
                            {"new", port + "/" + odd},
                            {"new", "/" + odd, odd},
-                           {"del", port + "/" + odd},
+                           {"del", port + "/x" + odd},
                            {"types", odd + "x"},
                            {"parse", "Stp::PortId", odd},
                            {"decode", "Stp::PortId", odd},
