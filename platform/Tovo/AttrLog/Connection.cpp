@@ -664,13 +664,20 @@ void Connection::handleMounted(In& in) {
   }
   mounted.readOnly = mounted.readOnly || asked->second;
   const Pelmo::Ptr<Entity> before(directory_.mounted(mounted.path));
-  const Pelmo::Ptr<Entity> entity = mounted.bind(*this, directory_);
   asked_.erase(asked);
-  if (entity != before) ++filling_;
-  ++roots_;
-  guestMounts_.insert_or_assign(mounted.path,
-                                GuestMount{received(mounted.number), false, mounted.readOnly});
-  mountBegan(mounted.path, *entity);
+  try {
+    const Pelmo::Ptr<Entity> entity = mounted.bind(*this, directory_);
+    if (entity != before) ++filling_;
+    ++roots_;
+    guestMounts_.insert_or_assign(mounted.path,
+                                  GuestMount{received(mounted.number), false, mounted.readOnly});
+    mountBegan(mounted.path, *entity);
+  } catch (...) {
+    // Nobody would look after a tree that was mounted for a connection that ends.
+    const Entity* now = directory_.mounted(mounted.path);
+    if (now && now != before.get()) directory_.unmount(mounted.path);
+    throw;
+  }
 }
 
 void Connection::handleUnmounted(In& in) {

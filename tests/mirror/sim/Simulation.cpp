@@ -294,7 +294,7 @@ class World {
       }
       const bool synced = std::all_of(places_.begin(), places_.end(), [](const auto& place) {
         return !place->link() ||
-               (place->link()->state() == LinkState::synced && place->root() != nullptr);
+               (place->link()->state() == LinkState::synced && place->link()->isMirrored(rootPath));
       });
       if (!synced && !busy) now_ += milliseconds(500);
       quiet = synced && !busy ? quiet + 1 : 0;
