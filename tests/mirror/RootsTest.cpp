@@ -44,18 +44,18 @@ TEST_F(RootsTest, AreMadeWithParametersFollowedAndRemoved) {
 
 TEST_F(RootsTest, AreRefusedInWords) {
   Pair pair;
-  pair.root("/root", "Stp::Hw");
+  pair.root("/hw", "Stp::Hw");
   const auto hw = pair.guestDirectory.newEntity("/mine", "Stp::Hw");
-  pair.guest->create("/root/below", *hw);
+  pair.guest->create("/hw/below", *hw);
   pair.guest->remove("/nothing");
   pair.settle();
   pair.host->servesIs(true, false, "only the owner writes");
   pair.guest->create("/more", *hw);
-  pair.guest->remove("/root");
+  pair.guest->remove("/hw");
   pair.settle();
   const std::vector<std::string>& refusals = pair.guest->refusals();
   ASSERT_EQ(refusals.size(), 4u);
-  const char* const reasons[] = {"'/root' is a Stp::Hw already", "no root is mounted at '/nothing'",
+  const char* const reasons[] = {"'/hw' is a Stp::Hw already", "no root is mounted at '/nothing'",
                                  "nothing can be created here", "nothing can be removed here"};
   for (size_t i = 0; i < refusals.size(); ++i) {
     EXPECT_NE(refusals[i].find(reasons[i]), std::string::npos) << refusals[i];
