@@ -43,7 +43,8 @@ class Input {
   bool empty() const { return at_ == end_; }
   uint8_t byte() { return empty() ? 0 : *at_++; }
   std::string bytes() {
-    const size_t count = std::min<size_t>(byte(), static_cast<size_t>(end_ - at_));
+    const size_t wanted = byte();
+    const size_t count = std::min(wanted, static_cast<size_t>(end_ - at_));
     at_ += count;
     return {reinterpret_cast<const char*>(at_ - count), count};
   }
