@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 #include "Pelmo/Vector.h"
 #include "Tovo/AttrLog/In.h"
@@ -397,12 +398,13 @@ constexpr ValueOps ValueOpsOf<T, wire>::table{
     },
     [](NboAttrLog::In& in, void* storage) { new (storage) T(LogForm<T, wire>::read(in)); },
     [](NboAttrLog::In& in, void* value, void* previous) {
-      const T arrived(LogForm<T, wire>::read(in));
+      T arrived(LogForm<T, wire>::read(in));
       in.expectEnd();
       T& stored = *static_cast<T*>(value);
       if (stored == arrived) return false;
-      if (previous) new (previous) T(stored);
-      stored = arrived;
+      // Moved: a copy could run out of memory half-way.
+      if (previous) new (previous) T(std::move(stored));
+      stored = std::move(arrived);
       return true;
     },
     [](std::string& out, const void* value) {
