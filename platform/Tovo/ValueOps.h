@@ -402,9 +402,10 @@ constexpr ValueOps ValueOpsOf<T, wire>::table{
       in.expectEnd();
       T& stored = *static_cast<T*>(value);
       if (stored == arrived) return false;
-      // Moved: a copy could run out of memory half-way.
+      // Construction by moving needs no memory; assignment might run out of it half-way.
       if (previous) new (previous) T(std::move(stored));
-      stored = std::move(arrived);
+      stored.~T();
+      new (&stored) T(std::move(arrived));
       return true;
     },
     [](std::string& out, const void* value) {
