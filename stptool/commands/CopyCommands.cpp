@@ -56,7 +56,8 @@ void runLoad(const LoadOptions& options) {
     Tovo::Directory scratch;
     session.createRoot(path, *Loader(scratch).loadBareRoot(document, options.file, path));
     session.mirror(path, Access::write);
-    loader.load(document, options.file, [&](const std::string& other) { return other == path; });
+    loader.load(document, options.file,
+                [&path = path](const std::string& other) { return other == path; });
   }
   loader.resolveReferences();
   progress.stage("sending");
