@@ -90,6 +90,7 @@ TEST_F(HostileTest, EveryWrongMessageHasItsReason) {
        "the peer speaks version 2 of the protocol; this is version 1"},
       {"cut greeting", message(0, 1, u32(0x54414c31) + u16(1) + u16(1) + u32(70)), "70 bytes"},
       {"rest", message(0, 1, u32(0x54414c31) + u16(1) + u16(0) + u8(0)), "left behind"},
+      {"a long greeting", u32(65537), "a message of 65537 bytes; 6 to 65536 are allowed"},
       {"another protocol", "GET / HTTP/1.1\r\n\r\n", "a message of 1195725856 bytes"},
   };
   const Case afterOpening[] = {
@@ -224,6 +225,21 @@ TEST_F(HostileTest, WhoAsksMustRead) {
     EXPECT_NE(connection.closeReason().find("does not read"), std::string::npos)
         << connection.closeReason();
     ::close(sockets.b);
+  }
+}
+
+// A peer that may not write does not make the process hold what it says.
+TEST_F(HostileTest, OfAListenerNothingIsHeld) {
+  for (const bool mayWrite : {false, true}) {
+    Served served;
+    RawPeer peer(served.directory);
+    peer.connection().servesIs(true, mayWrite);
+    peer.send(Served::opening() + message(77, 258, std::string(60000, 'x')));
+    EXPECT_EQ(peer.connection().counters().unknownEntities, mayWrite ? 0u : 1u)
+        << "held for the end of its turn";
+    peer.send(message(77, 258, std::string(70000, 'x')));
+    EXPECT_EQ(peer.connection().closeReason(),
+              mayWrite ? "" : "a message of 70006 bytes; 6 to 65536 are allowed");
   }
 }
 

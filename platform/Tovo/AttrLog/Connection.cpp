@@ -112,17 +112,29 @@ bool Connection::readSome() {
   return false;
 }
 
+// Of such a peer nothing is held: what it says is a short request, or is not allowed.
+bool Connection::onlyListens() const noexcept {
+  return !writable_ && requests_ == 0 && !asksMounts_ &&
+         std::all_of(hostMounts_.begin(), hostMounts_.end(),
+                     [](const HostMount& mount) { return mount.readOnly; });
+}
+
+void Connection::checkLength(uint32_t length) const {
+  size_t most = limits_.messageBytes;
+  if (length > limits_.requestBytes && (!greeted_ || onlyListens()))
+    most = std::min(most, limits_.requestBytes);
+  if (length >= messageHeader && length <= most) return;
+  throw EndingException(Ending::messageSize, "a message of " + std::to_string(length) + " bytes; " +
+                                                 std::to_string(messageHeader) + " to " +
+                                                 std::to_string(most) + " are allowed");
+}
+
 // Data waits for the end of its turn, and so does what follows it until then.
 void Connection::applyArrived() {
   while (inEnd_ - inScanned_ >= frameHeader) {
     const uint8_t* const frame = in_.data() + inScanned_;
     const uint32_t length = load<uint32_t>(frame);
-    if (length < messageHeader || length > limits_.messageBytes) {
-      throw EndingException(Ending::messageSize, "a message of " + std::to_string(length) +
-                                                     " bytes; " + std::to_string(messageHeader) +
-                                                     " to " + std::to_string(limits_.messageBytes) +
-                                                     " are allowed");
-    }
+    checkLength(length);
     if (inEnd_ - inScanned_ - frameHeader < length) break;
     const bool nothingWaits = inScanned_ == inStart_;
     inScanned_ += frameHeader + length;
@@ -138,7 +150,7 @@ void Connection::applyArrived() {
     if (endsTurn || isLast || nothingWaits) applyFrames(inScanned_);
     if (closed()) return;
   }
-  if (fillsOnly()) applyFrames(inScanned_);
+  if (inStart_ != inScanned_ && (fillsOnly() || onlyListens())) applyFrames(inScanned_);
   if (inScanned_ - inStart_ > limits_.turnBytes) {
     throw EndingException(Ending::turnSize,
                           "a turn of more than " + std::to_string(limits_.turnBytes) + " bytes");
@@ -532,10 +544,12 @@ void Connection::handleGreeting(In& in) {
 // ---------------------------------------------------------------------------------------- mounts
 
 void Connection::askMounts() {
+  asksMounts_ = true;
   sendControl(Control::askMounts, 0, [](Out&) {});
 }
 
 void Connection::followMounts() {
+  asksMounts_ = true;
   sendControl(Control::followMounts, 0, [](Out&) {});
 }
 

@@ -20,6 +20,9 @@ namespace Tovo::NboAttrLog {
 struct Limits {
   size_t outputBytes = 64 * 1024;          ///< what waits to be written, at most
   size_t messageBytes = 16 * 1024 * 1024;  ///< one message
+  /// One message of a peer that has not greeted yet, or has nothing to tell: it may not write, and
+  /// was asked for nothing.
+  size_t requestBytes = 64 * 1024;
   size_t turnBytes = 256 * 1024 * 1024;  ///< one turn of the peer, which is held until it is whole
   size_t entities = 16 * 1024 * 1024;    ///< that one connection carries
   size_t nesting = 64;                   ///< elements below elements, from a mount down
@@ -206,6 +209,8 @@ class Connection : public StreamAdapter {
   void applyArrived();
   void applyFrames(size_t end);
   bool fillsOnly() const noexcept { return filling_ > 0 && filling_ == roots_; }
+  bool onlyListens() const noexcept;
+  void checkLength(uint32_t length) const;
   void handleFrame(std::span<const uint8_t> frame);
   void handleControl(AttributeId id, In in);
   void handleGreeting(In& in);
@@ -295,6 +300,7 @@ class Connection : public StreamAdapter {
   uint32_t filling_ = 0;   // of them, made here and not complete yet
   bool busy_ = false;      // in flush or handleReadable, which do not nest
   bool greeted_ = false;
+  bool asksMounts_ = false;
   bool serves_ = true;
   bool writable_ = true;
   bool isSocket_ = true;
