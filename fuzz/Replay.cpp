@@ -142,6 +142,6 @@ int main(int argc, char** argv) {
     ::alarm(patienceSeconds);
     run("change " + std::to_string(i), changed.next());
   }
-  std::printf("%zu inputs and %zu changes of them\n", inputs.size(), changes);
+  std::fprintf(stderr, "%zu inputs and %zu changes of them\n", inputs.size(), changes);
   return 0;
 }

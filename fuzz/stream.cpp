@@ -21,12 +21,17 @@
 #include "Tovo/Assert.h"
 #include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Exceptions.h"
+#include "fuzz/Messages.h"
 #include "fuzz/TreeState.h"
 
 namespace {
 
+using fuzz::Input;
+using fuzz::message;
+using fuzz::number;
 using fuzz::State;
 using fuzz::stateOf;
+using fuzz::text;
 using Tovo::Directory;
 using Tovo::NboAttrLog::Connection;
 using Tovo::NboAttrLog::Limits;
@@ -34,25 +39,6 @@ using Tovo::NboAttrLog::Limits;
 void demand(bool holds) {
   if (!holds) std::abort();
 }
-
-// ------------------------------------------------------------------------------------- the input
-
-class Input {
- public:
-  Input(const uint8_t* data, size_t size) : at_(data), end_(data + size) {}
-  bool empty() const { return at_ == end_; }
-  uint8_t byte() { return empty() ? 0 : *at_++; }
-  std::string bytes() {
-    const size_t wanted = byte();
-    const size_t count = std::min(wanted, static_cast<size_t>(end_ - at_));
-    at_ += count;
-    return {reinterpret_cast<const char*>(at_ - count), count};
-  }
-
- private:
-  const uint8_t* at_;
-  const uint8_t* end_;
-};
 
 enum Circumstance : uint8_t {
   noGreeting = 1,    ///< of the peer, but for one that the input spells out
@@ -65,37 +51,12 @@ enum Circumstance : uint8_t {
   manyTrees = 128,   ///< also a configuration, which is large, and who refers to it
 };
 
+// Beyond messages.
 enum Step : uint8_t {
-  control,    ///< id, payload
-  low,        ///< entity, id below 256, payload
-  attribute,  ///< entity, id from 256, payload
-  removal,    ///< entity, id from the top, payload
-  anyId,      ///< entity, two bytes of id, payload
-  raw,        ///< bytes
-  ownChange,  ///< which
-  loop,       ///< whether the peer reads what arrived
+  ownChange = fuzz::messageSteps,  ///< which
+  loop,                            ///< whether the peer reads what arrived
   stepCount
 };
-
-std::string number(uint32_t value, int bytes) {
-  std::string text;
-  while (bytes-- > 0) text += static_cast<char>(value >> (8 * bytes));
-  return text;
-}
-
-std::string text(std::string_view value) {
-  return number(static_cast<uint32_t>(value.size()), 4).append(value);
-}
-
-std::string message(uint32_t entity, uint32_t id, const std::string& payload) {
-  return number(static_cast<uint32_t>(6 + payload.size()), 4) + number(entity, 4) +
-         number(id & 0xffff, 2) + payload;
-}
-
-// The highest bit, as on the wire, says whose number it is.
-uint32_t entityNumber(uint8_t byte) {
-  return static_cast<uint32_t>(byte & 0x7f) | static_cast<uint32_t>(byte & 0x80) << 24;
-}
 
 // ----------------------------------------------------------------------------------- the process
 
@@ -270,14 +231,6 @@ void play(Input input, const std::string& hello) {
     constexpr size_t mostSteps = 400;
     for (size_t steps = 0; !input.empty() && steps < mostSteps && !connection.closed(); ++steps) {
       switch (const uint8_t step = input.byte() % stepCount) {
-        case control: {
-          const uint8_t id = input.byte();
-          send(peer, message(0, id, input.bytes()));
-          break;
-        }
-        case raw:
-          send(peer, input.bytes());
-          break;
         case ownChange:
           ownChanges = true;
           try {
@@ -290,14 +243,8 @@ void play(Input input, const std::string& hello) {
           if (input.byte() % 4 != 0) drain(peer);
           turn(connection);
           break;
-        default: {
-          const uint32_t entity = entityNumber(input.byte());
-          uint32_t id = input.byte();
-          if (step == attribute) id = 256 + id;
-          if (step == removal) id = 65536 - 256 - id;
-          if (step == anyId) id = id << 8 | input.byte();
-          send(peer, message(entity, id, input.bytes()));
-        }
+        default:
+          send(peer, fuzz::bytesOf(step, input));
       }
       demand(connection.outputWaiting() <= limits.outputBytes + 128 * 1024);
     }

@@ -66,7 +66,12 @@ class Decoder {
 
   bool show(const Reader::Message& message) {
     changes_.clear();
-    Subject subject = message.entity == 0 ? controlSubject(message) : subjectOf(message);
+    Subject subject;
+    try {
+      subject = message.entity == 0 ? controlSubject(message) : subjectOf(message);
+    } catch (const Tovo::StreamException&) {
+      // Says it again, with its place, when it is applied.
+    }
     recording_.apply();
     if (message.entity == 0) {
       observers_.update(directory_);
@@ -127,7 +132,7 @@ class Decoder {
     return targetPath_;
   }
 
-  Subject subjectOf(const Reader::Message& message) try {
+  Subject subjectOf(const Reader::Message& message) {
     const uint32_t number = message.entity & ~Tovo::NboAttrLog::StreamAdapter::ofPeer;
     const Tovo::Entity* entity = recording_.reader().entity(message.entity);
     if (!entity) {
@@ -157,8 +162,6 @@ class Decoder {
                      Tovo::typeName(type) + " does not have";
     }
     return subject;
-  } catch (const Tovo::StreamException&) {
-    return {};  // says it again when it is applied
   }
 
   static std::string keyText(Attribute collection, Tovo::NboAttrLog::In& in) {

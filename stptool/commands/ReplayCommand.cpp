@@ -50,7 +50,11 @@ void play(PlayedRecording& recording, const ReplayOptions& options, const Wait& 
           const std::function<bool(const Reader::Message&)>& after) {
   Pace pace(options);
   while (const Reader::Message* message = recording.next()) {
-    before(*message);
+    try {
+      before(*message);
+    } catch (const Tovo::StreamException&) {
+      // Says it again, with its place, when it is applied.
+    }
     recording.apply();
     const bool isTime = message->entity == 0 && message->id == Control::time;
     if (isTime && !wait(pace.of(recording.reader().time()))) return;

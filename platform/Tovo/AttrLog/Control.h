@@ -58,7 +58,8 @@ struct Mounted {
   Mounted(In& in, std::string_view who);
 
   /// Makes it a guest's root in the directory. An entity under the path that is of the same type
-  /// and constructor values is gone on with; another one is unmounted. Throws StreamException.
+  /// and constructor values is gone on with; another one is unmounted. Throws StreamException, and
+  /// PathException when nothing can be mounted there.
   Pelmo::Ptr<Entity> bind(StreamAdapter& adapter, Directory& directory) const;
   /// Whether the entity could have been this one.
   bool match(const Entity& entity) const {

@@ -1,6 +1,8 @@
 #include "Tovo/AttrLog/Recording.h"
 
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "Tovo/AttrLog/Control.h"
 
@@ -107,15 +109,16 @@ RecordingReader::~RecordingReader() = default;
 
 // False when the file ends before there are so many bytes.
 bool RecordingReader::fill(size_t bytes) {
-  if (in_.size() - at_ >= bytes) return true;
-  in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at_));
-  at_ = 0;
-  while (in_.size() < bytes) {
-    const size_t had = in_.size();
-    in_.resize(had + readChunk);
-    const size_t got = source_({in_.data() + had, readChunk});
-    in_.resize(had + got);
+  if (end_ - at_ >= bytes) return true;
+  const auto from = in_.begin();
+  std::copy(from + static_cast<std::ptrdiff_t>(at_), from + static_cast<std::ptrdiff_t>(end_),
+            from);
+  end_ -= std::exchange(at_, 0);
+  while (end_ < bytes) {
+    if (end_ == in_.size()) in_.resize(end_ + readChunk);
+    const size_t got = source_({in_.data() + end_, in_.size() - end_});
     if (got == 0) return false;
+    end_ += got;
   }
   return true;
 }
@@ -123,7 +126,7 @@ bool RecordingReader::fill(size_t bytes) {
 void RecordingReader::readBeginning() {
   const bool whole = fill(beginning);
   const std::string_view start(reinterpret_cast<const char*>(in_.data()),
-                               std::min(in_.size(), magic.size()));
+                               std::min(end_, magic.size()));
   if (start.empty()) throw RecordingException(0, "the file is empty; it is no recording");
   if (!magic.starts_with(start)) {
     throw RecordingException(0, "this is no recording, which starts with " + std::string(magic));
@@ -151,7 +154,7 @@ const RecordingReader::Message* RecordingReader::next() {
   message_.size = 0;
   const auto fail = [&](const std::string& why) { throw RecordingException(start, why); };
   if (!fill(frameHeader)) {
-    const size_t left = in_.size() - at_;
+    const size_t left = end_ - at_;
     if (left > 0)
       fail("the file ends inside the length of a message, of which it has " + counted(left));
     if (!greeted_) fail("the file ends before the module records");
@@ -165,7 +168,7 @@ const RecordingReader::Message* RecordingReader::next() {
   if (!farewell_.empty()) fail("a message behind the end of the recording");
   if (!fill(frameHeader + length)) {
     fail("the file ends inside a message of " + counted(frameHeader + length) +
-         ", of which it has " + std::to_string(in_.size() - at_));
+         ", of which it has " + std::to_string(end_ - at_));
   }
   In in({in_.data() + at_ + frameHeader, length});
   const uint32_t number = in.nextU32();
@@ -204,9 +207,15 @@ void RecordingReader::applyControl(AttributeId id, In in) {
       in.expectEnd();
       if (farewell_.empty()) farewell_ = "no reason";
       return;
-    case Control::mounted:
-      Mounted(in, "the recording").bind(*this, directory_);
+    case Control::mounted: {
+      const Mounted mounted(in, "the recording");
+      try {
+        mounted.bind(*this, directory_);
+      } catch (const PathException& error) {
+        throw StreamException(printable(error.what()));
+      }
       return;
+    }
     case Control::unmounted: {
       const Pelmo::String path = in.nextString();
       in.nextString();  // why

@@ -114,6 +114,7 @@ class RecordingReader : public StreamAdapter {
   Directory& directory_;
   std::vector<uint8_t> in_;
   size_t at_ = 0;        // of the first byte of in_ that is not understood
+  size_t end_ = 0;       // of what was read
   uint64_t offset_ = 0;  // of that byte in the file
   Message message_{0, 0, 0, 0, In({})};
   Time time_{};
