@@ -109,6 +109,24 @@ TEST_F(StallTest, ATransferThatStoppedBehindAnElementOfASecondLife) {
   }
 }
 
+// Far larger than what may wait: it goes alone, in parts as the system takes them.
+TEST_F(StallTest, ALargeValueAmongSmallOnes) {
+  Limits limits;
+  limits.outputBytes = 4 * 1024;
+  Pair pair(limits);
+  const auto status = Stp::statusFactory("status");
+  pair.hostDirectory.mount("/status", status);
+  auto& mirror = static_cast<Stp::Status&>(pair.mirror("/status"));
+  for (const size_t megabytes : {10, 15, 1}) {
+    status->lastUnstableReasonIs(std::string(megabytes * 1024 * 1024, 'x'));
+    status->stableCounterIs(static_cast<uint32_t>(megabytes));
+    pair.settle();
+    EXPECT_EQ(mirror.stableCounter(), megabytes);
+    EXPECT_EQ(mirror.lastUnstableReason().size(), megabytes * 1024 * 1024);
+  }
+  pair.expectOpen();
+}
+
 TEST_F(StallTest, OneStalledReaderDoesNotHoldUpAnother) {
   Pair stalled;
   const auto status = Stp::statusFactory("status");

@@ -1,5 +1,6 @@
 #include "Faults.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -11,6 +12,8 @@
 #include <map>
 #include <new>
 #include <utility>
+
+#include "Morsa/Slab.h"
 
 namespace Mirror {
 
@@ -40,6 +43,14 @@ State state;
 
 bool happens(uint32_t ofAll, uint32_t all) {
   return ofAll != 0 && std::uniform_int_distribution<uint32_t>(0, all - 1)(state.random) < ofAll;
+}
+
+void countAllocation() {
+  if (state.paused) return;
+  ++state.allocations;
+  if (state.failing == 0 || state.allocations != state.failing) return;
+  ++state.failures;
+  throw std::bad_alloc();
 }
 
 // An error number, or 0 to go on with fewer bytes.
@@ -130,13 +141,16 @@ __attribute__((visibility("default"))) ssize_t send(int fd, const void* from, si
 }
 }
 
+// Entities, flows and what else lives in slabs: any of them may be the one that needs a page.
+__attribute__((visibility("default"))) void* Morsa::slabAlloc(size_t size) {
+  static const auto allocate =
+      reinterpret_cast<void* (*)(size_t)>(::dlsym(RTLD_NEXT, "_ZN5Morsa9slabAllocEm"));
+  Mirror::countAllocation();
+  return allocate(size);
+}
+
 void* operator new(size_t size) {
-  Mirror::State& state = Mirror::state;
-  if (!state.paused) ++state.allocations;
-  if (!state.paused && state.failing != 0 && state.allocations == state.failing) {
-    ++state.failures;
-    throw std::bad_alloc();
-  }
+  Mirror::countAllocation();
   if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
   throw std::bad_alloc();
 }

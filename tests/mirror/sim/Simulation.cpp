@@ -11,6 +11,7 @@
 #include <charconv>
 #include <list>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -197,6 +198,17 @@ class World {
     switch (step.kind) {
       case 'w':
         return place.write(step.b);
+      case 'x': {
+        Faults::Plan plan;
+        plan.failingAllocation = 1 + chosen(random, 1u << (1 + chosen(random, 9)));
+        const Faults faults(plan);
+        try {
+          place.write(step.b);
+        } catch (const std::bad_alloc&) {
+          // What it was told and could not do it may do some other time.
+        }
+        return;
+      }
       case 'k':
         return place.work();
       case 'f': {
@@ -318,8 +330,9 @@ Schedule scheduleOf(uint64_t seed) {
   Schedule schedule{seed, {}};
   std::minstd_rand random(static_cast<uint32_t>(seed * 7919 % 2147483646 + 1));
   // Each kind as often as it stands here; some worlds are quiet but for one kind of trouble.
-  static constexpr std::string_view mixes[] = {"wwwkkkkkaa",  "wwwkkkffffaa", "wwkkkccttaa",
-                                               "wwkkmmmttaa", "wwkkrrttaau",  "wwwkkkfmcttrua"};
+  static constexpr std::string_view mixes[] = {"wwwkkkkkaa",     "wwwkkkffffaa", "wwkkkccttaa",
+                                               "wwkkmmmttaa",    "wxxkkkttaa",   "wwkkrrttaau",
+                                               "wwwxkkkfmcttrua"};
   const std::string_view kinds = mixes[chosen(random, std::size(mixes))];
   const uint32_t count = 20 + chosen(random, 120);
   for (uint32_t i = 0; i < count; ++i) {

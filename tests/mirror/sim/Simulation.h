@@ -20,6 +20,7 @@ struct Step {
 /// Kinds of steps, `a` chooses a place, `b` is the seed of what it does there:
 ///
 ///   w  writes some changes there, when it may
+///   x  the same, with an allocation that fails: in a setter, or in what observes it
 ///   k  works there once: reads, applies, sends
 ///   f  as k, with interrupted, short, refused and broken reads and writes
 ///   m  as k, with an allocation that fails
