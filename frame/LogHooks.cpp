@@ -18,6 +18,7 @@ using Tovo::Entity;
 using Tovo::StreamException;
 using Tovo::ValueBuffer;
 using Tovo::ValueOps;
+namespace BaseMessage = Tovo::NboAttrLog::BaseMessage;
 using Tovo::NboAttrLog::FlowOut;
 using Tovo::NboAttrLog::FlowResult;
 using Tovo::NboAttrLog::In;
@@ -25,15 +26,21 @@ using Tovo::NboAttrLog::LogAttribute;
 using Tovo::NboAttrLog::LogTable;
 using Tovo::NboAttrLog::Out;
 using Tovo::NboAttrLog::StreamAdapter;
+using Tovo::NboAttrLog::ValueRun;
 
 const Pelmo::Ptr<Entity>& pointerAt(const void* stored) noexcept {
   return *static_cast<const Pelmo::Ptr<Entity>*>(stored);
 }
 
-std::string encoded(const ValueOps& ops, const void* value) {
-  std::string bytes(ops.attrLogSize(value), '\0');
+void encode(const ValueOps& ops, const void* value, std::string& bytes) {
+  bytes.resize(ops.attrLogSize(value));
   Out out({reinterpret_cast<uint8_t*>(bytes.data()), bytes.size()});
   ops.write(out, value);
+}
+
+std::string encoded(const ValueOps& ops, const void* value) {
+  std::string bytes;
+  encode(ops, value, bytes);
   return bytes;
 }
 
@@ -44,31 +51,51 @@ void decode(const std::string& bytes, ValueBuffer& value) {
 
 // ---------------------------------------------------------------------------------------- sending
 
+bool offersMulticast(const StreamAdapter& adapter) noexcept {
+  constexpr uint32_t asked = StreamAdapter::flagMulticast | StreamAdapter::flagsNoMulticast;
+  return (adapter.flags() & asked) == StreamAdapter::flagMulticast;
+}
+
 // One attribute's value. False: no room.
 bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow,
                               const LogAttribute& attribute) {
-  const uint32_t flags = adapter.flags();
-  if ((flags & StreamAdapter::flagMulticast) != 0 &&
-      (flags & StreamAdapter::flagsNoMulticast) == 0 &&
-      adapter.doMessageMulticast(flow, attribute.id)) {
-    return true;
-  }
-  const void* stored = storage(flow.entity(), attribute.attribute);
+  if (offersMulticast(adapter) && adapter.doMessageMulticast(flow, attribute.id)) return true;
+  const void* stored = reinterpret_cast<const char*>(&flow.entity()) + attribute.offset;
   if (attribute.kind == AttributeKind::pointer) {
     const uint32_t target = adapter.referenceId(pointerAt(stored).get());
     Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, sizeof target, 0);
     if (!out) return false;
     *out << target;
+  } else if (attribute.ops->encode) {
+    const size_t size = attribute.encodedSize;
+    Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, size, 0);
+    if (!out) return false;
+    attribute.ops->encode(out->claim(size), stored);
   } else {
-    const size_t size = attribute.encodedSize != Tovo::TypeDescriptor::variableSize
-                            ? attribute.encodedSize
-                            : attribute.ops->attrLogSize(stored);
+    const size_t size = attribute.ops->attrLogSize(stored);
     Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, size, 0);
     if (!out) return false;
     attribute.ops->write(*out, stored);
   }
   adapter.outSmCommitMessage();
   adapter.sentIs(flow, attribute.id);
+  return true;
+}
+
+// All values of a run at once. What a guest sends is under way message by message, so it has to
+// send them one by one, and so has who offers each to a multicast.
+bool maySend(const StreamAdapter& adapter, const FlowOut& flow, const ValueRun& run) {
+  return flow.isDirty(run) && !flow.isToHost() && !offersMulticast(adapter);
+}
+
+// False: no room.
+bool sendRun(StreamAdapter& adapter, FlowOut& flow, const ValueRun& run) {
+  const size_t size = sizeof run.first() + sizeof run.last() + run.encodedSize();
+  Out* out = adapter.singletonSerializeCheck(flow, BaseMessage::values, 0, 1, size, 0);
+  if (!out) return false;
+  *out << run.first() << run.last();
+  run.encode(out->claim(run.encodedSize()), flow.entity());
+  adapter.outSmCommitMessage();
   return true;
 }
 
@@ -150,14 +177,16 @@ bool sendWhole(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& collec
     at.moveBehind(map, nodes, key.get());
   }
   bool sent = true;
+  std::string key;
   while (const void* node = at.next()) {
-    std::string key = encoded(*collection.keyOps, nodes.key(node));
+    encode(*collection.keyOps, nodes.key(node), key);
     sent = sendLeaving(adapter, flow, id, key) &&
            sendElement(adapter, flow, collection, key, nodes.value(node));
     if (flow.detached()) return true;
     if (!sent) break;
     flow.dropDirtyKey(id, key);
-    last = std::move(key);
+    if (!last) last.emplace();
+    last->swap(key);
   }
   if (sent && adapter.handleCollSerializationTransactionMarkers(flow, id, false)) {
     flow.tovoHasSyncedIs(id);
@@ -208,6 +237,12 @@ FlowResult flowOutOnAttributeForConnection(StreamAdapter& adapter, FlowOut& flow
 }
 
 // -------------------------------------------------------------------------------------- receiving
+
+void checkMayWrite(StreamAdapter& adapter, Entity& entity, AttributeId id) {
+  if (adapter.isReadOnlyProxy(entity) && !adapter.allowWriteFromReadOnlyRemote(entity, id)) {
+    Tovo::throwWriteUpdateFromReadOnlyProxyException(entity, id);
+  }
+}
 
 void applyValue(StreamAdapter& adapter, Entity& entity, const LogAttribute& attribute, In& in) {
   const ValueOps& ops = *attribute.ops;
@@ -274,11 +309,15 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, const LogAttribute& attri
     throw StreamException("the number " + std::to_string(id) + " for an element of '" +
                           std::string(collection.name()) + "' stands for something else");
   }
-  const std::string bytes = encoded(keyOps, key.get());
-  adapter.seenKey(owner, collection, bytes);
-  if (adapter.isPending(owner, collection.id(), bytes)) return;
   const bool host = adapter.isHost(owner);
-  if (FlowOut* flow = adapter.flow(owner); flow && host) flow->dropDirtyKey(collection.id(), bytes);
+  std::string bytes;  // only a flow asks for them
+  if (FlowOut* flow = adapter.flow(owner)) {
+    bytes = encoded(keyOps, key.get());
+    if (adapter.isPending(owner, collection.id(), bytes)) {
+      return adapter.seenKey(owner, collection, bytes);
+    }
+    if (host) flow->dropDirtyKey(collection.id(), bytes);
+  }
   const uint32_t known = element ? adapter.entityId(*element) : 0;
   // Another number is another element, made after the one before was deleted; but both sides may
   // have made it at the same time. Then the host goes over to what the guest has.
@@ -294,6 +333,7 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, const LogAttribute& attri
     element = collectionOps(collection).create(owner, key.get(), values.arguments().subspan(1));
   }
   adapter.bindElement(owner, *element, FlowOut::startNowhere, id);
+  adapter.seenElement(owner, collection.id(), id);
   if (host && !isNew) adapter.resendReferences(*element);
 }
 
@@ -320,6 +360,45 @@ void applyEntry(StreamAdapter& adapter, Entity& owner, const LogAttribute& attri
   adapter.seenKey(owner, attribute.attribute, bytes);
   if (adapter.isPending(owner, attribute.id, bytes)) return;
   collectionOps(attribute.attribute).put(owner, key.get(), value.get());
+}
+
+// What each value of the message would do in a message of its own.
+void applyValues(StreamAdapter& adapter, Entity& entity, const LogTable& table, In& in) {
+  const AttributeId firstId = in.nextU16();
+  const AttributeId lastId = in.nextU16();
+  checkMayWrite(adapter, entity, firstId);
+  const LogAttribute* const first = table.logged(firstId);
+  const LogAttribute* const last = table.logged(lastId);
+  if (!first || !last) return adapter.unknownAttributeArrived();
+  if (last < first) {
+    throw StreamException("the values of " + std::string(first->attribute.name()) + " to " +
+                          std::string(last->attribute.name()) + ", which comes before it");
+  }
+  const ValueRun* const run = first->run && first->run->last() == lastId ? first->run : nullptr;
+  size_t size = 0;
+  if (run) {
+    size = run->encodedSize();
+  } else {
+    for (const LogAttribute* at = first; at <= last; ++at) {
+      if (!at->logged) continue;
+      if (at->kind != AttributeKind::attribute || !at->ops->decode) {
+        throw StreamException("the values of " + std::string(first->attribute.name()) + " to " +
+                              std::string(last->attribute.name()) + ", where " +
+                              std::string(at->attribute.name()) + " has no fixed size");
+      }
+      size += at->encodedSize;
+    }
+  }
+  const uint8_t* from = in.take(size);
+  in.expectEnd();
+  const bool nobodyAsks = !adapter.carried(entity).flow && !adapter.streamDemuxer();
+  if (run && nobodyAsks && !entity.nodePublisher().observed()) return run->decode(from, entity);
+  for (const LogAttribute* at = first; at <= last; ++at) {
+    if (!at->logged) continue;
+    In value({from, at->encodedSize});
+    from += at->encodedSize;
+    doHandleAttrDeserialization(adapter, entity, at->id, value);
+  }
 }
 
 void applyRemoval(StreamAdapter& adapter, Entity& owner, const LogAttribute& attribute, In& in) {
@@ -365,6 +444,11 @@ FlowResult handleAttrFlowOut(StreamAdapter& adapter, AttributeId attribute, Flow
   for (uint32_t ordinal = flow.firstDirty(0); ordinal != FlowOut::none;
        ordinal = flow.firstDirty(ordinal + 1)) {
     const LogAttribute& dirty = table.at(ordinal);
+    if (dirty.run && maySend(adapter, flow, *dirty.run)) {
+      if (!sendRun(adapter, flow, *dirty.run)) return FlowResult::notFinished;
+      flow.cleanIs(*dirty.run);
+      continue;
+    }
     if (!dirty.keyOps) {
       if (!handleValueSerialization(adapter, flow, dirty)) return FlowResult::notFinished;
       flow.cleanIs(dirty);
@@ -384,11 +468,9 @@ int streamAdapterOnAttribute(StreamAdapter& adapter, AttributeId attribute, Flow
 }
 
 void doHandleAttrDeserialization(StreamAdapter& adapter, Entity& entity, AttributeId id, In& in) {
-  const StreamAdapter::Carried& known = adapter.carried(entity);
-  const LogTable& table = *known.table;
-  if (known.host && known.readOnly && !adapter.allowWriteFromReadOnlyRemote(entity, id)) {
-    Tovo::throwWriteUpdateFromReadOnlyProxyException(entity, id);
-  }
+  const LogTable& table = adapter.table(entity);
+  if (id == BaseMessage::values) return applyValues(adapter, entity, table, in);
+  checkMayWrite(adapter, entity, id);
   if (Tovo::NboAttrLog::StreamDemuxer* demuxer = adapter.streamDemuxer()) {
     if (demuxer->handleMessage(entity, id, in)) return;
   }

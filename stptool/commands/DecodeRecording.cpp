@@ -147,6 +147,10 @@ class Decoder {
       if (collection) subject.attribute = collection.name();
       return subject;
     }
+    if (message.id == BaseMessage::values) {
+      describeValues(subject, type, in);
+      return subject;
+    }
     const Attribute attribute = Tovo::attributeById(type, message.id);
     const Attribute removed = Tovo::attributeById(type, Tovo::removalId(message.id));
     if (attribute && attribute.isLogged()) {
@@ -194,6 +198,19 @@ class Decoder {
     }
   }
 
+  static void describeValues(Subject& subject, Tovo::TovoTypeBase type, Tovo::NboAttrLog::In& in) {
+    subject.message = "values";
+    const Tovo::AttributeId first = in.nextU16();
+    const Tovo::AttributeId last = in.nextU16();
+    Tovo::forEachAttribute(type, [&](Attribute attribute) {
+      if (attribute.id() < first || attribute.id() > last || !attribute.isLogged()) return;
+      Tovo::ValueBuffer value(attribute.ops());
+      value.read(in);
+      subject.note += (subject.note.empty() ? "" : ", ") + std::string(attribute.name()) + " = " +
+                      Tovo::valueText(attribute.ops(), value.get());
+    });
+  }
+
   std::string referenceText(uint32_t number) const {
     if (number == 0) return "None";
     const Reader& reader = recording_.reader();
@@ -216,8 +233,8 @@ class Decoder {
     }
     size_t shown = 0;
     std::string line = head;
-    if ((subject.message == "value" || subject.message == "element" ||
-         subject.message == "removal") &&
+    if ((subject.message == "value" || subject.message == "values" ||
+         subject.message == "element" || subject.message == "removal") &&
         !changes_.empty()) {
       line += changeText(changes_[shown++]) + "\n";
     } else {

@@ -126,6 +126,14 @@ TEST_F(HostileTest, EveryWrongMessageHasItsReason) {
        message(Served::hw, 258, text("Mst1") + text("Mst1") + u32(Served::quiesce)),
        "stands for something else"},
       {"removal cut", message(Served::hw, 65536 - 258, u32(9)), "9 bytes"},
+      {"values cut", message(Served::quiesce, 3, u16(258) + u16(259) + "12345678"),
+       "a value of 9 bytes at byte 10"},
+      {"values with rest", message(Served::quiesce, 3, u16(258) + u16(259) + "1234567890"),
+       "left behind"},
+      {"values backwards", message(Served::quiesce, 3, u16(259) + u16(258)),
+       "the values of ovuInProgress to peerWaitTime, which comes before it"},
+      {"values of any size", message(Served::quiesce, 3, u16(258) + u16(262) + "1234567890"),
+       "the values of peerWaitTime to stpNormalOperationStage, where overriddenBy has no fixed"},
       {"transfer of a scalar", message(Served::quiesce, 1, u16(258)), "which is no collection"},
       {"transfer without beginning", message(Served::hw, 2, u16(258)), "did not begin"},
   };
@@ -168,6 +176,7 @@ TEST_F(HostileTest, WritesToAReadOnlyMountAreRefused) {
   const std::string writes[] = {
       message(Served::quiesce, 259, u8(1)),
       message(Served::quiesce, 999, u8(1)),
+      message(Served::quiesce, 3, u16(258) + u16(259) + "123456789"),
       message(Served::hw, 258, text("Mst1") + text("Mst1") + u32(1)),
       message(Served::hw, 65536 - 258, text("Mst0")),
       message(Served::hw, 1, u16(258)),
@@ -193,10 +202,11 @@ TEST_F(HostileTest, UnknownIdsAndGoneEntitiesAreCounted) {
   static_cast<Stp::Hw&>(*served.directory.mounted("/hw")).mstiHwDel("Mst0");
   peer.settle();
   peer.send(message(Served::quiesce, 154, text("name")) + message(Served::quiesce, 9999, "any") +
-            message(Served::quiesce, 65536 - 258, "any") + message(0x80000003, 258, "gone") +
-            message(77, 258, "never there") + endOfTurn);
+            message(Served::quiesce, 65536 - 258, "any") +
+            message(Served::quiesce, 3, u16(258) + u16(263) + "any") +
+            message(0x80000003, 258, "gone") + message(77, 258, "never there") + endOfTurn);
   EXPECT_FALSE(peer.connection().closed()) << peer.connection().closeReason();
-  EXPECT_EQ(peer.connection().counters().unknownAttributes, 3u);
+  EXPECT_EQ(peer.connection().counters().unknownAttributes, 4u);
   EXPECT_EQ(peer.connection().counters().unknownEntities, 2u);
   EXPECT_EQ(served.directory.mounted("/quiesce")->name().view(), "quiesce");
 }
@@ -440,7 +450,7 @@ TEST_F(HostileTest, GarbledStreamsToAGuest) {
     if (Entity* mirror = directory.mounted("/status")) plainOf(*mirror);
   });
   RecordProperty("runs", runs);
-  EXPECT_GT(runs, 20000);
+  EXPECT_GT(runs, 15000);
 }
 
 TEST_F(HostileTest, GarbledStreamsToAHostLeaveOthersAlone) {

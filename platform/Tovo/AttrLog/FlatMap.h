@@ -15,8 +15,9 @@ namespace Tovo::NboAttrLog {
 /// eighths full; removal closes the gap, so the size follows what is in it now. Values are moved
 /// when others come and go: a pointer to one is good until the next insertion or removal.
 ///
-/// Numbers that were given one after the other lie side by side. A peer may choose numbers that
-/// collide: then the map goes over to places that nobody outside can foresee.
+/// Numbers that were given one after the other lie side by side, and so do objects that were made
+/// so: who goes through them goes through the map in order. A peer may choose numbers that collide:
+/// then the map goes over to places that nobody outside can foresee.
 template <class Key, class Value>
 class FlatMap {
  public:
@@ -94,13 +95,16 @@ class FlatMap {
   }
 
   size_t home(Key key) const noexcept {
+    uint64_t number;
     if constexpr (std::is_pointer_v<Key>) {
-      return hashOfNumber(reinterpret_cast<uintptr_t>(key)) & mask_;
+      // Smaller than what is pointed at, so that neighbours have places of their own.
+      number = reinterpret_cast<uintptr_t>(key) >> 5;
     } else {
-      if (seed_ == 0) [[likely]]
-        return key & mask_;
-      return static_cast<size_t>((key * uint64_t{seed_}) >> 20) & mask_;
+      number = key;
     }
+    if (seed_ == 0) [[likely]]
+      return static_cast<size_t>(number) & mask_;
+    return static_cast<size_t>((number * uint64_t{seed_}) >> 20) & mask_;
   }
 
   void rebuild(size_t slots) {

@@ -44,6 +44,8 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   StreamAdapter* adapter() const noexcept { return adapter_; }
   /// The adapter has let go of the flow, or the entity is gone.
   bool detached() const noexcept { return adapter_ == nullptr; }
+  /// A guest's: what it sends is under way until the host has taken it.
+  bool isToHost() const noexcept { return toHost_; }
   void detachFromAdapter() noexcept;
 
   /// An attribute is to be sent; of a collection, what its dirty keys say, or all elements between
@@ -60,6 +62,11 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   bool isDirty(const LogAttribute& attribute) const noexcept {
     return (word(attribute.ordinal) >> (attribute.ordinal & 63) & 1) != 0;
   }
+  /// The same of all attributes of a run.
+  bool isDirty(const ValueRun& run) const noexcept {
+    return (word(64 * run.word()) & run.bits()) == run.bits();
+  }
+  void cleanIs(const ValueRun& run) noexcept { word(64 * run.word()) &= ~run.bits(); }
   /// How much is dirty: attributes, collections among them, and keys of these. Cost: their number.
   struct Dirty {
     size_t attributes = 0;
@@ -144,9 +151,9 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   uint32_t entityId_;
   AttributeId start_;
   bool queued_ = false;
-  bool toHost_ = false;    // a guest's: what it sends is under way until it is taken
-  bool complete_ = false;  // everything was sent once
-  uint64_t dirty_ = 0;     // the first 64 attributes
+  bool toHost_ = false;
+  bool complete_ = false;                  // everything was sent once
+  uint64_t dirty_ = 0;                     // the first 64 attributes
   std::unique_ptr<uint64_t[]> moreDirty_;  // the others, where a type has so many
   std::vector<std::unique_ptr<CollectionFlow>> collections_;
 };

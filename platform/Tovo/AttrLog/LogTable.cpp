@@ -58,7 +58,7 @@ LogTable::LogTable(TovoTypeBase type) : type_(type), hooks_(entityHooks(type)) {
     LogAttribute entry{attribute,
                        nullptr,
                        nullptr,
-                       total(),
+                       total_++,
                        attribute.descriptor().offset,
                        TypeDescriptor::variableSize,
                        attribute.id(),
@@ -95,6 +95,34 @@ LogTable::LogTable(TovoTypeBase type) : type_(type), hooks_(entityHooks(type)) {
     byId_.resize(std::max<size_t>(byId_.size(), entry.id - firstId_ + 1), nullptr);
     byId_[entry.id - firstId_] = &entry;
   }
+  findRuns();
+}
+
+void LogTable::findRuns() {
+  runs_.reserve(attributes_.size());
+  LogAttribute* first = nullptr;
+  const auto end = [&] {
+    if (first && runs_.back().count() > 1) {
+      first->run = &runs_.back();
+    } else if (first) {
+      runs_.pop_back();
+    }
+    first = nullptr;
+  };
+  for (LogAttribute& entry : attributes_) {
+    if (!entry.logged) continue;
+    if (first && runs_.back().word() != entry.ordinal / 64) end();
+    if (entry.kind != AttributeKind::attribute || !entry.ops->encode) {
+      end();
+      continue;
+    }
+    if (!first) {
+      first = &entry;
+      runs_.emplace_back();
+    }
+    runs_.back().add(entry);
+  }
+  end();
 }
 
 }  // namespace Tovo::NboAttrLog

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "Tovo/AttrLog/ValueRun.h"
 #include "Tovo/Module.h"
 
 namespace Tovo::NboAttrLog {
@@ -19,6 +20,7 @@ struct LogAttribute {
   AttributeId id;
   AttributeKind kind;
   bool logged;
+  const ValueRun* run = nullptr;  ///< the one that begins here
 };
 
 /// One of the values that an entity is constructed from.
@@ -35,7 +37,7 @@ class LogTable {
 
   TovoTypeBase type() const noexcept { return type_; }
   const EntityHooks& hooks() const noexcept { return *hooks_; }
-  uint32_t total() const noexcept { return static_cast<uint32_t>(attributes_.size()); }
+  uint32_t total() const noexcept { return total_; }
   const LogAttribute& at(uint32_t ordinal) const noexcept { return attributes_[ordinal]; }
 
   /// The name or key, then the parameters in order of declaration.
@@ -52,14 +54,17 @@ class LogTable {
 
  private:
   explicit LogTable(TovoTypeBase type);
+  void findRuns();
 
   TovoTypeBase type_;
   const EntityHooks* hooks_;
   uint32_t firstId_ = 0;
+  uint32_t total_ = 0;
   std::vector<const LogAttribute*> byId_;
   std::vector<LogAttribute> attributes_;
   std::vector<uint64_t> loggedBits_;
   std::vector<ConstructorValue> constructor_;
+  std::vector<ValueRun> runs_;
 };
 
 }  // namespace Tovo::NboAttrLog

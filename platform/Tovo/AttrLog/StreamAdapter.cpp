@@ -29,6 +29,8 @@ class StreamAdapter::Reservation : public Pelmo::Observer {
 
 /// A whole transfer of a collection that is under way towards this side.
 struct StreamAdapter::Transfer {
+  uint32_t number;
+  // Of elements that are carried, their bindings say it.
   std::unordered_set<std::string> seen;
 };
 
@@ -81,7 +83,7 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
   if (reserved != 0 && bindings_.contains(reserved)) return reserved;
   if (id == 0) id = reserved != 0 ? reserved : newId();
   const LogTable& table = LogTable::of(entity.tovoType());
-  Binding binding{&entity, &table, nullptr, mount, false};
+  Binding binding{&entity, &table, nullptr, 0, mount, false};
   const bool host = mount.side == MountSide::host;
   if (host || !mount.readOnly) {
     const Pelmo::Ptr<FlowOut> flow = table.hooks().newFlowOut(*this, entity, id, start);
@@ -93,7 +95,7 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
   }
   ids_[&entity] = id;
   bindings_[id] = std::move(binding);
-  asked_ = {};
+  if (asked_.entity == &entity) asked_ = {};
   if (reserved != 0) reservations_.erase(reserved);
   if (reserved != 0 && reserved != id) resendReferences(entity);
   if (!waitingFor_.empty()) resolveReferences(id, entity);
@@ -122,16 +124,16 @@ void StreamAdapter::resendReferences(const Entity& entity) {
 
 uint32_t StreamAdapter::bindElement(Entity& owner, Entity& element, AttributeId start,
                                     uint32_t id) {
-  const uint32_t* above = ids_.find(&owner);
-  const Binding* mounted = above ? bindings_.find(*above) : nullptr;
-  if (!mounted) throw StreamException("the owner of an element is not carried any more");
+  const Carried& above = carried(owner);
+  if (above.id == 0) throw StreamException("the owner of an element is not carried any more");
+  const Mount mount{above.host ? MountSide::host : MountSide::guest, above.readOnly};
   size_t depth = 1;
   for (const Entity* entity = &owner; (entity = entity->parent()) != nullptr;) ++depth;
   if (depth > nesting_) {
     throw EndingException(Ending::nesting,
                           "an element nested deeper than " + std::to_string(nesting_));
   }
-  return bind(element, mounted->mount, start, id);
+  return bind(element, mount, start, id);
 }
 
 void StreamAdapter::unbind(Entity& entity) noexcept {
@@ -239,27 +241,47 @@ FlowOut::Dirty StreamAdapter::dirty() const noexcept {
 
 // -------------------------------------------------------------------------------------- sending
 
+// Elements that come to light while their owner is sent follow it at once, while all that was just
+// read of them is still at hand.
 void StreamAdapter::enqueue(FlowOut& flow) noexcept {
+  FlowOut* const before = sending_ ? std::exchange(behind_, &flow) : lastQueued_;
   flow.queued_ = true;
-  flow.previousQueued_ = lastQueued_;
-  flow.nextQueued_ = nullptr;
-  (lastQueued_ ? lastQueued_->nextQueued_ : firstQueued_) = &flow;
-  lastQueued_ = &flow;
+  flow.previousQueued_ = before;
+  flow.nextQueued_ = before ? before->nextQueued_ : nullptr;
+  (before ? before->nextQueued_ : firstQueued_) = &flow;
+  (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = &flow;
 }
 
 void StreamAdapter::dequeue(FlowOut& flow) noexcept {
   if (!flow.queued_) return;
   flow.queued_ = false;
+  if (&flow == sending_) sending_ = nullptr;
+  if (&flow == behind_) behind_ = flow.previousQueued_;
   (flow.previousQueued_ ? flow.previousQueued_->nextQueued_ : firstQueued_) = flow.nextQueued_;
   (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = flow.previousQueued_;
 }
 
 bool StreamAdapter::pump() {
+  constexpr size_t cacheLine = 64;
   while (firstQueued_) {
     // It stays the first one meanwhile: when it is not finished it goes on before all others,
     // because an element must not be spoken of before it is sent itself.
     const Pelmo::Ptr<FlowOut> flow(firstQueued_);
-    const FlowResult result = flow->table().hooks().handleAttrFlowOut(*this, 0, *flow);
+    // The next one comes from memory while this one is sent, and the one behind it is looked for.
+    if (const FlowOut* next = flow->nextQueued_) {
+      __builtin_prefetch(next->entity_);
+      __builtin_prefetch(next->nextQueued_);
+      __builtin_prefetch(reinterpret_cast<const char*>(next->nextQueued_) + cacheLine);
+    }
+    sending_ = behind_ = flow.get();
+    FlowResult result;
+    try {
+      result = flow->table().hooks().handleAttrFlowOut(*this, 0, *flow);
+    } catch (...) {
+      sending_ = nullptr;
+      throw;
+    }
+    sending_ = nullptr;
     if (flow->detached()) continue;
     if (result == FlowResult::notFinished) return false;
     dequeue(*flow);
@@ -321,8 +343,7 @@ void StreamAdapter::applyMessage(uint32_t entityId, AttributeId attribute, In& i
 
 void StreamAdapter::doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in) {
   if (attribute != BaseMessage::beginCollection && attribute != BaseMessage::endCollection) {
-    ++counters_.unknownAttributes;
-    return;
+    return unknownAttributeArrived();
   }
   const AttributeId id = in.nextU16();
   in.expectEnd();
@@ -405,7 +426,8 @@ void StreamAdapter::eraseEntry(Entity& owner, Attribute collection, const void* 
 }
 
 void StreamAdapter::beginTransfer(Entity& entity, Attribute collection) {
-  transfers_[{&entity, collection.id()}] = std::make_unique<Transfer>();
+  transfers_[{&entity, collection.id()}] =
+      std::unique_ptr<Transfer>(new Transfer{++lastTransfer_, {}});
 }
 
 void StreamAdapter::endTransfer(Entity& owner, Attribute collection) {
@@ -424,7 +446,13 @@ void StreamAdapter::endTransfer(Entity& owner, Attribute collection) {
   }
   std::vector<std::string> gone;
   const ValueOps& keyOps = collection.keyOps();
-  forEachElement(owner, collection, [&](const void* key, const void*) {
+  const bool ofElements = collection.kind() == AttributeKind::ownCollection;
+  forEachElement(owner, collection, [&](const void* key, const void* item) {
+    if (ofElements) {
+      const uint32_t* known = ids_.find(elementEntity(item));
+      const Binding* binding = known ? bindings_.find(*known) : nullptr;
+      if (binding && binding->transfer == transfer->number) return;
+    }
     std::string bytes = encoded(keyOps, key);
     if (!transfer->seen.contains(bytes) && !isPending(owner, id, bytes)) {
       gone.push_back(std::move(bytes));
@@ -447,6 +475,13 @@ void StreamAdapter::seenKey(Entity& owner, Attribute collection, const std::stri
   } else {
     it->second->seen.erase(key);
   }
+}
+
+void StreamAdapter::seenElement(Entity& owner, AttributeId collection, uint32_t element) {
+  if (transfers_.empty()) return;
+  const auto it = transfers_.find({&owner, collection});
+  if (it == transfers_.end()) return;
+  if (Binding* binding = bindings_.find(element)) binding->transfer = it->second->number;
 }
 
 void StreamAdapter::awaitReference(Entity& holder, Attribute attribute, std::string key,

@@ -198,7 +198,9 @@ class StreamAdapter {
   void putReference(Entity& holder, const LogAttribute& attribute, const void* key, Entity& target);
   /// Erases an element or entry of which the peer says that it has left.
   void eraseEntry(Entity& owner, Attribute collection, const void* key, const std::string& bytes);
-  /// Messages of the runtime itself, and ids that the type does not have: these are counted.
+  /// What was said of an attribute that the type does not have is counted and skipped.
+  void unknownAttributeArrived() noexcept { ++counters_.unknownAttributes; }
+  /// Messages of the runtime itself, and ids that the type does not have.
   void doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in);
   bool isReadOnlyProxy(const Entity& entity) const noexcept {
     const Carried& known = carried(entity);
@@ -223,6 +225,8 @@ class StreamAdapter {
 
   /// A key of a collection has arrived, or has gone, for the whole transfer that may be under way.
   void seenKey(Entity& owner, Attribute collection, const std::string& key, bool there = true);
+  /// The same of an element that is carried, by its number.
+  void seenElement(Entity& owner, AttributeId collection, uint32_t element);
 
   /// A reference whose target is not carried yet: it is applied when that arrives. Until the turn
   /// ends the holder keeps what it has, then null. It waits no more when another one arrives, or
@@ -276,6 +280,7 @@ class StreamAdapter {
     Entity* entity = nullptr;
     const LogTable* table = nullptr;
     Pelmo::Ptr<Pelmo::Node> keeps;  // the flow, or the entity where there is none
+    uint32_t transfer = 0;          // the last one that has mentioned it
     Mount mount{};
     bool hasFlow = false;
 
@@ -330,14 +335,18 @@ class StreamAdapter {
   bool outAgain_ = false;
   StreamDemuxer* demuxer_ = nullptr;
   Turn turn_;
+  FlowOut* sending_ = nullptr;  // the first one, while it is asked what it has to send
+  FlowOut* behind_ = nullptr;   // it, or the last one that was put in behind it meanwhile
   uint32_t flags_ = 0;
   uint32_t lastId_ = 0;
+  uint32_t lastTransfer_ = 0;
 };
 
 /// Ids of the runtime's own messages about a carried entity.
 namespace BaseMessage {
 constexpr AttributeId beginCollection = 1;  ///< U16 collection: a whole transfer starts
 constexpr AttributeId endCollection = 2;    ///< U16 collection: what was not mentioned is gone
+constexpr AttributeId values = 3;  ///< U16 first, U16 last, the values of these and between
 }  // namespace BaseMessage
 
 }  // namespace Tovo::NboAttrLog
