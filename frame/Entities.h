@@ -6,6 +6,7 @@
 #include "Tovo/Entity.h"
 #include "Tovo/GenericIf.h"
 #include "frame/LogHooks.h"
+#include "frame/ValueRuns.h"
 
 namespace Frame {
 
@@ -38,12 +39,12 @@ struct CreatorCall<creator> {
 
 /// The hooks of an entity type with its static creator.
 template <class T, class Flow, auto creator>
-constexpr Tovo::EntityHooks entityHooks() {
-  return {&T::memAllocationTracker_,   &Impl::CreatorCall<creator>::create,
-          &newEntityForAttrLog,        &serializeConstructorParams,
-          &attrLogSizeCtorParams,      &newFlowOut<Flow>,
-          &handleAttrFlowOut,          &streamAdapterOnAttribute,
-          &doHandleAttrDeserialization};
+constexpr Tovo::EntityHooks entityHooks(std::span<const Tovo::NboAttrLog::ValueRun> runs = {}) {
+  return {&T::memAllocationTracker_,    &Impl::CreatorCall<creator>::create,
+          &newEntityForAttrLog,         &serializeConstructorParams,
+          &attrLogSizeCtorParams,       &newFlowOut<Flow>,
+          &handleAttrFlowOut,           &streamAdapterOnAttribute,
+          &doHandleAttrDeserialization, runs};
 }
 
 /// The entry of an entity type in its module's record.

@@ -23,6 +23,7 @@ using Tovo::NboAttrLog::FlowOut;
 using Tovo::NboAttrLog::FlowResult;
 using Tovo::NboAttrLog::In;
 using Tovo::NboAttrLog::LogAttribute;
+using Tovo::NboAttrLog::LogRun;
 using Tovo::NboAttrLog::LogTable;
 using Tovo::NboAttrLog::Out;
 using Tovo::NboAttrLog::StreamAdapter;
@@ -84,17 +85,17 @@ bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow,
 
 // All values of a run at once. What a guest sends is under way message by message, so it has to
 // send them one by one, and so has who offers each to a multicast.
-bool maySend(const StreamAdapter& adapter, const FlowOut& flow, const ValueRun& run) {
+bool maySend(const StreamAdapter& adapter, const FlowOut& flow, const LogRun& run) {
   return flow.isDirty(run) && !flow.isToHost() && !offersMulticast(adapter);
 }
 
 // False: no room.
 bool sendRun(StreamAdapter& adapter, FlowOut& flow, const ValueRun& run) {
-  const size_t size = sizeof run.first() + sizeof run.last() + run.encodedSize();
+  const size_t size = sizeof run.first + sizeof run.last + run.encodedSize;
   Out* out = adapter.singletonSerializeCheck(flow, BaseMessage::values, 0, 1, size, 0);
   if (!out) return false;
-  *out << run.first() << run.last();
-  run.encode(out->claim(run.encodedSize()), flow.entity());
+  *out << run.first << run.last;
+  run.encode(out->claim(run.encodedSize), flow.entity());
   adapter.outSmCommitMessage();
   return true;
 }
@@ -374,10 +375,11 @@ void applyValues(StreamAdapter& adapter, Entity& entity, const LogTable& table, 
     throw StreamException("the values of " + std::string(first->attribute.name()) + " to " +
                           std::string(last->attribute.name()) + ", which comes before it");
   }
-  const ValueRun* const run = first->run && first->run->last() == lastId ? first->run : nullptr;
+  const ValueRun* run = first->run ? first->run->run : nullptr;
+  if (run && run->last != lastId) run = nullptr;
   size_t size = 0;
   if (run) {
-    size = run->encodedSize();
+    size = run->encodedSize;
   } else {
     for (const LogAttribute* at = first; at <= last; ++at) {
       if (!at->logged) continue;
@@ -445,7 +447,7 @@ FlowResult handleAttrFlowOut(StreamAdapter& adapter, AttributeId attribute, Flow
        ordinal = flow.firstDirty(ordinal + 1)) {
     const LogAttribute& dirty = table.at(ordinal);
     if (dirty.run && maySend(adapter, flow, *dirty.run)) {
-      if (!sendRun(adapter, flow, *dirty.run)) return FlowResult::notFinished;
+      if (!sendRun(adapter, flow, *dirty.run->run)) return FlowResult::notFinished;
       flow.cleanIs(*dirty.run);
       continue;
     }

@@ -35,20 +35,11 @@ struct OptionalOps {
   const void* (*value)(const void* optional, void* storage);
 };
 
-/// What a value of fixed encoded size looks like in memory, as far as it is simple.
-enum class StoredAs : uint8_t {
-  object,
-  byte,      ///< the byte of the log; any is a value
-  truth,     ///< a bool
-  number32,  ///< a uint32_t
-};
-
 /// One table a C++ type. Storage is raw memory of the stated size and alignment.
 struct ValueOps {
   uint32_t size;
   uint32_t align;
   uint32_t encodedSize;  ///< TypeDescriptor::variableSize where it depends on the value
-  StoredAs stored;
   /// encodedSize bytes, to be written, and to be read into a value that exists. Both are null where
   /// that depends on the value, or not all bytes are values.
   void (*encode)(uint8_t* to, const void* value) noexcept;
@@ -284,19 +275,6 @@ struct LogForm<Pelmo::BasicVector<T, Tag>, Wire::plain> {
 
 namespace Impl {
 
-template <class T>
-constexpr StoredAs storedAs() {
-  if constexpr (std::is_same_v<T, bool>) {
-    return StoredAs::truth;
-  } else if constexpr (sizeof(T) == 1 && (std::is_integral_v<T> || std::is_enum_v<T>)) {
-    return StoredAs::byte;
-  } else if constexpr (sizeof(T) == 4 && (std::is_integral_v<T> || std::is_enum_v<T>)) {
-    return StoredAs::number32;
-  } else {
-    return StoredAs::object;
-  }
-}
-
 template <class T, Wire wire>
 constexpr auto encodeFunction() -> void (*)(uint8_t*, const void*) noexcept {
   if constexpr (wire == Wire::plain && NboAttrLog::FixedSize<T>) {
@@ -426,7 +404,6 @@ constexpr ValueOps ValueOpsOf<T, wire>::table{
     sizeof(T),
     alignof(T),
     LogForm<T, wire>::fixed,
-    Impl::storedAs<T>(),
     Impl::encodeFunction<T, wire>(),
     Impl::decodeFunction<T, wire>(),
     [](void* storage, const void* source) {

@@ -57,6 +57,7 @@ class Tables {
     emitLiterals();
     emitDefaults();
     emitCollections();
+    emitRuns();
     emitHooks();
     emitDetails();
     emitAttributes();
@@ -155,16 +156,22 @@ class Tables {
         pieces.push_back("\"" + lines[line] + (end ? "\"" + tail : " \""));
       }
     }
-    std::string current = "{";
+    wrappedPieces("{", " ", pieces);
+  }
+
+  // Begins with `start`, and each further line with `indent`.
+  void wrappedPieces(const std::string& start, const std::string& indent,
+                     const std::vector<std::string>& pieces) {
+    std::string current = start;
+    bool first = true;
     for (const std::string& piece : pieces) {
-      const bool first = current == "{" || current == " ";
       if (!first && out_.indentation() + current.size() + 1 + piece.size() > Writer::width) {
         out_.line(current);
-        current = " ";
-        current += piece;
+        current = indent + piece;
       } else {
         current += (first ? "" : " ") + piece;
       }
+      first = false;
     }
     out_.line(current);
   }
@@ -212,6 +219,45 @@ class Tables {
     if (any) out_.line();
   }
 
+  // Attributes with values of fixed size and no other ones that travel between them.
+  static std::vector<std::vector<const Member*>> runsOf(const Type& type) {
+    std::vector<std::vector<const Member*>> runs(1);
+    for (const Member& member : type.members) {
+      const bool isValue =
+          member.kind == MemberKind::attribute || member.kind == MemberKind::counter;
+      if (isValue && !member.type.optional && !member.wire32 && member.type.type->encodedSize) {
+        runs.back().push_back(&member);
+      } else if (isValue || member.kind == MemberKind::pointer || member.isCollection()) {
+        runs.emplace_back();
+      }
+    }
+    std::erase_if(runs, [](const auto& run) { return run.size() < 2; });
+    return runs;
+  }
+
+  void emitRuns() {
+    for (const Type* type : module_.types) {
+      if (!type->isEntity()) continue;
+      const auto runs = runsOf(*type);
+      if (runs.empty()) continue;
+      out_.line("static constexpr Tovo::NboAttrLog::ValueRun " + unique(*type, "runs") + "[] = {");
+      out_.indent();
+      for (const auto& run : runs) {
+        std::vector<std::string> pieces = {std::to_string(run.front()->id) + ",",
+                                           std::to_string(run.back()->id) + ","};
+        for (const Member* member : run) {
+          const bool last = member == run.back();
+          pieces.push_back("&" + type->qualifiedName + "::" + storageName(*member) +
+                           (last ? ">()," : ","));
+        }
+        wrappedPieces("Frame::valueRun<", "    ", pieces);
+      }
+      out_.outdent();
+      out_.line("};");
+      out_.line();
+    }
+  }
+
   void emitHooks() {
     bool any = false;
     for (const Type* type : module_.types) {
@@ -220,7 +266,8 @@ class Tables {
       const std::string name = type->qualifiedName;
       out_.line("static constexpr Tovo::EntityHooks " + unique(*type, "hooks") + " =");
       out_.line("    Frame::entityHooks<" + name + ", " + name + "::FlowOut,");
-      out_.line("        &" + name + "::" + creatorName(*type) + ">();");
+      out_.line("        &" + name + "::" + creatorName(*type) + ">(" +
+                (runsOf(*type).empty() ? "" : unique(*type, "runs")) + ");");
     }
     if (any) out_.line();
   }

@@ -1,8 +1,11 @@
 // What the runtime calls on entity types; each type's module supplies one table.
 #pragma once
 
+#include <span>
+
 #include "Pelmo/Ptr.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
+#include "Tovo/AttrLog/ValueRun.h"
 #include "Tovo/GenericIf.h"
 
 namespace Tovo {
@@ -26,6 +29,8 @@ struct EntityHooks {
                                   NboAttrLog::FlowOut& flow);
   void (*doHandleAttrDeserialization)(NboAttrLog::StreamAdapter& adapter, Entity& entity,
                                       AttributeId attribute, NboAttrLog::In& in);
+  /// Of the type's own attributes.
+  std::span<const NboAttrLog::ValueRun> runs;
 };
 
 }  // namespace Tovo

@@ -98,7 +98,7 @@ class FlatMap {
     uint64_t number;
     if constexpr (std::is_pointer_v<Key>) {
       // Smaller than what is pointed at, so that neighbours have places of their own.
-      number = reinterpret_cast<uintptr_t>(key) >> 5;
+      number = reinterpret_cast<uintptr_t>(key) >> 6;
     } else {
       number = key;
     }

@@ -63,10 +63,10 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
     return (word(attribute.ordinal) >> (attribute.ordinal & 63) & 1) != 0;
   }
   /// The same of all attributes of a run.
-  bool isDirty(const ValueRun& run) const noexcept {
-    return (word(64 * run.word()) & run.bits()) == run.bits();
+  bool isDirty(const LogRun& run) const noexcept {
+    return (word(64 * run.word) & run.bits) == run.bits;
   }
-  void cleanIs(const ValueRun& run) noexcept { word(64 * run.word()) &= ~run.bits(); }
+  void cleanIs(const LogRun& run) noexcept { word(64 * run.word) &= ~run.bits; }
   /// How much is dirty: attributes, collections among them, and keys of these. Cost: their number.
   struct Dirty {
     size_t attributes = 0;

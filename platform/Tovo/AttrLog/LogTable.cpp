@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 
+#include "Tovo/AttrLog/EntityHooks.h"
 #include "Tovo/AttrLog/FlatMap.h"
 #include "Tovo/ValueOps.h"
 
@@ -100,29 +101,20 @@ LogTable::LogTable(TovoTypeBase type) : type_(type), hooks_(entityHooks(type)) {
 
 void LogTable::findRuns() {
   runs_.reserve(attributes_.size());
-  LogAttribute* first = nullptr;
-  const auto end = [&] {
-    if (first && runs_.back().count() > 1) {
+  for (TovoTypeBase type = type_; type; type = baseType(type)) {
+    for (const ValueRun& run : entityHooks(type)->runs) {
+      auto* const first = const_cast<LogAttribute*>(logged(run.first));
+      const LogAttribute* const last = logged(run.last);
+      // Without a word of its own it is not worth the trouble.
+      if (first->ordinal / 64 != last->ordinal / 64) continue;
+      uint64_t bits = 0;
+      for (const LogAttribute* at = first; at <= last; ++at) {
+        if (at->logged) bits |= uint64_t{1} << (at->ordinal % 64);
+      }
+      runs_.push_back({&run, bits, first->ordinal / 64});
       first->run = &runs_.back();
-    } else if (first) {
-      runs_.pop_back();
     }
-    first = nullptr;
-  };
-  for (LogAttribute& entry : attributes_) {
-    if (!entry.logged) continue;
-    if (first && runs_.back().word() != entry.ordinal / 64) end();
-    if (entry.kind != AttributeKind::attribute || !entry.ops->encode) {
-      end();
-      continue;
-    }
-    if (!first) {
-      first = &entry;
-      runs_.emplace_back();
-    }
-    runs_.back().add(entry);
   }
-  end();
 }
 
 }  // namespace Tovo::NboAttrLog

@@ -9,6 +9,13 @@
 
 namespace Tovo::NboAttrLog {
 
+/// A run of a type or its bases, and its attributes as a set: their bits in one word of it.
+struct LogRun {
+  const ValueRun* run;
+  uint64_t bits;
+  uint32_t word;
+};
+
 /// One attribute of a type or its bases.
 struct LogAttribute {
   Attribute attribute;
@@ -20,7 +27,7 @@ struct LogAttribute {
   AttributeId id;
   AttributeKind kind;
   bool logged;
-  const ValueRun* run = nullptr;  ///< the one that begins here
+  const LogRun* run = nullptr;  ///< the one that begins here
 };
 
 /// One of the values that an entity is constructed from.
@@ -64,7 +71,7 @@ class LogTable {
   std::vector<LogAttribute> attributes_;
   std::vector<uint64_t> loggedBits_;
   std::vector<ConstructorValue> constructor_;
-  std::vector<ValueRun> runs_;
+  std::vector<LogRun> runs_;
 };
 
 }  // namespace Tovo::NboAttrLog
