@@ -68,41 +68,42 @@ void encode(benchmark::State& state) {
   state.counters["bytes of its messages"] = static_cast<double>(log.used());
 }
 
-/// What the log says of a port, message by message.
-class Messages {
- public:
-  explicit Messages(Stp::MstiPortStatus& port) {
-    log_.bind(port, {Tovo::NboAttrLog::MountSide::host, true}, 0);
-    if (!log_.pump()) throw std::length_error("more messages than there is room");
-  }
-  template <class Handle>
-  void forEach(const Handle& handle) {
-    const uint8_t* const end = log_.room() + log_.used();
-    for (const uint8_t* at = log_.room(); at < end;) {
-      const auto length = Tovo::NboAttrLog::load<uint32_t>(at);
-      const std::span<const uint8_t> message(at + MemoryLog::frameHeader, length);
-      handle(Tovo::NboAttrLog::load<Tovo::AttributeId>(message.data() + sizeof(uint32_t)),
-             In(message, MemoryLog::messageHeader));
-      at += MemoryLog::frameHeader + length;
-    }
-  }
-
- private:
-  MemoryLog log_;
+struct Message {
+  Tovo::AttributeId attribute;
+  std::span<const uint8_t> payload;
 };
+
+/// What the log says of a port.
+std::vector<Message> messagesOf(MemoryLog& log, Stp::MstiPortStatus& port) {
+  log.bind(port, {Tovo::NboAttrLog::MountSide::host, true}, 0);
+  if (!log.pump()) throw std::length_error("more messages than there is room");
+  std::vector<Message> messages;
+  const uint8_t* const end = log.room() + log.used();
+  for (const uint8_t* at = log.room(); at < end;) {
+    const auto length = Tovo::NboAttrLog::load<uint32_t>(at);
+    at += MemoryLog::frameHeader;
+    messages.push_back({Tovo::NboAttrLog::load<Tovo::AttributeId>(at + sizeof(uint32_t)),
+                        {at + MemoryLog::messageHeader, length - MemoryLog::messageHeader}});
+    at += length;
+  }
+  return messages;
+}
 
 void decode(benchmark::State& state) {
   const auto port = portOf(true);
   const Pelmo::Ptr<Stp::MstiPortStatus> sources[] = {portOf(false), portOf(true)};
-  Messages contents[] = {Messages(*sources[0]), Messages(*sources[1])};
+  MemoryLog logs[2];
+  const std::vector<Message> contents[] = {messagesOf(logs[0], *sources[0]),
+                                           messagesOf(logs[1], *sources[1])};
   MemoryLog log;
   const uint32_t id =
       log.bind(*port, {Tovo::NboAttrLog::MountSide::guest, true}, FlowOut::startNowhere);
   size_t turn = 1;
   for (auto _ : state) {
     turn ^= 1;
-    contents[turn].forEach(
-        [&](Tovo::AttributeId attribute, In in) { log.handleMessage(id, attribute, in); });
+    for (const Message& message : contents[turn]) {
+      log.handleMessage(id, message.attribute, In(message.payload));
+    }
     benchmark::ClobberMemory();
   }
   const auto wanted = portOf(turn == 1);

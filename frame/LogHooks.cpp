@@ -57,27 +57,37 @@ bool offersMulticast(const StreamAdapter& adapter) noexcept {
   return (adapter.flags() & asked) == StreamAdapter::flagMulticast;
 }
 
-// One attribute's value. False: no room.
-bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow,
-                              const LogAttribute& attribute) {
-  if (offersMulticast(adapter) && adapter.doMessageMulticast(flow, attribute.id)) return true;
-  const void* stored = reinterpret_cast<const char*>(&flow.entity()) + attribute.offset;
+// A pointer, or a value of any size. False: no room.
+bool sendOther(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& attribute,
+               const void* stored) {
   if (attribute.kind == AttributeKind::pointer) {
     const uint32_t target = adapter.referenceId(pointerAt(stored).get());
     Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, sizeof target, 0);
     if (!out) return false;
     *out << target;
-  } else if (attribute.ops->encode) {
-    const size_t size = attribute.encodedSize;
-    Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, size, 0);
-    if (!out) return false;
-    attribute.ops->encode(out->claim(size), stored);
   } else {
     const size_t size = attribute.ops->attrLogSize(stored);
     Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, size, 0);
     if (!out) return false;
     attribute.ops->write(*out, stored);
   }
+  adapter.outSmCommitMessage();
+  adapter.sentIs(flow, attribute.id);
+  return true;
+}
+
+// One attribute's value. False: no room.
+inline bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow,
+                                     const LogAttribute& attribute) {
+  if (offersMulticast(adapter) && adapter.doMessageMulticast(flow, attribute.id)) return true;
+  const void* stored = reinterpret_cast<const char*>(&flow.entity()) + attribute.offset;
+  if (!attribute.ops || !attribute.ops->encode) {
+    return sendOther(adapter, flow, attribute, stored);
+  }
+  const size_t size = attribute.encodedSize;
+  Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, size, 0);
+  if (!out) return false;
+  attribute.ops->encode(out->claim(size), stored);
   adapter.outSmCommitMessage();
   adapter.sentIs(flow, attribute.id);
   return true;
@@ -239,23 +249,27 @@ FlowResult flowOutOnAttributeForConnection(StreamAdapter& adapter, FlowOut& flow
 
 // -------------------------------------------------------------------------------------- receiving
 
-void checkMayWrite(StreamAdapter& adapter, Entity& entity, AttributeId id) {
+inline void checkMayWrite(StreamAdapter& adapter, const Entity& entity, AttributeId id) {
   if (adapter.isReadOnlyProxy(entity) && !adapter.allowWriteFromReadOnlyRemote(entity, id)) {
     Tovo::throwWriteUpdateFromReadOnlyProxyException(entity, id);
   }
 }
 
-void applyValue(StreamAdapter& adapter, Entity& entity, const LogAttribute& attribute, In& in) {
+inline void applyValue(StreamAdapter& adapter, Entity& entity, const LogAttribute& attribute,
+                       In& in) {
   const ValueOps& ops = *attribute.ops;
-  void* stored = storage(entity, attribute.attribute);
+  void* stored = reinterpret_cast<char*>(&entity) + attribute.offset;
+  if (!entity.nodePublisher().observed()) {
+    // A flow would observe it.
+    if (!ops.decode) return static_cast<void>(ops.update(in, stored, nullptr));
+    const uint8_t* from = in.take(attribute.encodedSize);
+    in.expectEnd();
+    return ops.decode(from, stored);
+  }
   if (adapter.isPending(entity, attribute.id)) {
     ValueBuffer value(ops);
     value.read(in);
     return in.expectEnd();
-  }
-  if (!entity.nodePublisher().observed()) {
-    ops.update(in, stored, nullptr);
-    return;
   }
   ValueBuffer previous(ops);
   if (previous.update(in, stored)) adapter.changed(entity, attribute, previous.get());
@@ -364,43 +378,47 @@ void applyEntry(StreamAdapter& adapter, Entity& owner, const LogAttribute& attri
 }
 
 // What each value of the message would do in a message of its own.
-void applyValues(StreamAdapter& adapter, Entity& entity, const LogTable& table, In& in) {
-  const AttributeId firstId = in.nextU16();
-  const AttributeId lastId = in.nextU16();
-  checkMayWrite(adapter, entity, firstId);
-  const LogAttribute* const first = table.logged(firstId);
-  const LogAttribute* const last = table.logged(lastId);
-  if (!first || !last) return adapter.unknownAttributeArrived();
-  if (last < first) {
-    throw StreamException("the values of " + std::string(first->attribute.name()) + " to " +
-                          std::string(last->attribute.name()) + ", which comes before it");
-  }
-  const ValueRun* run = first->run ? first->run->run : nullptr;
-  if (run && run->last != lastId) run = nullptr;
+void applyOneByOne(StreamAdapter& adapter, Entity& entity, const LogAttribute& first,
+                   const LogAttribute& last, In& in) {
+  const auto throwOf = [&](const std::string& why) {
+    throw StreamException("the values of " + std::string(first.attribute.name()) + " to " +
+                          std::string(last.attribute.name()) + ", " + why);
+  };
+  if (&last < &first) throwOf("which comes before it");
   size_t size = 0;
-  if (run) {
-    size = run->encodedSize;
-  } else {
-    for (const LogAttribute* at = first; at <= last; ++at) {
-      if (!at->logged) continue;
-      if (at->kind != AttributeKind::attribute || !at->ops->decode) {
-        throw StreamException("the values of " + std::string(first->attribute.name()) + " to " +
-                              std::string(last->attribute.name()) + ", where " +
-                              std::string(at->attribute.name()) + " has no fixed size");
-      }
-      size += at->encodedSize;
+  for (const LogAttribute* at = &first; at <= &last; ++at) {
+    if (!at->logged) continue;
+    if (at->kind != AttributeKind::attribute || !at->ops->decode) {
+      throwOf("where " + std::string(at->attribute.name()) + " has no fixed size");
     }
+    size += at->encodedSize;
   }
   const uint8_t* from = in.take(size);
   in.expectEnd();
-  const bool nobodyAsks = !adapter.carried(entity).flow && !adapter.streamDemuxer();
-  if (run && nobodyAsks && !entity.nodePublisher().observed()) return run->decode(from, entity);
-  for (const LogAttribute* at = first; at <= last; ++at) {
+  for (const LogAttribute* at = &first; at <= &last; ++at) {
     if (!at->logged) continue;
     In value({from, at->encodedSize});
     from += at->encodedSize;
     doHandleAttrDeserialization(adapter, entity, at->id, value);
   }
+}
+
+void applyValues(StreamAdapter& adapter, Entity& entity, const LogTable& table, In& in) {
+  const AttributeId firstId = in.nextU16();
+  const AttributeId lastId = in.nextU16();
+  checkMayWrite(adapter, entity, firstId);
+  const LogAttribute* const first = table.logged(firstId);
+  if (first && first->run && !adapter.streamDemuxer() && !entity.nodePublisher().observed()) {
+    const ValueRun& run = *first->run->run;
+    if (run.last == lastId) {
+      const uint8_t* from = in.take(run.encodedSize);
+      in.expectEnd();
+      return run.decode(from, entity);
+    }
+  }
+  const LogAttribute* const last = table.logged(lastId);
+  if (!first || !last) return adapter.unknownAttributeArrived();
+  applyOneByOne(adapter, entity, *first, *last, in);
 }
 
 void applyRemoval(StreamAdapter& adapter, Entity& owner, const LogAttribute& attribute, In& in) {
@@ -482,6 +500,8 @@ void doHandleAttrDeserialization(StreamAdapter& adapter, Entity& entity, Attribu
     if (left && left->keyOps) return applyRemoval(adapter, entity, *left, in);
     return adapter.doBaseTovoNboAttrLogSaMsg(entity, id, in);
   }
+  if (attribute->kind == AttributeKind::attribute) [[likely]]
+    return applyValue(adapter, entity, *attribute, in);
   switch (attribute->kind) {
     case AttributeKind::pointer:
       return applyPointer(adapter, entity, *attribute, in);
@@ -489,11 +509,8 @@ void doHandleAttrDeserialization(StreamAdapter& adapter, Entity& entity, Attribu
       return applyOwned(adapter, entity, *attribute, in);
     case AttributeKind::refCollection:
       return applyReferenceEntry(adapter, entity, *attribute, in);
-    case AttributeKind::valueCollection:
-    case AttributeKind::selfKeyedCollection:
-      return applyEntry(adapter, entity, *attribute, in);
     default:
-      return applyValue(adapter, entity, *attribute, in);
+      return applyEntry(adapter, entity, *attribute, in);
   }
 }
 

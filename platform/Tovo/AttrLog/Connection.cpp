@@ -48,6 +48,7 @@ Connection::Connection(int fd, Directory& directory, Limits limits)
 Connection::Connection(int readFd, int writeFd, Directory& directory, Limits limits)
     : directory_(directory), limits_(limits), readFd_(readFd), writeFd_(writeFd) {
   mostBytes_ = limits_.messageBytes;
+  takenFromAnybody_ = std::min(limits_.messageBytes, limits_.requestBytes);
   nesting_ = limits_.nesting;
   setNonBlocking(readFd_);
   if (writeFd_ != readFd_) setNonBlocking(writeFd_);
@@ -134,7 +135,8 @@ void Connection::applyArrived() {
   while (inEnd_ - inScanned_ >= frameHeader) {
     const uint8_t* const frame = in_.data() + inScanned_;
     const uint32_t length = load<uint32_t>(frame);
-    checkLength(length);
+    if (length < messageHeader || length > takenFromAnybody_) [[unlikely]]
+      checkLength(length);
     if (inEnd_ - inScanned_ - frameHeader < length) break;
     const bool nothingWaits = inScanned_ == inStart_;
     inScanned_ += frameHeader + length;

@@ -295,10 +295,11 @@ class Connection : public StreamAdapter {
   uint32_t synced_ = 0;
   uint32_t pings_ = 0;
   uint32_t pongs_ = 0;
-  uint32_t requests_ = 0;  // of this side that may be refused
-  uint32_t roots_ = 0;     // that were ever mounted over this connection
-  uint32_t filling_ = 0;   // of them, made here and not complete yet
-  bool busy_ = false;      // in flush or handleReadable, which do not nest
+  uint32_t requests_ = 0;        // of this side that may be refused
+  uint32_t roots_ = 0;           // that were ever mounted over this connection
+  uint32_t filling_ = 0;         // of them, made here and not complete yet
+  bool busy_ = false;            // in flush or handleReadable, which do not nest
+  size_t takenFromAnybody_ = 0;  // the longest message that is taken without a question
   bool greeted_ = false;
   bool asksMounts_ = false;
   bool serves_ = true;

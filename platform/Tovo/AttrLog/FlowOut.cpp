@@ -53,7 +53,7 @@ void FlowOut::dirtyFrom(AttributeId start) noexcept {
   for (uint32_t ordinal = 0; ordinal < table_.total(); ordinal += 64) {
     uint64_t bits = table_.loggedBits(ordinal / 64);
     // Ids ascend with the places.
-    for (; bits != 0; bits &= bits - 1) {
+    for (; start != 0 && bits != 0; bits &= bits - 1) {
       if (table_.at(ordinal + static_cast<uint32_t>(std::countr_zero(bits))).id >= start) break;
     }
     word(ordinal) |= bits;

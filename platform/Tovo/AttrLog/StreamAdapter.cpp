@@ -241,17 +241,6 @@ FlowOut::Dirty StreamAdapter::dirty() const noexcept {
 
 // -------------------------------------------------------------------------------------- sending
 
-// Elements that come to light while their owner is sent follow it at once, while all that was just
-// read of them is still at hand.
-void StreamAdapter::enqueue(FlowOut& flow) noexcept {
-  FlowOut* const before = sending_ ? std::exchange(behind_, &flow) : lastQueued_;
-  flow.queued_ = true;
-  flow.previousQueued_ = before;
-  flow.nextQueued_ = before ? before->nextQueued_ : nullptr;
-  (before ? before->nextQueued_ : firstQueued_) = &flow;
-  (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = &flow;
-}
-
 void StreamAdapter::dequeue(FlowOut& flow) noexcept {
   if (!flow.queued_) return;
   flow.queued_ = false;

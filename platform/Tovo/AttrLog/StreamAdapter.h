@@ -342,6 +342,17 @@ class StreamAdapter {
   uint32_t lastTransfer_ = 0;
 };
 
+// Elements that come to light while their owner is sent follow it at once, while all that was just
+// read of them is still at hand.
+inline void StreamAdapter::enqueue(FlowOut& flow) noexcept {
+  FlowOut* const before = sending_ ? std::exchange(behind_, &flow) : lastQueued_;
+  flow.queued_ = true;
+  flow.previousQueued_ = before;
+  flow.nextQueued_ = before ? before->nextQueued_ : nullptr;
+  (before ? before->nextQueued_ : firstQueued_) = &flow;
+  (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = &flow;
+}
+
 /// Ids of the runtime's own messages about a carried entity.
 namespace BaseMessage {
 constexpr AttributeId beginCollection = 1;  ///< U16 collection: a whole transfer starts
