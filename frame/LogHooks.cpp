@@ -104,8 +104,10 @@ bool sendRun(StreamAdapter& adapter, FlowOut& flow, const ValueRun& run) {
   const size_t size = sizeof run.first + sizeof run.last + run.encodedSize;
   Out* out = adapter.singletonSerializeCheck(flow, BaseMessage::values, 0, 1, size, 0);
   if (!out) return false;
-  *out << run.first << run.last;
-  run.encode(out->claim(run.encodedSize), flow.entity());
+  uint8_t* const to = out->claim(size);
+  Tovo::NboAttrLog::store(to, run.first);
+  Tovo::NboAttrLog::store(to + sizeof run.first, run.last);
+  run.encode(to + sizeof run.first + sizeof run.last, flow.entity());
   adapter.outSmCommitMessage();
   return true;
 }

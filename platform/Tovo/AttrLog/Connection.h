@@ -202,8 +202,19 @@ class Connection : public StreamAdapter {
 
  private:
   void sendGreeting();
+  /// False: no room, and it need not be sent now.
   template <class Write>
-  bool sendControl(AttributeId id, size_t size, const Write& write, bool always = true);
+  bool sendControl(AttributeId id, size_t size, const Write& write, bool always = true) {
+    uint8_t* const payload = startControl(id, size, always);
+    if (!payload) return false;
+    Out out({payload, size});
+    write(out);
+    room_ = payload + size;
+    return true;
+  }
+  /// Writes the head of a message; null where sendControl is false. What was begun is part of the
+  /// output when room_ moves behind it.
+  uint8_t* startControl(AttributeId id, size_t size, bool always);
   void sendText(AttributeId id, std::string_view text);
   bool readSome();
   void applyArrived();

@@ -241,15 +241,6 @@ FlowOut::Dirty StreamAdapter::dirty() const noexcept {
 
 // -------------------------------------------------------------------------------------- sending
 
-void StreamAdapter::dequeue(FlowOut& flow) noexcept {
-  if (!flow.queued_) return;
-  flow.queued_ = false;
-  if (&flow == sending_) sending_ = nullptr;
-  if (&flow == behind_) behind_ = flow.previousQueued_;
-  (flow.previousQueued_ ? flow.previousQueued_->nextQueued_ : firstQueued_) = flow.nextQueued_;
-  (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = flow.previousQueued_;
-}
-
 bool StreamAdapter::pump() {
   constexpr size_t cacheLine = 64;
   while (firstQueued_) {

@@ -353,6 +353,15 @@ inline void StreamAdapter::enqueue(FlowOut& flow) noexcept {
   (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = &flow;
 }
 
+inline void StreamAdapter::dequeue(FlowOut& flow) noexcept {
+  if (!flow.queued_) return;
+  flow.queued_ = false;
+  if (&flow == sending_) sending_ = nullptr;
+  if (&flow == behind_) behind_ = flow.previousQueued_;
+  (flow.previousQueued_ ? flow.previousQueued_->nextQueued_ : firstQueued_) = flow.nextQueued_;
+  (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = flow.previousQueued_;
+}
+
 /// Ids of the runtime's own messages about a carried entity.
 namespace BaseMessage {
 constexpr AttributeId beginCollection = 1;  ///< U16 collection: a whole transfer starts
