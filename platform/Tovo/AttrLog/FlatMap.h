@@ -38,11 +38,11 @@ class FlatMap {
     if (8 * (size_ + 1) > 5 * slots_.size()) rebuild(slots_.empty() ? 8 : 2 * slots_.size());
     size_t probes = 0;
     size_t at = home(key);
-    for (; slots_[at].key != Key{}; at = (at + 1) & mask_) ++probes;
+    for (; isTaken(at); at = (at + 1) & mask_) ++probes;
     if (probes > longestRun && seed_ == 0) {
       seed_ = reinterpret_cast<uintptr_t>(slots_.data()) | 1;
       rebuild(slots_.size());
-      for (at = home(key); slots_[at].key != Key{};) at = (at + 1) & mask_;
+      for (at = home(key); isTaken(at);) at = (at + 1) & mask_;
     }
     slots_[at].key = key;
     ++size_;
@@ -55,7 +55,7 @@ class FlatMap {
     // What goes with the value may look into the map.
     [[maybe_unused]] const Value last = std::move(slot->value);
     size_t gap = static_cast<size_t>(slot - slots_.data());
-    for (size_t at = (gap + 1) & mask_; slots_[at].key != Key{}; at = (at + 1) & mask_) {
+    for (size_t at = (gap + 1) & mask_; isTaken(at); at = (at + 1) & mask_) {
       if (((at - home(slots_[at].key)) & mask_) < ((at - gap) & mask_)) continue;
       slots_[gap] = std::move(slots_[at]);
       gap = at;
@@ -84,6 +84,8 @@ class FlatMap {
     Value value{};
   };
   static constexpr size_t longestRun = 64;
+
+  bool isTaken(size_t at) const noexcept { return slots_[at].key != Key{}; }
 
   Slot* slotOf(Key key) noexcept {
     if (size_ == 0) return nullptr;
@@ -114,7 +116,7 @@ class FlatMap {
     for (Slot& slot : before) {
       if (slot.key == Key{}) continue;
       size_t at = home(slot.key);
-      while (slots_[at].key != Key{}) at = (at + 1) & mask_;
+      while (isTaken(at)) at = (at + 1) & mask_;
       slots_[at] = std::move(slot);
     }
   }
