@@ -3,6 +3,7 @@
 #
 # usage: scripts/memcheck.sh BUILD_DIR WORK_DIR
 set -euo pipefail
+scripts=$(cd "$(dirname "$0")" && pwd)
 build=$(cd "$1" && pwd)
 rm -rf "$2"
 mkdir -p "$2/bin"
@@ -13,12 +14,12 @@ for program in stptool agent status_reader; do
   cat >"$work/bin/$program" <<RUN
 #!/bin/sh
 exec valgrind --quiet --leak-check=full --errors-for-leak-kinds=definite,possible \\
-  --error-exitcode=99 --log-file="$work/$program.%p.log" "$build/bin/$program" "\$@"
+  --suppressions="$scripts/valgrind.supp" --error-exitcode=99 --log-file="$work/$program.%p.log" "$build/bin/$program" "\$@"
 RUN
   chmod +x "$work/bin/$program"
 done
 status=0
-STP_DEMO_PATIENCE=120 "$(dirname "$0")/../examples/demo.sh" "$work" || status=$?
+STP_DEMO_PATIENCE=120 "$scripts/../examples/demo.sh" "$work" || status=$?
 find "$work" -name '*.log' -size +0 -exec cat {} + >"$work/findings"
 if [ -s "$work/findings" ]; then
   cat "$work/findings" >&2
