@@ -1,7 +1,5 @@
 #include "Pelmo/Node.h"
 
-#include "Pelmo/Publisher.h"
-
 namespace Pelmo {
 
 namespace {
@@ -14,7 +12,7 @@ Node::~Node() = default;
 void Node::lastUserGone() noexcept { delete this; }
 
 void Node::die() noexcept {
-  if (Publisher::keeps(*this)) return;
+  if (publishing_) return;  // whoever publishes looks again at the end
   references_.set(dyingReferences);
   lastUserGone();
 }

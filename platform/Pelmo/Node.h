@@ -14,7 +14,8 @@ class Publisher;
 ///
 ///   offset 0   virtual table
 ///          8   reference count
-///         12   flags
+///         12   whether its observers are being told of a change
+///         14   flags, of their word the upper half
 class Node {
  public:
   /// Set while the node may be used; its destructor clears it before anything else.
@@ -36,9 +37,10 @@ class Node {
   uint32_t references() const noexcept { return references_.value(); }
 
   void nodeFlagSet(uint32_t flag, bool on) noexcept {
-    flags_ = on ? flags_ | flag : flags_ & ~flag;
+    const auto upper = static_cast<uint16_t>(flag >> 16);
+    flags_ = static_cast<uint16_t>(on ? flags_ | upper : flags_ & ~upper);
   }
-  bool nodeFlag(uint32_t flag) const noexcept { return (flags_ & flag) != 0; }
+  bool nodeFlag(uint32_t flag) const noexcept { return (flags_ & flag >> 16) != 0; }
 
  protected:
   Node() noexcept = default;
@@ -48,7 +50,8 @@ class Node {
   void die() noexcept;
 
   mutable RefCount references_{1};
-  uint32_t flags_ = flagLive;
+  bool publishing_ = false;
+  uint16_t flags_ = flagLive >> 16;
 };
 
 }  // namespace Pelmo

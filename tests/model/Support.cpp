@@ -222,7 +222,6 @@ void Recorder::handleChange(const Pelmo::Change& change) {
   Tovo::Entity& source = Tovo::entityOf(change.source);
   const Attribute attribute = attributeById(source.tovoType(), change.attribute);
   EXPECT_TRUE(attribute) << change.attribute;
-  EXPECT_EQ(change.reserved, nullptr);
   std::string line(source.nameString().view());
   line += std::string(".") + attribute.name();
   EXPECT_EQ(change.key != nullptr, attribute.isCollection());

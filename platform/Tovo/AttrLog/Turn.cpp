@@ -72,7 +72,7 @@ void Turn::changed(Entity& source, const LogAttribute& attribute, const void* ke
       destroyValues(held_.back());
       held_.pop_back();
     }
-    tellNow({source.nodePublisher(), attribute.id, key, previous, nullptr});
+    tellNow({source.nodePublisher(), attribute.id, key, previous});
   }
 }
 
@@ -167,7 +167,7 @@ void Turn::publish(const Held& held, std::exception_ptr& failure) {
   publishesOwn_ = held.told != Told::changeOfObserver;
   const auto tell = [&](const void* previous) {
     try {
-      publisher.publishCaught({publisher, held.attribute->id, held.key, previous, nullptr});
+      publisher.publishCaught({publisher, held.attribute->id, held.key, previous});
     } catch (...) {
       if (!failure) failure = std::current_exception();
     }

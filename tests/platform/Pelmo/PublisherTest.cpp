@@ -188,6 +188,38 @@ TEST_F(PublisherTest, EveryObserverIsCalledAndTheFirstExceptionGoesOn) {
   EXPECT_EQ(changed(*node, 2), (Calls{"a2", "c2", "d2"}));
 }
 
+TEST_F(PublisherTest, ANodeDiesAlsoWhenItsNotificationEndsInAnException) {
+  for (const char* who : {"the only one", "one of several", "one from above"}) {
+    SCOPED_TRACE(who);
+    for (const bool dropped : {false, true}) {  // while it is notified, or afterwards
+      const auto above = TreeNode::make();
+      node = TreeNode::make();
+      above->add(node);
+      Recorder& thrower = std::string(who) == "the only one" ? a : b;
+      a.then = nullptr;
+      a.observe(node->publisher());
+      if (std::string(who) == "one of several") b.observe(node->publisher());
+      if (std::string(who) == "one from above") b.observeRecursive(above->publisher());
+      thrower.then = [&](const Change&) {
+        if (dropped) {
+          above->remove(node.get());
+          node = nullptr;
+        }
+        throw std::runtime_error("thrown");
+      };
+      calls.clear();
+      EXPECT_THROW(node.get()->change(1), std::runtime_error);
+      if (!dropped) {
+        above->remove(node.get());
+        EXPECT_EQ(std::count(calls.begin(), calls.end(), "a gone"), 0);
+        node = nullptr;
+      }
+      EXPECT_EQ(std::count(calls.begin(), calls.end(), "a gone"), 1);
+      b.detach();
+    }
+  }
+}
+
 TEST_F(PublisherTest, AnObserverSeesTheChangeAsItWasPublished) {
   const int key = 1, previous = 2;
   a.observe(node->publisher());
