@@ -1,5 +1,6 @@
 #include "Pelmo/String.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -7,7 +8,9 @@
 #include <new>
 #include <ostream>
 #include <stdexcept>
-#include <unordered_set>
+
+#include "Morsa/Slab.h"
+#include "Pelmo/HashIndex.h"
 
 namespace Pelmo {
 
@@ -21,28 +24,31 @@ class NamePool {
   }
 
   String::Block* find(std::string_view text) {
-    const Name name{text, String::hashOf(text)};
-    Guard guard(*this);
-    auto it = blocks_.find(name);
-    if (it != blocks_.end() && (*it)->references.addUnlessGone()) return *it;
-    String::Block* block = String::newBlock(text);
-    block->interned = 1;
-    block->hash = name.hash;
-    // A block that another thread is just letting go stands aside for the new one.
-    if (it != blocks_.end()) blocks_.erase(it);
-    try {
-      blocks_.insert(block);
-    } catch (...) {
-      std::free(block);
-      throw;
+    const uint32_t hash = String::hashOf(text);
+    const Guard guard(*this);
+    const uint32_t slot =
+        !index_.exists() ? HashIndex::nowhere : index_.find(hash, [&](const void* object) {
+          const String::Block* block = blockOf(object);
+          return block->hash == hash && textOf(block) == text;
+        });
+    if (slot != HashIndex::nowhere) {
+      String::Block* block = blockOf(index_.at(slot));
+      if (block->references.addUnlessGone()) return block;
+      // One that another thread is just letting go stands aside for a new one.
+      erase(slot);
     }
+    makeRoom();
+    String::Block* block = String::newBlock(text, true);
+    block->hash = hash;
+    index_.add(hash, block);
+    ++names_;
     return block;
   }
 
   void remove(String::Block* block) noexcept {
-    Guard guard(*this);
-    auto it = blocks_.find(nameOf(block));
-    if (it != blocks_.end() && *it == block) blocks_.erase(it);
+    const Guard guard(*this);
+    const uint32_t slot = index_.find(block->hash, [&](void* object) { return object == block; });
+    if (slot != HashIndex::nowhere) erase(slot);
   }
 
  private:
@@ -52,31 +58,32 @@ class NamePool {
     }
     std::unique_lock<std::mutex> lock;
   };
-  struct Name {
-    std::string_view text;
-    uint32_t hash;
-  };
-  static Name nameOf(const Name& name) noexcept { return name; }
-  static Name nameOf(const String::Block* block) noexcept {
-    return {{block->text(), block->size}, block->hash};
+  static String::Block* blockOf(const void* object) noexcept {
+    return static_cast<String::Block*>(const_cast<void*>(object));
   }
-  struct Hash {
-    using is_transparent = void;
-    size_t operator()(const auto& each) const noexcept { return nameOf(each).hash; }
-  };
-  struct Equal {
-    using is_transparent = void;
-    bool operator()(const auto& a, const auto& b) const noexcept {
-      return nameOf(a).hash == nameOf(b).hash && nameOf(a).text == nameOf(b).text;
-    }
-  };
+  static std::string_view textOf(const String::Block* block) noexcept {
+    return {block->text(), block->size};
+  }
+
+  void makeRoom() {
+    if (index_.exists() && !index_.full()) return;
+    constexpr uint32_t few = 8;
+    HashIndex filled(std::max(names_, few) + 1);
+    index_.forEach([&](void* block) { filled.add(blockOf(block)->hash, block); });
+    index_.swap(filled);
+  }
+  void erase(uint32_t slot) noexcept {
+    index_.erase(slot);
+    --names_;
+  }
 
   std::mutex mutex_;
-  std::unordered_set<String::Block*, Hash, Equal> blocks_;
+  HashIndex index_;
+  uint32_t names_ = 0;
 };
 
 String::String(std::string_view text) {
-  if (!text.empty()) block_ = newBlock(text);
+  if (!text.empty()) block_ = newBlock(text, false);
 }
 
 String String::interned(std::string_view text) {
@@ -89,14 +96,10 @@ String String::interned(const String& text) {
   return !text.block_ || text.block_->interned ? text : interned(text.view());
 }
 
-uint32_t String::hash() const noexcept {
-  if (!block_) return hashOf({});
-  uint32_t known = __atomic_load_n(&block_->hash, __ATOMIC_RELAXED);
-  if (known == 0) {
-    known = hashOf(view());
-    __atomic_store_n(&block_->hash, known, __ATOMIC_RELAXED);
-  }
-  return known;
+uint32_t String::computeHash() const noexcept {
+  const uint32_t hash = hashOf(view());
+  if (block_) __atomic_store_n(&block_->hash, hash, __ATOMIC_RELAXED);
+  return hash;
 }
 
 uint32_t String::hashOf(std::string_view text) noexcept {
@@ -121,22 +124,42 @@ uint32_t String::hashOf(std::string_view text) noexcept {
   return folded != 0 ? folded : 1;
 }
 
-String::Block* String::newBlock(std::string_view text) {
+namespace {
+
+// Names are short and stay: a slot has no header of its own.
+bool goesToSlab(bool interned, size_t bytes) noexcept {
+  constexpr size_t longest = 256;
+  return interned && bytes <= longest;
+}
+
+}  // namespace
+
+String::Block* String::newBlock(std::string_view text, bool interned) {
   if (text.size() > std::numeric_limits<uint32_t>::max() - sizeof(Block) - 1) {
     throw std::length_error("a string holds less than 4 GiB");
   }
-  void* memory = std::malloc(sizeof(Block) + text.size() + 1);
+  const size_t bytes = sizeof(Block) + text.size() + 1;
+  void* memory = goesToSlab(interned, bytes) ? Morsa::slabAlloc(bytes) : std::malloc(bytes);
   if (!memory) throw std::bad_alloc();
-  auto* block = new (memory) Block{RefCount(1), static_cast<uint32_t>(text.size()), 0, 0};
+  auto* block = new (memory)
+      Block{RefCount(1), static_cast<uint32_t>(text.size()), 0, interned ? uint32_t{1} : 0};
   std::memcpy(block->text(), text.data(), text.size());
   block->text()[text.size()] = '\0';
   return block;
 }
 
+void String::freeBlock(Block* block) noexcept {
+  if (goesToSlab(block->interned != 0, sizeof(Block) + block->size + 1)) {
+    Morsa::slabFree(block);
+  } else {
+    std::free(block);
+  }
+}
+
 void String::release(Block* block) noexcept {
   if (!block->references.drop()) return;
   if (block->interned) NamePool::instance().remove(block);
-  std::free(block);
+  freeBlock(block);
 }
 
 std::ostream& operator<<(std::ostream& os, const String& text) {

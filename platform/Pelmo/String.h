@@ -51,7 +51,10 @@ class String {
   uint32_t size() const noexcept { return block_ ? block_->size : 0; }
   bool empty() const noexcept { return block_ == nullptr; }
   /// Computed once for each block.
-  uint32_t hash() const noexcept;
+  uint32_t hash() const noexcept {
+    const uint32_t known = block_ ? __atomic_load_n(&block_->hash, __ATOMIC_RELAXED) : 0;
+    return known != 0 ? known : computeHash();
+  }
   static uint32_t hashOf(std::string_view text) noexcept;
 
   friend bool operator==(const String& a, const String& b) noexcept {
@@ -77,7 +80,9 @@ class String {
   };
   friend class NamePool;
 
-  static Block* newBlock(std::string_view text);
+  uint32_t computeHash() const noexcept;
+  static Block* newBlock(std::string_view text, bool interned);
+  static void freeBlock(Block* block) noexcept;
   static void release(Block* block) noexcept;
   static bool bothInterned(const String& a, const String& b) noexcept {
     return a.block_ && b.block_ && a.block_->interned && b.block_->interned;

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "Pelmo/HashIndex.h"
+
 namespace Tovo {
 
 /// What the runtime can do with the nodes of a map without knowing their type.
@@ -40,37 +42,38 @@ struct HashMap2018VTable::Impl {
 /// While empty it is a null pointer; then
 ///
 ///   table   counts, and pointers to:
-///   order   node pointers in insertion order, null where one was erased
-///   index   open addressing, 12 bytes a slot; none below nine elements: words with the node and
-///           a part of its hash, so that a search goes from the slot to the node at once, then,
-///           for who erases, the places in `order`
+///   order   node pointers in insertion order, null where one was erased; from nine elements on the
+///           nodes' slots in the index
+///   index   open addressing, 8 bytes a slot; none below nine elements: words with the node and a
+///           part of its hash, so that a search goes from the slot to the node at once
 class HashMap2018 {
-  static constexpr uint32_t nowhere = 0xffffffff;
+  static constexpr uint32_t nowhere = Pelmo::HashIndex::nowhere;
   static constexpr uint32_t unindexed = 8;  // so few elements are searched one by one
-
-  // A word of the index is an address, which has 48 bits, below a tag, which is never 0.
-  using Word = uint64_t;
-  static_assert(sizeof(void*) == sizeof(Word));
-  static constexpr unsigned addressBits = 48;
-  static constexpr Word unused = 0;
-  static constexpr Word erased = 1;  // unused again, but a search goes on behind it
-  static constexpr Word tagOf(uint32_t hash) noexcept {
-    return Word{hash >> 16 | 1} << addressBits;
-  }
 
   // Counted, so that an iterator can outlive the map.
   struct Table {
-    void** order;
-    Word* index;
-    uint32_t users;  // the map and its iterators
-    uint32_t live;
-    uint32_t used;      // places of `order`, erased ones included
-    uint32_t capacity;  // of `order`
-    uint32_t slots;     // of `index`, a power of two; 0: no index
-    uint32_t filled;    // slots in use, erased ones included
+    union {
+      void** nodes = nullptr;
+      uint32_t* slots;  // nowhere for one that was erased before the index was filled anew
+    };
+    Pelmo::HashIndex index;
+    uint32_t users = 1;  // the map and its iterators
+    uint32_t live = 0;
+    uint32_t used = 0;      // places of the order, erased ones included
+    uint32_t capacity = 0;  // of the order
 
-    uint32_t* places() const noexcept { return reinterpret_cast<uint32_t*>(index + slots); }
-    void addToIndex(uint32_t hash, void* node, uint32_t place) noexcept;
+    Table() = default;
+    Table(const Table&) = delete;
+    Table& operator=(const Table&) = delete;
+    ~Table();
+    /// Null for one that was erased.
+    void* at(uint32_t place) const noexcept {
+      if (!index.exists()) return nodes[place];
+      return slots[place] == nowhere ? nullptr : index.at(slots[place]);
+    }
+    void growOrder();
+    void compact() noexcept;
+    void newIndex(const HashMap2018VTable& ops);
   };
 
   // Where a node was found.
@@ -131,8 +134,15 @@ class HashMap2018 {
     ~Iterator();
 
     /// The next node, or null at the end.
-    void* next() noexcept;
-    /// Goes on behind that key's element; false, and at the start, when it is not there.
+    void* next() noexcept {
+      if (!table_) return nullptr;
+      while (place_ < table_->used && place_ < end_) {
+        if (void* node = table_->at(place_++)) return node;
+      }
+      return nullptr;
+    }
+    /// Goes on behind that key's element; false, and at the start, when it is not there. Cost: the
+    /// elements before it.
     bool moveBehind(const HashMap2018& map, const HashMap2018VTable& ops, const void* key) noexcept;
 
    private:
@@ -146,36 +156,22 @@ class HashMap2018 {
   Found locate(uint32_t hash, Equal equal) const {
     const Table* table = table_;
     if (!table) return {};
-    const Word* const index = table->index;
-    if (!index) {
-      for (uint32_t place = 0; place < table->used; ++place) {
-        void* node = table->order[place];
-        if (node && equal(node)) return {node, place};
-      }
-      return {};
+    if (table->index.exists()) {
+      const uint32_t slot = table->index.find(hash, equal);
+      return slot == nowhere ? Found{} : Found{table->index.at(slot), slot};
     }
-    const uint32_t mask = table->slots - 1;
-    const Word tag = tagOf(hash);
-    for (uint32_t at = hash & mask;; at = (at + 1) & mask) {
-      // With an equal tag this leaves the address alone.
-      const Word address = index[at] ^ tag;
-      if (address >> addressBits == 0) {
-        void* node = reinterpret_cast<void*>(address);
-        if (equal(node)) return {node, at};
-      } else if (address == (unused ^ tag)) {
-        return {};
-      }
+    for (uint32_t place = 0; place < table->used; ++place) {
+      void* node = table->nodes[place];
+      if (node && equal(node)) return {node, place};
     }
+    return {};
   }
 
-  uint32_t placeOf(const Found& found) const noexcept {
-    return table_->index ? table_->places()[found.at] : found.at;
-  }
   void remove(uint32_t at) noexcept;
   void makeRoom(const HashMap2018VTable& ops);
-  void compact() noexcept;
-  static void fillIndex(Table& table, const HashMap2018VTable& ops) noexcept;
-  static void letGo(Table* table) noexcept;
+  static void letGo(Table* table) noexcept {
+    if (--table->users == 0) delete table;
+  }
 
   Table* table_ = nullptr;
 };
