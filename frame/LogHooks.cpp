@@ -409,15 +409,15 @@ void applyValues(StreamAdapter& adapter, Entity& entity, const LogTable& table, 
   const AttributeId firstId = in.nextU16();
   const AttributeId lastId = in.nextU16();
   checkMayWrite(adapter, entity, firstId);
-  const LogAttribute* const first = table.logged(firstId);
-  if (first && first->run && !adapter.streamDemuxer() && !entity.nodePublisher().observed()) {
-    const ValueRun& run = *first->run->run;
-    if (run.last == lastId) {
+  if (!adapter.streamDemuxer() && !entity.nodePublisher().observed()) {
+    for (const LogRun& run : table.runs()) {
+      if (run.first != firstId || run.last != lastId) continue;
       const uint8_t* from = in.take(run.encodedSize);
       in.expectEnd();
       return run.decode(from, entity);
     }
   }
+  const LogAttribute* const first = table.logged(firstId);
   const LogAttribute* const last = table.logged(lastId);
   if (!first || !last) return adapter.unknownAttributeArrived();
   applyOneByOne(adapter, entity, *first, *last, in);
@@ -467,7 +467,7 @@ FlowResult handleAttrFlowOut(StreamAdapter& adapter, AttributeId attribute, Flow
        ordinal = flow.firstDirty(ordinal + 1)) {
     const LogAttribute& dirty = table.at(ordinal);
     if (dirty.run && maySend(adapter, flow, *dirty.run)) {
-      if (!sendRun(adapter, flow, *dirty.run->run)) return FlowResult::notFinished;
+      if (!sendRun(adapter, flow, *dirty.run)) return FlowResult::notFinished;
       flow.cleanIs(*dirty.run);
       continue;
     }

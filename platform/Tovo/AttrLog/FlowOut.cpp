@@ -50,6 +50,7 @@ void FlowOut::dirtyIs(const LogAttribute& attribute) noexcept {
 }
 
 void FlowOut::dirtyFrom(AttributeId start) noexcept {
+  uint64_t any = 0;
   for (uint32_t ordinal = 0; ordinal < table_.total(); ordinal += 64) {
     uint64_t bits = table_.loggedBits(ordinal / 64);
     // Ids ascend with the places.
@@ -57,8 +58,9 @@ void FlowOut::dirtyFrom(AttributeId start) noexcept {
       if (table_.at(ordinal + static_cast<uint32_t>(std::countr_zero(bits))).id >= start) break;
     }
     word(ordinal) |= bits;
+    any |= bits;
   }
-  if (!queued_ && adapter_ && anyDirty()) adapter_->enqueue(*this);
+  if (any != 0 && !queued_ && adapter_) adapter_->enqueue(*this);
 }
 
 void FlowOut::tovoIsDirtyIs(AttributeId attribute, bool dirty) {

@@ -111,7 +111,7 @@ void LogTable::findRuns() {
       for (const LogAttribute* at = first; at <= last; ++at) {
         if (at->logged) bits |= uint64_t{1} << (at->ordinal % 64);
       }
-      runs_.push_back({&run, bits, first->ordinal / 64});
+      runs_.push_back({run, bits, first->ordinal / 64});
       first->run = &runs_.back();
     }
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "Tovo/AttrLog/ValueRun.h"
@@ -10,8 +11,7 @@
 namespace Tovo::NboAttrLog {
 
 /// A run of a type or its bases, and its attributes as a set: their bits in one word of it.
-struct LogRun {
-  const ValueRun* run;
+struct LogRun : ValueRun {
   uint64_t bits;
   uint32_t word;
 };
@@ -51,6 +51,9 @@ class LogTable {
   const std::vector<ConstructorValue>& constructorValues() const noexcept { return constructor_; }
   /// The logged ones of 64 attributes, as bits by ordinal.
   uint64_t loggedBits(size_t word) const noexcept { return loggedBits_[word]; }
+
+  /// Of the type and its bases, as they travel.
+  std::span<const LogRun> runs() const noexcept { return runs_; }
 
   /// The attribute that travels under an id; null when none does.
   const LogAttribute* logged(AttributeId id) const noexcept {
