@@ -21,6 +21,10 @@ set(runtime_package libstp${PROJECT_VERSION_MAJOR})
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+if(STP_PACKED_RELOCATIONS)
+  # What dpkg-shlibdeps finds out by symbols does not show it.
+  set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6 (>= 2.36)")
+endif()
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
     "spanning-tree state model, mirrored between processes
 The complete state of a switch's spanning tree agent (STP, RSTP, MSTP, Rapid-PVST) as a shared

@@ -45,12 +45,21 @@ void trackedFree(AllocTrackTypeInfo& tracker, TovoTypeBase type, void* object,
 
 }  // namespace Tovo
 
-/// The allocation functions of a class that has a tracker `memAllocationTracker_` and a type.
-#define TOVO_SLAB_ALLOCATED                                                     \
-  static void* operator new(size_t size) {                                      \
+/// Declares the allocation functions of a class that has a type, and its tracker. Only the library
+/// that has the class touches the tracker: it is found without a look-up when that library is
+/// loaded.
+#define TOVO_SLAB_ALLOCATED                               \
+  static void* operator new(size_t size);                 \
+  static void operator delete(void* object, size_t size); \
+  [[gnu::visibility("hidden")]] static ::Tovo::AllocTrackTypeInfo memAllocationTracker_
+
+/// Defines them; the name is the class's own in the accounts.
+#define TOVO_SLAB_ALLOCATION(Class, name)                                       \
+  ::Tovo::AllocTrackTypeInfo Class::memAllocationTracker_(name);                \
+  void* Class::operator new(size_t size) {                                      \
     return ::Tovo::trackedAlloc(memAllocationTracker_, tovoStaticType(), size); \
   }                                                                             \
-  static void operator delete(void* object, size_t size) {                      \
+  void Class::operator delete(void* object, size_t size) {                      \
     ::Tovo::trackedFree(memAllocationTracker_, tovoStaticType(), object, size); \
   }                                                                             \
-  static ::Tovo::AllocTrackTypeInfo memAllocationTracker_
+  static_assert(true)

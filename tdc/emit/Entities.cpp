@@ -38,10 +38,9 @@ class EntityClass {
   }
 
   void define(Writer& out) const {
-    out.code("Tovo::AllocTrackTypeInfo " + type_.name + "::memAllocationTracker_(" +
-             literal(type_.qualifiedName) + ");");
+    out.code("TOVO_SLAB_ALLOCATION(" + type_.name + ", " + literal(type_.qualifiedName) + ");");
     if (ownsFlow(type_)) {
-      out.code("Tovo::AllocTrackTypeInfo " + type_.name + "::FlowOut::memAllocationTracker_(" +
+      out.code("TOVO_SLAB_ALLOCATION(" + type_.name + "::FlowOut, " +
                literal(type_.qualifiedName + "::FlowOut") + ");");
     }
     out.line();

@@ -187,15 +187,24 @@ class Tables {
              member.initial.text.empty());
   }
 
+  // A class's own constant would be looked up among all libraries when this one is loaded.
+  static bool isCopied(const Member& member) {
+    return member.isConstant() && member.type.type->kind != TypeKind::string;
+  }
+
   void emitDefaults() {
     bool any = false;
     forEachRow([&](const Row& row) {
-      if (!row.member || !hasDefaultObject(*row.member)) return;
+      if (!row.member || !(hasDefaultObject(*row.member) || isCopied(*row.member))) return;
       any = true;
-      const bool string = row.member->type.type->kind == TypeKind::string;
+      const Member& member = *row.member;
+      const bool string = member.type.type->kind == TypeKind::string;
       out_.line(std::string("static inline ") + (string ? "const " : "constexpr ") +
-                cppType(row.member->type, "") + " " + unique(*row.type, row.member->name) + " =");
-      out_.line("    " + initialValue(*row.member, "") + ";");
+                cppType(member.type, "") + " " + unique(*row.type, member.name) + " =");
+      out_.line("    " +
+                (isCopied(member) ? row.type->qualifiedName + "::" + member.name
+                                  : initialValue(member, "")) +
+                ";");
     });
     if (any) out_.line();
   }
@@ -327,7 +336,7 @@ class Tables {
                                       : "nullptr");
       std::string value = "nullptr";
       if (member.isConstant()) value = "&" + type.qualifiedName + "::" + member.name;
-      if (hasDefaultObject(member)) value = "&" + unique(type, member.name);
+      if (hasDefaultObject(member) || isCopied(member)) value = "&" + unique(type, member.name);
       items.push_back(value);
       items.push_back(member.initial.origin ? literal(member.initial.origin->name) : "nullptr");
       items.push_back(member.range ? std::to_string(member.range->low.value) : "0");
