@@ -9,6 +9,9 @@
 
 namespace stptool {
 
+/// Whether a path stands for the whole directory.
+inline bool isEverything(const std::string& path) { return path.empty() || path == "/"; }
+
 struct TypesOptions {
   std::string type;  ///< empty: all of them
   bool json = false;

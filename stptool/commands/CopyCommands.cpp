@@ -10,8 +10,6 @@ namespace stptool {
 
 namespace {
 
-bool isEverything(const std::string& path) { return path.empty() || path == "/"; }
-
 // Builds the whole tree where nobody sees it: what is wrong with the file is known before anything
 // is touched. References may also lead to what is there already.
 void check(const Json& document, const std::string& file, const Tovo::Directory& live) {

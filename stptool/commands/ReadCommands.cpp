@@ -1,4 +1,5 @@
 // stptool tree, get: looking at a live tree.
+#include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
 #include "stptool/commands/Commands.h"
@@ -9,8 +10,6 @@
 #include "stptool/text/Output.h"
 #include "stptool/text/Table.h"
 #include "stptool/text/TreeText.h"
-
-#include "Tovo/Collection.h"
 
 namespace stptool {
 
@@ -104,8 +103,6 @@ Json namedJson(const PathTarget& target, const std::vector<std::string>& names) 
   }
   return json;
 }
-
-bool isEverything(const std::string& path) { return path.empty() || path == "/"; }
 
 void showTree(const Tovo::Directory& directory, const std::string& path, const TreeStyle& style,
               const Sink& sink) {

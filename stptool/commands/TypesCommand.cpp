@@ -106,8 +106,7 @@ std::string typeText(TovoTypeBase type) {
       ", " + std::string(Tovo::moduleName(*type.module)) + " type " + std::to_string(type.index);
   if (descriptor.kind != Tovo::TypeKind::entity &&
       descriptor.encodedSize != TypeDescriptor::variableSize) {
-    text += ", " + std::to_string(descriptor.encodedSize) +
-            (descriptor.encodedSize == 1 ? " byte" : " bytes") + " in the log";
+    text += ", " + byteCount(descriptor.encodedSize) + " in the log";
   }
   text += "\n" + documentation(descriptor.doc);
   return text + (descriptor.kind == Tovo::TypeKind::enumeration ? enumText(descriptor)

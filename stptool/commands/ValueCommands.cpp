@@ -7,6 +7,7 @@
 #include "Tovo/Inspect.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/ValueJson.h"
+#include "stptool/model/Describe.h"
 #include "stptool/model/FindType.h"
 #include "stptool/text/ChangeText.h"
 #include "stptool/text/Explain.h"
@@ -87,9 +88,8 @@ void readInto(ValueBuffer& value, const ValueShape& shape, const std::vector<std
   } catch (const std::exception& error) {
     const uint32_t size = shape.ops->encodedSize;
     throw Failure(namedType(shape) + ": " + error.what() +
-                  (size == Tovo::TypeDescriptor::variableSize
-                       ? std::string()
-                       : "; it takes " + std::to_string(size) + (size == 1 ? " byte" : " bytes")));
+                  (size == Tovo::TypeDescriptor::variableSize ? std::string()
+                                                              : "; it takes " + byteCount(size)));
   }
 }
 

@@ -113,10 +113,6 @@ class Uses {
   std::set<std::string> owned_;
 };
 
-std::string byteCount(uint32_t bytes) {
-  return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
-}
-
 std::string kindSentence(TovoTypeBase type) {
   const TypeDescriptor& descriptor = Tovo::typeDescriptor(type);
   std::string text;

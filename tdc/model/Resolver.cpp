@@ -22,8 +22,6 @@ constexpr std::size_t maxTypes = 4096;
 /// Past this many errors a suggestion costs more than it helps.
 constexpr std::size_t maxSuggestions = 200;
 
-std::string quoted(const std::string& text) { return "'" + text + "'"; }
-
 std::string textOf(const Span& span) {
   return std::string(span.file->text().substr(span.begin, span.end - span.begin));
 }
@@ -101,7 +99,7 @@ class Resolver {
       }
       const auto& tree = std::get<syntax::Type>(declaration);
       if (nameSpace.empty()) {
-        error(tree.name.span, "type " + quoted(tree.name.text) +
+        error(tree.name.span, "type " + inQuotes(tree.name.text) +
                                   " stands in no namespace; write 'namespace NAME;' above it");
       }
       if (module_.owned.size() >= maxTypes) {
@@ -112,7 +110,7 @@ class Resolver {
       declareType(tree, nameSpace);
     }
     if (module_.types.empty()) {
-      error(module_.span, "module " + quoted(module_.name) + " declares no type");
+      error(module_.span, "module " + inQuotes(module_.name) + " declares no type");
     }
   }
 
@@ -127,7 +125,7 @@ class Resolver {
     type.enclosing = enclosing;
     type.span = name.span;
     if (builtIn(name.text) != nullptr) {
-      error(name.span, quoted(name.text) + " is a built-in type; choose another name");
+      error(name.span, inQuotes(name.text) + " is a built-in type; choose another name");
     }
     declareName(type, name.span);
     return type;
@@ -136,7 +134,7 @@ class Resolver {
   void declareName(const Type& type, Span where) {
     auto [known, added] = byName_.emplace(type.qualifiedName, &type);
     if (!added) {
-      error(where, "type " + quoted(type.qualifiedName) + " is declared twice; rename one");
+      error(where, "type " + inQuotes(type.qualifiedName) + " is declared twice; rename one");
       note(known->second->span, "it is declared here as well");
       if (where.begin != type.span.begin) {
         note(type.span, "and here");
@@ -210,7 +208,7 @@ class Resolver {
     bool narrow = tree.width.text == "u8";
     type.width = narrow ? 1 : 4;
     if (tree.literals.empty()) {
-      error(tree.name.span, "enumeration " + quoted(tree.name.text) + " has no literals");
+      error(tree.name.span, "enumeration " + inQuotes(tree.name.text) + " has no literals");
     }
     std::map<std::string, Span> names;
     std::map<std::int64_t, const syntax::Literal*> numbers;
@@ -228,15 +226,15 @@ class Resolver {
       number = literal.negative ? -number : number;
       auto [name, newName] = names.emplace(literal.name.text, literal.name.span);
       if (!newName) {
-        error(literal.name.span, "literal " + quoted(literal.name.text) + " stands twice in " +
-                                     quoted(type.name) + "; rename one");
+        error(literal.name.span, "literal " + inQuotes(literal.name.text) + " stands twice in " +
+                                     inQuotes(type.name) + "; rename one");
         note(name->second, "it stands here as well");
       }
       auto [other, newNumber] = numbers.emplace(number, &literal);
       if (!newNumber) {
         error(literal.number.span, "number " + std::to_string(number) + " stands twice in " +
-                                       quoted(type.name) + "; a number has one literal");
-        note(other->second->number.span, "it belongs to " + quoted(other->second->name.text));
+                                       inQuotes(type.name) + "; a number has one literal");
+        note(other->second->number.span, "it belongs to " + inQuotes(other->second->name.text));
       }
       type.literals.push_back({literal.name.text, number, documentation(literal)});
     }
@@ -291,9 +289,9 @@ class Resolver {
         }
       }
       suggestion = sameName.empty() ? didYouMean(name.text, names)
-                                    : "; did you mean " + quoted(sameName) + "?";
+                                    : "; did you mean " + inQuotes(sameName) + "?";
     }
-    error(name.span, "there is no type " + quoted(name.text) +
+    error(name.span, "there is no type " + inQuotes(name.text) +
                          (suggestion.empty() ? "; declare it, or import its module" : suggestion));
     return nullptr;
   }
@@ -307,7 +305,8 @@ class Resolver {
       }
       const Type* base = lookUp(*declared.tree->base, *declared.type);
       if (base != nullptr && !base->isEntity()) {
-        error(declared.tree->base->span, quoted(base->name) + " is no entity and cannot be a base");
+        error(declared.tree->base->span,
+              inQuotes(base->name) + " is no entity and cannot be a base");
         note(base->span, "it is declared here");
         base = nullptr;
       }
@@ -333,7 +332,7 @@ class Resolver {
       }
       if (next == &type) {
         error(declared.tree->base->span,
-              "entity " + quoted(type.name) + " derives from itself; take this base away");
+              "entity " + inQuotes(type.name) + " derives from itself; take this base away");
         pendingBase_[&type] = nullptr;
         type.base = nullptr;
         return;
@@ -402,18 +401,19 @@ class Resolver {
       // Behind an error, either numbering is taken as meant, so that one slip is one error.
       bool follows = member.id == next || (afterError && member.id == next + 1);
       if (!follows) {
-        error(member.idSpan,
-              "id " + textOf(member.idSpan) + " is out of sequence; the next id of " +
-                  (bits ? "the bits of " : "") + quoted(type.name) + " is " + std::to_string(next));
+        error(member.idSpan, "id " + textOf(member.idSpan) +
+                                 " is out of sequence; the next id of " +
+                                 (bits ? "the bits of " : "") + inQuotes(type.name) + " is " +
+                                 std::to_string(next));
         if (previous != nullptr) {
           note(previous->idSpan,
-               quoted(previous->name) + " has id " + std::to_string(previous->id));
+               inQuotes(previous->name) + " has id " + std::to_string(previous->id));
         }
         afterError = true;
         next = member.id > next && member.id < end ? member.id + 1 : next;
       } else {
         if (member.id >= end) {
-          error(member.idSpan, quoted(type.name) + " has no room for " + quoted(member.name) +
+          error(member.idSpan, inQuotes(type.name) + " has no room for " + inQuotes(member.name) +
                                    "; its ids end at " + std::to_string(end - 1));
           return;
         }
@@ -437,7 +437,8 @@ class Resolver {
     for (const Type* at = &type; at != nullptr; at = at->base) {
       for (const Type* nested : at->nested) {
         for (const std::string& name : {nested->name, nested->name + "Instance"}) {
-          taken.emplace(name, Taken{nested->span, nullptr, "enumeration " + quoted(nested->name)});
+          taken.emplace(name,
+                        Taken{nested->span, nullptr, "enumeration " + inQuotes(nested->name)});
         }
       }
     }
@@ -465,18 +466,18 @@ class Resolver {
                    const Member* other, std::string what, Span where) {
     if (other != nullptr && other->name == member.name) {
       std::string place =
-          other->owner == &type ? quoted(type.name) : "the base " + quoted(other->owner->name);
+          other->owner == &type ? inQuotes(type.name) : "the base " + inQuotes(other->owner->name);
       error(member.span,
-            "name " + quoted(member.name) + " stands already in " + place + "; rename one");
+            "name " + inQuotes(member.name) + " stands already in " + place + "; rename one");
       note(where, "it stands here");
       return;
     }
     if (other != nullptr) {
-      what = quoted(other->name) +
-             (name == other->name ? "" : ", which has " + quoted(name) + " as well");
+      what = inQuotes(other->name) +
+             (name == other->name ? "" : ", which has " + inQuotes(name) + " as well");
     }
-    std::string own = name == member.name ? "" : ", by its " + quoted(name) + ",";
-    error(member.span, quoted(member.name) + own + " clashes with " + what + "; rename one");
+    std::string own = name == member.name ? "" : ", by its " + inQuotes(name) + ",";
+    error(member.span, inQuotes(member.name) + own + " clashes with " + what + "; rename one");
     note(where, "that is declared here");
   }
 
@@ -486,9 +487,10 @@ class Resolver {
     const Type* type = lookUp(tree.type.name, owner);
     if (type != nullptr && type->kind != wanted) {
       bool entity = wanted == TypeKind::entity;
-      error(tree.type.span, quoted(tree.type.name.text) + " is no " +
-                                (entity ? "entity" : "value") + "; " + quoted(keyword(tree.kind)) +
-                                " takes " + (entity ? "an entity" : "a value with a key field"));
+      error(tree.type.span, inQuotes(tree.type.name.text) + " is no " +
+                                (entity ? "entity" : "value") + "; " +
+                                inQuotes(keyword(tree.kind)) + " takes " +
+                                (entity ? "an entity" : "a value with a key field"));
       note(type->span, "it is declared here");
       return nullptr;
     }
@@ -502,13 +504,14 @@ class Resolver {
       return {};
     }
     if (type->isEntity()) {
-      error(tree.span, quoted(tree.name.text) +
+      error(tree.span, inQuotes(tree.name.text) +
                            " is an entity, which is never held by value; use 'ptr', 'own' or "
                            "'ref' in an entity");
       return {};
     }
     if (type->kind == TypeKind::scope) {
-      error(tree.span, quoted(tree.name.text) + " is a scope; name one of the enumerations in it");
+      error(tree.span,
+            inQuotes(tree.name.text) + " is a scope; name one of the enumerations in it");
       return {};
     }
     if (tree.optional && kind != MemberKind::field) {
@@ -520,12 +523,12 @@ class Resolver {
       error(tree.span,
             "'optional' takes bool or a u8 enumeration, which have 255 free for "
             "absent; " +
-                quoted(tree.name.text) + " is neither");
+                inQuotes(tree.name.text) + " is neither");
       return {};
     }
     if (tree.optional && type->findLiteral(255) != nullptr) {
-      error(tree.span, quoted(tree.name.text) + " cannot be optional: 255, its literal " +
-                           quoted(type->findLiteral(255)->name) + ", stands for absent");
+      error(tree.span, inQuotes(tree.name.text) + " cannot be optional: 255, its literal " +
+                           inQuotes(type->findLiteral(255)->name) + ", stands for absent");
       return {};
     }
     return {type, tree.optional};
@@ -546,7 +549,7 @@ class Resolver {
   void reportNoKey(Span where, const std::string& name, const Type& type) {
     bool value = type.kind == TypeKind::value || type.kind == TypeKind::unionType ||
                  type.kind == TypeKind::externalValue;
-    error(where, quoted(name) + " cannot be a key; keys are String, u16 or a hashable value" +
+    error(where, inQuotes(name) + " cannot be a key; keys are String, u16 or a hashable value" +
                      (value ? " (flag 'hash')" : ""));
     note(type.span, "it is declared here");
   }
@@ -573,7 +576,7 @@ class Resolver {
     }
     if (member.wire32 && member.type && !member.type.type->isEnumeration()) {
       error(tree.wire32->span,
-            "'wire u32' is for enumerations only; " + quoted(tree.type.name.text) + " is none");
+            "'wire u32' is for enumerations only; " + inQuotes(tree.type.name.text) + " is none");
     }
   }
 
@@ -611,16 +614,16 @@ class Resolver {
   void resolveBits(const Type& type, Member& member, const syntax::Member& tree) {
     const Member* field = type.find(tree.field.text);
     if (field == nullptr) {
-      error(tree.field.span, "there is no field " + quoted(tree.field.text) + " in " +
-                                 quoted(type.name) + suggest(type, tree.field.text));
+      error(tree.field.span, "there is no field " + inQuotes(tree.field.text) + " in " +
+                                 inQuotes(type.name) + suggest(type, tree.field.text));
       return;
     }
     if (!field->type) {
       return;
     }
     if (field->kind != MemberKind::field || !field->type.type->isInteger()) {
-      error(tree.field.span,
-            quoted(tree.field.text) + " has no bits to view; name a field that is u8, u16 or u32");
+      error(tree.field.span, inQuotes(tree.field.text) +
+                                 " has no bits to view; name a field that is u8, u16 or u32");
       note(field->span, "it is declared here");
       return;
     }
@@ -632,7 +635,7 @@ class Resolver {
       return;
     }
     if (high.value >= width) {
-      error(high.span, "bit " + high.spelling + " is outside " + quoted(field->name) +
+      error(high.span, "bit " + high.spelling + " is outside " + inQuotes(field->name) +
                            ", whose bits are 0 to " + std::to_string(width - 1));
       return;
     }
@@ -658,8 +661,8 @@ class Resolver {
     } else if (type.kind == TypeKind::enumeration && type.width == 1) {
       for (const Literal& literal : type.literals) {
         if (bits < 8 && literal.number >= (1 << bits)) {
-          error(tree.type.span, "literal " + quoted(literal.name) + " (" +
-                                    std::to_string(literal.number) + ") of " + quoted(type.name) +
+          error(tree.type.span, "literal " + inQuotes(literal.name) + " (" +
+                                    std::to_string(literal.number) + ") of " + inQuotes(type.name) +
                                     " does not fit " + count(bits));
           note(type.span, "it is declared here");
           break;
@@ -678,8 +681,8 @@ class Resolver {
     member.keyMember = element.keyMember();
     std::string keyName = member.keyMember == nullptr ? "name" : member.keyMember->name;
     if (tree.keyName.text != keyName) {
-      error(tree.keyName.span, "the key of " + quoted(element.name) + " is " + quoted(keyName) +
-                                   ", not " + quoted(tree.keyName.text));
+      error(tree.keyName.span, "the key of " + inQuotes(element.name) + " is " + inQuotes(keyName) +
+                                   ", not " + inQuotes(tree.keyName.text));
       note(member.keyMember == nullptr ? element.span : member.keyMember->span,
            "it is declared here");
     }
@@ -699,8 +702,8 @@ class Resolver {
                        ? tree.type.span
                        : tree.parameters.front().span + tree.parameters.back().span;
       error(where, wanted.empty()
-                       ? quoted(element.name) + " has no parameters; remove them and the brackets"
-                       : "the parameters of " + quoted(element.name) + " are '(" + wanted +
+                       ? inQuotes(element.name) + " has no parameters; remove them and the brackets"
+                       : "the parameters of " + inQuotes(element.name) + " are '(" + wanted +
                              ")'; write them behind its name");
       note(member.parameters.empty() ? element.span : member.parameters.front()->span,
            "they are declared here");
@@ -714,8 +717,8 @@ class Resolver {
     const Type& element = *member.type.type;
     const Member* field = element.find(tree.keyName.text);
     if (field == nullptr || field->kind != MemberKind::field) {
-      error(tree.keyName.span, "there is no field " + quoted(tree.keyName.text) + " in " +
-                                   quoted(element.name) + suggest(element, tree.keyName.text));
+      error(tree.keyName.span, "there is no field " + inQuotes(tree.keyName.text) + " in " +
+                                   inQuotes(element.name) + suggest(element, tree.keyName.text));
       note(element.span, "it is declared here");
       return;
     }
@@ -741,7 +744,7 @@ class Resolver {
         break;
       case TypeKind::unionType:
         if (type.stored().empty()) {
-          error(type.span, "union " + quoted(type.name) + " has no alternatives");
+          error(type.span, "union " + inQuotes(type.name) + " has no alternatives");
         }
         checkValueFlags(type, tree);
         break;
@@ -801,19 +804,20 @@ class Resolver {
       }
       const Type& held = *member.type.type;
       if (type.hashable && !held.hashable) {
-        error(tree.hash->span, quoted(type.name) + " cannot be hashed: " + quoted(member.name) +
-                                   " holds " + quoted(held.name) + ", which is not hashable");
+        error(tree.hash->span, inQuotes(type.name) + " cannot be hashed: " + inQuotes(member.name) +
+                                   " holds " + inQuotes(held.name) + ", which is not hashable");
         note(member.span, "it is declared here");
       }
       if (type.order != Order::none && !type.handOrder && held.order == Order::none) {
-        error(tree.order->span, quoted(type.name) + " cannot be ordered: " + quoted(member.name) +
-                                    " holds " + quoted(held.name) +
-                                    ", which has no order; write it by hand ('hand order')");
+        error(tree.order->span,
+              inQuotes(type.name) + " cannot be ordered: " + inQuotes(member.name) + " holds " +
+                  inQuotes(held.name) + ", which has no order; write it by hand ('hand order')");
         note(member.span, "it is declared here");
       }
       if (type.noArguments && member.fixed) {
-        error(tree.noArguments->span, quoted(type.name) + " needs constructor arguments: " +
-                                          quoted(member.name) + " is fixed; remove one of the two");
+        error(tree.noArguments->span, inQuotes(type.name) +
+                                          " needs constructor arguments: " + inQuotes(member.name) +
+                                          " is fixed; remove one of the two");
         note(member.span, "it is declared here");
       }
     }

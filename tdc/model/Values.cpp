@@ -6,10 +6,8 @@ namespace tdc {
 
 namespace {
 
-std::string quoted(const std::string& text) { return "'" + text + "'"; }
-
 std::string written(const TypeUse& use) {
-  return quoted((use.optional ? "optional " : "") + use.type->name);
+  return inQuotes((use.optional ? "optional " : "") + use.type->name);
 }
 
 /// The literals, or the first of many.
@@ -115,7 +113,7 @@ void Values::resolveDefault(Member& member, const syntax::Default& tree) {
       return;
     case syntax::Default::Kind::real:
       if (type.kind != TypeKind::seconds) {
-        mismatch(member, tree.span, quoted(member.initial.spelling));
+        mismatch(member, tree.span, inQuotes(member.initial.spelling));
       } else if (!std::isfinite(tree.real)) {
         diagnostics_.error(tree.span, "the number is too large for Seconds");
       } else {
@@ -146,12 +144,12 @@ void Values::resolveNumber(Member& member, const syntax::Default& tree) {
                                  : nullptr;
     diagnostics_.error(tree.span,
                        "a default of " + written(member.type) + " is a literal: " +
-                           (literal != nullptr ? quoted(literal->name) : wanted(member.type)));
+                           (literal != nullptr ? inQuotes(literal->name) : wanted(member.type)));
     return;
   }
   std::uint64_t most = type.kind == TypeKind::seconds ? INT64_MAX : type.maxNumber();
   if (most == 0) {
-    mismatch(member, tree.span, quoted(member.initial.spelling));
+    mismatch(member, tree.span, inQuotes(member.initial.spelling));
     return;
   }
   bool negative = tree.negative && tree.number.value != 0;
@@ -180,7 +178,7 @@ void Values::resolveWord(Member& member, const syntax::Default& tree) {
   }
   if (word == "true" || word == "false") {
     if (type.kind != TypeKind::boolean) {
-      mismatch(member, tree.span, quoted(word));
+      mismatch(member, tree.span, inQuotes(word));
       return;
     }
     member.initial.kind = Default::Kind::boolean;
@@ -207,7 +205,7 @@ void Values::resolveWord(Member& member, const syntax::Default& tree) {
     names.insert(names.end(), {"true", "false"});
   }
   std::string suggestion = didYouMean(word, names);
-  diagnostics_.error(tree.span, "there is no literal, constant or attribute " + quoted(word) +
+  diagnostics_.error(tree.span, "there is no literal, constant or attribute " + inQuotes(word) +
                                     (suggestion.empty() ? "; " + written(member.type) + " takes " +
                                                               wanted(member.type)
                                                         : suggestion));
@@ -220,20 +218,20 @@ bool Values::known(const Member& member, const Member& origin) const {
 bool Values::takeFrom(Member& member, const Member& origin, const syntax::Default& tree) {
   auto refuse = [&](const std::string& text) {
     diagnostics_.error(tree.span, text);
-    diagnostics_.note(origin.span, quoted(origin.name) + " is declared here");
+    diagnostics_.note(origin.span, inQuotes(origin.name) + " is declared here");
     return false;
   };
   bool stored = origin.kind == MemberKind::attribute || origin.kind == MemberKind::field ||
                 origin.kind == MemberKind::counter;
   if (!origin.isConstant() && !stored) {
     return refuse("a default names a constant, a literal or an earlier attribute; " +
-                  quoted(origin.name) + " is none");
+                  inQuotes(origin.name) + " is none");
   }
   if (member.isConstant() && !origin.isConstant()) {
     return refuse("the value of a constant cannot come from an attribute; name a constant");
   }
   if (&origin == &member || !known(member, origin)) {
-    return refuse("a default names what is declared before it; move " + quoted(origin.name) +
+    return refuse("a default names what is declared before it; move " + inQuotes(origin.name) +
                   " up");
   }
   if (!origin.type) {
@@ -270,8 +268,8 @@ bool Values::takeFrom(Member& member, const Member& origin, const syntax::Defaul
     std::string what = origin.isConstant() && value.kind != Default::Kind::implicit
                            ? describe(value) + " (" + written(origin.type) + ")"
                            : "a " + written(origin.type);
-    return refuse(quoted(origin.name) + " is " + what + ", and " + quoted(member.name) + " is a " +
-                  written(member.type));
+    return refuse(inQuotes(origin.name) + " is " + what + ", and " + inQuotes(member.name) +
+                  " is a " + written(member.type));
   }
   std::string spelling = member.initial.spelling;
   member.initial = value;
@@ -296,8 +294,8 @@ bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound
           }
         }
       }
-      diagnostics_.error(tree.word.span, "there is no constant " + quoted(tree.word.text) + " in " +
-                                             quoted(member.owner->name) +
+      diagnostics_.error(tree.word.span, "there is no constant " + inQuotes(tree.word.text) +
+                                             " in " + inQuotes(member.owner->name) +
                                              didYouMean(tree.word.text, names));
       return false;
     }
@@ -306,7 +304,7 @@ bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound
         return false;  // its value is wrong, which is reported
       }
       diagnostics_.error(tree.word.span, "a bound is a number or a constant that is one; " +
-                                             quoted(tree.word.text) + " is neither");
+                                             inQuotes(tree.word.text) + " is neither");
       diagnostics_.note(constant->span, "it is declared here");
       return false;
     }
@@ -317,7 +315,7 @@ bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound
                       : static_cast<std::uint64_t>(constant->initial.number);
   }
   if (bound.value > most) {
-    diagnostics_.error(tree.word.span, "bound " + quoted(bound.spelling) + " does not fit " +
+    diagnostics_.error(tree.word.span, "bound " + inQuotes(bound.spelling) + " does not fit " +
                                            written(member.type) + "; allowed is 0 to " +
                                            std::to_string(most));
     return false;
@@ -354,9 +352,9 @@ void Values::check(const Member& member, const syntax::Member& tree) {
                 member.kind == MemberKind::alternative;
   if (starts && !tree.initial && !member.type.optional && type.kind == TypeKind::enumeration &&
       type.findLiteral(0) == nullptr) {
-    diagnostics_.error(member.span, quoted(member.name) + " starts at 0, which is no literal of " +
-                                        quoted(type.name) +
-                                        "; write a default: " + wanted(member.type));
+    diagnostics_.error(member.span,
+                       inQuotes(member.name) + " starts at 0, which is no literal of " +
+                           inQuotes(type.name) + "; write a default: " + wanted(member.type));
     return;
   }
   if (!type.underlying()->isInteger()) {
@@ -383,16 +381,16 @@ void Values::check(const Member& member, const syntax::Member& tree) {
 void Values::reportOutside(const Member& member, const Member& checked, std::int64_t number,
                            const syntax::Member& tree) {
   bool written = tree.initial.has_value();
-  std::string what = written
-                         ? "default " + tree.initial->word.text
-                         : quoted(member.name) + " starts at " + std::to_string(number) + ", which";
+  std::string what =
+      written ? "default " + tree.initial->word.text
+              : inQuotes(member.name) + " starts at " + std::to_string(number) + ", which";
   if (member.initial.origin != nullptr) {
     what += " (" + std::to_string(number) + ")";
   }
   what += " is outside the range " + std::to_string(checked.range->low.value) + ".." +
           std::to_string(checked.range->high.value);
   if (&checked != &member) {
-    what += " of " + quoted(checked.owner->name);
+    what += " of " + inQuotes(checked.owner->name);
   }
   diagnostics_.error(written ? tree.initial->span : member.span,
                      what + (written ? "; write a value within" : "; write a default within"));

@@ -36,6 +36,8 @@ class Diagnostics {
   std::vector<Error> errors_;
 };
 
+/// As a message shows a name.
+inline std::string inQuotes(const std::string& name) { return "'" + name + "'"; }
 /// The word nearest to `wrong`, for "did you mean"; empty where none is near enough.
 std::string nearest(std::string_view wrong, const std::vector<std::string>& words);
 /// "; did you mean 'x'?", or nothing.

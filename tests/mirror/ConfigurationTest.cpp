@@ -15,10 +15,6 @@ class ConfigurationTest : public Test {};
 constexpr unsigned ports = 64;
 constexpr uint16_t instances = 16;
 
-Pelmo::String portName(unsigned number) {
-  return Pelmo::String("Ethernet" + std::to_string(number));
-}
-
 Pelmo::String instanceName(uint16_t number) {
   return Pelmo::String("Mst" + std::to_string(number));
 }

@@ -46,10 +46,6 @@ struct Reader {
   bool reading = true;
 };
 
-Pelmo::String portName(unsigned number) {
-  return Pelmo::String("Ethernet" + std::to_string(number));
-}
-
 double processorNanoseconds() { return 1e9 * std::clock() / CLOCKS_PER_SEC; }
 
 // Nobody counts readers when a tree is written: each more costs a mark, not a walk of its own.

@@ -15,11 +15,7 @@ namespace {
 
 class StallTest : public Test {};
 
-constexpr unsigned ports = 3000;
-
-Pelmo::String portName(unsigned number) {
-  return Pelmo::String("Ethernet" + std::to_string(number));
-}
+constexpr unsigned stalledPorts = 3000;
 
 TEST_F(StallTest, WritesWithoutAReaderHoldWhatIsLiveAndWhatWasRemoved) {
   Limits limits;
@@ -28,12 +24,12 @@ TEST_F(StallTest, WritesWithoutAReaderHoldWhatIsLiveAndWhatWasRemoved) {
   const auto status = Stp::statusFactory("status");
   pair.hostDirectory.mount("/status", status);
   const auto msti = status->stpiStatusIs("Mstp")->mstiStatusIs("Mst0", Stp::InstanceId(0));
-  for (unsigned i = 0; i < ports; ++i) msti->mstiPortStatusIs(portName(i), 1);
+  for (unsigned i = 0; i < stalledPorts; ++i) msti->mstiPortStatusIs(portName(i), 1);
   Entity& mirror = pair.mirror("/status");
   std::mt19937 random(7);
   size_t most = 0;
   for (unsigned write = 0; write < 100000; ++write) {
-    const unsigned number = random() % ports;
+    const unsigned number = random() % stalledPorts;
     const auto port = msti->mstiPortStatus(portName(number));
     if (!port) {
       msti->mstiPortStatusIs(portName(number), write);
@@ -48,7 +44,7 @@ TEST_F(StallTest, WritesWithoutAReaderHoldWhatIsLiveAndWhatWasRemoved) {
   }
   // One key a port at most, and one for each collection above.
   constexpr size_t bytesAKey = 256;
-  EXPECT_LT(most, (ports + 4) * bytesAKey);
+  EXPECT_LT(most, (stalledPorts + 4) * bytesAKey);
   pair.settle();
   expectSame(*status, mirror);
   pair.expectOpen();

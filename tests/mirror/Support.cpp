@@ -467,6 +467,10 @@ void Watch::handleChange(const Pelmo::Change& change) {
   handler_(Tovo::entityOf(change.source), change);
 }
 
+Pelmo::String portName(unsigned number) {
+  return Pelmo::String("Ethernet" + std::to_string(number));
+}
+
 std::string hex(std::string_view bytes) {
   static constexpr char digits[] = "0123456789abcdef";
   std::string text;

@@ -163,6 +163,9 @@ class Watch : public Pelmo::Observer {
   Handler handler_;
 };
 
+/// "Ethernet7".
+Pelmo::String portName(unsigned number);
+
 std::string hex(std::string_view bytes);
 std::string fromHex(std::string_view digits);
 

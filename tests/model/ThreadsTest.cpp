@@ -2,10 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "Pelmo/Publisher.h"
 #include "Pelmo/ThreadControl.h"
@@ -14,25 +11,11 @@
 #include "Tovo/AllocTrack.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
+#include "tests/Together.h"
 
 namespace {
 
-constexpr int threadCount = 8;
 constexpr int rounds = 100;
-
-template <class Work>
-void together(const Work& work) {
-  std::atomic<int> waiting{threadCount};
-  std::vector<std::thread> threads;
-  for (int number = 0; number < threadCount; ++number) {
-    threads.emplace_back([&, number] {
-      --waiting;
-      while (waiting > 0) std::this_thread::yield();
-      work(number);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-}
 
 class ModelThreads : public testing::Test {
  protected:

@@ -5,37 +5,22 @@
 #include <atomic>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Morsa/Slab.h"
 #include "Pelmo/Ptr.h"
 #include "Pelmo/String.h"
 #include "Pelmo/ThreadControl.h"
+#include "tests/Together.h"
 
 namespace Pelmo {
 namespace {
 
-constexpr int threadCount = 8;
 constexpr int rounds = 20000;
 
 class ThreadsTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { ThreadControl::tsp_ = true; }
-
-  template <class Work>
-  static void together(const Work& work) {
-    std::atomic<int> waiting{threadCount};
-    std::vector<std::thread> threads;
-    for (int number = 0; number < threadCount; ++number) {
-      threads.emplace_back([&, number] {
-        --waiting;
-        while (waiting > 0) std::this_thread::yield();
-        work(number);
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
-  }
 };
 
 std::atomic<int> alive{0};
