@@ -68,6 +68,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG
         DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)
 install(FILES "${PROJECT_SOURCE_DIR}/examples/access-switch.json"
               "${PROJECT_SOURCE_DIR}/examples/distribution-switch.json"
+              "${PROJECT_SOURCE_DIR}/examples/four-ports.json"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT tools)
 
 if(STPTOOL_MAN_PAGE)

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Two acts: the state of an access switch mirrored between two processes, and an agent with its
-# configuration, status and hardware state. Each ends by comparing what the processes have. Takes
-# seconds; leaves no process and no file behind.
+# Three acts: the state of an access switch mirrored between two processes; an agent with its
+# configuration, status and hardware state; a reader that outlives the process it reads from. Each
+# checks what the processes have in the end. Takes seconds; leaves no process and no file behind.
 #
 # usage: examples/demo.sh BUILD_DIR
 set -euo pipefail
 
-for program in stptool agent status_reader; do
+for program in stptool agent status_reader steady_reader; do
   if [ $# -ne 1 ] || [ ! -x "$1/bin/$program" ]; then
     echo "usage: demo.sh BUILD_DIR, where BUILD_DIR/bin/${program} has been built" >&2
     exit 2
@@ -108,3 +108,5 @@ wait_end() { # wait_end PID: its status, when it has ended
 . "$examples/demo/access_switch.sh"
 printf '\n'
 . "$examples/demo/agent.sh"
+printf '\n'
+. "$examples/demo/restart.sh"

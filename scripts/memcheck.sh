@@ -10,7 +10,7 @@ mkdir -p "$2/bin"
 work=$(cd "$2" && pwd)
 
 # The demonstration starts what stands in a folder bin/; here that starts Valgrind.
-for program in stptool agent status_reader; do
+for program in stptool agent status_reader steady_reader; do
   cat >"$work/bin/$program" <<RUN
 #!/bin/sh
 exec valgrind --quiet --leak-check=full --errors-for-leak-kinds=definite,possible \\
