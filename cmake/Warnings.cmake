@@ -33,6 +33,13 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   endif()
 endif()
 
+# Files that are compiled as one are strangers to each other; a build file by file reports these.
+set(is_joined "$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>")
+target_compile_options(
+  stp_warnings
+  INTERFACE $<${is_joined}:-Wno-shadow>
+            $<$<AND:${is_joined},$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
+
 if(STP_WERROR)
   target_compile_options(stp_warnings INTERFACE -Werror)
 endif()

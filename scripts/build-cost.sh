@@ -1,84 +1,132 @@
 #!/usr/bin/env bash
-# build-cost.sh BUILD: what compiling costs and where the bytes go, as tables.
+# build-cost.sh DOCUMENT JOBS: what a whole release build costs and where the bytes go.
 #
-# Compiles the modules and the runtime's libraries of BUILD once more, one file after the other and
-# without a cache; nothing of BUILD changes. Fails when the stripped libStp.so is 1 MB or more.
+# Builds everything once more, in a new folder and without a cache, and writes the document. Fails
+# when the build takes more processor time than two of them have in three minutes, or the stripped
+# libStp.so is 1 MB or more.
 set -euo pipefail
 export LC_ALL=C CCACHE_DISABLE=1
 
-build=$(cd "$1" && pwd)
-cd "$build"
-limit=1000000
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+document=$(realpath "$1")
+jobs=$2
+seconds_allowed=360
+bytes_allowed=1000000
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# "object command" of each file that is compiled, as the build itself does it.
-ninja -t commands all | sed -n 's/^.* && //; s/.* -o \([^ ]*\.cpp\.o\) -c .*/\1 &/p' |
-  grep -E '^(Stp|platform|frame)/' | sort -u >"$work/commands"
+cd "$root"
+cmake --preset release -B "$work/tree" -DSTP_TESTS=ON \
+  "-DCMAKE_CXX_COMPILER_LAUNCHER=$root/scripts/timed.sh;$work/commands" >"$work/log" 2>&1 ||
+  { cat "$work/log" >&2; exit 1; }
+cd "$work/tree"
+TIMEFORMAT='%R %U %S'
+total=$( { time ninja -j "$jobs" >"$work/log" 2>&1; } 2>&1) ||
+  { grep -A 30 FAILED "$work/log" >&2; exit 1; }
+read -r elapsed user system <<<"$total"
+cpu=$(awk "BEGIN { printf \"%.0f\", $user + $system }")
 
-# The module or library that an object belongs to: generated sources and bodies by their module.
-part_of() { # part_of OBJECT
-  local name=${1##*/}
+# "TARGET|PART|CPU|BYTES" of each object: PART is the module or library that it belongs to, for what
+# the shared libraries are made of.
+while read -r user system command; do
+  object=${command##* -o }
+  object=${object%% *}
+  target=${object%%/CMakeFiles/*}
+  part='' bytes=0
+  name=${object##*/}
   name=${name%.cpp.o}
-  case $1 in
-    */generated/Stp/*) echo "Stp/$name.tdl" ;;
-    Stp/*) echo "Stp/, written by hand" ;;
-    frame/*) echo frame ;;
-    platform/*) name=${1#*.dir/} && echo "platform/${name%%/*}" ;;
+  case $object in
+    *.gch) target='headers, precompiled' ;;
+    */generated/Stp/*) part=Stp/$name.tdl ;;
+    Stp/*) part='Stp/, written by hand' ;;
+    frame/*) part=frame ;;
+    platform/*) part=${object#*.dir/} && part=platform/${part%%/*} ;;
   esac
+  [ -z "$part" ] || bytes=$(size "$object" | awk 'NR == 2 { print $1 + $2 }')
+  echo "$target|$part|$(awk "BEGIN { print $user + $system }")|$bytes"
+done <"$work/commands" >"$work/objects"
+
+by_column() { # by_column NUMBER: files, seconds and KiB of each name in that column, sorted
+  awk -F '|' -v column="$1" '$column != "" {
+      ++files[$column]; cpu[$column] += $3; size[$column] += $4 }
+    END { for (name in files)
+      printf "| %s | %d | %.1f | %.0f |\n", name, files[name], cpu[name], size[name] / 1024 }' \
+    "$work/objects" | sort
 }
-
-echo "| module or library | files | CPU seconds | object, KiB |"
-echo "|---|--:|--:|--:|"
-TIMEFORMAT='%U %S'
-while read -r object command; do
-  # Into another place: the object of the build stays.
-  seconds=$( { time eval "${command/-o $object/-o $work/object.o}" >"$work/log" 2>&1; } 2>&1) ||
-    { cat "$work/log" >&2; exit 1; }
-  bytes=$(size "$work/object.o" | awk 'NR == 2 { print $1 + $2 }')
-  echo "$(part_of "$object")|$seconds|$bytes"
-done <"$work/commands" >"$work/parts"
-awk -F '[| ]' '{ bytes = $NF; seconds = $(NF - 1) + $(NF - 2); part = $0; sub(/\|.*/, "", part)
-    ++files[part]; cpu[part] += seconds; size[part] += bytes }
-  END { for (part in files)
-    printf "| %s | %d | %.1f | %.0f |\n", part, files[part], cpu[part], size[part] / 1024 }' \
-  "$work/parts" | sort
-awk -F '[| ]' '{ cpu += $(NF - 1) + $(NF - 2); size += $NF }
-  END { printf "| all | %d | %.1f | %.0f |\n", NR, cpu, size / 1024 }' "$work/parts"
-
-echo
-echo "| what a change compiles again | files |"
-echo "|---|--:|"
-ninja -t deps | awk '
-  /: #deps/ { object = $1 }
-  /^ +.*generated\/Stp\/.*\.h$/ {
-    description = $1; sub(/.*generated\//, "", description); sub(/\.h$/, ".tdl", description)
-    if (!seen[description, object]++) ++users[description]
-  }
-  END { for (name in users) printf "| an attribute in %s | %d |\n", name, users[name] }' | sort
-objects=$(ninja -t deps | grep -c ': #deps.*VALID')
-echo "| everything | $objects |"
-
-echo
-echo "| template in libStp.so | instances | KiB |"
-echo "|---|--:|--:|"
-nm --size-sort --print-size --demangle lib/libStp.so | awk '{
-    size = $2; $1 = $2 = $3 = ""; sub(/^ +/, ""); sub(/ \[clone.*/, "")
-    # The name up to the first template argument, without what a function returns; not what only
-    # takes an argument of a template, nor an operator.
-    head = $0; sub(/<.*/, "", head)
-    if (head == $0 || head ~ /\(|operator$/) next
-    sub(/.* /, "", head)
-    print head, size
-  }' | while read -r head size; do echo "$head $((16#$size))"; done | awk '
-  { ++count[$1]; total[$1] += $2 }
-  END { for (head in count) printf "%d|| %s<> | %d | %.1f |\n", total[head], head, count[head],
-    total[head] / 1024 }' | sort -rn | head -n 12 | sed 's/^[0-9]*|//'
 
 strip -o "$work/stripped" lib/libStp.so
 bytes=$(stat -c %s "$work/stripped")
-echo
-echo "libStp.so, stripped: $bytes bytes; fewer than $limit are allowed"
-size -A "$work/stripped" | awk '$2 > 20000 && $1 ~ /^\./ { printf "  %-20s %7d\n", $1, $2 }' |
-  sort -k 2 -rn
-[ "$bytes" -lt "$limit" ]
+
+{
+  cat <<HEAD
+# What the build costs
+
+Written by \`./dev bench build\`; every figure comes from that run: a release build of the libraries, the
+tools, the examples and the tests, from nothing and without a compiler cache.
+
+| | |
+|---|---|
+| measured on | $(date +%F) |
+| system | $(. /etc/os-release && echo "$PRETTY_NAME") |
+| compiler | $("$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' CMakeCache.txt)" --version | head -n 1) |
+| processor time of the whole build | $cpu s; $seconds_allowed s are allowed: two processors for three minutes |
+| elapsed, with $jobs at once | ${elapsed%.*} s |
+| \`libStp.so\`, stripped | $bytes bytes; fewer than $bytes_allowed are allowed |
+
+## Where the time goes
+
+A file of a program or a test is a dozen of them, joined (\`STP_JOINED\`).
+
+| folder | files | CPU seconds |
+|---|--:|--:|
+HEAD
+  by_column 1 | sed -E 's/ [0-9]+ \|$//'
+  cat <<'HEAD'
+
+| module or library | files | CPU seconds | object, KiB |
+|---|--:|--:|--:|
+HEAD
+  by_column 2
+  cat <<'HEAD'
+
+| what a change compiles again | files |
+|---|--:|
+HEAD
+  ninja -t deps | awk '
+    /: #deps/ { object = $1 }
+    /^ +.*generated\/Stp\/.*\.h$/ {
+      description = $1; sub(/.*generated\//, "", description); sub(/\.h$/, ".tdl", description)
+      if (!seen[description, object]++) ++users[description]
+    }
+    END { for (name in users) printf "| an attribute in %s | %d |\n", name, users[name] }' | sort
+  echo "| everything | $(ninja -t deps | grep -c ': #deps.*VALID') |"
+  cat <<'HEAD'
+
+## Where the bytes go
+
+| section of libStp.so | bytes |
+|---|--:|
+HEAD
+  size -A "$work/stripped" | awk '$2 > 10000 && $1 ~ /^\./ { printf "| %s | %d |\n", $1, $2 }' |
+    sort -t '|' -k 3 -rn
+  cat <<'HEAD'
+
+| template in libStp.so | instances | KiB |
+|---|--:|--:|
+HEAD
+  nm --size-sort --print-size --demangle lib/libStp.so | awk '{
+      size = $2; $1 = $2 = $3 = ""; sub(/^ +/, ""); sub(/ \[clone.*/, "")
+      # The name up to the first template argument, without what a function returns; not what only
+      # takes an argument of a template, nor an operator.
+      head = $0; sub(/<.*/, "", head)
+      if (head == $0 || head ~ /\(|operator$/) next
+      sub(/.* /, "", head)
+      print head, size
+    }' | while read -r head size; do echo "$head $((16#$size))"; done | awk '
+    { ++count[$1]; total[$1] += $2 }
+    END { for (head in count) printf "%d|| `%s<>` | %d | %.1f |\n", total[head], head, count[head],
+      total[head] / 1024 }' | sort -rn | head -n 12 | sed 's/^[0-9]*|//'
+} >"$work/document"
+mv "$work/document" "$document"
+echo "$cpu s of processor time, $elapsed s elapsed; libStp.so has $bytes bytes; ${document#"$root"/} is written"
+[ "$cpu" -le "$seconds_allowed" ] && [ "$bytes" -lt "$bytes_allowed" ]

@@ -39,9 +39,9 @@ struct Line {
   std::string before;  // and what stands before it in the same word: "--socket="
 };
 
-class Reader {
+class LineReader {
  public:
-  Reader(const ToolDescription& tool, const Words& words) : tool_(tool) {
+  LineReader(const ToolDescription& tool, const Words& words) : tool_(tool) {
     if (const char* socket = std::getenv("STP_SOCKET")) line.socket = socket;
     for (size_t i = 0; i + 1 < words.size(); ++i) take(words[i]);
     if (words.empty()) return;
@@ -232,7 +232,7 @@ class Completer {
 }  // namespace
 
 std::string completions(const ToolDescription& tool, const Words& words) try {
-  return Completer(tool, Reader(tool, words).line).text();
+  return Completer(tool, LineReader(tool, words).line).text();
 } catch (const std::exception&) {
   return {};  // a shell in the middle of a line is no place for messages
 }

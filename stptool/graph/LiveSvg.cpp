@@ -24,7 +24,7 @@ using Tovo::Entity;
 
 // Pixels. Widths are those of a monospaced font, so that the picture depends on no font file.
 constexpr int pageWidth = 1240;
-constexpr int margin = 20;
+constexpr int pageMargin = 20;
 constexpr int padding = 12;
 constexpr int gap = 8;
 constexpr int titleSize = 13;
@@ -93,17 +93,17 @@ class Picture {
   }
 
   void write(const std::function<void(std::string_view)>& sink) {
-    int y = margin;
+    int y = pageMargin;
     int right = 0;
     for (Item& item : items_) {
       measure(item, pageWidth);
-      place(item, margin, y);
+      place(item, pageMargin, y);
       y += item.box.height + 2 * gap;
-      right = std::max(right, margin + item.box.width);
+      right = std::max(right, pageMargin + item.box.width);
     }
     const std::string legend = legendText(y, right);
-    const int width = right + margin;
-    const int height = y + (legend.empty() ? 0 : 2 * gap + tileHeight) + margin - 2 * gap;
+    const int width = right + pageMargin;
+    const int height = y + (legend.empty() ? 0 : 2 * gap + tileHeight) + pageMargin - 2 * gap;
     std::string text = svgStart(width, height) + styles;
     for (const Item& item : items_) {
       draw(item, text, true, sink);
@@ -291,9 +291,9 @@ class Picture {
 
   static void drawTile(const Item& tile, std::string& text) {
     const Box& box = tile.box;
-    text += svgRect(box.x, box.y, box.width, box.height, radius,
-                    std::string("class=\"") + (tile.isMarked ? "m" : "p") + "\" fill=\"" +
-                        stateColour(tile.rank) + "\"");
+    std::string look = tile.isMarked ? "class=\"m\" fill=\"" : "class=\"p\" fill=\"";
+    look.append(stateColour(tile.rank)) += '"';
+    text += svgRect(box.x, box.y, box.width, box.height, radius, look);
     text += svgLabel(box.x + gap, box.y + 15, "k", tile.title);
     if (!tile.facts.front().empty()) {
       text += svgLabel(box.x + gap, box.y + 29, "d", tile.facts.front());
@@ -303,7 +303,7 @@ class Picture {
   // States in their colours, and what the strong border is.
   std::string legendText(int y, int& right) const {
     std::string text;
-    int x = margin;
+    int x = pageMargin;
     const auto tile = [&](const std::string& words, const char* colour, const char* border) {
       const int width = svgWidth(words, 11) + 2 * gap;
       text += svgRect(x, y, width, tileHeight - 12, radius,

@@ -1,6 +1,9 @@
 #include "stptool/json/Json.h"
 
-template class nlohmann::basic_json<nlohmann::ordered_map>;
+template nlohmann::ordered_json::basic_json(const nlohmann::ordered_json&);
+template nlohmann::ordered_json::basic_json(initializer_list_t, bool, value_t);
+template void nlohmann::ordered_json::json_value::destroy(value_t);
+template std::string nlohmann::ordered_json::dump(int, char, bool, error_handler_t) const;
 
 namespace stptool {
 

@@ -6,9 +6,6 @@
 
 #include "stptool/Failure.h"
 
-// Made once, in Json.cpp: it would cost each file that touches JSON more than its own code.
-extern template class nlohmann::basic_json<nlohmann::ordered_map>;
-
 namespace stptool {
 
 using Json = nlohmann::ordered_json;
@@ -26,3 +23,10 @@ class JsonError : public Failure {
 std::string shownJson(const Json& value);
 
 }  // namespace stptool
+
+// What is called and not inlined; made once, in Json.cpp. All of the class would take longer to
+// compile than any file that uses it.
+extern template nlohmann::ordered_json::basic_json(const nlohmann::ordered_json&);
+extern template nlohmann::ordered_json::basic_json(initializer_list_t, bool, value_t);
+extern template void nlohmann::ordered_json::json_value::destroy(value_t);
+extern template std::string nlohmann::ordered_json::dump(int, char, bool, error_handler_t) const;

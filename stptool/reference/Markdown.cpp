@@ -4,7 +4,7 @@ namespace stptool {
 
 namespace {
 
-std::string plain(const std::string& text) {
+std::string escaped(const std::string& text) {
   std::string out;
   for (const char c : text) {
     if (c == '\n') {
@@ -18,7 +18,7 @@ std::string plain(const std::string& text) {
 }
 
 // A table's cell ends at a bar even inside code.
-std::string code(const std::string& text) {
+std::string inCode(const std::string& text) {
   std::string out = "`";
   for (const char c : text) out += c == '|' ? std::string("\\|") : std::string(1, c);
   return out + "`";
@@ -28,7 +28,7 @@ struct BlockText {
   const std::string& page;  // that links start from
 
   std::string spanText(const Span& span) const {
-    std::string text = span.code ? code(span.text) : plain(span.text);
+    std::string text = span.code ? inCode(span.text) : escaped(span.text);
     const Target& target = span.target;
     if (target.page.empty()) return text;
     text = "[" + text + "](";
@@ -60,7 +60,7 @@ struct BlockText {
     return text + "\n";
   }
   std::string operator()(const Picture& picture) const {
-    return "![" + plain(picture.alternative) + "](" + picture.name + ".svg)\n";
+    return "![" + escaped(picture.alternative) + "](" + picture.name + ".svg)\n";
   }
 };
 

@@ -11,7 +11,8 @@ namespace {
 std::string shortened(std::string_view value) {
   constexpr size_t most = 200;
   if (value.size() <= most) return std::string(value);
-  return std::string(value.substr(0, most)) + "... (" + std::to_string(value.size()) + " bytes)";
+  std::string text(value.substr(0, most));
+  return text.append("... (").append(std::to_string(value.size())).append(" bytes)");
 }
 
 }  // namespace
