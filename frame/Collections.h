@@ -8,6 +8,7 @@
 
 #include "Tovo/Collection.h"
 #include "Tovo/Exceptions.h"
+#include "Tovo/Exchange.h"
 #include "Tovo/ValueOps.h"
 #include "frame/Nodes.h"
 
@@ -169,7 +170,7 @@ void valueIs(Tovo::Entity& owner, Map<Node>& map, Tovo::AttributeId id,
   if (void* at = map.find(key)) {
     typename Node::Element& stored = Node::node(at)->value();
     if (stored == value) return;
-    const typename Node::Element previous = std::exchange(stored, value);
+    const typename Node::Element previous = Tovo::exchange(stored, value);
     owner.nodePublisher().publishChangeRecursive(id, &published, &previous, nullptr);
     return;
   }

@@ -7,6 +7,7 @@
 #include "Tovo/AllocTrack.h"
 #include "Tovo/Assert.h"
 #include "Tovo/Entity.h"
+#include "Tovo/Exchange.h"
 #include "Tovo/HashHelper.h"
 #include "Tovo/HashMap2018.h"
 
@@ -101,7 +102,7 @@ class SelfKeyedNode : public NodeMemory {
   const V& value() const noexcept { return _value; }
   /// Returns the value before.
   V replace(const V& value) {
-    V previous = std::exchange(_value, value);
+    V previous = Tovo::exchange(_value, value);
     check();
     return previous;
   }

@@ -7,6 +7,7 @@
 
 #include "Tovo/Entity.h"
 #include "Tovo/Exceptions.h"
+#include "Tovo/Exchange.h"
 
 namespace Frame {
 
@@ -14,7 +15,7 @@ namespace Frame {
 template <class T>
 inline void attributeIs(Tovo::Entity& entity, T& stored, const T& value, Tovo::AttributeId id) {
   if (stored == value) return;
-  const T previous = std::exchange(stored, value);
+  const T previous = Tovo::exchange(stored, value);
   entity.nodePublisher().publishChangeRecursive(id, nullptr, &previous, nullptr);
 }
 

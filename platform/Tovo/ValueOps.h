@@ -13,6 +13,7 @@
 #include "Tovo/AttrLog/Out.h"
 #include "Tovo/CharRange.h"
 #include "Tovo/EnumType.h"
+#include "Tovo/Exchange.h"
 #include "Tovo/HashHelper.h"
 #include "Tovo/Module.h"
 #include "Tovo/OptionalByte.h"
@@ -46,7 +47,7 @@ struct ValueOps {
   void (*decode)(const uint8_t* from, void* value) noexcept;
   void (*construct)(void* storage, const void* source);  ///< a null source: the type's default
   void (*destruct)(void* value) noexcept;
-  void (*assign)(void* value, const void* source);
+  void (*assign)(void* value, const void* source);  ///< nothing has changed when it throws
   bool (*equal)(const void* a, const void* b);
   size_t (*attrLogSize)(const void* value);
   void (*write)(NboAttrLog::Out& out, const void* value);
@@ -415,7 +416,7 @@ constexpr ValueOps ValueOpsOf<T, wire>::table{
     },
     [](void* value) noexcept { static_cast<T*>(value)->~T(); },
     [](void* value, const void* source) {
-      *static_cast<T*>(value) = *static_cast<const T*>(source);
+      Tovo::exchange(*static_cast<T*>(value), *static_cast<const T*>(source));
     },
     [](const void* a, const void* b) {
       return *static_cast<const T*>(a) == *static_cast<const T*>(b);

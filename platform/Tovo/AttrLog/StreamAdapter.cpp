@@ -251,7 +251,9 @@ bool StreamAdapter::pump() {
     if (const FlowOut* next = flow->nextQueued_) {
       __builtin_prefetch(next->entity_);
       __builtin_prefetch(next->nextQueued_);
-      __builtin_prefetch(reinterpret_cast<const char*>(next->nextQueued_) + cacheLine);
+      // As a number: there may be none behind it.
+      const auto behind = reinterpret_cast<uintptr_t>(next->nextQueued_) + cacheLine;
+      __builtin_prefetch(reinterpret_cast<const void*>(behind));
     }
     sending_ = behind_ = flow.get();
     FlowResult result;
