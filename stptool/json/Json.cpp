@@ -1,9 +1,10 @@
 #include "stptool/json/Json.h"
 
-template nlohmann::ordered_json::basic_json(const nlohmann::ordered_json&);
-template nlohmann::ordered_json::basic_json(initializer_list_t, bool, value_t);
-template void nlohmann::ordered_json::json_value::destroy(value_t);
-template std::string nlohmann::ordered_json::dump(int, char, bool, error_handler_t) const;
+template nlohmann::basic_json<nlohmann::ordered_map>::basic_json(const nlohmann::ordered_json&);
+template nlohmann::basic_json<nlohmann::ordered_map>::basic_json(initializer_list_t, bool, value_t);
+template void nlohmann::basic_json<nlohmann::ordered_map>::json_value::destroy(value_t);
+template std::string nlohmann::basic_json<nlohmann::ordered_map>::dump(int, char, bool,
+                                                                       error_handler_t) const;
 
 namespace stptool {
 

@@ -26,7 +26,10 @@ std::string shownJson(const Json& value);
 
 // What is called and not inlined; made once, in Json.cpp. All of the class would take longer to
 // compile than any file that uses it.
-extern template nlohmann::ordered_json::basic_json(const nlohmann::ordered_json&);
-extern template nlohmann::ordered_json::basic_json(initializer_list_t, bool, value_t);
-extern template void nlohmann::ordered_json::json_value::destroy(value_t);
-extern template std::string nlohmann::ordered_json::dump(int, char, bool, error_handler_t) const;
+extern template nlohmann::basic_json<nlohmann::ordered_map>::basic_json(
+    const nlohmann::ordered_json&);
+extern template nlohmann::basic_json<nlohmann::ordered_map>::basic_json(initializer_list_t, bool,
+                                                                        value_t);
+extern template void nlohmann::basic_json<nlohmann::ordered_map>::json_value::destroy(value_t);
+extern template std::string nlohmann::basic_json<nlohmann::ordered_map>::dump(
+    int, char, bool, error_handler_t) const;
