@@ -7,16 +7,13 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build/fuzz-coverage
 declare -A sources=(
-  [json_load]='stptool/json'
-  [paths]='platform/Tovo/Path.cpp platform/Tovo/Inspect.cpp platform/Tovo/Directory.cpp'
-  [recording]='platform/Tovo/AttrLog/Recording.cpp platform/Tovo/AttrLog/Control.cpp
-    platform/Tovo/AttrLog/StreamAdapter.cpp stptool/commands/DecodeRecording.cpp'
-  [stream]='platform/Tovo/AttrLog/Connection.cpp platform/Tovo/AttrLog/ConnectionMounts.cpp
-    platform/Tovo/AttrLog/Control.cpp platform/Tovo/AttrLog/FlowOut.cpp
-    platform/Tovo/AttrLog/StreamAdapter.cpp platform/Tovo/AttrLog/Turn.cpp'
-  [tdl]='tdc/syntax tdc/model tdc/emit tdc/lock tdc/print'
-  [value_bytes]='platform/Tovo/ValueOps.h platform/Tovo/AttrLog/In.h platform/Tovo/AttrLog/InOut.cpp'
-  [value_text]='platform/Tovo/ValueOps.h platform/Tovo/CharRange.cpp platform/Tovo/EnumType.cpp'
+  [json_load]='stptool/json/'
+  [paths]='platform/Tovo/(Path|Inspect|Directory)\.'
+  [recording]='platform/Tovo/AttrLog/(Recording|Control|StreamAdapter)\.|stptool/commands/Decode'
+  [stream]='platform/Tovo/AttrLog/(Connection|ConnectionMounts|Control|FlowOut|StreamAdapter|Turn)\.'
+  [tdl]='tdc/(syntax|model|emit|lock|print)/'
+  [value_bytes]='platform/Tovo/(ValueOps|AttrLog/In|AttrLog/InOut)\.'
+  [value_text]='platform/Tovo/(ValueOps|CharRange|EnumType)\.'
 )
 names=("$@")
 [ $# -gt 0 ] || mapfile -t names < <(printf '%s\n' "${!sources[@]}" | LC_ALL=C sort)
@@ -27,7 +24,7 @@ cmake --build "$build" -j "${STP_JOBS:-$(nproc)}" --target "${names[@]/#/fuzz_}"
 objects=()
 for library in "$build"/lib/lib*.so; do objects+=(-object "$library"); done
 
-printf '%-12s %16s %16s\n' fuzzer regions lines
+printf '%-12s %-20s %s\n' fuzzer regions lines
 for name in "${names[@]}"; do
   inputs=()
   for folder in "build/fuzz/corpus/$name" "fuzz/corpus/$name" "fuzz/regressions/$name"; do
@@ -35,10 +32,12 @@ for name in "${names[@]}"; do
   done
   LLVM_PROFILE_FILE=$build/$name.profraw "$build/bin/fuzz_$name" "${inputs[@]}" >/dev/null 2>&1
   llvm-profdata merge -sparse "$build/$name.profraw" -o "$build/$name.profdata"
-  # shellcheck disable=SC2086 # several sources
-  llvm-cov report "$build/bin/fuzz_$name" "${objects[@]}" -instr-profile="$build/$name.profdata" \
-    ${sources[$name]} | awk -v name="$name" '
-    $1 == "TOTAL" {
-      printf "%-12s %5d of %5d %3d %5d of %5d %3d %%\n", name, $2 - $3, $2, $4, $8 - $9, $8, $10
+  llvm-cov report "$build/bin/fuzz_$name" "${objects[@]}" \
+    -instr-profile="$build/$name.profdata" 2>/dev/null | awk -v name="$name" -v own="${sources[$name]}" '
+    $1 ~ own { regions += $2; missed += $3; lines += $8; missedLines += $9 }
+    END {
+      printf "%-12s %5d of %5d %3d %% %5d of %5d %3d %%\n", name, regions - missed, regions,
+        100 * (regions - missed) / regions, lines - missedLines, lines,
+        100 * (lines - missedLines) / lines
     }'
 done

@@ -314,7 +314,7 @@ constexpr auto lessFunction() -> bool (*)(const void*, const void*) {
     return [](const void* a, const void* b) {
       return T::reflectedLess(*static_cast<const T*>(a), *static_cast<const T*>(b));
     };
-  } else if constexpr (requires(const T& a) { a < a; }) {
+  } else if constexpr (requires(const T& a, const T& b) { a < b; }) {
     return [](const void* a, const void* b) {
       return *static_cast<const T*>(a) < *static_cast<const T*>(b);
     };

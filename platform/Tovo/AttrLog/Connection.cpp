@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstring>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include "Tovo/AttrLog/Control.h"
@@ -35,7 +36,7 @@ bool wouldBlock(int error) {
 }
 
 std::string systemError(const char* what) {
-  return std::string(what) + ": " + std::strerror(errno);
+  return std::string(what) + ": " + std::generic_category().message(errno);
 }
 
 }  // namespace

@@ -277,7 +277,7 @@ size_t FlowOut::heldBytes() const noexcept {
     bytes += sizeof(CollectionFlow) + flow->bookmark.capacity();
     for (const std::string& key : flow->mentioned) bytes += 3 * sizeof(void*) + key.capacity();
     for (const auto& [key, left] : flow->keys) {
-      bytes += sizeof key + 3 * sizeof(void*) + key.capacity();
+      bytes += sizeof(std::string) + 3 * sizeof(void*) + key.capacity();
     }
   }
   return bytes;

@@ -25,6 +25,7 @@ namespace Tovo::NboAttrLog {
 ///
 /// Only one turn of a process is open at a time. Keys, values and entities of a change live until
 /// it is published.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nobody derives from it
 class Turn final : public Pelmo::ChangeCatcher {
  public:
   Turn() : values_(first_, sizeof first_) {}
