@@ -76,7 +76,7 @@ class Gatherer : public BenchmarkReporter {
 int main(int argc, char** argv) {
   // What takes turns meets the same disturbances. Arguments of the caller come later and win.
   static char interleaving[] = "--benchmark_enable_random_interleaving=true";
-  static char repetitions[] = "--benchmark_repetitions=5";
+  static char repetitions[] = "--benchmark_repetitions=15";
   static char time[] = "--benchmark_min_time=0.05";
   std::vector<char*> arguments{argv[0], interleaving, repetitions, time};
   std::string document;
