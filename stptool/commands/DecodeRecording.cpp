@@ -199,11 +199,22 @@ class Decoder {
   }
 
   static void describeValues(Subject& subject, Tovo::TovoTypeBase type, Tovo::NboAttrLog::In& in) {
+    const Attribute first = Tovo::attributeById(type, in.nextU16());
+    const Attribute last = Tovo::attributeById(type, in.nextU16());
+    if (!first || !last || !first.isLogged() || !last.isLogged()) {
+      subject.message = "skipped";
+      subject.note = "values of attributes, some of which a " + std::string(Tovo::typeName(type)) +
+                     " does not have";
+      return;
+    }
     subject.message = "values";
-    const Tovo::AttributeId first = in.nextU16();
-    const Tovo::AttributeId last = in.nextU16();
     Tovo::forEachAttribute(type, [&](Attribute attribute) {
-      if (attribute.id() < first || attribute.id() > last || !attribute.isLogged()) return;
+      if (attribute.id() < first.id() || attribute.id() > last.id() || !attribute.isLogged()) {
+        return;
+      }
+      if (attribute.kind() != AttributeKind::attribute) {
+        throw Tovo::StreamException("'" + std::string(attribute.name()) + "' among values");
+      }
       Tovo::ValueBuffer value(attribute.ops());
       value.read(in);
       subject.note += (subject.note.empty() ? "" : ", ") + std::string(attribute.name()) + " = " +
