@@ -18,7 +18,14 @@ class HashIndex {
  public:
   static constexpr uint32_t nowhere = 0xffffffff;
 
+  /// None yet: find, add, at and erase need one.
   constexpr HashIndex() noexcept = default;
+  /// An empty one with room for so many and some more. Throws std::bad_alloc.
+  explicit HashIndex(uint32_t objects)
+      : slots_(static_cast<uint32_t>(std::bit_ceil(objects + objects * uint64_t{3} / 5))) {
+    words_ = static_cast<Word*>(std::calloc(slots_, sizeof(Word)));
+    if (!words_) throw std::bad_alloc();
+  }
   HashIndex(const HashIndex&) = delete;
   HashIndex& operator=(const HashIndex&) = delete;
   ~HashIndex() { std::free(words_); }
@@ -66,12 +73,6 @@ class HashIndex {
     }
   }
 
-  /// An empty one with room for so many and some more. Throws std::bad_alloc.
-  explicit HashIndex(uint32_t objects)
-      : slots_(static_cast<uint32_t>(std::bit_ceil(objects + objects * uint64_t{3} / 5))) {
-    words_ = static_cast<Word*>(std::calloc(slots_, sizeof(Word)));
-    if (!words_) throw std::bad_alloc();
-  }
   void swap(HashIndex& other) noexcept {
     std::swap(words_, other.words_);
     std::swap(slots_, other.slots_);
