@@ -22,9 +22,15 @@ using Bench::FarProcess;
 using Bench::writeAll;
 using Tovo::NboAttrLog::Connection;
 
-constexpr int patience = 20000;        // milliseconds
-constexpr size_t batched = 10000;      // changes that travel together
-constexpr size_t oneByOne = 1000;      // changes that go out each for itself
+constexpr int patience = 20000;  // milliseconds
+// Changes until somebody waits for the other process, and how many of them go out together.
+struct Work {
+  size_t changes;
+  size_t together;
+};
+constexpr Work batched{10000, 10000};
+constexpr Work streamed{10000, 1000};
+constexpr Work oneByOne{1000, 1};
 constexpr size_t change = 4 + 10 + 4;  // bytes: length, entity and attribute, state
 constexpr size_t turn = 4 + 6;         // bytes behind each group of changes
 
@@ -79,7 +85,8 @@ class Mirrored {
   std::unique_ptr<Connection> connection_;
 };
 
-void mirror(benchmark::State& state, size_t count, bool flushEach) {
+void mirror(benchmark::State& state, Work work) {
+  const auto [count, together] = work;
   Mirrored mirrored(count);
   bool forwarding = false;
   for (auto _ : state) {
@@ -88,7 +95,7 @@ void mirror(benchmark::State& state, size_t count, bool flushEach) {
         forwarding ? Stp::PortState::forwarding : Stp::PortState::discarding;
     for (size_t i = 0; i < count; ++i) {
       mirrored.set(i, wanted);
-      if (flushEach) mirrored.flush();
+      if ((i + 1) % together == 0) mirrored.flush();
     }
     mirrored.settle();
   }
@@ -97,7 +104,9 @@ void mirror(benchmark::State& state, size_t count, bool flushEach) {
 
 // ---------------------------------------------------------------------------------- the same bytes
 
-void bareSocket(benchmark::State& state, size_t count, size_t writes) {
+void bareSocket(benchmark::State& state, Work work) {
+  const size_t count = work.changes;
+  const size_t writes = count / work.together;
   const size_t total = count * change + writes * turn;
   FarProcess far([total](int fd) {
     std::vector<uint8_t> buffer(64 * 1024);
@@ -112,7 +121,7 @@ void bareSocket(benchmark::State& state, size_t count, size_t writes) {
     }
   });
   const std::vector<uint8_t> bytes(total);
-  const size_t each = writes == 1 ? size_t{64 * 1024} : total / writes;
+  const size_t each = std::min(size_t{64 * 1024}, total / writes);
   for (auto _ : state) {
     for (size_t at = 0; at < total; at += each) {
       writeAll(far.fd(), bytes.data() + at, std::min(each, total - at));
@@ -182,15 +191,16 @@ void readByHand(int fd, size_t count) {
   }
 }
 
-void byHand(benchmark::State& state, size_t count, bool writeEach) {
-  FarProcess far([count](int fd) { readByHand(fd, count); });
+void byHand(benchmark::State& state, Work work) {
+  const auto [count, together] = work;
+  FarProcess far([count = count](int fd) { readByHand(fd, count); });
   HandWriter writer(far.fd());
   uint32_t value = 0;
   for (auto _ : state) {
     ++value;
     for (size_t i = 0; i < count; ++i) {
       writer.append(static_cast<uint32_t>(i), 258, value);
-      if (writeEach) writer.send();
+      if ((i + 1) % together == 0) writer.send();
     }
     writer.append(nobody, 0, 0);
     writer.send();
@@ -203,8 +213,9 @@ void byHand(benchmark::State& state, size_t count, bool writeEach) {
 
 #ifdef STP_BENCH_PROTOBUF
 /// Messages of one byte of length each, applied to an array.
-void protobuf(benchmark::State& state, size_t count, size_t writes) {
-  FarProcess far([count](int fd) {
+void protobuf(benchmark::State& state, Work work) {
+  const auto [count, together] = work;
+  FarProcess far([count = count](int fd) {
     std::vector<uint8_t> buffer(64 * 1024);
     std::vector<uint32_t> states(count);
     stp_bench::Change message;
@@ -250,7 +261,7 @@ void protobuf(benchmark::State& state, size_t count, size_t writes) {
     ++value;
     for (size_t i = 0; i < count; ++i) {
       append(static_cast<uint32_t>(i));
-      if (writes > 1) send();
+      if ((i + 1) % together == 0) send();
     }
     append(nobody);
     send();
@@ -298,21 +309,22 @@ const bool registered = [] {
   const auto add = [](const char* name, auto function, auto... arguments) {
     benchmark::RegisterBenchmark(name, function, arguments...)->UseRealTime();
   };
-  add("Mirror/batched/stp", mirror, batched, false);
-  add("Mirror/batched/floor:socketpair", bareSocket, batched, 1);
-  add("Mirror/batched/limit", byHand, batched, false);
-  add("Mirror/flush_each/stp", mirror, oneByOne, true);
-  add("Mirror/flush_each/floor:socketpair", bareSocket, oneByOne, oneByOne);
-  add("Mirror/flush_each/limit", byHand, oneByOne, true);
+  const auto addOwn = [&](const std::string& name, Work work) {
+    add((name + "/stp").c_str(), mirror, work);
+    add((name + "/floor:socketpair").c_str(), bareSocket, work);
+    add((name + "/limit").c_str(), byHand, work);
+#ifdef STP_BENCH_PROTOBUF
+    add((name + "/peer:protobuf").c_str(), protobuf, work);
+#endif
+  };
+  addOwn("Mirror/batched", batched);
+  addOwn("Mirror/streamed", streamed);
+  addOwn("Mirror/flush_each", oneByOne);
 #ifdef STP_BENCH_REDIS
   if (Bench::RedisServer::installed()) {
-    add("Mirror/batched/peer:redis", redis, batched, true);
-    add("Mirror/flush_each/peer:redis", redis, oneByOne, false);
+    add("Mirror/batched/peer:redis", redis, batched.changes, true);
+    add("Mirror/flush_each/peer:redis", redis, oneByOne.changes, false);
   }
-#endif
-#ifdef STP_BENCH_PROTOBUF
-  add("Mirror/batched/peer:protobuf", protobuf, batched, 1);
-  add("Mirror/flush_each/peer:protobuf", protobuf, oneByOne, oneByOne);
 #endif
   return true;
 }();

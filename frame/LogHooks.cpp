@@ -23,11 +23,9 @@ using Tovo::NboAttrLog::FlowOut;
 using Tovo::NboAttrLog::FlowResult;
 using Tovo::NboAttrLog::In;
 using Tovo::NboAttrLog::LogAttribute;
-using Tovo::NboAttrLog::LogRun;
 using Tovo::NboAttrLog::LogTable;
 using Tovo::NboAttrLog::Out;
 using Tovo::NboAttrLog::StreamAdapter;
-using Tovo::NboAttrLog::ValueRun;
 
 const Pelmo::Ptr<Entity>& pointerAt(const void* stored) noexcept {
   return *static_cast<const Pelmo::Ptr<Entity>*>(stored);
@@ -52,14 +50,9 @@ void decode(const std::string& bytes, ValueBuffer& value) {
 
 // ---------------------------------------------------------------------------------------- sending
 
-bool offersMulticast(const StreamAdapter& adapter) noexcept {
-  constexpr uint32_t asked = StreamAdapter::flagMulticast | StreamAdapter::flagsNoMulticast;
-  return (adapter.flags() & asked) == StreamAdapter::flagMulticast;
-}
-
 // A pointer, or a value of any size. False: no room.
-bool sendOther(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& attribute,
-               const void* stored) {
+bool sendOther(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& attribute) {
+  const void* const stored = attribute.storedIn(flow.entity());
   if (attribute.kind == AttributeKind::pointer) {
     const uint32_t target = adapter.referenceId(pointerAt(stored).get());
     Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, sizeof target, 0);
@@ -79,37 +72,9 @@ bool sendOther(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& attrib
 // One attribute's value. False: no room.
 inline bool handleValueSerialization(StreamAdapter& adapter, FlowOut& flow,
                                      const LogAttribute& attribute) {
-  if (offersMulticast(adapter) && adapter.doMessageMulticast(flow, attribute.id)) return true;
-  const void* stored = reinterpret_cast<const char*>(&flow.entity()) + attribute.offset;
-  if (!attribute.ops || !attribute.ops->encode) {
-    return sendOther(adapter, flow, attribute, stored);
-  }
-  const size_t size = attribute.encodedSize;
-  Out* out = adapter.singletonSerializeCheck(flow, attribute.id, 0, 1, size, 0);
-  if (!out) return false;
-  attribute.ops->encode(out->claim(size), stored);
-  adapter.outSmCommitMessage();
-  adapter.sentIs(flow, attribute.id);
-  return true;
-}
-
-// All values of a run at once. What a guest sends is under way message by message, so it has to
-// send them one by one, and so has who offers each to a multicast.
-bool maySend(const StreamAdapter& adapter, const FlowOut& flow, const LogRun& run) {
-  return flow.isDirty(run) && !flow.isToHost() && !offersMulticast(adapter);
-}
-
-// False: no room.
-bool sendRun(StreamAdapter& adapter, FlowOut& flow, const ValueRun& run) {
-  const size_t size = sizeof run.first + sizeof run.last + run.encodedSize;
-  Out* out = adapter.singletonSerializeCheck(flow, BaseMessage::values, 0, 1, size, 0);
-  if (!out) return false;
-  uint8_t* const to = out->claim(size);
-  Tovo::NboAttrLog::store(to, run.first);
-  Tovo::NboAttrLog::store(to + sizeof run.first, run.last);
-  run.encode(to + sizeof run.first + sizeof run.last, flow.entity());
-  adapter.outSmCommitMessage();
-  return true;
+  if (adapter.offersMulticast() && adapter.doMessageMulticast(flow, attribute.id)) return true;
+  if (attribute.encode) return adapter.sendFixed(flow, attribute);
+  return sendOther(adapter, flow, attribute);
 }
 
 // `bytes`: the encoded key.
@@ -260,13 +225,10 @@ inline void checkMayWrite(StreamAdapter& adapter, const Entity& entity, Attribut
 inline void applyValue(StreamAdapter& adapter, Entity& entity, const LogAttribute& attribute,
                        In& in) {
   const ValueOps& ops = *attribute.ops;
-  void* stored = reinterpret_cast<char*>(&entity) + attribute.offset;
+  void* const stored = attribute.storedIn(entity);
   if (!entity.nodePublisher().observed()) {
     // A flow would observe it.
-    if (!ops.decode) return static_cast<void>(ops.update(in, stored, nullptr));
-    const uint8_t* from = in.take(attribute.encodedSize);
-    in.expectEnd();
-    return ops.decode(from, stored);
+    return static_cast<void>(ops.update(in, stored, nullptr));
   }
   if (adapter.isPending(entity, attribute.id)) {
     ValueBuffer value(ops);
@@ -390,7 +352,7 @@ void applyOneByOne(StreamAdapter& adapter, Entity& entity, const LogAttribute& f
   size_t size = 0;
   for (const LogAttribute* at = &first; at <= &last; ++at) {
     if (!at->logged) continue;
-    if (at->kind != AttributeKind::attribute || !at->ops->decode) {
+    if (!at->decode) {
       throwOf("where " + std::string(at->attribute.name()) + " has no fixed size");
     }
     size += at->encodedSize;
@@ -409,14 +371,6 @@ void applyValues(StreamAdapter& adapter, Entity& entity, const LogTable& table, 
   const AttributeId firstId = in.nextU16();
   const AttributeId lastId = in.nextU16();
   checkMayWrite(adapter, entity, firstId);
-  if (!adapter.streamDemuxer() && !entity.nodePublisher().observed()) {
-    for (const LogRun& run : table.runs()) {
-      if (run.first != firstId || run.last != lastId) continue;
-      const uint8_t* from = in.take(run.encodedSize);
-      in.expectEnd();
-      return run.decode(from, entity);
-    }
-  }
   const LogAttribute* const first = table.logged(firstId);
   const LogAttribute* const last = table.logged(lastId);
   if (!first || !last) return adapter.unknownAttributeArrived();
@@ -466,8 +420,8 @@ FlowResult handleAttrFlowOut(StreamAdapter& adapter, AttributeId attribute, Flow
   for (uint32_t ordinal = flow.firstDirty(0); ordinal != FlowOut::none;
        ordinal = flow.firstDirty(ordinal + 1)) {
     const LogAttribute& dirty = table.at(ordinal);
-    if (dirty.run && maySend(adapter, flow, *dirty.run)) {
-      if (!sendRun(adapter, flow, *dirty.run)) return FlowResult::notFinished;
+    if (dirty.run && adapter.maySend(flow, *dirty.run)) {
+      if (!adapter.sendRun(flow, *dirty.run)) return FlowResult::notFinished;
       flow.cleanIs(*dirty.run);
       continue;
     }

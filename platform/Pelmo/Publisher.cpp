@@ -68,9 +68,6 @@ Publisher::~Publisher() {
   }
 }
 
-void Publisher::catcherIs(ChangeCatcher* catcher) noexcept { catcher_ = catcher; }
-ChangeCatcher* Publisher::catcher() noexcept { return catcher_; }
-
 void Publisher::publishCaught(const Change& change) {
   if (!observed()) return;
   if ((observers_ & observedFromAbove) != 0 || ThreadControl::tsp_) {

@@ -56,8 +56,8 @@ class Publisher {
 
   /// Whoever catches gets every change of an observed node that the calling thread makes, until it
   /// is another one or null.
-  static void catcherIs(ChangeCatcher* catcher) noexcept;
-  static ChangeCatcher* catcher() noexcept;
+  static void catcherIs(ChangeCatcher* catcher) noexcept { catcher_ = catcher; }
+  static ChangeCatcher* catcher() noexcept { return catcher_; }
   /// Calls the observers as publishChangeRecursive does, past whoever catches.
   void publishCaught(const Change& change);
 

@@ -30,6 +30,11 @@ class FlatMap {
   }
   const Value* find(Key key) const noexcept { return const_cast<FlatMap*>(this)->find(key); }
   bool contains(Key key) const noexcept { return find(key) != nullptr; }
+  /// Soon something is asked or stored under that key: what that takes comes from memory meanwhile.
+  // Not inlined it would be dropped, as a function that does nothing (GCC 12).
+  [[gnu::always_inline]] void expect(Key key) const noexcept {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[home(key)], 1);
+  }
 
   /// The value under a key, a fresh one when it was not there. Throws std::bad_alloc, then nothing
   /// has changed.

@@ -21,6 +21,7 @@ struct FlowOut::CollectionFlow {
   std::deque<const std::string*> order;        // of `keys`
   std::unordered_map<std::string, bool> keys;  // whether an element that the peer knows has left
   std::unordered_set<std::string> mentioned;
+  std::unique_ptr<CollectionFlow> next;
 };
 
 FlowOut::FlowOut(StreamAdapter& adapter, Entity& entity, uint32_t entityId, AttributeId start)
@@ -45,22 +46,20 @@ void FlowOut::detachFromAdapter() noexcept {
 }
 
 void FlowOut::dirtyIs(const LogAttribute& attribute) noexcept {
-  word(attribute.ordinal) |= uint64_t{1} << (attribute.ordinal & 63);
+  dirtyBit(attribute);
   if (!queued_ && adapter_) adapter_->enqueue(*this);
 }
 
 void FlowOut::dirtyFrom(AttributeId start) noexcept {
-  uint64_t any = 0;
-  for (uint32_t ordinal = 0; ordinal < table_.total(); ordinal += 64) {
-    uint64_t bits = table_.loggedBits(ordinal / 64);
-    // Ids ascend with the places.
-    for (; start != 0 && bits != 0; bits &= bits - 1) {
-      if (table_.at(ordinal + static_cast<uint32_t>(std::countr_zero(bits))).id >= start) break;
+  if (start == 0 && !moreDirty_) {
+    dirty_ |= table_.loggedBits();
+  } else {
+    for (uint32_t ordinal = 0; ordinal < table_.total(); ++ordinal) {
+      const LogAttribute& attribute = table_.at(ordinal);
+      if (attribute.logged && attribute.id >= start) dirtyBit(attribute);
     }
-    word(ordinal) |= bits;
-    any |= bits;
   }
-  if (any != 0 && !queued_ && adapter_) adapter_->enqueue(*this);
+  if (!queued_ && adapter_ && anyDirty()) adapter_->enqueue(*this);
 }
 
 void FlowOut::tovoIsDirtyIs(AttributeId attribute, bool dirty) {
@@ -81,23 +80,26 @@ bool FlowOut::tovoIsDirty(AttributeId attribute) const noexcept {
 FlowOut::Dirty FlowOut::dirty() const noexcept {
   Dirty dirty;
   for (uint32_t at = firstDirty(0); at != none; at = firstDirty(at + 1)) ++dirty.attributes;
-  for (const auto& flow : collections_) dirty.keys += flow->keys.size();
+  for (const auto* flow = collections_.get(); flow; flow = flow->next.get()) {
+    dirty.keys += flow->keys.size();
+  }
   return dirty;
 }
 
 FlowOut::CollectionFlow* FlowOut::find(AttributeId collection) const noexcept {
-  for (const auto& flow : collections_) {
-    if (flow->collection == collection) return flow.get();
-  }
-  return nullptr;
+  CollectionFlow* flow = collections_.get();
+  while (flow && flow->collection != collection) flow = flow->next.get();
+  return flow;
 }
 
 FlowOut::CollectionFlow& FlowOut::need(AttributeId collection) {
   if (CollectionFlow* flow = find(collection)) return *flow;
-  collections_.push_back(std::make_unique<CollectionFlow>());
-  collections_.back()->collection = collection;
-  collections_.back()->synced = collection < start_;
-  return *collections_.back();
+  auto flow = std::make_unique<CollectionFlow>();
+  flow->collection = collection;
+  flow->synced = collection < start_;
+  flow->next = std::move(collections_);
+  collections_ = std::move(flow);
+  return *collections_;
 }
 
 bool FlowOut::tovoHasSynced(AttributeId collection) const noexcept {
@@ -207,14 +209,12 @@ void FlowOut::forgetMentioned(AttributeId collection) noexcept {
 }
 
 void FlowOut::freeResyncState(AttributeId collection) noexcept {
-  const auto it = std::find_if(
-      collections_.begin(), collections_.end(),
-      [&](const std::unique_ptr<CollectionFlow>& flow) { return flow->collection == collection; });
-  if (it == collections_.end()) return;
+  CollectionFlow* flow = find(collection);
+  if (!flow) return;
   clearDirtyKeys(collection);
-  (*it)->walking = false;
-  (*it)->hasBookmark = false;
-  (*it)->bookmark.clear();
+  flow->walking = false;
+  flow->hasBookmark = false;
+  flow->bookmark.clear();
 }
 
 void FlowOut::handleChange(const Pelmo::Change& change) {
@@ -273,7 +273,7 @@ void FlowOut::handlePublisherGone(Pelmo::Publisher&) {
 
 size_t FlowOut::heldBytes() const noexcept {
   size_t bytes = 0;
-  for (const auto& flow : collections_) {
+  for (const auto* flow = collections_.get(); flow; flow = flow->next.get()) {
     bytes += sizeof(CollectionFlow) + flow->bookmark.capacity();
     for (const std::string& key : flow->mentioned) bytes += 3 * sizeof(void*) + key.capacity();
     for (const auto& [key, left] : flow->keys) {

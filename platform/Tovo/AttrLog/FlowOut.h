@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "Pelmo/Ptr.h"
 #include "Pelmo/Publisher.h"
@@ -67,6 +66,10 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
     return (word(64 * run.word) & run.bits) == run.bits;
   }
   void cleanIs(const LogRun& run) noexcept { word(64 * run.word) &= ~run.bits; }
+  /// Nothing is dirty but values of fixed size.
+  bool onlyFixedDirty() const noexcept {
+    return !moreDirty_ && (dirty_ & ~table_.fixedBits()) == 0;
+  }
   /// How much is dirty: attributes, collections among them, and keys of these. Cost: their number.
   struct Dirty {
     size_t attributes = 0;
@@ -136,6 +139,9 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   void handleCollectionChange(const LogAttribute& attribute, const Pelmo::Change& change);
   CollectionFlow* find(AttributeId collection) const noexcept;
   CollectionFlow& need(AttributeId collection);
+  void dirtyBit(const LogAttribute& attribute) noexcept {
+    word(attribute.ordinal) |= uint64_t{1} << (attribute.ordinal & 63);
+  }
   uint64_t& word(uint32_t ordinal) noexcept {
     return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
   }
@@ -143,6 +149,7 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
     return ordinal < 64 ? dirty_ : moreDirty_[ordinal / 64 - 1];
   }
 
+  // Two cache lines, with what observes: there is one of these for each entity.
   StreamAdapter* adapter_;
   Entity* entity_;
   const LogTable& table_;
@@ -150,12 +157,12 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   FlowOut* previousQueued_ = nullptr;
   uint32_t entityId_;
   AttributeId start_;
-  bool queued_ = false;
-  bool toHost_ = false;
-  bool complete_ = false;                  // everything was sent once
-  uint64_t dirty_ = 0;                     // the first 64 attributes
-  std::unique_ptr<uint64_t[]> moreDirty_;  // the others, where a type has so many
-  std::vector<std::unique_ptr<CollectionFlow>> collections_;
+  bool queued_ : 1 = false;
+  bool toHost_ : 1 = false;
+  bool complete_ : 1 = false;                    // everything was sent once
+  uint64_t dirty_ = 0;                           // the first 64 attributes
+  std::unique_ptr<uint64_t[]> moreDirty_;        // the others, where a type has so many
+  std::unique_ptr<CollectionFlow> collections_;  // the first of them, the last one that was made
 };
 
 }  // namespace Tovo::NboAttrLog

@@ -51,7 +51,6 @@ const LogTable& LogTable::of(TovoTypeBase type) {
 
 LogTable::LogTable(TovoTypeBase type) : type_(type), hooks_(entityHooks(type)) {
   attributes_.reserve(attributeTotal(type));
-  loggedBits_.resize((attributeTotal(type) + 63) / 64);
   if ((typeDescriptor(type).flags & TypeDescriptor::keyedByParameter) == 0) {
     constructor_.push_back({&primitiveOps(PrimitiveCode::string), AttributeDescriptor::notStored});
   }
@@ -69,6 +68,8 @@ LogTable::LogTable(TovoTypeBase type) : type_(type), hooks_(entityHooks(type)) {
       case AttributeKind::attribute:
         entry.ops = &attribute.ops();
         entry.encodedSize = entry.ops->encodedSize;
+        entry.encode = entry.ops->encode;
+        entry.decode = entry.ops->decode;
         break;
       case AttributeKind::pointer:
         entry.encodedSize = sizeof(uint32_t);
@@ -87,7 +88,11 @@ LogTable::LogTable(TovoTypeBase type) : type_(type), hooks_(entityHooks(type)) {
       default:
         break;
     }
-    if (entry.logged) loggedBits_[entry.ordinal / 64] |= uint64_t{1} << (entry.ordinal % 64);
+    if (entry.logged && entry.ordinal < 64) {
+      const uint64_t bit = uint64_t{1} << entry.ordinal;
+      loggedBits_ |= bit;
+      if (entry.encode) fixedBits_ |= bit;
+    }
     attributes_.push_back(entry);
   });
   for (const LogAttribute& entry : attributes_) {

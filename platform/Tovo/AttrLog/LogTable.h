@@ -28,6 +28,16 @@ struct LogAttribute {
   AttributeKind kind;
   bool logged;
   const LogRun* run = nullptr;  ///< the one that begins here
+  // Of `ops`, for a value of fixed size; else null.
+  void (*encode)(uint8_t* to, const void* value) noexcept = nullptr;
+  void (*decode)(const uint8_t* from, void* value) noexcept = nullptr;
+
+  const void* storedIn(const Entity& entity) const noexcept {
+    return reinterpret_cast<const char*>(&entity) + offset;
+  }
+  void* storedIn(Entity& entity) const noexcept {
+    return reinterpret_cast<char*>(&entity) + offset;
+  }
 };
 
 /// One of the values that an entity is constructed from.
@@ -49,8 +59,10 @@ class LogTable {
 
   /// The name or key, then the parameters in order of declaration.
   const std::vector<ConstructorValue>& constructorValues() const noexcept { return constructor_; }
-  /// The logged ones of 64 attributes, as bits by ordinal.
-  uint64_t loggedBits(size_t word) const noexcept { return loggedBits_[word]; }
+  /// Of the first 64 attributes the logged ones, as bits by ordinal.
+  uint64_t loggedBits() const noexcept { return loggedBits_; }
+  /// Those of them that are values of fixed size.
+  uint64_t fixedBits() const noexcept { return fixedBits_; }
 
   /// Of the type and its bases, as they travel.
   std::span<const LogRun> runs() const noexcept { return runs_; }
@@ -72,7 +84,8 @@ class LogTable {
   uint32_t total_ = 0;
   std::vector<const LogAttribute*> byId_;
   std::vector<LogAttribute> attributes_;
-  std::vector<uint64_t> loggedBits_;
+  uint64_t loggedBits_ = 0;
+  uint64_t fixedBits_ = 0;
   std::vector<ConstructorValue> constructor_;
   std::vector<LogRun> runs_;
 };

@@ -1,5 +1,6 @@
 #include "Tovo/AttrLog/StreamAdapter.h"
 
+#include <bit>
 #include <unordered_set>
 #include <utility>
 
@@ -82,6 +83,7 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
   const uint32_t reserved = known ? *known : 0;
   if (reserved != 0 && bindings_.contains(reserved)) return reserved;
   if (id == 0) id = reserved != 0 ? reserved : newId();
+  expectNeighbour(entity);
   const LogTable& table = LogTable::of(entity.tovoType());
   Binding binding{&entity, &table, nullptr, 0, mount, false};
   const bool host = mount.side == MountSide::host;
@@ -100,6 +102,14 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
   if (reserved != 0 && reserved != id) resendReferences(entity);
   if (!waitingFor_.empty()) resolveReferences(id, entity);
   return id;
+}
+
+// Many that are bound one after the other were made one after the other, and lie at equal
+// distances.
+void StreamAdapter::expectNeighbour(const Entity& entity) noexcept {
+  const auto here = reinterpret_cast<uintptr_t>(&entity);
+  const uintptr_t next = here + (here - std::exchange(lastBound_, here));
+  ids_.expect(reinterpret_cast<const Entity*>(next));
 }
 
 void StreamAdapter::resendReferences(const Entity& entity) {
@@ -241,20 +251,44 @@ FlowOut::Dirty StreamAdapter::dirty() const noexcept {
 
 // -------------------------------------------------------------------------------------- sending
 
+// Of a flow in which nothing else is dirty. False: no room.
+[[gnu::always_inline]] inline bool StreamAdapter::sendAllFixed(FlowOut& flow) {
+  while (flow.dirty_ != 0) {
+    const LogAttribute& first =
+        flow.table_.at(static_cast<uint32_t>(std::countr_zero(flow.dirty_)));
+    if (first.run && !flow.toHost_ && (flow.dirty_ & first.run->bits) == first.run->bits) {
+      if (!sendRun(flow, *first.run)) return false;
+      flow.dirty_ &= ~first.run->bits;
+    } else {
+      if (!sendFixed(flow, first)) return false;
+      flow.dirty_ &= flow.dirty_ - 1;
+    }
+  }
+  return true;
+}
+
 bool StreamAdapter::pump() {
   constexpr size_t cacheLine = 64;
   while (firstQueued_) {
-    // It stays the first one meanwhile: when it is not finished it goes on before all others,
-    // because an element must not be spoken of before it is sent itself.
-    const Pelmo::Ptr<FlowOut> flow(firstQueued_);
     // The next one comes from memory while this one is sent, and the one behind it is looked for.
-    if (const FlowOut* next = flow->nextQueued_) {
+    if (const FlowOut* next = firstQueued_->nextQueued_) {
       __builtin_prefetch(next->entity_);
       __builtin_prefetch(next->nextQueued_);
       // As a number: there may be none behind it.
       const auto behind = reinterpret_cast<uintptr_t>(next->nextQueued_) + cacheLine;
       __builtin_prefetch(reinterpret_cast<const void*>(behind));
     }
+    // Nobody is called who could change anything meanwhile.
+    if (firstQueued_->onlyFixedDirty() && !offersMulticast()) {
+      FlowOut& flow = *firstQueued_;
+      if (!sendAllFixed(flow)) return false;
+      flow.complete_ = true;
+      dequeue(flow);
+      continue;
+    }
+    // It stays the first one meanwhile: when it is not finished it goes on before all others,
+    // because an element must not be spoken of before it is sent itself.
+    const Pelmo::Ptr<FlowOut> flow(firstQueued_);
     sending_ = behind_ = flow.get();
     FlowResult result;
     try {
@@ -320,7 +354,38 @@ void StreamAdapter::applyMessage(uint32_t entityId, AttributeId attribute, In& i
   }
   Entity& target = *asked_.entity;
   owesTaken_ = owesTaken_ || asked_.host;
+  if (applyFixed(target, attribute, in)) return;
   asked_.table->hooks().doHandleAttrDeserialization(*this, target, attribute, in);
+}
+
+// Values of fixed size for an entity that nobody observes, a flow neither, and the peer may write.
+// False, and nothing is read: it is something else.
+inline bool StreamAdapter::applyFixed(Entity& entity, AttributeId attribute, In& in) {
+  if (demuxer_ || (asked_.host && asked_.readOnly) || entity.nodePublisher().observed()) {
+    return false;
+  }
+  if (attribute == BaseMessage::values) return applyRun(entity, in);
+  const LogAttribute* const known = asked_.table->logged(attribute);
+  if (!known || !known->decode) return false;
+  const uint8_t* const from = in.take(known->encodedSize);
+  in.expectEnd();
+  known->decode(from, known->storedIn(entity));
+  return true;
+}
+
+inline bool StreamAdapter::applyRun(Entity& entity, In& in) {
+  constexpr size_t ids = 2 * sizeof(AttributeId);
+  if (in.remaining() < ids) return false;
+  In ahead = in;
+  const AttributeId first = ahead.nextU16();
+  const AttributeId last = ahead.nextU16();
+  for (const LogRun& run : asked_.table->runs()) {
+    if (run.first != first || run.last != last || run.encodedSize != ahead.remaining()) continue;
+    run.decode(ahead.take(run.encodedSize), entity);
+    in = ahead;
+    return true;
+  }
+  return false;
 }
 
 void StreamAdapter::doBaseTovoNboAttrLogSaMsg(Entity& entity, AttributeId attribute, In& in) {
@@ -371,6 +436,10 @@ void StreamAdapter::noteUnderWay(FlowOut& flow, AttributeId attribute, const std
     at->second = number;
   }
   underWay_.emplace(number, at->first);
+}
+
+void StreamAdapter::noteUnderWay(FlowOut& flow, AttributeId attribute) {
+  noteUnderWay(flow, attribute, {});
 }
 
 void StreamAdapter::takenIs(uint32_t count) {

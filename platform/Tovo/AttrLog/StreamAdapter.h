@@ -39,6 +39,13 @@ enum class FlowResult : int {
   notMine = 2,      ///< the attribute id is not one of the type's
 };
 
+/// Ids of the runtime's own messages about a carried entity.
+namespace BaseMessage {
+constexpr AttributeId beginCollection = 1;  ///< U16 collection: a whole transfer starts
+constexpr AttributeId endCollection = 2;    ///< U16 collection: what was not mentioned is gone
+constexpr AttributeId values = 3;  ///< U16 first, U16 last, the values of these and between
+}  // namespace BaseMessage
+
 /// Takes messages before the runtime does. True: it took this one.
 class StreamDemuxer {
  public:
@@ -135,14 +142,9 @@ class StreamAdapter {
   /// message is not to be sent now. Ends with outSmCommitMessage.
   Out* singletonSerializeCheck(FlowOut& flow, AttributeId attribute, uint32_t, uint32_t count,
                                size_t size, uint32_t) {
-    const size_t bytes = messageHeader + count * size;
-    if (!needRoom(bytes)) return nullptr;
-    store(room_, static_cast<uint32_t>(bytes));
-    store(room_ + frameHeader, flow.entityId());
-    store(room_ + frameHeader + sizeof(uint32_t), attribute);
-    outSize_ = frameHeader + bytes;
-    outAgain_ = flow.complete_;
-    out_ = Out({room_ + frameHeader + messageHeader, bytes - messageHeader});
+    uint8_t* const payload = startMessage(flow, attribute, count * size);
+    if (!payload) return nullptr;
+    out_ = Out({payload, count * size});
     return &out_;
   }
   void outSmCommitMessage() noexcept {
@@ -150,6 +152,34 @@ class StreamAdapter {
     turnOpen_ = true;
     ++counters_.messagesSent;
     if (outAgain_) sentAgain_ += outSize_;
+  }
+  /// The values of a run travel together where all of them are dirty. What a guest sends is under
+  /// way message by message, so it has to send them one by one, and so has who offers each to a
+  /// multicast.
+  bool maySend(const FlowOut& flow, const LogRun& run) const noexcept {
+    return flow.isDirty(run) && !flow.toHost_ && !offersMulticast();
+  }
+  /// Sends a run, or a value of fixed size. False: no room.
+  bool sendRun(FlowOut& flow, const LogRun& run) {
+    constexpr size_t ids = sizeof run.first + sizeof run.last;
+    uint8_t* const to = startMessage(flow, BaseMessage::values, ids + run.encodedSize);
+    if (!to) return false;
+    store(to, run.first);
+    store(to + sizeof run.first, run.last);
+    run.encode(to + ids, flow.entity());
+    outSmCommitMessage();
+    return true;
+  }
+  bool sendFixed(FlowOut& flow, const LogAttribute& attribute) {
+    uint8_t* const to = startMessage(flow, attribute.id, attribute.encodedSize);
+    if (!to) return false;
+    attribute.encode(to, attribute.storedIn(flow.entity()));
+    outSmCommitMessage();
+    sentIs(flow, attribute.id);
+    return true;
+  }
+  bool offersMulticast() const noexcept {
+    return (flags_ & (flagMulticast | flagsNoMulticast)) == flagMulticast;
   }
   /// Offered before a message is written; true: somebody sends it for all. Here nobody does.
   virtual bool doMessageMulticast(FlowOut& flow, AttributeId attribute);
@@ -215,8 +245,11 @@ class StreamAdapter {
   }
   bool isPending(const Entity& entity, AttributeId collection, const std::string& key) const;
   /// The last message was about that; without a key, about the attribute or the whole collection.
-  void sentIs(FlowOut& flow, AttributeId attribute, const std::string& key = {}) {
+  void sentIs(FlowOut& flow, AttributeId attribute, const std::string& key) {
     if (flow.toHost_) noteUnderWay(flow, attribute, key);
+  }
+  void sentIs(FlowOut& flow, AttributeId attribute) {
+    if (flow.toHost_) noteUnderWay(flow, attribute);
   }
   /// Asked for each write that arrives at a read-only mount; refuses unless a subclass allows it.
   virtual bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute);
@@ -301,6 +334,7 @@ class StreamAdapter {
   [[noreturn]] void throwTooLong(size_t bytes) const;
   [[noreturn]] static void throwNotGiven(uint32_t id);
   uint32_t newId();
+  void expectNeighbour(const Entity& entity) noexcept;
   void ask(const Entity& entity) const noexcept;
   static Carried carriedAs(uint32_t id, const Binding& binding) noexcept;
   bool isPendingAtGuest(const FlowOut& flow, AttributeId attribute) const noexcept;
@@ -310,7 +344,23 @@ class StreamAdapter {
   void reservationGone(uint32_t id, const Entity& entity) noexcept;
   void enqueue(FlowOut& flow) noexcept;
   void dequeue(FlowOut& flow) noexcept;
+  /// Room for the payload of a message, whose head is written; null: none.
+  uint8_t* startMessage(const FlowOut& flow, AttributeId attribute, size_t size) {
+    const size_t bytes = messageHeader + size;
+    if (!needRoom(bytes)) return nullptr;
+    uint8_t* const head = room_;
+    store(head, static_cast<uint32_t>(bytes));
+    store(head + frameHeader, flow.entityId());
+    store(head + frameHeader + sizeof(uint32_t), attribute);
+    outSize_ = frameHeader + bytes;
+    outAgain_ = flow.complete_;
+    return head + frameHeader + messageHeader;
+  }
+  bool sendAllFixed(FlowOut& flow);
+  bool applyFixed(Entity& entity, AttributeId attribute, In& in);
+  bool applyRun(Entity& entity, In& in);
   void noteUnderWay(FlowOut& flow, AttributeId attribute, const std::string& key);
+  void noteUnderWay(FlowOut& flow, AttributeId attribute);
   void resolveReferences(uint32_t target, Entity& entity);
   void applyReference(const ReferenceKey& key, Entity* target);
   void tellReference(const ReferenceKey& key);
@@ -340,6 +390,7 @@ class StreamAdapter {
   uint32_t flags_ = 0;
   uint32_t lastId_ = 0;
   uint32_t lastTransfer_ = 0;
+  uintptr_t lastBound_ = 0;  // where the entity lies
 };
 
 // Elements that come to light while their owner is sent follow it at once, while all that was just
@@ -361,13 +412,6 @@ inline void StreamAdapter::dequeue(FlowOut& flow) noexcept {
   (flow.previousQueued_ ? flow.previousQueued_->nextQueued_ : firstQueued_) = flow.nextQueued_;
   (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = flow.previousQueued_;
 }
-
-/// Ids of the runtime's own messages about a carried entity.
-namespace BaseMessage {
-constexpr AttributeId beginCollection = 1;  ///< U16 collection: a whole transfer starts
-constexpr AttributeId endCollection = 2;    ///< U16 collection: what was not mentioned is gone
-constexpr AttributeId values = 3;  ///< U16 first, U16 last, the values of these and between
-}  // namespace BaseMessage
 
 }  // namespace Tovo::NboAttrLog
 
