@@ -15,17 +15,30 @@ namespace {
 
 class StallTest : public Test {};
 
+/// A status tree whose host holds back so much of what is to be sent.
+struct StatusPair : Pair {
+  explicit StatusPair(size_t outputBytes) : Pair(limitsOf(outputBytes)) {
+    hostDirectory.mount("/status", status);
+  }
+  Stp::Status& mirrored() { return static_cast<Stp::Status&>(mirror("/status")); }
+
+  const Pelmo::Ptr<Stp::Status> status = Stp::statusFactory("status");
+
+ private:
+  static Limits limitsOf(size_t outputBytes) {
+    Limits limits;
+    limits.outputBytes = outputBytes;
+    return limits;
+  }
+};
+
 constexpr unsigned stalledPorts = 3000;
 
 TEST_F(StallTest, WritesWithoutAReaderHoldWhatIsLiveAndWhatWasRemoved) {
-  Limits limits;
-  limits.outputBytes = 16 * 1024;
-  Pair pair(limits);
-  const auto status = Stp::statusFactory("status");
-  pair.hostDirectory.mount("/status", status);
-  const auto msti = status->stpiStatusIs("Mstp")->mstiStatusIs("Mst0", Stp::InstanceId(0));
+  StatusPair pair(16 * 1024);
+  const auto msti = pair.status->stpiStatusIs("Mstp")->mstiStatusIs("Mst0", Stp::InstanceId(0));
   for (unsigned i = 0; i < stalledPorts; ++i) msti->mstiPortStatusIs(portName(i), 1);
-  Entity& mirror = pair.mirror("/status");
+  const Stp::Status& mirror = pair.mirrored();
   std::mt19937 random(7);
   size_t most = 0;
   for (unsigned write = 0; write < 100000; ++write) {
@@ -46,20 +59,17 @@ TEST_F(StallTest, WritesWithoutAReaderHoldWhatIsLiveAndWhatWasRemoved) {
   constexpr size_t bytesAKey = 256;
   EXPECT_LT(most, (stalledPorts + 4) * bytesAKey);
   pair.settle();
-  expectSame(*status, mirror);
+  expectSame(*pair.status, mirror);
   pair.expectOpen();
 }
 
 // Keys that come and go and never come again: not even they are remembered for ever.
 TEST_F(StallTest, KeysThatWereNeverSeenAreNotHeld) {
-  Limits limits;
-  limits.outputBytes = 4 * 1024;
-  Pair pair(limits);
-  const auto status = Stp::statusFactory("status");
-  pair.hostDirectory.mount("/status", status);
-  const auto stpi = status->stpiStatusIs("Mstp");
+  constexpr size_t outputBytes = 4 * 1024;
+  StatusPair pair(outputBytes);
+  const auto stpi = pair.status->stpiStatusIs("Mstp");
   for (unsigned i = 0; i < 20; ++i) stpi->stpiPortStatusIs(portName(i), 1.0);
-  auto& mirror = static_cast<Stp::Status&>(pair.mirror("/status"));
+  const Stp::Status& mirror = pair.mirrored();
   const auto stays = mirror.stpiStatus("Mstp")->stpiPortStatus(portName(7));
   for (unsigned write = 20; write < 100000; ++write) {
     stpi->stpiPortStatusIs(portName(write), 1.0);
@@ -67,11 +77,11 @@ TEST_F(StallTest, KeysThatWereNeverSeenAreNotHeld) {
     if (write % 64 == 0) pair.host->flush();
     ASSERT_LT(pair.host->heldBytes(), 300u * 200u);
   }
-  EXPECT_LE(pair.host->outputWaiting(), limits.outputBytes);
+  EXPECT_LE(pair.host->outputWaiting(), outputBytes);
   stpi->stpiPortStatusDel(portName(3));
   stpi->stpiPortStatusIs(portName(3), 2.0);
   pair.settle();
-  expectSame(*status, mirror);
+  expectSame(*pair.status, mirror);
   EXPECT_EQ(mirror.stpiStatus("Mstp")->stpiPortStatus(portName(7)), stays);
 }
 
@@ -107,15 +117,11 @@ TEST_F(StallTest, ATransferThatStoppedBehindAnElementOfASecondLife) {
 
 // Far larger than what may wait: it goes alone, in parts as the system takes them.
 TEST_F(StallTest, ALargeValueAmongSmallOnes) {
-  Limits limits;
-  limits.outputBytes = 4 * 1024;
-  Pair pair(limits);
-  const auto status = Stp::statusFactory("status");
-  pair.hostDirectory.mount("/status", status);
-  auto& mirror = static_cast<Stp::Status&>(pair.mirror("/status"));
+  StatusPair pair(4 * 1024);
+  const Stp::Status& mirror = pair.mirrored();
   for (const size_t megabytes : {10, 15, 1}) {
-    status->lastUnstableReasonIs(std::string(megabytes * 1024 * 1024, 'x'));
-    status->stableCounterIs(static_cast<uint32_t>(megabytes));
+    pair.status->lastUnstableReasonIs(std::string(megabytes * 1024 * 1024, 'x'));
+    pair.status->stableCounterIs(static_cast<uint32_t>(megabytes));
     pair.settle();
     EXPECT_EQ(mirror.stableCounter(), megabytes);
     EXPECT_EQ(mirror.lastUnstableReason().size(), megabytes * 1024 * 1024);

@@ -27,6 +27,7 @@ struct Recorded {
     server.output({"del", portPath("Ethernet2")});
     server.output({"new", "/stp/lab", "Stp::Hw"});
     server.output({"new", "/stp/lab/mstiHw/Mst7"});
+    server.output({"new", "/stp/lab/mstiHw/Mst7/mstiPortHw/Ethernet9"});
     server.output({"set", portPath("Ethernet1"), "portState", "discarding"});
     const auto watch = server.start({"watch", "/stp/lab", "--for", "0"});
     watch->end();
@@ -53,6 +54,8 @@ TEST(Record, IsDecodedMessageByMessage) {
   EXPECT_EQ(decoded.code, 0) << decoded.err;
   EXPECT_EQ(decoded.err, "");
   for (const char* part : {"modules  ", "StpHw 32be5a5bd5db8b19", "/stp/hw  mounted  Stp::Hw",
+                           "/mstiPortHw/Ethernet1  portState  discarding -> forwarding\n",
+                           "/mstiPortHw/Ethernet9  portState = discarding, active = false\n",
                            "/mstiPortHw/Ethernet1  portState  forwarding -> learning\n",
                            "/mstiPortHw/Ethernet1  active  true -> false\n",
                            "- /stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet2\n",
@@ -63,9 +66,14 @@ TEST(Record, IsDecodedMessageByMessage) {
   const Ended json = runTool({"decode", recorded.file, "--json"});
   uint64_t offset = 8;
   bool changed = false;
+  std::string values;  // of a port, when it was new
   for (const Json& message : objects(json.out)) {
     EXPECT_EQ(message.at("offset"), offset) << message;
     offset += message.at("bytes").get<uint64_t>();
+    if (values.empty() && message.at("message") == "values" &&
+        message.at("path") == portPath("Ethernet1")) {
+      values = message.at("note");
+    }
     for (const Json& change : message.at("changes")) {
       if (change.value("new", Json()) != "learning") continue;
       changed = true;
@@ -76,6 +84,7 @@ TEST(Record, IsDecodedMessageByMessage) {
     }
   }
   EXPECT_TRUE(changed);
+  EXPECT_EQ(values, "portState = forwarding, active = true");
   EXPECT_EQ(offset, readFile(recorded.file).size());
 }
 

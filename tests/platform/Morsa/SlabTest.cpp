@@ -1,9 +1,13 @@
 #include "Morsa/Slab.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <random>
 #include <vector>
@@ -102,6 +106,55 @@ TEST(Slab, LargeObjectsTakeAndGiveBackTheirOwnPages) {
   EXPECT_THROW(slabAlloc(SIZE_MAX), std::bad_alloc);
   EXPECT_EQ(usage().objects, before.objects);
   EXPECT_EQ(usage().pageBytes, before.pageBytes);
+}
+
+/// Lets the process have so many bytes of addresses more than it has now; false: it cannot.
+bool addressesAre(size_t more) {
+  size_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  rlimit limit{};
+  if (pages == 0 || ::getrlimit(RLIMIT_AS, &limit) != 0) return false;
+  limit.rlim_cur = pages * static_cast<size_t>(::getpagesize()) + more;
+  return ::setrlimit(RLIMIT_AS, &limit) == 0;
+}
+
+// In a process of its own: one that is short of addresses is good for nothing else.
+[[noreturn]] void runOutOfAddresses() {
+  constexpr size_t size = 112;
+  constexpr size_t more = 16 * 1024 * 1024;
+  std::vector<void*> objects;
+  objects.reserve(2 * more / size);
+  if (!addressesAre(more)) std::exit(2);
+  const auto fill = [&] {
+    for (;;) {
+      const Usage before = usage();
+      try {
+        objects.push_back(slabAlloc(size));
+      } catch (const std::bad_alloc&) {
+        const Usage after = usage();
+        return after.objects == before.objects && after.slotBytes == before.slotBytes &&
+               after.pageBytes == before.pageBytes;
+      }
+    }
+  };
+  const bool unchanged = fill();
+  const size_t most = objects.size();
+  bool largeRefused = false;
+  try {
+    slabFree(slabAlloc(more));
+  } catch (const std::bad_alloc&) {
+    largeRefused = true;
+  }
+  for (void* object : objects) slabFree(object);
+  objects.clear();
+  // What was given back is there again.
+  const bool again = fill() && objects.size() == most;
+  std::exit(unchanged && largeRefused && most > 0 && again ? 0 : 1);
+}
+
+TEST(SlabDeathTest, WhereTheSystemRefusesAPageNothingHasChanged) {
+  if (!hasPages()) GTEST_SKIP() << "objects stand alone in this build";
+  EXPECT_EXIT(runOutOfAddresses(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
