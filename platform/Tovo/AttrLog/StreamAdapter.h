@@ -382,15 +382,15 @@ class StreamAdapter {
   uint64_t taken_ = 0;
   Out out_{{}};
   size_t outSize_ = 0;
-  bool outAgain_ = false;
   StreamDemuxer* demuxer_ = nullptr;
   Turn turn_;
   FlowOut* sending_ = nullptr;  // the first one, while it is asked what it has to send
   FlowOut* behind_ = nullptr;   // it, or the last one that was put in behind it meanwhile
+  uintptr_t lastBound_ = 0;     // where the entity lies
   uint32_t flags_ = 0;
   uint32_t lastId_ = 0;
   uint32_t lastTransfer_ = 0;
-  uintptr_t lastBound_ = 0;  // where the entity lies
+  bool outAgain_ = false;
 };
 
 // Elements that come to light while their owner is sent follow it at once, while all that was just
