@@ -111,7 +111,7 @@ class FlatMap {
     }
     if (seed_ == 0) [[likely]]
       return static_cast<size_t>(number) & mask_;
-    return static_cast<size_t>((number * uint64_t{seed_}) >> 20) & mask_;
+    return hashOfNumber(number ^ uint64_t{seed_}) & mask_;
   }
 
   void rebuild(size_t slots) {

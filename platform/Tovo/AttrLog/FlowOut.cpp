@@ -53,7 +53,7 @@ void FlowOut::dirtyIs(const LogAttribute& attribute) noexcept {
 void FlowOut::dirtyFrom(AttributeId start) noexcept {
   if (start == 0 && !moreDirty_) {
     dirty_ |= table_.loggedBits();
-  } else {
+  } else if (start != startNowhere) {
     for (uint32_t ordinal = 0; ordinal < table_.total(); ++ordinal) {
       const LogAttribute& attribute = table_.at(ordinal);
       if (attribute.logged && attribute.id >= start) dirtyBit(attribute);
