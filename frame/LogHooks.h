@@ -16,7 +16,7 @@ Tovo::NboAttrLog::FlowResult handleAttrFlowOut(Tovo::NboAttrLog::StreamAdapter& 
 int streamAdapterOnAttribute(Tovo::NboAttrLog::StreamAdapter& adapter, Tovo::AttributeId attribute,
                              Tovo::NboAttrLog::FlowOut& flow);
 void doHandleAttrDeserialization(Tovo::NboAttrLog::StreamAdapter& adapter, Tovo::Entity& entity,
-                                 Tovo::AttributeId attribute, Tovo::NboAttrLog::In& in);
+                                 Tovo::AttributeId id, Tovo::NboAttrLog::In& in);
 
 /// Marks every logged attribute from `start` on dirty.
 void markDirty(Tovo::NboAttrLog::FlowOut& flow, Tovo::AttributeId start);

@@ -44,6 +44,7 @@ class HashIndex {
     const Word tag = tagOf(hash);
     for (uint32_t slot = hash & mask;; slot = (slot + 1) & mask) {
       // With an equal tag this leaves the address alone.
+      // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): the index exists
       const Word address = words_[slot] ^ tag;
       if (address >> addressBits == 0) {
         if (equal(reinterpret_cast<void*>(address))) return slot;

@@ -45,6 +45,7 @@ class Publisher::Level {
       if (!at->first()) continue;
       Level above(*at);
       above_ = &above;
+      // NOLINTNEXTLINE(clang-analyzer-core.StackAddressEscape): both levels end together
       return above.climb(lowest, calls, lastAttachment);
     }
     if (Observer* own = lowest.publisher_.first()) calls.toAll(own);

@@ -87,6 +87,7 @@ std::string_view moduleName(const TovoModule& module) noexcept { return recordPa
 std::string_view moduleHash(const TovoModule& module) noexcept { return recordPart(module, true); }
 
 const TypeDescriptor& typeDescriptor(TovoTypeBase type) noexcept {
+  // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): asked of a type, not of none
   return type.module->types[type.index];
 }
 
@@ -114,6 +115,8 @@ const char* Attribute::nameOf(TypeCode code) const noexcept {
   return code < PrimitiveCode::count ? primitives[code].name : Tovo::typeName(resolve(code));
 }
 
+// What is stored by value has operations.
+// NOLINTBEGIN(clang-analyzer-core.uninitialized.UndefReturn)
 const ValueOps& Attribute::ops() const noexcept {
   if (const ValueOps* own = detail().ops) return *own;
   const TypeCode code = descriptor_->type;
@@ -124,6 +127,7 @@ const ValueOps& Attribute::keyOps() const noexcept {
   const TypeCode code = descriptor_->key;
   return code < PrimitiveCode::count ? primitiveOps(code) : *valueOps(resolve(code));
 }
+// NOLINTEND(clang-analyzer-core.uninitialized.UndefReturn)
 
 std::span<const AttributeDescriptor> ownAttributes(TovoTypeBase type) noexcept {
   const TypeDescriptor& descriptor = typeDescriptor(type);

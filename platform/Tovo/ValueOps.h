@@ -433,7 +433,7 @@ constexpr ValueOps ValueOpsOf<T, wire>::table{
       if (stored == arrived) return false;
       // Construction by moving needs no memory; assignment might run out of it half-way.
       if (previous) new (previous) T(std::move(stored));
-      stored.~T();
+      stored.~T();  // NOLINT(bugprone-use-after-move): it ends
       new (&stored) T(std::move(arrived));
       return true;
     },

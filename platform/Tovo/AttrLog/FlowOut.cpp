@@ -222,16 +222,22 @@ void FlowOut::handleChange(const Pelmo::Change& change) {
   const LogAttribute* attribute = table_.logged(change.attribute);
   // What the peer says, it knows; and what hung below it is forgotten already.
   if (!attribute || adapter_->appliesNow()) return;
-  if (!attribute->keyOps) {
-    if (attribute->kind == AttributeKind::pointer) {
-      adapter_->referenceArrived(*entity_, attribute->attribute);
-    }
-    return dirtyIs(*attribute);
+  if (attribute->kind != AttributeKind::attribute) return handleOtherChange(*attribute, change);
+  dirtyBit(*attribute);
+  if (!queued_) adapter_->enqueue(*this);
+}
+
+// Apart, so that a value's change has no more to do than it needs.
+[[gnu::noinline]] void FlowOut::handleOtherChange(const LogAttribute& attribute,
+                                                  const Pelmo::Change& change) {
+  if (attribute.kind == AttributeKind::pointer) {
+    adapter_->referenceArrived(*entity_, attribute.attribute);
+    return dirtyIs(attribute);
   }
   // Keeps the flow while the adapter forgets what hangs below the entity.
   const Pelmo::Ptr<FlowOut> self(this);
   try {
-    handleCollectionChange(*attribute, change);
+    handleCollectionChange(attribute, change);
   } catch (const std::exception&) {
     // The writer is not to blame that there is no memory; but the peer would never be told.
     if (adapter_) adapter_->changeLost_ = true;

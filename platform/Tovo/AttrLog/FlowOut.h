@@ -27,7 +27,7 @@ class StreamAdapter;
 ///
 /// Belongs to a stream adapter; does not keep the entity alive, and says good-bye to the adapter
 /// when the entity goes.
-class FlowOut : public Pelmo::Node, public Pelmo::Observer {
+class FlowOut : public Pelmo::Observer, public Pelmo::Node {
  public:
   /// Ids at or above this mark nothing dirty.
   static constexpr AttributeId startNowhere = 0xffff;
@@ -136,6 +136,7 @@ class FlowOut : public Pelmo::Node, public Pelmo::Observer {
   friend class StreamAdapter;
   struct CollectionFlow;
 
+  void handleOtherChange(const LogAttribute& attribute, const Pelmo::Change& change);
   void handleCollectionChange(const LogAttribute& attribute, const Pelmo::Change& change);
   CollectionFlow* find(AttributeId collection) const noexcept;
   CollectionFlow& need(AttributeId collection);

@@ -342,7 +342,8 @@ void StreamAdapter::handleMessage(uint32_t entityId, AttributeId attribute, In i
 
 void StreamAdapter::applyMessage(uint32_t entityId, AttributeId attribute, In& in) {
   ++counters_.messagesReceived;
-  if (asked_.id != entityId) {
+  Carried target = asked_;
+  if (target.id != entityId) {
     const Binding* binding = bindings_.find(entityId);
     if (!binding) {
       // It was removed here while the message was on its way.
@@ -350,22 +351,22 @@ void StreamAdapter::applyMessage(uint32_t entityId, AttributeId attribute, In& i
       ++counters_.unknownEntities;
       return;
     }
-    asked_ = carriedAs(entityId, *binding);
+    asked_ = target = carriedAs(entityId, *binding);
   }
-  Entity& target = *asked_.entity;
-  owesTaken_ = owesTaken_ || asked_.host;
+  if (target.host) owesTaken_ = true;
   if (applyFixed(target, attribute, in)) return;
-  asked_.table->hooks().doHandleAttrDeserialization(*this, target, attribute, in);
+  target.table->hooks().doHandleAttrDeserialization(*this, *target.entity, attribute, in);
 }
 
 // Values of fixed size for an entity that nobody observes, a flow neither, and the peer may write.
 // False, and nothing is read: it is something else.
-inline bool StreamAdapter::applyFixed(Entity& entity, AttributeId attribute, In& in) {
-  if (demuxer_ || (asked_.host && asked_.readOnly) || entity.nodePublisher().observed()) {
+inline bool StreamAdapter::applyFixed(const Carried& target, AttributeId attribute, In& in) {
+  Entity& entity = *target.entity;
+  if (demuxer_ || (target.host && target.readOnly) || entity.nodePublisher().observed()) {
     return false;
   }
-  if (attribute == BaseMessage::values) return applyRun(entity, in);
-  const LogAttribute* const known = asked_.table->logged(attribute);
+  if (attribute == BaseMessage::values) return applyRun(entity, *target.table, in);
+  const LogAttribute* const known = target.table->logged(attribute);
   if (!known || !known->decode) return false;
   const uint8_t* const from = in.take(known->encodedSize);
   in.expectEnd();
@@ -373,13 +374,13 @@ inline bool StreamAdapter::applyFixed(Entity& entity, AttributeId attribute, In&
   return true;
 }
 
-inline bool StreamAdapter::applyRun(Entity& entity, In& in) {
+inline bool StreamAdapter::applyRun(Entity& entity, const LogTable& table, In& in) {
   constexpr size_t ids = 2 * sizeof(AttributeId);
   if (in.remaining() < ids) return false;
   In ahead = in;
   const AttributeId first = ahead.nextU16();
   const AttributeId last = ahead.nextU16();
-  for (const LogRun& run : asked_.table->runs()) {
+  for (const LogRun& run : table.runs()) {
     if (run.first != first || run.last != last || run.encodedSize != ahead.remaining()) continue;
     run.decode(ahead.take(run.encodedSize), entity);
     in = ahead;

@@ -213,7 +213,10 @@ class StreamAdapter {
   /// has changed nothing.
   void handleMessage(uint32_t entityId, AttributeId attribute, In in);
   /// What an entity that is carried consists of.
-  const LogTable& table(const Entity& entity) const { return *carried(entity).table; }
+  const LogTable& table(const Entity& entity) const {
+    // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.UndefReturn): it is carried
+    return *carried(entity).table;
+  }
   /// For those who apply: a value of an observed entity is stored, and what was there before.
   void changed(Entity& entity, const LogAttribute& attribute, const void* previous) {
     turn_.changed(entity, attribute, nullptr, previous);
@@ -357,15 +360,15 @@ class StreamAdapter {
     return head + frameHeader + messageHeader;
   }
   bool sendAllFixed(FlowOut& flow);
-  bool applyFixed(Entity& entity, AttributeId attribute, In& in);
-  bool applyRun(Entity& entity, In& in);
+  bool applyFixed(const Carried& target, AttributeId attribute, In& in);
+  static bool applyRun(Entity& entity, const LogTable& table, In& in);
   void noteUnderWay(FlowOut& flow, AttributeId attribute, const std::string& key);
   void noteUnderWay(FlowOut& flow, AttributeId attribute);
   void resolveReferences(uint32_t target, Entity& entity);
-  void applyReference(const ReferenceKey& key, Entity* target);
-  void tellReference(const ReferenceKey& key);
+  void applyReference(const ReferenceKey& reference, Entity* target);
+  void tellReference(const ReferenceKey& reference);
   void beginTransfer(Entity& entity, Attribute collection);
-  void endTransfer(Entity& entity, Attribute collection);
+  void endTransfer(Entity& owner, Attribute collection);
 
   FlatMap<uint32_t, Binding> bindings_;
   FlatMap<const Entity*, uint32_t> ids_;  // the number that is sent
