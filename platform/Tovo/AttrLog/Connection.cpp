@@ -424,7 +424,7 @@ void Connection::sendGreeting() {
   sendControl(Control::greeting, greetingSize(), [](Out& out) { writeGreeting(out); });
 }
 
-void Connection::handleFrame(std::span<const uint8_t> frame) {
+inline void Connection::handleFrame(std::span<const uint8_t> frame) {
   const auto id = load<uint32_t>(frame.data());
   const auto attribute = load<AttributeId>(frame.data() + sizeof id);
   In in(frame, messageHeader);

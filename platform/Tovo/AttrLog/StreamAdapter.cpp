@@ -283,7 +283,7 @@ bool StreamAdapter::pump() {
       FlowOut& flow = *firstQueued_;
       if (!sendAllFixed(flow)) return false;
       flow.complete_ = true;
-      dequeue(flow);
+      dequeueFirst();
       continue;
     }
     // It stays the first one meanwhile: when it is not finished it goes on before all others,

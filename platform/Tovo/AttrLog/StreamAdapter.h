@@ -144,15 +144,12 @@ class StreamAdapter {
                                size_t size, uint32_t) {
     uint8_t* const payload = startMessage(flow, attribute, count * size);
     if (!payload) return nullptr;
+    outSize_ = frameHeader + messageHeader + count * size;
+    outAgain_ = flow.complete_;
     out_ = Out({payload, count * size});
     return &out_;
   }
-  void outSmCommitMessage() noexcept {
-    room_ += outSize_;
-    turnOpen_ = true;
-    ++counters_.messagesSent;
-    if (outAgain_) sentAgain_ += outSize_;
-  }
+  void outSmCommitMessage() noexcept { commit(outSize_, outAgain_); }
   /// The values of a run travel together where all of them are dirty. What a guest sends is under
   /// way message by message, so it has to send them one by one, and so has who offers each to a
   /// multicast.
@@ -162,19 +159,20 @@ class StreamAdapter {
   /// Sends a run, or a value of fixed size. False: no room.
   bool sendRun(FlowOut& flow, const LogRun& run) {
     constexpr size_t ids = sizeof run.first + sizeof run.last;
-    uint8_t* const to = startMessage(flow, BaseMessage::values, ids + run.encodedSize);
+    const size_t size = ids + run.encodedSize;
+    uint8_t* const to = startMessage(flow, BaseMessage::values, size);
     if (!to) return false;
     store(to, run.first);
     store(to + sizeof run.first, run.last);
     run.encode(to + ids, flow.entity());
-    outSmCommitMessage();
+    commit(frameHeader + messageHeader + size, flow.complete_);
     return true;
   }
   bool sendFixed(FlowOut& flow, const LogAttribute& attribute) {
     uint8_t* const to = startMessage(flow, attribute.id, attribute.encodedSize);
     if (!to) return false;
     attribute.encode(to, attribute.storedIn(flow.entity()));
-    outSmCommitMessage();
+    commit(frameHeader + messageHeader + attribute.encodedSize, flow.complete_);
     sentIs(flow, attribute.id);
     return true;
   }
@@ -347,6 +345,7 @@ class StreamAdapter {
   void reservationGone(uint32_t id, const Entity& entity) noexcept;
   void enqueue(FlowOut& flow) noexcept;
   void dequeue(FlowOut& flow) noexcept;
+  void dequeueFirst() noexcept;
   /// Room for the payload of a message, whose head is written; null: none.
   uint8_t* startMessage(const FlowOut& flow, AttributeId attribute, size_t size) {
     const size_t bytes = messageHeader + size;
@@ -355,9 +354,14 @@ class StreamAdapter {
     store(head, static_cast<uint32_t>(bytes));
     store(head + frameHeader, flow.entityId());
     store(head + frameHeader + sizeof(uint32_t), attribute);
-    outSize_ = frameHeader + bytes;
-    outAgain_ = flow.complete_;
     return head + frameHeader + messageHeader;
+  }
+  /// A message of so many bytes stands there whole; `again`: about something that was sent before.
+  void commit(size_t bytes, bool again) noexcept {
+    room_ += bytes;
+    turnOpen_ = true;
+    ++counters_.messagesSent;
+    if (again) sentAgain_ += bytes;
   }
   bool sendAllFixed(FlowOut& flow);
   bool applyFixed(const Carried& target, AttributeId attribute, In& in);
@@ -414,6 +418,14 @@ inline void StreamAdapter::dequeue(FlowOut& flow) noexcept {
   if (&flow == behind_) behind_ = flow.previousQueued_;
   (flow.previousQueued_ ? flow.previousQueued_->nextQueued_ : firstQueued_) = flow.nextQueued_;
   (flow.nextQueued_ ? flow.nextQueued_->previousQueued_ : lastQueued_) = flow.previousQueued_;
+}
+
+// While none is being sent.
+inline void StreamAdapter::dequeueFirst() noexcept {
+  FlowOut& first = *firstQueued_;
+  first.queued_ = false;
+  firstQueued_ = first.nextQueued_;
+  (firstQueued_ ? firstQueued_->previousQueued_ : lastQueued_) = nullptr;
 }
 
 }  // namespace Tovo::NboAttrLog
