@@ -245,7 +245,7 @@ bool readTarget(StreamAdapter& adapter, Entity& holder, Attribute attribute, con
   const uint32_t id = adapter.received(in.nextEntity());
   in.expectEnd();
   target = adapter.entity(id);
-  if (target) StreamAdapter::checkReferenceType(attribute, *target);
+  if (target) StreamAdapter::checkReferenceType(attribute, target->tovoType());
   adapter.referenceArrived(holder, attribute, key);
   const bool pending = key.empty() ? adapter.isPending(holder, attribute.id())
                                    : adapter.isPending(holder, attribute.id(), key);
@@ -288,6 +288,7 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, const LogAttribute& attri
     throw StreamException("the number " + std::to_string(id) + " for an element of '" +
                           std::string(collection.name()) + "' stands for something else");
   }
+  adapter.checkElement(owner, id, collection.type());
   const bool host = adapter.isHost(owner);
   std::string bytes;  // only a flow asks for them
   if (FlowOut* flow = adapter.flow(owner)) {

@@ -125,6 +125,10 @@ TEST_F(HostileTest, EveryWrongMessageHasItsReason) {
       {"element with another's number",
        message(Served::hw, 258, text("Mst1") + text("Mst1") + u32(Served::quiesce)),
        "stands for something else"},
+      {"element for which a reference of another type waits",
+       message(Served::quiesce, 261, u32(1)) +
+           message(Served::hw, 258, text("Mst1") + text("Mst1") + u32(1)),
+       "'stpConfig' refers to a Stp::MstiHw; it takes a Stp::Config"},
       {"removal cut", message(Served::hw, 65536 - 258, u32(9)), "9 bytes"},
       {"values cut", message(Served::quiesce, 3, u16(258) + u16(259) + "12345678"),
        "a value of 9 bytes at byte 10"},
@@ -293,6 +297,8 @@ TEST_F(HostileTest, TooDeep) {
   peer.send(message(1, 258, name + name + u32(2)) + message(0, 9));
   EXPECT_EQ(peer.goodBye(), "an element nested deeper than 1");
   EXPECT_EQ(peer.connection().ending(), Tovo::NboAttrLog::Ending::nesting);
+  const auto& hw = static_cast<const Stp::Hw&>(*directory.mounted("/hw"));
+  EXPECT_EQ(hw.mstiHw("Mst1")->mstiPortHw().size(), 0u);
 }
 
 TEST_F(HostileTest, MessageAboveTheLimitClosesTheSender) {

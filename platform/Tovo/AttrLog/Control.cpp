@@ -101,6 +101,7 @@ Pelmo::Ptr<Entity> Mounted::bind(StreamAdapter& adapter, Directory& directory) c
   if ((id & StreamAdapter::ofPeer) == 0 || adapter.entity(id)) {
     throw StreamException("the number " + std::to_string(id) + " for a mounted entity");
   }
+  adapter.checkNumber(id, type);
   Pelmo::Ptr<Entity> entity(directory.mounted(path));
   if (entity && !match(*entity)) {
     directory.unmount(path);

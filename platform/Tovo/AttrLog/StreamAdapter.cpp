@@ -137,13 +137,29 @@ uint32_t StreamAdapter::bindElement(Entity& owner, Entity& element, AttributeId 
   const Carried& above = carried(owner);
   if (above.id == 0) throw StreamException("the owner of an element is not carried any more");
   const Mount mount{above.host ? MountSide::host : MountSide::guest, above.readOnly};
+  checkNesting(owner);
+  return bind(element, mount, start, id);
+}
+
+void StreamAdapter::checkNesting(const Entity& owner) const {
   size_t depth = 1;
   for (const Entity* entity = &owner; (entity = entity->parent()) != nullptr;) ++depth;
   if (depth > nesting_) {
     throw EndingException(Ending::nesting,
                           "an element nested deeper than " + std::to_string(nesting_));
   }
-  return bind(element, mount, start, id);
+}
+
+void StreamAdapter::checkNumber(uint32_t id, TovoTypeBase type) const {
+  for (auto at = firstWaitingFor(id); at != waitingFor_.end() && at->first == id; ++at) {
+    const auto& [holder, attribute, key] = at->second;
+    checkReferenceType(table(*holder).logged(attribute)->attribute, type);
+  }
+}
+
+void StreamAdapter::checkElement(const Entity& owner, uint32_t id, TovoTypeBase type) const {
+  checkNesting(owner);
+  if (!waitingFor_.empty()) checkNumber(id, type);
 }
 
 void StreamAdapter::unbind(Entity& entity) noexcept {
@@ -557,17 +573,21 @@ void StreamAdapter::stopWaiting(std::map<ReferenceKey, Waiting>::iterator waitin
   waiting_.erase(waiting);
 }
 
-void StreamAdapter::checkReferenceType(Attribute attribute, const Entity& target) {
-  if (isDerived(target.tovoType(), attribute.type())) return;
-  throw StreamException("'" + std::string(attribute.name()) + "' refers to a " +
-                        typeName(target.tovoType()) + "; it takes a " + attribute.typeName());
+void StreamAdapter::checkReferenceType(Attribute attribute, TovoTypeBase target) {
+  if (isDerived(target, attribute.type())) return;
+  throw StreamException("'" + std::string(attribute.name()) + "' refers to a " + typeName(target) +
+                        "; it takes a " + attribute.typeName());
+}
+
+StreamAdapter::ReferencesByTarget::const_iterator StreamAdapter::firstWaitingFor(
+    uint32_t target) const {
+  return waitingFor_.lower_bound({target, ReferenceKey{nullptr, AttributeId{0}, std::string()}});
 }
 
 void StreamAdapter::resolveReferences(uint32_t target, Entity& entity) {
   if (!Turn::anyOpen()) return inTurn([&] { resolveReferences(target, entity); });
   for (;;) {
-    const auto first =
-        waitingFor_.lower_bound({target, ReferenceKey{nullptr, AttributeId{0}, std::string()}});
+    const auto first = firstWaitingFor(target);
     if (first == waitingFor_.end() || first->first != target) return;
     const ReferenceKey reference = first->second;
     const Pelmo::Ptr<Entity> holder(std::get<0>(reference));
@@ -582,7 +602,7 @@ void StreamAdapter::applyReference(const ReferenceKey& reference, Entity* target
   const auto& [holding, attributeId, keyBytes] = reference;
   const Pelmo::Ptr<Entity> holder(holding);
   const LogAttribute& attribute = *table(*holder).logged(attributeId);
-  if (target) checkReferenceType(attribute.attribute, *target);
+  if (target) checkReferenceType(attribute.attribute, target->tovoType());
   if (attribute.kind == AttributeKind::pointer) {
     if (!isPending(*holder, attributeId)) pointTo(*holder, attribute, target);
     return;

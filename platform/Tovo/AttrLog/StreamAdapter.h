@@ -85,6 +85,11 @@ class StreamAdapter {
   /// attribute from `start` on dirty. Keeps a guest's read-only entity alive. Nothing happens to an
   /// entity that is carried already.
   uint32_t bind(Entity& entity, Mount mount, AttributeId start, uint32_t id = 0);
+  /// Throws what keeps an entity from being carried under a number of the peer, before it is made:
+  /// StreamException when a reference of another type waits for that number.
+  void checkNumber(uint32_t id, TovoTypeBase type) const;
+  /// The same of an element of a carried entity; EndingException when that is nested too deep.
+  void checkElement(const Entity& owner, uint32_t id, TovoTypeBase type) const;
   /// Carries an element of a carried entity, below the same mount.
   uint32_t bindElement(Entity& owner, Entity& element, AttributeId start, uint32_t id = 0);
   /// Stops to carry an entity and everything below it.
@@ -267,8 +272,8 @@ class StreamAdapter {
   /// somebody here sets the attribute.
   void awaitReference(Entity& holder, Attribute attribute, std::string key, uint32_t target);
   void referenceArrived(Entity& holder, Attribute attribute, const std::string& key = {}) noexcept;
-  /// Throws StreamException when an entity is not of the attribute's type.
-  static void checkReferenceType(Attribute attribute, const Entity& target);
+  /// Throws StreamException when a target of that type is not of the attribute's type.
+  static void checkReferenceType(Attribute attribute, TovoTypeBase target);
 
   /// The peer's turn is over: everything it sent so far belongs together.
   void endTurn();
@@ -327,6 +332,7 @@ class StreamAdapter {
   struct Transfer;
   // The holder, the attribute, the encoded key in a collection (which is never empty).
   using ReferenceKey = std::tuple<Entity*, AttributeId, std::string>;
+  using ReferencesByTarget = std::set<std::pair<uint32_t, ReferenceKey>>;
   struct Waiting {
     uint32_t target;
     bool cleared;
@@ -337,6 +343,7 @@ class StreamAdapter {
   uint32_t newId();
   void expectNeighbour(const Entity& entity) noexcept;
   void ask(const Entity& entity) const noexcept;
+  void checkNesting(const Entity& owner) const;
   static Carried carriedAs(uint32_t id, const Binding& binding) noexcept;
   bool isPendingAtGuest(const FlowOut& flow, AttributeId attribute) const noexcept;
   void stopWaiting(std::map<ReferenceKey, Waiting>::iterator waiting) noexcept;
@@ -368,6 +375,8 @@ class StreamAdapter {
   static bool applyRun(Entity& entity, const LogTable& table, In& in);
   void noteUnderWay(FlowOut& flow, AttributeId attribute, const std::string& key);
   void noteUnderWay(FlowOut& flow, AttributeId attribute);
+  /// The first one that waits for the number, or those behind.
+  ReferencesByTarget::const_iterator firstWaitingFor(uint32_t target) const;
   void resolveReferences(uint32_t target, Entity& entity);
   void applyReference(const ReferenceKey& reference, Entity* target);
   void tellReference(const ReferenceKey& reference);
@@ -382,7 +391,7 @@ class StreamAdapter {
   FlowOut* lastQueued_ = nullptr;
   std::map<std::pair<const Entity*, AttributeId>, std::unique_ptr<Transfer>> transfers_;
   std::map<ReferenceKey, Waiting> waiting_;
-  std::set<std::pair<uint32_t, ReferenceKey>> waitingFor_;  // the same by target
+  ReferencesByTarget waitingFor_;  // the same by target
   // What a guest has sent and the host has not seen, by message number and the other way round.
   std::map<uint64_t, ReferenceKey> underWay_;
   std::map<ReferenceKey, uint64_t> underWayAt_;
