@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Tovo/AttrLog/ConstructorValues.h"
+#include "Tovo/AttrLog/EncodedValue.h"
 #include "Tovo/Collection.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/ValueOps.h"
@@ -19,6 +20,9 @@ using Tovo::StreamException;
 using Tovo::ValueBuffer;
 using Tovo::ValueOps;
 namespace BaseMessage = Tovo::NboAttrLog::BaseMessage;
+using Tovo::NboAttrLog::decode;
+using Tovo::NboAttrLog::encode;
+using Tovo::NboAttrLog::encoded;
 using Tovo::NboAttrLog::FlowOut;
 using Tovo::NboAttrLog::FlowResult;
 using Tovo::NboAttrLog::In;
@@ -29,23 +33,6 @@ using Tovo::NboAttrLog::StreamAdapter;
 
 const Pelmo::Ptr<Entity>& pointerAt(const void* stored) noexcept {
   return *static_cast<const Pelmo::Ptr<Entity>*>(stored);
-}
-
-void encode(const ValueOps& ops, const void* value, std::string& bytes) {
-  bytes.resize(ops.attrLogSize(value));
-  Out out({reinterpret_cast<uint8_t*>(bytes.data()), bytes.size()});
-  ops.write(out, value);
-}
-
-std::string encoded(const ValueOps& ops, const void* value) {
-  std::string bytes;
-  encode(ops, value, bytes);
-  return bytes;
-}
-
-void decode(const std::string& bytes, ValueBuffer& value) {
-  In in({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
-  value.read(in);
 }
 
 // ---------------------------------------------------------------------------------------- sending

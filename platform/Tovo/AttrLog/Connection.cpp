@@ -49,6 +49,7 @@ Connection::Connection(int readFd, int writeFd, Directory& directory, Limits lim
   mostBytes_ = limits_.messageBytes;
   takenFromAnybody_ = std::min(limits_.messageBytes, limits_.requestBytes);
   nesting_ = limits_.nesting;
+  mostEntities_ = limits_.entities;
   setNonBlocking(readFd_);
   if (writeFd_ != readFd_) setNonBlocking(writeFd_);
   sendGreeting();
@@ -433,10 +434,6 @@ inline void Connection::handleFrame(std::span<const uint8_t> frame) {
     return;
   }
   applyMessage(received(id), attribute, in);
-  if (boundCount() > limits_.entities) [[unlikely]] {
-    throw EndingException(Ending::entities,
-                          "more than " + std::to_string(limits_.entities) + " entities");
-  }
 }
 
 void Connection::handleControl(AttributeId id, In in) {

@@ -30,6 +30,15 @@ class FlatMap {
   }
   const Value* find(Key key) const noexcept { return const_cast<FlatMap*>(this)->find(key); }
   bool contains(Key key) const noexcept { return find(key) != nullptr; }
+  /// How many places are looked at before the one where a key lies, or could.
+  size_t probes(Key key) const noexcept {
+    size_t count = 0;
+    if (slots_.empty()) return count;
+    for (size_t at = home(key); isTaken(at) && slots_[at].key != key; at = (at + 1) & mask_) {
+      ++count;
+    }
+    return count;
+  }
   /// Soon something is asked or stored under that key: what that takes comes from memory meanwhile.
   // Not inlined it would be dropped, as a function that does nothing (GCC 12).
   [[gnu::always_inline]] void expect(Key key) const noexcept {
@@ -41,17 +50,16 @@ class FlatMap {
   Value& operator[](Key key) {
     if (Value* known = find(key)) return *known;
     if (8 * (size_ + 1) > 5 * slots_.size()) rebuild(slots_.empty() ? 8 : 2 * slots_.size());
-    size_t probes = 0;
-    size_t at = home(key);
-    for (; isTaken(at); at = (at + 1) & mask_) ++probes;
-    if (probes > longestRun && seed_ == 0) {
+    size_t steps = probes(key);
+    if (steps > longestRun && seed_ == 0) {
       seed_ = reinterpret_cast<uintptr_t>(slots_.data()) | 1;
       rebuild(slots_.size());
-      for (at = home(key); isTaken(at);) at = (at + 1) & mask_;
+      steps = probes(key);
     }
-    slots_[at].key = key;
+    Slot& slot = slots_[(home(key) + steps) & mask_];
+    slot.key = key;
     ++size_;
-    return slots_[at].value;
+    return slot.value;
   }
 
   void erase(Key key) noexcept {

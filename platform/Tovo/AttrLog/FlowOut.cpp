@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "Tovo/AttrLog/EncodedValue.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Collection.h"
 #include "Tovo/ValueOps.h"
@@ -257,9 +258,7 @@ void FlowOut::handleCollectionChange(const LogAttribute& attribute, const Pelmo:
       !transferring(id) && isDirty(attribute) && !firstDirtyKey(id) && !tovoHasSynced(id);
   const bool isReference = attribute.kind == AttributeKind::refCollection;
   if (early && !isReference) return;
-  std::string key(attribute.keyOps->attrLogSize(change.key), '\0');
-  Out out({reinterpret_cast<uint8_t*>(key.data()), key.size()});
-  attribute.keyOps->write(out, change.key);
+  std::string key = encoded(*attribute.keyOps, change.key);
   if (isReference) adapter_->referenceArrived(*entity_, attribute.attribute, key);
   if (early) return;
   // An element that is made again stands at the end of the collection: a transfer that went on

@@ -43,8 +43,6 @@ class FlowOut : public Pelmo::Observer, public Pelmo::Node {
   StreamAdapter* adapter() const noexcept { return adapter_; }
   /// The adapter has let go of the flow, or the entity is gone.
   bool detached() const noexcept { return adapter_ == nullptr; }
-  /// A guest's: what it sends is under way until the host has taken it.
-  bool isToHost() const noexcept { return toHost_; }
   void detachFromAdapter() noexcept;
 
   /// An attribute is to be sent; of a collection, what its dirty keys say, or all elements between
@@ -159,11 +157,13 @@ class FlowOut : public Pelmo::Observer, public Pelmo::Node {
   uint32_t entityId_;
   AttributeId start_;
   bool queued_ : 1 = false;
-  bool toHost_ : 1 = false;
+  bool toHost_ : 1 = false;                      // what is sent is under way until it is taken
   bool complete_ : 1 = false;                    // everything was sent once
   uint64_t dirty_ = 0;                           // the first 64 attributes
   std::unique_ptr<uint64_t[]> moreDirty_;        // the others, where a type has so many
   std::unique_ptr<CollectionFlow> collections_;  // the first of them, the last one that was made
 };
+
+static_assert(sizeof(FlowOut) <= 128);
 
 }  // namespace Tovo::NboAttrLog

@@ -5,11 +5,10 @@
 #include <exception>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
-#include <tuple>
 #include <unordered_map>
-#include <vector>
+#include <unordered_set>
+#include <utility>
 
 #include "Pelmo/Ptr.h"
 #include "Tovo/AttrLog/FlatMap.h"
@@ -17,6 +16,8 @@
 #include "Tovo/AttrLog/In.h"
 #include "Tovo/AttrLog/Out.h"
 #include "Tovo/AttrLog/Turn.h"
+#include "Tovo/AttrLog/UnderWay.h"
+#include "Tovo/AttrLog/WaitingReferences.h"
 #include "Tovo/Entity.h"
 #include "Tovo/Module.h"
 
@@ -86,7 +87,8 @@ class StreamAdapter {
   /// entity that is carried already.
   uint32_t bind(Entity& entity, Mount mount, AttributeId start, uint32_t id = 0);
   /// Throws what keeps an entity from being carried under a number of the peer, before it is made:
-  /// StreamException when a reference of another type waits for that number.
+  /// StreamException when a reference of another type waits for that number, EndingException when
+  /// there are too many.
   void checkNumber(uint32_t id, TovoTypeBase type) const;
   /// The same of an element of a carried entity; EndingException when that is nested too deep.
   void checkElement(const Entity& owner, uint32_t id, TovoTypeBase type) const;
@@ -271,7 +273,7 @@ class StreamAdapter {
   /// ends the holder keeps what it has, then null. It waits no more when another one arrives, or
   /// somebody here sets the attribute.
   void awaitReference(Entity& holder, Attribute attribute, std::string key, uint32_t target);
-  void referenceArrived(Entity& holder, Attribute attribute, const std::string& key = {}) noexcept;
+  void referenceArrived(Entity& holder, Attribute attribute, const std::string& key = {});
   /// Throws StreamException when a target of that type is not of the attribute's type.
   static void checkReferenceType(Attribute attribute, TovoTypeBase target);
 
@@ -310,7 +312,9 @@ class StreamAdapter {
   bool turnOpen_ = false;    // something was sent since it was last set
   bool owesTaken_ = false;   // a guest has sent something since it was told what is applied
   bool changeLost_ = false;  // a flow had no memory to note what changed
-  size_t nesting_ = 64;      // elements below elements, at most
+  // What a peer may have, at most.
+  size_t nesting_ = 64;  // elements below elements
+  size_t mostEntities_ = SIZE_MAX;
 
  private:
   friend class FlowOut;
@@ -329,13 +333,10 @@ class StreamAdapter {
   };
   /// Gives a number to an entity that is referred to before it is carried.
   class Reservation;
-  struct Transfer;
-  // The holder, the attribute, the encoded key in a collection (which is never empty).
-  using ReferenceKey = std::tuple<Entity*, AttributeId, std::string>;
-  using ReferencesByTarget = std::set<std::pair<uint32_t, ReferenceKey>>;
-  struct Waiting {
-    uint32_t target;
-    bool cleared;
+  /// A whole transfer of a collection that is under way towards this side.
+  struct Transfer {
+    uint32_t number;
+    std::unordered_set<std::string> seen;  // of elements that are carried, their bindings say it
   };
 
   [[noreturn]] void throwTooLong(size_t bytes) const;
@@ -344,9 +345,15 @@ class StreamAdapter {
   void expectNeighbour(const Entity& entity) noexcept;
   void ask(const Entity& entity) const noexcept;
   void checkNesting(const Entity& owner) const;
-  static Carried carriedAs(uint32_t id, const Binding& binding) noexcept;
+  static Carried carriedAs(uint32_t id, const Binding& binding) noexcept {
+    return {binding.entity,
+            binding.table,
+            binding.flow(),
+            id,
+            binding.mount.side == MountSide::host,
+            binding.mount.readOnly};
+  }
   bool isPendingAtGuest(const FlowOut& flow, AttributeId attribute) const noexcept;
-  void stopWaiting(std::map<ReferenceKey, Waiting>::iterator waiting) noexcept;
   void unbind(Entity& entity) noexcept;
   void entityGone(FlowOut& flow) noexcept;
   void reservationGone(uint32_t id, const Entity& entity) noexcept;
@@ -375,11 +382,9 @@ class StreamAdapter {
   static bool applyRun(Entity& entity, const LogTable& table, In& in);
   void noteUnderWay(FlowOut& flow, AttributeId attribute, const std::string& key);
   void noteUnderWay(FlowOut& flow, AttributeId attribute);
-  /// The first one that waits for the number, or those behind.
-  ReferencesByTarget::const_iterator firstWaitingFor(uint32_t target) const;
   void resolveReferences(uint32_t target, Entity& entity);
-  void applyReference(const ReferenceKey& reference, Entity* target);
-  void tellReference(const ReferenceKey& reference);
+  void applyReference(const Place& reference, Entity* target);
+  void tellReference(const Place& reference);
   void beginTransfer(Entity& entity, Attribute collection);
   void endTransfer(Entity& owner, Attribute collection);
 
@@ -389,13 +394,10 @@ class StreamAdapter {
   mutable Carried asked_;           // the last one: most questions are about the entity in hand
   FlowOut* firstQueued_ = nullptr;  // what is dirty, the longest waiting first
   FlowOut* lastQueued_ = nullptr;
-  std::map<std::pair<const Entity*, AttributeId>, std::unique_ptr<Transfer>> transfers_;
-  std::map<ReferenceKey, Waiting> waiting_;
-  ReferencesByTarget waitingFor_;  // the same by target
-  // What a guest has sent and the host has not seen, by message number and the other way round.
-  std::map<uint64_t, ReferenceKey> underWay_;
-  std::map<ReferenceKey, uint64_t> underWayAt_;
-  uint64_t taken_ = 0;
+  std::map<std::pair<const Entity*, AttributeId>, Transfer> transfers_;
+  WaitingReferences waiting_;
+  UnderWay underWay_;
+  uint64_t taken_ = 0;  // the host has seen so many messages
   Out out_{{}};
   size_t outSize_ = 0;
   StreamDemuxer* demuxer_ = nullptr;
