@@ -15,9 +15,32 @@ namespace {
 
 using namespace Stp;
 using Bridging::VlanId;
+using ExpectedModel::Member;
 using Nelka::IntfId;
+using Owner = Pelmo::Ptr<Tovo::Entity>;
 
-class CollectionsTest : public ModelTest {};
+class CollectionsTest : public ModelTest {
+ protected:
+  /// Every collection of a kind in a fresh owner, and how notifications of it begin. Returns how
+  /// many there are.
+  template <class Body>
+  static size_t forEachCollection(std::string_view kind, const Body& body) {
+    size_t collections = 0;
+    Samples samples(50);
+    for (const ExpectedModel::Type& expected : ExpectedModel::types()) {
+      for (const Member& member : expected.members) {
+        if (member.kind != kind) continue;
+        ++collections;
+        SCOPED_TRACE(expected.name + "::" + member.name);
+        const auto owner = newEntity(typeNamed(expected.name), samples);
+        const auto id = static_cast<Tovo::AttributeId>(member.id);
+        body(member, owner, attributeById(owner->tovoType(), id),
+             std::string(owner->nameString().view()) + "." + member.name + "[");
+      }
+    }
+    return collections;
+  }
+};
 
 // ----------------------------------------------------------------- all of the model, by reflection
 
@@ -36,110 +59,91 @@ std::string keyShown(Tovo::Attribute collection, int turn) {
 }
 
 TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
-  size_t collections = 0;
-  Samples samples(50);
-  for (const ExpectedModel::Type& expected : ExpectedModel::types()) {
-    for (const ExpectedModel::Member& member : expected.members) {
-      if (member.kind != "own") continue;
-      ++collections;
-      SCOPED_TRACE(expected.name + "::" + member.name);
-      const auto owner = newEntity(typeNamed(expected.name), samples);
-      const std::string at = std::string(owner->nameString().view()) + "." + member.name + "[";
-      const Tovo::Attribute collection =
-          attributeById(owner->tovoType(), static_cast<Tovo::AttributeId>(member.id));
-      const bool parameters = Tovo::constructorParameters(collection.type()).size() == 1;
-      const auto make = [&](int key, const std::string& value) {
-        return newElement(*owner, collection, keyText(collection, key),
-                          parameters ? Lines{value} : Lines{});
-      };
-      Recorder recorder(*owner);
-      // When it is announced, it is done.
-      recorder.then = [&](const Pelmo::Change& change) {
-        const void* item = collectionFind(*owner, collection, change.key);
-        EXPECT_EQ(item == nullptr, change.previous != nullptr);
-        const auto* removed = static_cast<const Pelmo::Ptr<Tovo::Entity>*>(change.previous);
-        const Tovo::Entity& element = removed ? **removed : *Tovo::elementEntity(item);
-        EXPECT_EQ(element.parent(), removed ? nullptr : owner.get());
-      };
-      const auto first = make(1, "1");
-      EXPECT_EQ(first->parent(), owner.get());
-      EXPECT_EQ(first->nameString(), keyText(collection, 1).c_str());
-      EXPECT_STREQ(typeName(first->tovoType()), member.type.c_str());
-      EXPECT_EQ(recorder.take(), Lines{at + keyShown(collection, 1) + "] added"});
-      EXPECT_EQ(make(1, "1"), first);
-      if (parameters) {
-        const Tovo::Attribute parameter = Tovo::constructorParameters(collection.type()).front();
-        EXPECT_EQ(parameter.id(), 258);
-        try {
-          EXPECT_EQ(make(1, "2"), first);
-          EXPECT_TRUE(member.noCompare);
-        } catch (const Tovo::MutatorReinstantiatingException& error) {
-          EXPECT_FALSE(member.noCompare);
-          EXPECT_EQ(error.attribute(), 258);
-          const bool quoted = parameter.typeName() == std::string("String");
-          EXPECT_EQ(error.existing(), quoted ? "'1'" : "1");
-          EXPECT_EQ(error.requested(), quoted ? "'2'" : "2");
+  const size_t collections =
+      forEachCollection("own", [](const Member& member, const Owner& owner,
+                                  Tovo::Attribute collection, const std::string& at) {
+        const bool parameters = Tovo::constructorParameters(collection.type()).size() == 1;
+        const auto make = [&](int key, const std::string& value) {
+          return newElement(*owner, collection, keyText(collection, key),
+                            parameters ? Lines{value} : Lines{});
+        };
+        Recorder recorder(*owner);
+        // When it is announced, it is done.
+        recorder.then = [&](const Pelmo::Change& change) {
+          const void* item = collectionFind(*owner, collection, change.key);
+          EXPECT_EQ(item == nullptr, change.previous != nullptr);
+          const auto* removed = static_cast<const Pelmo::Ptr<Tovo::Entity>*>(change.previous);
+          const Tovo::Entity& element = removed ? **removed : *Tovo::elementEntity(item);
+          EXPECT_EQ(element.parent(), removed ? nullptr : owner.get());
+        };
+        const auto first = make(1, "1");
+        EXPECT_EQ(first->parent(), owner.get());
+        EXPECT_EQ(first->nameString(), keyText(collection, 1).c_str());
+        EXPECT_STREQ(typeName(first->tovoType()), member.type.c_str());
+        EXPECT_EQ(recorder.take(), Lines{at + keyShown(collection, 1) + "] added"});
+        EXPECT_EQ(make(1, "1"), first);
+        if (parameters) {
+          const Tovo::Attribute parameter = Tovo::constructorParameters(collection.type()).front();
+          EXPECT_EQ(parameter.id(), 258);
+          try {
+            EXPECT_EQ(make(1, "2"), first);
+            EXPECT_TRUE(member.noCompare);
+          } catch (const Tovo::MutatorReinstantiatingException& error) {
+            EXPECT_FALSE(member.noCompare);
+            EXPECT_EQ(error.attribute(), 258);
+            const bool quoted = parameter.typeName() == std::string("String");
+            EXPECT_EQ(error.existing(), quoted ? "'1'" : "1");
+            EXPECT_EQ(error.requested(), quoted ? "'2'" : "2");
+          }
+          EXPECT_EQ(got(*first, 258).find('2'), std::string::npos);
         }
-        EXPECT_EQ(got(*first, 258).find('2'), std::string::npos);
-      }
-      EXPECT_EQ(recorder.take(), Lines{});
-      EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 2)));
-      EXPECT_EQ(recorder.take(), Lines{});
-      make(2, "5");
-      EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
-      EXPECT_EQ(first->parent(), nullptr);
-      EXPECT_EQ(recorder.take(),
-                (Lines{at + keyShown(collection, 2) + "] added",
-                       at + keyShown(collection, 1) + "] was " + keyText(collection, 1)}));
-      // Outside the tree it lives on, and nobody up there hears of it.
-      EXPECT_EQ(first->references(), 1u);
-      EXPECT_FALSE(first->publisher().observed());
-      // A deleted element may be made anew with other parameters.
-      EXPECT_NE(make(1, "2"), first);
-      EXPECT_EQ(collectionMap(*owner, collection).size(), 2u);
-    }
-  }
+        EXPECT_EQ(recorder.take(), Lines{});
+        EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 2)));
+        EXPECT_EQ(recorder.take(), Lines{});
+        make(2, "5");
+        EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
+        EXPECT_EQ(first->parent(), nullptr);
+        EXPECT_EQ(recorder.take(),
+                  (Lines{at + keyShown(collection, 2) + "] added",
+                         at + keyShown(collection, 1) + "] was " + keyText(collection, 1)}));
+        // Outside the tree it lives on, and nobody up there hears of it.
+        EXPECT_EQ(first->references(), 1u);
+        EXPECT_FALSE(first->publisher().observed());
+        // A deleted element may be made anew with other parameters.
+        EXPECT_NE(make(1, "2"), first);
+        EXPECT_EQ(collectionMap(*owner, collection).size(), 2u);
+      });
   EXPECT_EQ(collections, 22u);
 }
 
 TEST_F(CollectionsTest, EveryValueCollectionIsSilentOnTheSameValue) {
-  size_t collections = 0;
-  Samples samples(51);
-  for (const ExpectedModel::Type& expected : ExpectedModel::types()) {
-    for (const ExpectedModel::Member& member : expected.members) {
-      if (member.kind != "map") continue;
-      ++collections;
-      SCOPED_TRACE(expected.name + "::" + member.name);
-      const auto owner = newEntity(typeNamed(expected.name), samples);
-      const std::string at = std::string(owner->nameString().view()) + "." + member.name + "[";
-      const Tovo::Attribute collection =
-          attributeById(owner->tovoType(), static_cast<Tovo::AttributeId>(member.id));
-      const std::string one = at + keyShown(collection, 1) + "]";
-      const bool flags = member.type == "bool";
-      const std::string low =
-          flags ? "false"
-                : text(collection.ops(), &static_cast<const PortCounters&>(PortCounters()));
-      PortCounters counted;
-      counted.bpduRxIs(1);
-      const std::string high = flags ? "true" : text(collection.ops(), &counted);
-      Recorder recorder(*owner);
-      const auto put = [&](const std::string& value) {
-        putElement(*owner, collection, keyText(collection, 1), value);
-        return recorder.take();
-      };
-      // An entry with the lowest value is an entry.
-      EXPECT_EQ(put(low), Lines{one + " added"});
-      EXPECT_EQ(collectionMap(*owner, collection).size(), 1u);
-      EXPECT_EQ(put(low), Lines{});
-      EXPECT_EQ(put(high), Lines{one + " was " + low});
-      EXPECT_EQ(put(high), Lines{});
-      EXPECT_EQ(put(low), Lines{one + " was " + high});
-      EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
-      EXPECT_EQ(recorder.take(), Lines{one + " was " + low});
-      EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 1)));
-      EXPECT_EQ(recorder.take(), Lines{});
-    }
-  }
+  const size_t collections = forEachCollection("map", [](const Member& member, const Owner& owner,
+                                                         Tovo::Attribute collection,
+                                                         const std::string& at) {
+    const std::string one = at + keyShown(collection, 1) + "]";
+    const bool flags = member.type == "bool";
+    const std::string low =
+        flags ? "false" : text(collection.ops(), &static_cast<const PortCounters&>(PortCounters()));
+    PortCounters counted;
+    counted.bpduRxIs(1);
+    const std::string high = flags ? "true" : text(collection.ops(), &counted);
+    Recorder recorder(*owner);
+    const auto put = [&](const std::string& value) {
+      putElement(*owner, collection, keyText(collection, 1), value);
+      return recorder.take();
+    };
+    // An entry with the lowest value is an entry.
+    EXPECT_EQ(put(low), Lines{one + " added"});
+    EXPECT_EQ(collectionMap(*owner, collection).size(), 1u);
+    EXPECT_EQ(put(low), Lines{});
+    EXPECT_EQ(put(high), Lines{one + " was " + low});
+    EXPECT_EQ(put(high), Lines{});
+    EXPECT_EQ(put(low), Lines{one + " was " + high});
+    EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
+    EXPECT_EQ(recorder.take(), Lines{one + " was " + low});
+    EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 1)));
+    EXPECT_EQ(recorder.take(), Lines{});
+  });
   EXPECT_EQ(collections, 8u);
 }
 
