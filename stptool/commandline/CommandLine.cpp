@@ -177,7 +177,7 @@ class CommandLine::Parser {
       throw Failure(std::string(error.what()) + "; see " + help, ExitCode::usage);
     }
     const std::string& wanted = rest.front();
-    std::vector<std::string> known;
+    std::vector<std::string> known{"--help"};
     if (chosen.empty() && !wanted.starts_with('-')) {
       for (const CommandDescription& command : tool_.commands) known.push_back(command.name);
       failWith("there is no command '" + wanted + "'", wanted, known, help);

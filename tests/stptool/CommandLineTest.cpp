@@ -148,6 +148,7 @@ TEST(Errors, AreFieldsForPrograms) {
       {{"set", portPath("Ethernet1"), "portState", "forwardin"}, 1, "forwarding"},
       {{"new", "/x", "Stp::Config1"}, 1, "Stp::Config"},
       {{"tree", "--dept", "1"}, 2, "--depth"},
+      {{"help"}, 2, "--help"},
       {{"watch", "--attribute", "portstat"}, 1, "portState"},
   };
   for (const auto& wrong : cases) {
