@@ -7,7 +7,8 @@
 
 namespace Tovo::NboAttrLog {
 
-// Of a flow in which nothing else is dirty. False: no room.
+// Of a flow in which nothing else is dirty, while no multicast is offered: what maySend() asks is
+// asked of its first word here. False: no room.
 [[gnu::always_inline]] inline bool StreamAdapter::sendAllFixed(FlowOut& flow) {
   while (flow.dirty_ != 0) {
     const LogAttribute& first =
