@@ -35,6 +35,7 @@ int end(const Failure& failure, bool json) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupyClosedStreams();
   std::signal(SIGPIPE, SIG_IGN);
   // What a person types, or a peer sends, may fail an assertion; that is one more error.
   Tovo::assertionHandlerIs(&Tovo::throwAssertionError);

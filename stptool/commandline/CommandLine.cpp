@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 
 #include "stptool/Failure.h"
 #include "stptool/ModelLibrary.h"
@@ -77,7 +78,33 @@ class Adder {
   std::vector<OptionDescription>& positionals_;
 };
 
-const CLI::Range secondsRange(0.0, 1e9);
+template <class T>
+std::string shown(T number) {
+  char text[32];
+  const auto end = [&] {
+    if constexpr (std::is_floating_point_v<T>) {
+      return std::to_chars(text, text + sizeof text, number, std::chars_format::fixed).ptr;
+    } else {
+      return std::to_chars(text, text + sizeof text, number).ptr;
+    }
+  };
+  return {text, end()};
+}
+
+// The parser's own check shows its limits with six digits each.
+template <class T>
+auto within(T low, T high) {
+  return [=](const std::string& text) {
+    T number{};
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    const bool isNumber = read.ec == std::errc() && read.ptr == end;
+    if (isNumber && low <= number && number <= high) return std::string();
+    return "'" + text + "' is refused; allowed: " + shown(low) + " to " + shown(high);
+  };
+}
+
+constexpr double longestTime = 1e9;  // some thirty years
 
 }  // namespace
 
@@ -184,10 +211,15 @@ class CommandLine::Parser {
     }
     for (const CLI::Option* option : app.get_options()) known.push_back(option->get_name());
     for (const CLI::Option* option : app_.get_options()) known.push_back(option->get_name());
-    failWith(wanted.starts_with('-') ? "there is no option '" + wanted + "'"
-                                     : "'" + wanted + "' is one argument too many",
-             wanted.starts_with('-') ? wanted.substr(0, wanted.find('=')) : std::string(), known,
-             help);
+    if (!wanted.starts_with('-')) {
+      failWith("'" + wanted + "' is one argument too many", {}, known, help);
+    }
+    const std::string name = wanted.substr(0, wanted.find('='));
+    if (std::find(known.begin(), known.end(), name) != known.end()) {
+      failWith("'" + name + "' stands behind the command '" + app.get_name() + "'", {}, known,
+               help);
+    }
+    failWith("there is no option '" + wanted + "'", name, known, help);
   }
 
   [[noreturn]] static void failWith(const std::string& what, const std::string& wanted,
@@ -230,7 +262,7 @@ class CommandLine::Parser {
     command
         .option("--timeout", timeout, "SECONDS",
                 "Seconds in which the server has to answer (default: 10)")
-        ->check(CLI::Range(0.001, 86400.0));
+        ->check(within(0.001, 86400.0));
   }
 
   static void addPath(Adder& command, std::string& path, const char* what) {
@@ -371,7 +403,7 @@ class CommandLine::Parser {
     addSession(tree, options.session);
     addPath(tree, options.path, "Entity to start at; all without it");
     tree.option("--depth", options.depth, "N", "Levels of elements to show")
-        ->check(CLI::Range(0, 1000000));
+        ->check(within(0, 1000000));
     tree.flag("--all", options.all, "What is at its default, and what is empty, too");
     tree.flag("--full", options.full, "Values as text that reads back");
     addJson(tree, options, "Print JSON");
@@ -448,10 +480,11 @@ class CommandLine::Parser {
     watch.flag("--rate", options.rate,
                "Show how often things change instead: the most frequent ones, each second");
     watch.option("--top", options.top, "N", "Lines that --rate shows (default: 10)")
-        ->check(CLI::Range(1, 100000));
-    watch.option("--count", options.count, "N", "End after so many changes");
+        ->check(within(1, 100000));
+    watch.option("--count", options.count, "N", "End after so many changes")
+        ->check(within<uint64_t>(1, 1'000'000'000'000));
     watch.option("--for", options.seconds, "SECONDS", "End after so many seconds")
-        ->check(secondsRange);
+        ->check(within(0.0, longestTime));
     watch.option("--dump-at-end", options.dumpAtEnd, "FILE",
                  "Write the mirror there as JSON at the end", Completes::file);
     addJson(watch, options, "Print one JSON object a line");
@@ -488,11 +521,11 @@ class CommandLine::Parser {
     record.required("FILE", options.file, "File to write", Completes::file);
     addPath(record, options.path, "What to record; all without it");
     record.option("--for", options.seconds, "SECONDS", "End after so many seconds")
-        ->check(secondsRange);
+        ->check(within(0.0, longestTime));
     record
         .option("--until-idle", options.untilIdle, "SECONDS",
                 "End when nothing came for so many seconds")
-        ->check(CLI::Range(0.001, 1e9));
+        ->check(within(0.001, longestTime));
     record.flag("--force", options.force, "Overwrite a file that is there");
     addJson(record, options, "Report as JSON");
   }
@@ -511,7 +544,7 @@ class CommandLine::Parser {
     addTimeout(replay, options.timeout);
     CLI::Option* fast = replay.flag("--fast", options.fast, "Do not wait as the recorder did");
     replay.option("--speed", options.speed, "N", "So many times as fast as it was (default: 1)")
-        ->check(CLI::Range(0.001, 1e6))
+        ->check(within(0.001, 1e6))
         ->excludes(fast);
     addJson(replay, options, "Print one JSON object a line");
   }

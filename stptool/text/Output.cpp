@@ -39,6 +39,14 @@ bool writeOut(std::string_view text) {
   return true;
 }
 
+void occupyClosedStreams() noexcept {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const int unusable = fd == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    // The lowest number that is free is this one.
+    if (::fcntl(fd, F_GETFD) < 0) (void)::open("/dev/null", unusable);
+  }
+}
+
 void Output::add(std::string_view text) {
   constexpr size_t enough = 64 * 1024;
   if (readerGone_) return;

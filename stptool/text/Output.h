@@ -11,6 +11,10 @@ namespace stptool {
 /// pipe into `head` ends that way. Throws Failure for other trouble, such as a full disk.
 bool writeOut(std::string_view text);
 
+/// A standard stream that was closed fails when it is used, from now on. Otherwise the next socket
+/// would get its number, and be sent what is printed.
+void occupyClosedStreams() noexcept;
+
 /// Standard output for what has many lines: collects them, and writes when there is enough.
 class Output {
  public:

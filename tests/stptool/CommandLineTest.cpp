@@ -162,6 +162,36 @@ TEST(Errors, AreFieldsForPrograms) {
   EXPECT_EQ(errorOf(runTool({"tree", "--socket", "/nowhere", "--json"})).at("exitCode"), 3);
 }
 
+TEST(Errors, NameNumbersAndPlacesOfOptions) {
+  const struct {
+    Words arguments;
+    const char* says;
+  } cases[] = {
+      {{"watch", "--timeout", "abc"}, "--timeout: 'abc' is refused; allowed: 0.001 to 86400"},
+      {{"watch", "--for", "nan"}, "--for: 'nan' is refused; allowed: 0 to 1000000000"},
+      {{"watch", "--top", "1.5"}, "--top: '1.5' is refused; allowed: 1 to 100000"},
+      {{"watch", "--count", "-1"}, "--count: '-1' is refused; allowed: 1 to 1000000000000"},
+      {{"--socket", "s", "tree"}, "'--socket' stands behind the command 'tree'"},
+  };
+  for (const auto& wrong : cases) {
+    const Ended ended = runTool(wrong.arguments);
+    EXPECT_EQ(ended.code, 2) << wrong.says;
+    EXPECT_NE(ended.err.find(wrong.says), std::string::npos) << ended.err;
+  }
+}
+
+// What is printed must not go into the socket, which would get the number of the closed stream.
+TEST(Errors, OutputThatIsClosed) {
+  RunningServer server;
+  const std::string err = server.folder().file("err");
+  const std::string line = std::string("'") + STPTOOL + "' dump --socket '" + server.socket() +
+                           "' >&- 2>'" + err + "' <&-";
+  const int status = std::system(line.c_str());
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_EQ(readFile(err), "stptool: cannot write to standard output: Bad file descriptor\n");
+  EXPECT_EQ(server.output({"status"}).find("message-size"), std::string::npos);
+}
+
 TEST(Commands, BearWhateverIsTyped) {
   RunningServer server;
   const std::string before = server.dump();
