@@ -1,5 +1,7 @@
 // stptool set, new, del: changing a live tree. A command first changes its own mirror, which checks
 // everything, and lets the server know only when all of it was right.
+#include <span>
+
 #include "Tovo/Collection.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
@@ -8,6 +10,7 @@
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Json.h"
 #include "stptool/model/FindType.h"
+#include "stptool/text/ErrorText.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/Output.h"
 
@@ -22,15 +25,25 @@ using Tovo::PathTarget;
 
 Entity* entityAt(const Tovo::Directory& directory, const std::string& path) {
   const PathTarget target = Tovo::resolvePath(directory, path);
-  if (target.attribute) throw Failure("'" + path + "' is no entity");
+  if (target.attribute) throw Tovo::PathException("'" + path + "' is no entity");
   return target.entity.get();
+}
+
+Entity* referredTo(const Tovo::Directory& directory, const PathTarget& target,
+                   const std::string& value) {
+  try {
+    return entityAt(directory, value);
+  } catch (const Tovo::PathException& error) {
+    throw refusal(Tovo::pathOf(*target.entity), target.attribute, value,
+                  withSuggestion(error).what());
+  }
 }
 
 void storeEntry(const Tovo::Directory& directory, const PathTarget& target,
                 const std::string& value) {
   if (target.attribute.kind() == AttributeKind::refCollection) {
     Tovo::putReference(*target.entity, target.attribute, target.keyText,
-                       *entityAt(directory, value));
+                       *referredTo(directory, target, value));
   } else {
     Tovo::putElement(*target.entity, target.attribute, target.keyText, value);
   }
@@ -39,7 +52,7 @@ void storeEntry(const Tovo::Directory& directory, const PathTarget& target,
 void setScalar(const Tovo::Directory& directory, const PathTarget& target,
                const std::string& value) {
   if (target.attribute.kind() == AttributeKind::pointer && value != "None") {
-    Tovo::pointerIs(*target.entity, target.attribute, entityAt(directory, value));
+    Tovo::pointerIs(*target.entity, target.attribute, referredTo(directory, target, value));
   } else {
     Tovo::attributeFromText(*target.entity, target.attribute, value);
   }
@@ -104,6 +117,28 @@ std::string parametersText(Tovo::TovoTypeBase type) {
   return text;
 }
 
+using Values = std::vector<std::unique_ptr<Tovo::ValueBuffer>>;
+
+Values parameterValues(const std::string& path, Tovo::TovoTypeBase type,
+                       std::span<const std::string> texts) {
+  const std::vector<Attribute> parameters = Tovo::constructorParameters(type);
+  if (texts.size() != parameters.size()) {
+    throw Failure(path + ": " + parametersText(type), {.path = path}, ExitCode::usage);
+  }
+  Values values;
+  for (size_t i = 0; i < parameters.size(); ++i) {
+    values.push_back(std::make_unique<Tovo::ValueBuffer>(parameters[i].ops()));
+    try {
+      Tovo::CharRange range(texts[i]);
+      const Tovo::CharRangeCheckAllDataConsumed check(range);
+      values.back()->parse(range);
+    } catch (const Tovo::RangeException& error) {
+      throw refusal(path, parameters[i], texts[i], reasonOf(parameters[i], error));
+    }
+  }
+  return values;
+}
+
 // Made here first, where what is wrong with it can be said.
 void newRoot(ClientSession& session, const NewOptions& options) {
   if (options.arguments.empty()) {
@@ -111,25 +146,10 @@ void newRoot(ClientSession& session, const NewOptions& options) {
                   {.path = options.path}, ExitCode::usage);
   }
   const Tovo::TovoTypeBase type = findEntityType(options.arguments.front());
-  const std::vector<Attribute> parameters = Tovo::constructorParameters(type);
-  if (options.arguments.size() != parameters.size() + 1) {
-    throw Failure(options.path + ": " + parametersText(type), {.path = options.path},
-                  ExitCode::usage);
-  }
-  std::vector<std::unique_ptr<Tovo::ValueBuffer>> values;
+  const Values values =
+      parameterValues(options.path, type, std::span(options.arguments).subspan(1));
   std::vector<const void*> pointers;
-  for (size_t i = 0; i < parameters.size(); ++i) {
-    const std::string& text = options.arguments[i + 1];
-    values.push_back(std::make_unique<Tovo::ValueBuffer>(parameters[i].ops()));
-    try {
-      Tovo::CharRange range(text);
-      const Tovo::CharRangeCheckAllDataConsumed check(range);
-      values.back()->parse(range);
-    } catch (const Tovo::RangeException& error) {
-      throw refusal(options.path, parameters[i], text, reasonOf(parameters[i], error));
-    }
-    pointers.push_back(values.back()->get());
-  }
+  for (const auto& value : values) pointers.push_back(value->get());
   Tovo::Directory scratch;
   const auto root = scratch.newEntity(options.path, Tovo::typeName(type), pointers);
   session.createRoot(options.path, *root);
@@ -149,11 +169,8 @@ void newEntry(ClientSession& session, const PathTarget& target, const NewOptions
     }
     return storeEntry(session.directory(), target, options.arguments[0]);
   }
-  try {
-    Tovo::newElement(*target.entity, target.attribute, target.keyText, options.arguments);
-  } catch (const Tovo::NewEntityArgsException&) {
-    throw Failure(options.path + ": " + parametersText(target.attribute.type()), ExitCode::usage);
-  }
+  parameterValues(options.path, target.attribute.type(), options.arguments);
+  Tovo::newElement(*target.entity, target.attribute, target.keyText, options.arguments);
 }
 
 std::string joined(const std::vector<std::string>& texts) {

@@ -24,6 +24,8 @@ std::string allowedText(Tovo::Attribute attribute) {
   std::string text;
   if (attribute.kind() == Tovo::AttributeKind::pointer) {
     text = "None or the path of a " + std::string(attribute.typeName());
+  } else if (attribute.kind() == Tovo::AttributeKind::refCollection) {
+    text = "the path of a " + std::string(attribute.typeName());
   } else if (!type) {
     switch (attribute.descriptor().type) {
       case Tovo::PrimitiveCode::u8:

@@ -191,6 +191,17 @@ TEST(Writes, TakeEffectForEveryOtherClient) {
   EXPECT_EQ(server.run({"new", "/stp/instance", "Stp::MstiStatus"}).code, 2) << "its number";
   EXPECT_EQ(server.output({"new", "/stp/instance", "Stp::MstiStatus", "7"}), "");
   EXPECT_EQ(server.output({"get", "/stp/instance", "instanceId"}), "7\n");
+  EXPECT_EQ(server.run({"set", "/stp/instance", "rootPort", "Ethernet1"}).err,
+            "stptool: /stp/instance: rootPort: 'Ethernet1' is refused: nothing is mounted at "
+            "'Ethernet1'; mounted: /stp/hw, /stp/instance, /stp/protoStatus, /stp/quiesceStatus; "
+            "allowed: None or the path of a Stp::MstiPortStatus; default: None\n");
+  const std::string root = "/stp/instance/mstiPortStatus/Ethernet1";
+  EXPECT_EQ(server.run({"new", root, "-1"}).err,
+            "stptool: " + root +
+                ": enabledNonce: '-1' is refused: expected a decimal number at character 0, found "
+                "'-1'; allowed: 0 to 4294967295\n");
+  EXPECT_EQ(server.output({"new", root, "1"}), "");
+  EXPECT_EQ(server.output({"set", "/stp/instance", "rootPort", root}), "");
 }
 
 TEST(Output, EndsQuietlyWhenTheReaderGoes) {
