@@ -22,7 +22,8 @@ Count count() noexcept { return {heapCount, slabCount}; }
 
 }  // namespace Allocation
 
-// The program's own definitions come before those of all libraries.
+// The program's own definitions come before those of all libraries, which have to see them.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
@@ -51,6 +52,7 @@ int posix_memalign(void** block, size_t alignment, size_t size) noexcept {
   return *block ? 0 : ENOMEM;
 }
 }
+#pragma GCC visibility pop
 
 namespace Morsa {
 

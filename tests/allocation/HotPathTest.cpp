@@ -73,9 +73,10 @@ TEST_F(HotPath, WhatAllocatesIsCounted) {
   const Count made = Allocation::of([&] { instance_->mstiPortStatusIs("Ethernet2", 1); });
   EXPECT_GE(made.slab, 1u);
   EXPECT_GE(made.heap, 1u);
-  const Count text = Allocation::of([] { std::string(1000, 'x').swap(*new std::string); });
-  EXPECT_EQ(text.slab, 0u);
-  EXPECT_EQ(text.heap, 2u);
+  // As a call: a compiler may leave out a new whose object nobody needs.
+  const Count block = Allocation::of([] { ::operator delete(::operator new(1000)); });
+  EXPECT_EQ(block.slab, 0u);
+  EXPECT_EQ(block.heap, 1u);
 }
 
 TEST_F(HotPath, Setters) {

@@ -173,10 +173,11 @@ void Filling::fill(Tovo::Entity& entity, Tovo::Entity& target) {
         if (fits) Tovo::putReference(entity, attribute, keyText(), target);
         return;
       case AttributeKind::valueCollection:
-      case AttributeKind::selfKeyedCollection:
-        Tovo::putElement(entity, attribute, keyText(),
-                         Tovo::valueText(attribute.ops(), member(attribute)->get()));
+      case AttributeKind::selfKeyedCollection: {
+        const std::string value = Tovo::valueText(attribute.ops(), member(attribute)->get());
+        Tovo::putElement(entity, attribute, keyText(), value);
         return;
+      }
       default: {
         const Pelmo::FieldDescriptor field = attribute.field();
         Tovo::genericIf(type).genericIfAttributeOp(type, nullptr, &entity, &field,
