@@ -198,15 +198,22 @@ void Loader::loadMember(Entity& entity, Attribute attribute, const Json& json,
 
 void Loader::setAttribute(Entity& entity, Attribute attribute, const Json& json,
                           const JsonPlace& place) {
-  const auto value = fromJson(shapeOf(attribute), json, place);
   const Pelmo::FieldDescriptor field = attribute.field();
   uint8_t result = Tovo::ResultCode::notSupported;
+  const auto refuse = [&] {
+    throw JsonError(place, "found " + shownJson(json) + "; allowed: " + allowedText(attribute));
+  };
   try {
+    const auto value = fromJson(shapeOf(attribute), json, place);
     result = Tovo::genericIf(entity.tovoType())
                  .genericIfAttributeOp(entity.tovoType(), nullptr, &entity, &field,
                                        Tovo::OperationCode::set, nullptr, value->get());
   } catch (const Tovo::RangeException&) {
-    throw JsonError(place, "found " + shownJson(json) + "; allowed: " + allowedText(attribute));
+    refuse();
+  } catch (const JsonError&) {
+    // Of a number with a range of its own, what its type could hold says too much.
+    if (!attribute.has(Tovo::AttributeDescriptor::ranged)) throw;
+    refuse();
   }
   if (result != Tovo::ResultCode::done) throw JsonError(place, "cannot be set");
 }

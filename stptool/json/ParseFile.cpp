@@ -161,11 +161,11 @@ Json parse(const std::string& file, Stream stream, Progress& progress) {
     if (colon != std::string::npos) message.erase(0, colon + 2);
     throw Failure(text.place(error.byte) + ": " + message, {.file = file});
   } catch (const Json::out_of_range& error) {
-    // A number beyond what a double holds.
+    // A number beyond what a double holds. The last character that was taken stands behind it.
     std::string message = error.what();
     const size_t bracket = message.find("] ");
     if (bracket != std::string::npos) message.erase(0, bracket + 2);
-    throw Failure(file + ": " + message, {.file = file});
+    throw Failure(text.place(0) + ": " + message, {.file = file});
   }
 }
 

@@ -84,7 +84,7 @@ const WrongFile wrongFiles[] = {
     {"cut short", "{\n  \"mounts\": {", ":2:14: "},
     {"comma", "{\"mounts\": {},}", ":1:15: "},
     {"huge number", R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "overrideCount": 1e999}}})",
-     ": "},
+     ":1:70: number overflow parsing '1e999'"},
     {"no object", "[]", ": /: found []"},
     {"no mounts", "{}", R"(: /: lacks the member "mounts")"},
     {"other member", R"({"mounts": {}, "extra": 1})", ": /extra: unknown member"},
@@ -206,6 +206,8 @@ TEST(Load, TakesReferencesForwardAndBetweenFiles) {
     const char* message;
   } wrong[] = {
       {R"("maxAge": 41)", ": /mounts/~1c/maxAge: found 41; allowed: 6 to 40 s"},
+      {R"("maxAge": -1)", ": /mounts/~1c/maxAge: found -1; allowed: 6 to 40 s"},
+      {R"("maxAge": "20")", ": /mounts/~1c/maxAge: found \"20\"; allowed: 6 to 40 s"},
       {R"("maxAgeLow": 7)", ": /mounts/~1c/maxAgeLow: found 7; it is a constant and is 6"},
       {R"("backupToBackupIntfConfig": {"E": "/c/backupIntfConfig/E"})",
        ": /mounts/~1c/backupToBackupIntfConfig/E: "},
