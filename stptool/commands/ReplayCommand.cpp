@@ -1,4 +1,6 @@
 // stptool replay: a recording once more, as text or into a served tree.
+#include <algorithm>
+
 #include "Tovo/AttrLog/Control.h"
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "stptool/commands/Commands.h"
@@ -30,11 +32,17 @@ class Pace {
       first_ = recorded;
       start_ = std::chrono::steady_clock::now();
     }
-    const std::chrono::duration<double, std::nano> length((recorded - first_).count() / speed_);
-    return start_ + std::chrono::duration_cast<std::chrono::steady_clock::duration>(length);
+    // A damaged recording may name any times: their difference need not fit.
+    const Seconds length(
+        (Seconds(recorded.time_since_epoch()) - Seconds(first_.time_since_epoch())) / speed_);
+    return start_ + std::chrono::duration_cast<SteadyTime::duration>(
+                        std::clamp(length, Seconds(0), longest));
   }
 
  private:
+  using Seconds = std::chrono::duration<double>;
+  static constexpr Seconds longest{1e9};
+
   bool fast_;
   double speed_;
   bool started_ = false;

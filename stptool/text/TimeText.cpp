@@ -1,5 +1,6 @@
 #include "stptool/text/TimeText.h"
 
+#include <cstdint>
 #include <ctime>
 
 namespace stptool {
@@ -11,9 +12,10 @@ std::time_t secondsOf(TimePoint time) {
 }
 
 std::string milliseconds(TimePoint time) {
-  const auto within = time - std::chrono::floor<std::chrono::seconds>(time);
-  const auto count = std::chrono::duration_cast<std::chrono::milliseconds>(within).count();
-  return "." + std::to_string(1000 + count).substr(1);
+  // By numbers: of the earliest times of all, the second in which they lie begins too early.
+  constexpr int64_t second = 1'000'000'000;
+  const int64_t within = (time.time_since_epoch().count() % second + second) % second;
+  return "." + std::to_string(1000 + within / 1'000'000).substr(1);
 }
 
 }  // namespace

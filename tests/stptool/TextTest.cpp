@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "stptool/text/Explain.h"
 #include "stptool/text/NaturalOrder.h"
 #include "stptool/text/Printable.h"
 #include "stptool/text/Suggest.h"
 #include "stptool/text/Table.h"
+#include "stptool/text/TimeText.h"
 
 namespace stptool {
 namespace {
@@ -92,4 +94,15 @@ TEST(FirstSentence, EndsWhereTheNextOneStarts) {
 }
 
 }  // namespace
+// A damaged recording may name any of them.
+TEST(TimeText, HasAllTimes) {
+  const auto shown = [](int64_t count) {
+    return universalTime(TimePoint(std::chrono::nanoseconds(count)));
+  };
+  EXPECT_EQ(shown(std::numeric_limits<int64_t>::min()), "1677-09-21T00:12:43.145Z");
+  EXPECT_EQ(shown(-1), "1969-12-31T23:59:59.999Z");
+  EXPECT_EQ(shown(0), "1970-01-01T00:00:00.000Z");
+  EXPECT_EQ(shown(std::numeric_limits<int64_t>::max()), "2262-04-11T23:47:16.854Z");
+}
+
 }  // namespace stptool
