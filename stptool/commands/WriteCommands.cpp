@@ -126,6 +126,7 @@ Values parameterValues(const std::string& path, Tovo::TovoTypeBase type,
     throw Failure(path + ": " + parametersText(type), {.path = path}, ExitCode::usage);
   }
   Values values;
+  values.reserve(parameters.size());
   for (size_t i = 0; i < parameters.size(); ++i) {
     values.push_back(std::make_unique<Tovo::ValueBuffer>(parameters[i].ops()));
     try {
@@ -149,6 +150,7 @@ void newRoot(ClientSession& session, const NewOptions& options) {
   const Values values =
       parameterValues(options.path, type, std::span(options.arguments).subspan(1));
   std::vector<const void*> pointers;
+  pointers.reserve(values.size());
   for (const auto& value : values) pointers.push_back(value->get());
   Tovo::Directory scratch;
   const auto root = scratch.newEntity(options.path, Tovo::typeName(type), pointers);

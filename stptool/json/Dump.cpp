@@ -80,7 +80,7 @@ Json parameters(const Entity& entity) {
 }
 
 // The document of an entity's ancestors around what is dumped of it.
-Json wrapped(const Tovo::Directory& directory, const Entity& entity, Json content) {
+Json wrapped(const Tovo::Directory& directory, const Entity& entity, const Json& content) {
   const Entity* above = entity.parent();
   if (!above) {
     const std::string* path = directory.mountPath(entity);
@@ -101,7 +101,7 @@ Json wrapped(const Tovo::Directory& directory, const Entity& entity, Json conten
       aboveContent[collection.name()][keyToJson(keyShapeOf(collection), key)] = whole;
     });
   });
-  return wrapped(directory, *above, std::move(aboveContent));
+  return wrapped(directory, *above, aboveContent);
 }
 
 bool isInnermost(const Json& value) {
@@ -170,7 +170,7 @@ class Writer {
     bool any = false;
     Tovo::forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
       any = any || (attribute.kind() == AttributeKind::ownCollection && levels != 0 &&
-                    Tovo::collectionMap(entity, attribute).size() > 0);
+                    !Tovo::collectionMap(entity, attribute).empty());
     });
     return any;
   }
@@ -296,7 +296,7 @@ Json dumpPath(const Tovo::Directory& directory, std::string_view path, int level
     content[attribute.name()][keyToJson(keyShapeOf(attribute), key->get())] =
         itemToJson(attribute, item, levels);
   }
-  return wrapped(directory, *target.entity, std::move(content));
+  return wrapped(directory, *target.entity, content);
 }
 
 std::string dumpText(const Json& document) {

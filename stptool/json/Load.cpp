@@ -61,6 +61,7 @@ std::vector<std::unique_ptr<Tovo::ValueBuffer>> parametersOf(Tovo::TovoTypeBase 
 
 std::vector<const void*> pointersTo(const std::vector<std::unique_ptr<Tovo::ValueBuffer>>& values) {
   std::vector<const void*> pointers;
+  pointers.reserve(values.size());
   for (const auto& value : values) pointers.push_back(value->get());
   return pointers;
 }
@@ -146,12 +147,14 @@ Pelmo::Ptr<Tovo::Entity> Loader::makeRoot(const std::string& path, const Json& j
                                           const JsonPlace& place) {
   const auto member = json.find("type");
   const Entity* known = others_ ? others_->mounted(path) : nullptr;
-  if (member == json.end() && !known) {
+  std::string name;
+  if (member != json.end()) {
+    name = needString(*member, place / "type", "the name of a type");
+  } else if (known) {
+    name = Tovo::typeName(known->tovoType());
+  } else {
     throw JsonError(place, R"(lacks "type", the name of its type)");
   }
-  const std::string name = member == json.end()
-                               ? Tovo::typeName(known->tovoType())
-                               : needString(*member, place / "type", "the name of a type");
   const Tovo::TovoTypeBase type = needEntityType(name, place / "type");
   const auto parameters = parametersOf(type, json, place);
   try {
@@ -293,10 +296,11 @@ void Loader::resolveReferences() {
 }
 
 void Loader::resolve(const Reference& reference) {
-  Entity* target = reference.path.empty() ? nullptr : findTarget(reference);
   if (reference.attribute.isCollection()) {
-    Tovo::putReference(*reference.holder, reference.attribute, reference.key, *target);
+    Tovo::putReference(*reference.holder, reference.attribute, reference.key,
+                       *findTarget(reference));
   } else {
+    Entity* const target = reference.path.empty() ? nullptr : findTarget(reference);
     Tovo::pointerIs(*reference.holder, reference.attribute, target);
   }
 }
