@@ -22,7 +22,6 @@ namespace {
 
 using Tovo::NboAttrLog::FlowOut;
 using Tovo::NboAttrLog::In;
-using Tovo::NboAttrLog::Mount;
 using Tovo::NboAttrLog::MountSide;
 using Tovo::NboAttrLog::Out;
 
@@ -185,7 +184,7 @@ void all() {
   collections();
   values();
   attributeLog();
-  Bench::Switch(4);  // once before
+  (void)Bench::Switch(4);  // once before
   fullSwitch(4, "switch-build", "switch-mirror", "switch-change", "switch-tear-down");
   fullSwitch(40, "switch-build-x10", "switch-mirror-x10", "switch-change-x10",
              "switch-tear-down-x10");

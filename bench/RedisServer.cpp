@@ -3,10 +3,10 @@
 #ifdef STP_BENCH_REDIS
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -21,7 +21,7 @@ namespace {
 /// What it is called as decides what it does.
 std::string program() {
   for (const char* name : {"redis-server", "redis-check-rdb"}) {
-    const std::string path = std::string("/usr/bin/") + name;
+    std::string path = std::string("/usr/bin/") + name;
     if (::access(path.c_str(), X_OK) == 0) return path;
   }
   return {};

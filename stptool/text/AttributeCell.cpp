@@ -47,7 +47,7 @@ bool isBool(Attribute attribute) {
 }
 
 bool isAtDefault(const Entity& entity, Attribute attribute) {
-  if (attribute.isCollection()) return Tovo::collectionMap(entity, attribute).size() == 0;
+  if (attribute.isCollection()) return Tovo::collectionMap(entity, attribute).empty();
   if (attribute.kind() == AttributeKind::pointer) return !pointerTarget(entity, attribute);
   Tovo::ValueBuffer value(attribute.ops());
   getValue(entity, attribute, value);

@@ -284,6 +284,7 @@ class TreeWriter {
 
   void keysAlone(const std::vector<Element>& sorted, const std::string& indent) {
     std::vector<std::string> words;
+    words.reserve(sorted.size());
     for (const Element& element : sorted) words.push_back(printable(element.key));
     for (const std::string& line : wrapped(words, room(indent))) {
       text += indent + styled(Style::name, line) + "\n";

@@ -147,7 +147,7 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
   const Type& type = *member.type.type;
   const std::string name = typeName(type, nameSpace);
   if (initial.origin && initial.origin->isConstant()) {
-    const std::string constant =
+    std::string constant =
         typeName(*initial.origin->owner, nameSpace) + "::" + initial.origin->name;
     if (initial.origin->type == member.type) return constant;
     return name + "(" + constant + ")";
@@ -164,7 +164,7 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
       }
       return {};
     case Default::Kind::number: {
-      const std::string number = std::to_string(initial.number);
+      std::string number = std::to_string(initial.number);
       if (type.isInteger()) return number;
       if (type.kind == TypeKind::seconds) return number + ".0";
       if (type.isEnumeration()) return "static_cast<" + name + ">(" + number + ")";

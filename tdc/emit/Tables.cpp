@@ -378,7 +378,6 @@ class Tables {
   static std::string kindName(const Member& member) {
     switch (member.kind) {
       case MemberKind::field:
-        return "field";
       case MemberKind::list:
         return "field";
       case MemberKind::counter:

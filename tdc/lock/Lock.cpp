@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
+#include <set>
 #include <sstream>
 
 namespace tdc {
@@ -144,33 +144,28 @@ std::string difference(const std::string& oldText, const std::string& newText) {
   if (oldText == newText) {
     return "";
   }
-  std::vector<std::string> oldLines = lines(oldText);
-  std::vector<std::string> newLines = lines(newText);
-  std::map<std::string, int> inOld;
-  std::map<std::string, int> inNew;
-  for (const std::string& line : oldLines) {
-    ++inOld[line];
-  }
-  for (const std::string& line : newLines) {
-    ++inNew[line];
-  }
+  const std::vector<std::string> oldLines = lines(oldText);
+  const std::vector<std::string> newLines = lines(newText);
+  const std::set<std::string> inOld(oldLines.begin(), oldLines.end());
+  const std::set<std::string> inNew(newLines.begin(), newLines.end());
   std::string out;
   std::size_t i = 0;
   std::size_t j = 0;
   while (i < oldLines.size() || j < newLines.size()) {
-    if (i < oldLines.size() && j < newLines.size() && oldLines[i] == newLines[j]) {
+    const bool hasOld = i < oldLines.size();
+    const bool hasNew = j < newLines.size();
+    if (hasOld && hasNew && oldLines[i] == newLines[j]) {
       ++i;
       ++j;
-    } else if (i < oldLines.size() && inNew.count(oldLines[i]) == 0) {
+      continue;
+    }
+    // Lines that stand in both texts, at different places, go together.
+    const bool gone = hasOld && inNew.count(oldLines[i]) == 0;
+    const bool come = hasNew && inOld.count(newLines[j]) == 0;
+    if (hasOld && (gone || !come)) {
       out += "-" + oldLines[i++] + "\n";
-    } else if (j < newLines.size() && inOld.count(newLines[j]) == 0) {
-      out += "+" + newLines[j++] + "\n";
-    } else if (i < oldLines.size() && j < newLines.size()) {
-      // Both lines stand in both texts, at different places.
-      out += "-" + oldLines[i++] + "\n+" + newLines[j++] + "\n";
-    } else if (i < oldLines.size()) {
-      out += "-" + oldLines[i++] + "\n";
-    } else {
+    }
+    if (hasNew && !gone) {
       out += "+" + newLines[j++] + "\n";
     }
   }

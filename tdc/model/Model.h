@@ -207,8 +207,8 @@ struct Type {
   bool isKey() const;
 
   /// A member of this type or, for an entity, of a base. Null if there is none.
-  const Member* find(std::string_view name) const;
-  const Literal* findLiteral(std::string_view name) const;
+  const Member* find(std::string_view wanted) const;
+  const Literal* findLiteral(std::string_view wanted) const;
   const Literal* findLiteral(std::int64_t number) const;
 
   /// Own members that an instance holds, in order of declaration.

@@ -36,7 +36,7 @@ class Program {
   std::vector<std::string> searched(const Loaded& loaded) const;
   std::string findFile(const Loaded& loaded, const std::string& name) const;
   bool checkRecord(const syntax::Import& import, const Module& module);
-  void addImport(Loaded& loaded, const Module& module);
+  void addImport(Loaded& loaded, const Module& imported);
 
   SourceFiles& files_;
   Diagnostics& diagnostics_;

@@ -325,7 +325,7 @@ class Parser {
     return toNumber(take());
   }
 
-  syntax::Number toNumber(syntax::Word word) {
+  syntax::Number toNumber(const syntax::Word& word) {
     syntax::Number number{0, word.text, word.span};
     bool hex = word.text.compare(0, 2, "0x") == 0;
     std::string digits = hex ? word.text.substr(2) : word.text;

@@ -46,7 +46,7 @@ struct Reader {
   bool reading = true;
 };
 
-double processorNanoseconds() { return 1e9 * std::clock() / CLOCKS_PER_SEC; }
+double processorNanoseconds() { return 1e9 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
 // Nobody counts readers when a tree is written: each more costs a mark, not a walk of its own.
 TEST_F(FanTest, WhatReadersCostTheWriter) {

@@ -118,7 +118,7 @@ TEST_F(LinkTest, ComesBackAndPublishesOnlyWhatChanged) {
   Server server;
   const auto tree = [&](bool second) {
     server.start();
-    const auto status = Stp::statusFactory("status");
+    auto status = Stp::statusFactory("status");
     server.directory->mount("/status", status);
     const auto mst0 = status->stpiStatusIs("Mstp")->mstiStatusIs("Mst0", Stp::InstanceId(0));
     for (int i = 0; i < 4; ++i) {

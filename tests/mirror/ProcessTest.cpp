@@ -1,8 +1,9 @@
 // Two processes, of which one is killed in the middle of what it says.
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "Stp/StpHw.h"
 #include "Support.h"
