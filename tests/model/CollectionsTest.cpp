@@ -14,7 +14,6 @@
 namespace {
 
 using namespace Stp;
-using Bridging::VlanId;
 using ExpectedModel::Member;
 using Nelka::IntfId;
 using Owner = Pelmo::Ptr<Tovo::Entity>;
@@ -71,7 +70,7 @@ TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
         // When it is announced, it is done.
         recorder.then = [&](const Pelmo::Change& change) {
           const void* item = collectionFind(*owner, collection, change.key);
-          EXPECT_EQ(item == nullptr, change.previous != nullptr);
+          ASSERT_EQ(item == nullptr, change.previous != nullptr);
           const auto* removed = static_cast<const Pelmo::Ptr<Tovo::Entity>*>(change.previous);
           const Tovo::Entity& element = removed ? **removed : *Tovo::elementEntity(item);
           EXPECT_EQ(element.parent(), removed ? nullptr : owner.get());
