@@ -50,16 +50,15 @@ class FlatMap {
   Value& operator[](Key key) {
     if (Value* known = find(key)) return *known;
     if (8 * (size_ + 1) > 5 * slots_.size()) rebuild(slots_.empty() ? 8 : 2 * slots_.size());
-    size_t steps = probes(key);
-    if (steps > longestRun && seed_ == 0) {
+    size_t at = firstFree(home(key));
+    if (((at - home(key)) & mask_) > longestRun && seed_ == 0) {
       seed_ = reinterpret_cast<uintptr_t>(slots_.data()) | 1;
       rebuild(slots_.size());
-      steps = probes(key);
+      at = firstFree(home(key));
     }
-    Slot& slot = slots_[(home(key) + steps) & mask_];
-    slot.key = key;
+    slots_[at].key = key;
     ++size_;
-    return slot.value;
+    return slots_[at].value;
   }
 
   void erase(Key key) noexcept {
@@ -99,6 +98,10 @@ class FlatMap {
   static constexpr size_t longestRun = 64;
 
   bool isTaken(size_t at) const noexcept { return slots_[at].key != Key{}; }
+  size_t firstFree(size_t at) const noexcept {
+    while (isTaken(at)) at = (at + 1) & mask_;
+    return at;
+  }
 
   Slot* slotOf(Key key) noexcept {
     if (size_ == 0) return nullptr;
@@ -128,9 +131,7 @@ class FlatMap {
     mask_ = slots - 1;
     for (Slot& slot : before) {
       if (slot.key == Key{}) continue;
-      size_t at = home(slot.key);
-      while (isTaken(at)) at = (at + 1) & mask_;
-      slots_[at] = std::move(slot);
+      slots_[firstFree(home(slot.key))] = std::move(slot);
     }
   }
 

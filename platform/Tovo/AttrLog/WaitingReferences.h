@@ -39,6 +39,7 @@ class WaitingReferences {
   /// All that wait for it.
   template <class Visit>
   void forEachFor(uint32_t target, const Visit& visit) const {
+    if (empty()) return;
     for (auto at = lowerBound(target); at != places_.end() && at->first == target; ++at) {
       visit(*at->second);
     }
