@@ -30,7 +30,6 @@ void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
 void* __libc_memalign(size_t alignment, size_t size);
 
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): reserved names are the system's
 void* malloc(size_t size) noexcept {
   ++heapCount;
   return __libc_malloc(size);
@@ -52,7 +51,6 @@ int posix_memalign(void** block, size_t alignment, size_t size) noexcept {
   *block = __libc_memalign(alignment, size);
   return *block ? 0 : ENOMEM;
 }
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }
 #pragma GCC visibility pop
 

@@ -181,8 +181,7 @@ TEST_F(BpduTest, MultipleWithTwoInstances) {
   const auto stpi = status->stpiStatusIs("mstp");
   const auto into = [&](const char* instance, uint16_t id, uint8_t flags,
                         const PriorityVector& priority, const TimesVector& times) {
-    const auto port =
-        stpi->mstiStatusIs(instance, InstanceId(id))->mstiPortStatusIs("Ethernet7", 1);
+    auto port = stpi->mstiStatusIs(instance, InstanceId(id))->mstiPortStatusIs("Ethernet7", 1);
     const RstpBpduFlags octet(flags);
     port->msgPriorityIs(priority);
     port->msgTimesIs(times);
