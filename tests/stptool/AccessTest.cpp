@@ -3,12 +3,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "RunningServer.h"
 #include "stptool/Failure.h"
 #include "stptool/session/WriteAccess.h"
 
 namespace {
 
+namespace fs = std::filesystem;
 using stptool::PeerCredentials;
 using stptool::WriteAccess;
 
@@ -46,6 +49,23 @@ TEST(Access, OfUsersAndGroups) {
       "uid 4000000001 may not write here; allowed: uid 0 (root), uid 4000000002, gid 4000000000");
 }
 
+// The build may lie where only its owner gets at. Returns the tool's path.
+std::string copyForAll(const fs::path& folder) {
+  const fs::path program = folder / "bin" / "stptool";
+  const auto copy = [](const fs::path& from, const fs::path& to) {
+    fs::copy(from, to);
+    fs::permissions(to, fs::perms(0755));
+  };
+  fs::create_directory(program.parent_path());
+  fs::create_directory(folder / "lib");
+  copy(STPTOOL, program);
+  for (const auto& entry : fs::directory_iterator(fs::path(STPTOOL).parent_path() / "../lib")) {
+    const std::string name = entry.path().filename().string();
+    if (name.find(".so") != std::string::npos) copy(entry.path(), folder / "lib" / name);
+  }
+  return program.string();
+}
+
 // Another user reads and is told why it may not write. Only root can become another user.
 TEST(Access, OthersReadAndAreToldWhy) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root";
@@ -53,8 +73,9 @@ TEST(Access, OthersReadAndAreToldWhy) {
   const std::string port = portPath("Ethernet1");
   const std::string folder = server.socket().substr(0, server.socket().rfind('/'));
   ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
+  const std::string program = copyForAll(folder);
   const auto as = [&](uid_t user, gid_t group, const std::vector<std::string>& command) {
-    return server.start(command, Tool::User{user, group})->end();
+    return server.start(command, Tool::User{user, group, program})->end();
   };
   EXPECT_EQ(as(65534, 65534, {"get", port, "portState"}).code, 3) << "the mode is 0600";
   server.tool().stop();

@@ -20,9 +20,9 @@ constexpr auto patience = std::chrono::seconds(30);
 constexpr auto nap = std::chrono::milliseconds(10);
 
 [[noreturn]] void becomeTool(const std::vector<std::string>& arguments, const std::string& out,
-                             const std::string& err, std::optional<Tool::User> user) {
+                             const std::string& err, const std::optional<Tool::User>& user) {
   std::vector<char*> argv;
-  std::string name = STPTOOL;
+  std::string name = user ? user->program : STPTOOL;
   argv.push_back(name.data());
   std::vector<std::string> copies = arguments;
   for (std::string& argument : copies) argv.push_back(argument.data());
@@ -64,7 +64,7 @@ std::string readFile(const std::string& file) {
   return text.str();
 }
 
-Tool::Tool(const std::vector<std::string>& arguments, std::optional<User> user) {
+Tool::Tool(const std::vector<std::string>& arguments, const std::optional<User>& user) {
   const std::string out = folder_.write("out", "");
   const std::string err = folder_.write("err", "");
   pid_ = fork();

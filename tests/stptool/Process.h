@@ -36,12 +36,14 @@ std::string readFile(const std::string& file);
 /// A running stptool. Its end is waited for, by force if need be.
 class Tool {
  public:
-  /// A user and group to become, both or none; only root may become another.
+  /// A user and group to become, and the tool as that user gets at it; only root may become
+  /// another.
   struct User {
     uid_t uid;
     gid_t gid;
+    std::string program;
   };
-  explicit Tool(const std::vector<std::string>& arguments, std::optional<User> user = {});
+  explicit Tool(const std::vector<std::string>& arguments, const std::optional<User>& user = {});
   ~Tool();
   Tool(const Tool&) = delete;
   Tool& operator=(const Tool&) = delete;

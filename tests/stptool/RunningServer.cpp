@@ -25,7 +25,7 @@ void RunningServer::restart(const std::vector<std::string>& options) {
 }
 
 std::unique_ptr<Tool> RunningServer::start(std::vector<std::string> arguments,
-                                           std::optional<Tool::User> user) const {
+                                           const std::optional<Tool::User>& user) const {
   arguments.insert(arguments.begin() + 1, {"--socket", socket_});
   return std::make_unique<Tool>(arguments, user);
 }

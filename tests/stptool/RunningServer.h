@@ -21,7 +21,7 @@ class RunningServer {
   std::string output(const std::vector<std::string>& arguments) const;
   std::string dump() const { return output({"dump"}); }
   std::unique_ptr<Tool> start(std::vector<std::string> arguments,
-                              std::optional<Tool::User> user = {}) const;
+                              const std::optional<Tool::User>& user = {}) const;
 
   const std::string& socket() const noexcept { return socket_; }
   /// Where the server writes its tree when it stops.
