@@ -38,7 +38,7 @@ class HSet {
     if (contains(key)) return false;
     auto node = std::make_unique<Node>(key);
     map_.insert(ops, node.get());
-    node.release();
+    (void)node.release();
     return true;
   }
   bool contains(const Key& key) const { return map_.find(ops, &key) != nullptr; }

@@ -300,7 +300,7 @@ TEST_F(PublisherTest, ANodeWithoutReferencesLivesUntilItsOutermostNotificationEn
         calls.push_back("end");
       };
       calls.clear();
-      node.get()->change(1);
+      node->change(1);
       std::erase_if(calls, [](const std::string& call) { return call[0] == 'd'; });
       EXPECT_EQ(calls, each.expected);
       if (kept) {
