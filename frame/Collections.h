@@ -159,7 +159,7 @@ bool flagOf(const Map<Node>& map, const typename Node::Key& key) {
 template <class Node>
 void insertNode(Map<Node>& map, std::unique_ptr<Node> node) {
   map.insert(node.get());
-  node.release();
+  (void)node.release();
 }
 
 /// The key of a notification is a copy: an observer may delete the entry.
