@@ -1,8 +1,7 @@
 #include "tests/tdc/Scratch.h"
 
-#include <stdlib.h>
-
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
