@@ -105,7 +105,7 @@ class Agent : private Pelmo::Observer {
   void publishInstance(uint16_t instance) {
     const auto status = instanceStatus(instance);
     const Stp::BridgeId root(Stp::BridgePriority(4096), Stp::BridgeSystemId(instance),
-                             Nelka::EthAddr("00:1c:73:0a:00:01"));
+                             Nelka::EthAddr("00:00:5e:00:53:01"));
     status->designatedRootIs(root);
     status->rootPathCostIs(Stp::PathCost(Stp::PathCost::linkPathCost100Gbps));
     for (unsigned port = 1; port <= portCount; ++port) {

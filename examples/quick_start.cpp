@@ -21,7 +21,7 @@ int main() {
 
   Stp::PriorityVector vector = port->portPriority();
   vector.regionalRootBridgeIdIs(Stp::BridgeId(Stp::BridgePriority(4096), Stp::BridgeSystemId(1),
-                                              Nelka::EthAddr("00:1c:73:0a:00:01")));
+                                              Nelka::EthAddr("00:00:5e:00:53:01")));
   port->portPriorityIs(vector);
   port->stateIs(Stp::PortState::forwarding);
   std::cout << port->state() << ", " << port->portPriority().regionalRootBridgeId() << '\n';

@@ -4,10 +4,10 @@ input=/stp/input/cli
 tree=/stp/status/stpiStatus/Mstp
 
 title "values: a bridge, and what it tells its neighbours"
-bridge="Value('Stp::BridgeId', priority=32768, systemId=1, address=00:1c:73:0a:00:01)"
-root="Value('Stp::BridgeId', priority=4096, systemId=1, address=00:1c:73:0a:10:01)"
-expect '80 00 00 01 00 1c 73 0a 00 01' encode Stp::BridgeId "$bridge"
-expect 'priority=32768, systemId=1' decode Stp::BridgeId 80:00:00:01:00:1c:73:0a:00:01
+bridge="Value('Stp::BridgeId', priority=32768, systemId=1, address=00:00:5e:00:53:01)"
+root="Value('Stp::BridgeId', priority=4096, systemId=1, address=00:00:5e:00:53:11)"
+expect '80 00 00 01 00 00 5e 00 53 01' encode Stp::BridgeId "$bridge"
+expect 'priority=32768, systemId=1' decode Stp::BridgeId 80:00:00:01:00:00:5e:00:53:01
 vector="Value('Stp::PriorityVector', cistRootBridgeId=$root, extRootPathCost=0,\
  regionalRootBridgeId=$root, intRootPathCost=2000, bridgeId=$bridge,\
  portId=Value('Stp::PortId', portPriority=128, portNumber=5))"

@@ -47,7 +47,7 @@ EthAddr::EthAddr(Tovo::CharRange& text) {
     std::string found;
     Tovo::appendQuoted(found, rest.substr(0, length));
     throw Tovo::ParseException(
-        "expected an Ethernet address such as 00:1c:73:0a:00:01 at character " +
+        "expected an Ethernet address such as 00:00:5e:00:53:01 at character " +
             std::to_string(text.position()) + ", found " + found,
         text.position());
   }

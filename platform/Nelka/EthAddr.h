@@ -27,7 +27,7 @@ class EthAddr {
 
   constexpr EthAddr() noexcept = default;
   explicit constexpr EthAddr(const Octets& octets) noexcept : octets_(octets) {}
-  /// A literal such as "00:1c:73:0a:00:01"; anything else does not compile.
+  /// A literal such as "00:00:5e:00:53:01"; anything else does not compile.
   explicit consteval EthAddr(const char* literal) : octets_(parseLiteral(literal)) {}
   /// Two hexadecimal digits an octet, colons between them. Throws Tovo::ParseException.
   explicit EthAddr(Tovo::CharRange& text);

@@ -12,7 +12,7 @@ enum class ValueStyle {
   full,   ///< the generic text
 };
 
-/// "128.5", "32768.1.00:1c:73:0a:00:01": one to three simple fields are joined by dots; a record of
+/// "128.5", "32768.1.00:00:5e:00:53:01": one to three simple fields are joined by dots; a record of
 /// more is "field=value" pairs joined by blanks, in parentheses inside another one; one of many
 /// octets is their hex. The rest is the generic text, strings without quotes where that is safe.
 std::string shortText(const ValueShape& shape, const void* value);

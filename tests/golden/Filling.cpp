@@ -31,7 +31,7 @@ Buffer copied(const Tovo::ValueOps& ops, const void* source) {
 
 // Types that no description tells the fields of.
 const std::map<std::string_view, std::string_view> importedTexts = {
-    {"Nelka::EthAddr", "00:1c:73:0a:b0:c1"},
+    {"Nelka::EthAddr", "00:00:5e:00:53:c1"},
     {"Nelka::IntfId", "Ethernet3/2"},
     {"Bridging::VlanId", "1234"},
     {"Bridging::VlanIdOrNone", "77"},

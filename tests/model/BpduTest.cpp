@@ -85,18 +85,18 @@ BridgeId bridge(uint16_t priority, uint16_t systemId, Nelka::EthAddr address) {
   return {BridgePriority(priority), BridgeSystemId(systemId), address};
 }
 
-constexpr Nelka::EthAddr root("00:1c:73:00:00:01");
-constexpr Nelka::EthAddr sender("00:1c:73:00:00:02");
-constexpr Nelka::EthAddr regional("00:1c:73:00:00:03");
+constexpr Nelka::EthAddr root("00:00:5e:00:53:01");
+constexpr Nelka::EthAddr sender("00:00:5e:00:53:02");
+constexpr Nelka::EthAddr regional("00:00:5e:00:53:03");
 
 class BpduTest : public ModelTest {};
 
 TEST_F(BpduTest, Configuration) {
   Octets octets(
       "0000 00 00 81"           // protocol, version, type, flags: TC and its acknowledgment
-      "8001 001c73000001"       // root
+      "8001 00005e005301"       // root
       "00004e20"                // cost 20000: one link of 1 Gb/s
-      "9001 001c73000002 8005"  // bridge, port
+      "9001 00005e005302 8005"  // bridge, port
       "0100 1400 0200 0f80");   // message age 1, max age 20, hello 2, forward delay 15.5
   const Message message = header(octets);
   EXPECT_EQ(octets.left(), 0u);
@@ -123,9 +123,9 @@ TEST_F(BpduTest, Configuration) {
 TEST_F(BpduTest, Rapid) {
   Octets octets(
       "0000 02 02 3e"  // proposal, designated, learning, forwarding
-      "1000 001c73000001"
+      "1000 00005e005301"
       "000007d0"                // 10 Gb/s
-      "8000 001c73000002 2fff"  // the highest port number
+      "8000 00005e005302 2fff"  // the highest port number
       "0040 1400 0200 0f00"     // message age 1/4 s
       "00");                    // version 1 length
   const Message message = header(octets);
@@ -145,9 +145,9 @@ TEST_F(BpduTest, Rapid) {
 TEST_F(BpduTest, MultipleWithTwoInstances) {
   Octets octets(
       "0000 03 02 7c"           // designated, learning, forwarding, agreement
-      "1000 001c73000001"       // CIST root
+      "1000 00005e005301"       // CIST root
       "000186a0"                // CIST external path cost 100000
-      "2000 001c73000003 8007"  // CIST regional root, CIST port
+      "2000 00005e005303 8007"  // CIST regional root, CIST port
       "0100 1400 0200 0f00"
       "00"    // version 1 length
       "0060"  // version 3 length: 64 and twice 16
@@ -156,12 +156,12 @@ TEST_F(BpduTest, MultipleWithTwoInstances) {
       "0007"                                                               // revision
       "ac36177f50283cd4b83821d8ab26de62"  // the digest of a table that maps all VLANs to the CIST
       "00000fa0"                          // CIST internal root path cost 4000
-      "8000 001c73000002"                 // CIST bridge
+      "8000 00005e005302"                 // CIST bridge
       "13"                                // 19 hops left
       // Instance 1: role root, forwarding, agreement; its regional root, cost, priorities, hops.
-      "78 1001 001c73000003 000007d0 80 80 12"
+      "78 1001 00005e005303 000007d0 80 80 12"
       // Instance 4094: alternate, master flag and topology change.
-      "85 fffe 001c73000002 00000000 f0 10 14");
+      "85 fffe 00005e005302 00000000 f0 10 14");
   Message message = header(octets);
   EXPECT_EQ(octets.u8(), 0);
   EXPECT_EQ(octets.u16(), 64 + 2 * 16);
@@ -219,30 +219,30 @@ TEST_F(BpduTest, MultipleWithTwoInstances) {
   EXPECT_EQ(hexOf(status->mstpConfigDigest()), "ac36177f50283cd4b83821d8ab26de62");
 
   const std::string cistRoot =
-      "10000000001c73000001"
+      "1000000000005e005301"
       "000186a0";
   EXPECT_EQ(hexOf(cist->msgPriority()), cistRoot +
-                                            "20000000001c73000003"
+                                            "2000000000005e005303"
                                             "00000fa0"
-                                            "80000000001c73000002"
+                                            "8000000000005e005302"
                                             "800007");
   EXPECT_EQ(hexOf(cist->msgTimes()), "010014000f00020013");
   EXPECT_TRUE(cist->agreed());
   EXPECT_FALSE(cist->proposed() || cist->mastered() || cist->rcvdTc());
 
   EXPECT_EQ(hexOf(ports[0]->msgPriority()), cistRoot +
-                                                "10000001001c73000003"
+                                                "1000000100005e005303"
                                                 "000007d0"
-                                                "80000001001c73000002"
+                                                "8000000100005e005302"
                                                 "800007");
   EXPECT_EQ(hexOf(ports[0]->msgTimes()), "010014000f00020012");
   EXPECT_EQ(flags[0].portRole(), RstpBpduFlags::PortRole::root);
   EXPECT_TRUE(ports[0]->agreed());
 
   EXPECT_EQ(hexOf(ports[1]->msgPriority()), cistRoot +
-                                                "f0000ffe001c73000002"
+                                                "f0000ffe00005e005302"
                                                 "00000000"
-                                                "f0000ffe001c73000002"
+                                                "f0000ffe00005e005302"
                                                 "100007");
   EXPECT_EQ(ports[1]->msgTimes().remainingHops(), 20);
   EXPECT_EQ(flags[1].portRole(), RstpBpduFlags::PortRole::alternateOrBackup);

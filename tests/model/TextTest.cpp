@@ -45,9 +45,9 @@ TEST(Text, ExactForms) {
   EXPECT_EQ(printed(PortId(PortPriority(128), PortNumber(5))),
             "Value('Stp::PortId', portPriority=128, portNumber=5)");
   const BridgeId bridge(BridgePriority(4096), BridgeSystemId(10),
-                        Nelka::EthAddr("00:1c:73:aa:00:01"));
+                        Nelka::EthAddr("00:00:5e:00:53:aa"));
   EXPECT_EQ(printed(bridge),
-            "Value('Stp::BridgeId', priority=4096, systemId=10, address=00:1c:73:aa:00:01)");
+            "Value('Stp::BridgeId', priority=4096, systemId=10, address=00:00:5e:00:53:aa)");
   EXPECT_EQ(printed(TimesVector()),
             "Value('Stp::TimesVector', messageAge=Value('Stp::TimerVal', seconds=0, fraction=0), "
             "maxAge=Value('Stp::TimerVal', seconds=0, fraction=0), "

@@ -504,7 +504,7 @@ TEST_F(ValueTest, SpanningTreeComparisons) {
   EXPECT_LT(PortId(PortPriority(16), PortNumber(4095)), PortId(PortPriority(32), PortNumber(1)));
   EXPECT_LT(PortId(PortPriority(16), PortNumber(1)), PortId(PortPriority(16), PortNumber(2)));
   EXPECT_LT(TimerVal(2, 255), TimerVal(3, 0));
-  EXPECT_EQ(hexOf(bridge(0x8000, 1, Nelka::EthAddr("00:1c:73:00:00:99"))), "80000001001c73000099");
+  EXPECT_EQ(hexOf(bridge(0x8000, 1, Nelka::EthAddr("00:00:5e:00:53:99"))), "8000000100005e005399");
   EXPECT_EQ(hexOf(PortId(PortPriority(128), PortNumber(5))), "800005");
 }
 

@@ -16,7 +16,7 @@ const char* const statusJson = R"({"mounts": {"/stp/status": {
     "bridgeTimes": {"maxAge": {"seconds": 20, "fraction": 0}, "remainingHops": 20},
     "mstiStatus": {"Mst1": {
       "instanceId": 1,
-      "designatedRoot": {"priority": 4096, "systemId": 1, "address": "00:1c:73:0a:00:01"},
+      "designatedRoot": {"priority": 4096, "systemId": 1, "address": "00:00:5e:00:53:01"},
       "rootPathCost": 2000,
       "rootPort": "/stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/Ethernet10",
       "mstiPortStatus": {
@@ -53,7 +53,7 @@ TEST_F(StatusTree, ReadsFromTheInstanceDownToItsPorts) {
       mstiStatus  1 Stp::MstiStatus
         Mst1
           instanceId      1
-          designatedRoot  4096.1.00:1c:73:0a:00:01
+          designatedRoot  4096.1.00:00:5e:00:53:01
           rootPathCost    2000
           rootPort        Ethernet10
           mstiPortStatus  3 Stp::MstiPortStatus
@@ -80,7 +80,7 @@ TEST_F(StatusTree, LeavesOutNothingOnRequest) {
 TEST_F(StatusTree, HasTextThatReadsBackOnRequest) {
   const std::string full = tree({"--full"});
   EXPECT_NE(full.find("designatedRoot  Value('Stp::BridgeId', priority=4096, systemId=1, "
-                      "address=00:1c:73:0a:00:01)\n"),
+                      "address=00:00:5e:00:53:01)\n"),
             std::string::npos)
       << full;
   EXPECT_NE(full.find("rootPort        /stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/"

@@ -17,7 +17,7 @@ namespace {
 
 const char* const portId = "Value('Stp::PortId', portPriority=128, portNumber=5)";
 const char* const bridgeId =
-    "Value('Stp::BridgeId', priority=32768, systemId=1, address=00:1c:73:0a:00:01)";
+    "Value('Stp::BridgeId', priority=32768, systemId=1, address=00:00:5e:00:53:01)";
 
 TEST(Parse, ShowsFieldsAndWhatIsSeenInThem) {
   const Ended record = runTool({"parse", "Stp::PortId", portId});
@@ -43,7 +43,7 @@ struct Coded {
 const Coded coded[] = {
     {"Stp::PathCost", "2000", "00 00 07 d0"},
     {"Stp::PortId", portId, "80 00 05"},
-    {"Stp::BridgeId", bridgeId, "80 00 00 01 00 1c 73 0a 00 01"},
+    {"Stp::BridgeId", bridgeId, "80 00 00 01 00 00 5e 00 53 01"},
     {"Stp::Version", "none", "ff ff ff ff"},
     {"Stp::PortState", "forwarding", "02"},
     {"Stp::MstConfigSpec",
@@ -126,7 +126,7 @@ std::string shortOf(const std::string& typeName, const std::string& text) {
 TEST(ShortText, IsWhatPeopleWrite) {
   loadModelLibraries({});
   EXPECT_EQ(shortOf("Stp::PortId", portId), "128.5");
-  EXPECT_EQ(shortOf("Stp::BridgeId", bridgeId), "32768.1.00:1c:73:0a:00:01");
+  EXPECT_EQ(shortOf("Stp::BridgeId", bridgeId), "32768.1.00:00:5e:00:53:01");
   EXPECT_EQ(shortOf("Stp::TimerVal", "Value('Stp::TimerVal', seconds=20, fraction=0)"), "20.0");
   EXPECT_EQ(shortOf("Stp::PathCost", "2000"), "2000");
   EXPECT_EQ(shortOf("Stp::MstConfigSpec",

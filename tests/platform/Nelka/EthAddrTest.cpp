@@ -15,8 +15,8 @@ namespace {
 using platform::test::printedOddly;
 using platform::test::thrownBy;
 
-static_assert(EthAddr("00:1c:73:0a:00:01").octets() ==
-              EthAddr::Octets{0x00, 0x1c, 0x73, 0x0a, 0x00, 0x01});
+static_assert(EthAddr("00:00:5e:00:53:01").octets() ==
+              EthAddr::Octets{0x00, 0x00, 0x5e, 0x00, 0x53, 0x01});
 
 TEST(EthAddr, RandomAddressesOrderAsNumbersAndReadBack) {
   std::mt19937_64 random(8);
@@ -46,8 +46,8 @@ TEST(EthAddr, RandomAddressesOrderAsNumbersAndReadBack) {
 
 TEST(EthAddr, RefusedTexts) {
   for (const char* text :
-       {"", "00:1c:73:0a:00", "00:1c:73:0a:00:0", "00-1c-73-0a-00-01", "0:1c:73:0a:00:01",
-        "00:1c:73:0a:00:0g", "001c.730a.0001", "00:1c:73:0a:00 01", " 00:1c:73:0a:00:01"}) {
+       {"", "00:00:5e:00:53", "00:00:5e:00:53:0", "00-00-5e-00-53-01", "0:00:5e:00:53:01",
+        "00:00:5e:00:53:0g", "0000.5e00.5301", "00:00:5e:00:53 01", " 00:00:5e:00:53:01"}) {
     SCOPED_TRACE(text);
     Tovo::CharRange range(text);
     const auto error = thrownBy<Tovo::ParseException>([&] { EthAddr{range}; });
@@ -55,13 +55,13 @@ TEST(EthAddr, RefusedTexts) {
       EXPECT_EQ(error->position(), 0u);
     }
   }
-  Tovo::CharRange range("00:1c:73:0a:00:01:02");
+  Tovo::CharRange range("00:00:5e:00:53:01:02");
   EthAddr{range};
   EXPECT_EQ(range.rest(), ":02");
 }
 
 TEST(EthAddr, PrintsLowerCaseWhateverTheStream) {
-  EXPECT_EQ(printedOddly(EthAddr("00:1c:73:0a:ff:01")), "00:1c:73:0a:ff:01");
+  EXPECT_EQ(printedOddly(EthAddr("00:00:5e:00:53:f1")), "00:00:5e:00:53:f1");
 }
 
 }  // namespace

@@ -88,7 +88,7 @@ TEST(InOut, PrimitivesToTheByte) {
 }
 
 TEST(InOut, ForeignValuesToTheByte) {
-  expectForm(Nelka::EthAddr("00:1c:73:0a:00:01"), "00 1c 73 0a 00 01");
+  expectForm(Nelka::EthAddr("00:00:5e:00:53:01"), "00 00 5e 00 53 01");
   expectForm(Nelka::IntfId(uint64_t{0x0102030405060708}), "01 02 03 04 05 06 07 08");
   expectForm(Nelka::NetU8(200), "c8");
   expectForm(Bridging::VlanId(4094), "0f fe");
