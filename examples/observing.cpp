@@ -17,7 +17,7 @@ class StatePrinter : public Pelmo::Observer {
     std::cout << port.name() << ": " << *static_cast<const Stp::PortState*>(change.previous)
               << " -> " << port.portState() << '\n';
   }
-  void handlePublisherGone(Pelmo::Publisher&) override { std::cout << "the port has gone\n"; }
+  void handlePublisherGone() override { std::cout << "the port has gone\n"; }
 };
 
 // Knows no type: everything it says comes from reflection.

@@ -61,11 +61,17 @@ class Publisher::Level {
   const Kept kept_;
 };
 
-Publisher::~Publisher() {
+Publisher::~Publisher() { detachAll(); }
+
+void Publisher::detachAll() noexcept {
   while (Observer* observer = first()) {
     observer->unlink();
     observer->publisher_ = nullptr;
-    observer->handlePublisherGone(*this);
+    try {
+      observer->handlePublisherGone();
+    } catch (...) {
+      continue;  // the others are told all the same
+    }
   }
 }
 

@@ -81,6 +81,7 @@ class Publisher {
   class Calls;
   class Level;
   friend class Observer;
+  friend class ObservableNode;
 
   // The lowest bits of observers_.
   static constexpr uintptr_t observedFromAbove = 1;  // recursively
@@ -99,6 +100,7 @@ class Publisher {
   bool hasRecursiveObserver() const noexcept;
   void refreshBelow();
   void refreshFromAbove(bool observed);
+  void detachAll() noexcept;
 
   // A word at a fixed place in each thread's block, without a call to find it.
   [[gnu::tls_model("initial-exec")]] static thread_local constinit ChangeCatcher* catcher_;
@@ -118,8 +120,11 @@ class Observer {
   virtual ~Observer();
 
   virtual void handleChange(const Change& change) = 0;
-  /// The publisher is being destroyed; this observer is already detached and may not attach to it.
-  virtual void handlePublisherGone(Publisher&) {}
+  /// The node that was observed is at its end and this observer already detached. Which one it was
+  /// only the observer knows; nothing of it may be used any more, nor may a reference on it be
+  /// taken or an observer be attached. All else may be done, such as destroying this observer. What
+  /// it throws is dropped: whoever lets go of a node is not there to catch it.
+  virtual void handlePublisherGone() {}
 
   /// Attaches to one node; an earlier attachment ends. Cost: the length of the node's list.
   void observe(Publisher& publisher) { attach(publisher, false); }
@@ -149,6 +154,9 @@ class ObservableNode : public Node {
 
  protected:
   ObservableNode() noexcept = default;
+
+  /// Tells the observers while the node is whole; else they are told when its publisher ends.
+  void observersGone() noexcept { publisher_.detachAll(); }
 
   Publisher publisher_;
 };

@@ -270,7 +270,7 @@ void FlowOut::handleCollectionChange(const LogAttribute& attribute, const Pelmo:
   dirtyIs(attribute);
 }
 
-void FlowOut::handlePublisherGone(Pelmo::Publisher&) {
+void FlowOut::handlePublisherGone() {
   if (!adapter_) return;
   const Pelmo::Ptr<FlowOut> self(this);
   adapter_->entityGone(*this);

@@ -125,7 +125,7 @@ class FlowOut : public Pelmo::Observer, public Pelmo::Node {
   void freeResyncState(AttributeId collection) noexcept;
 
   void handleChange(const Pelmo::Change& change) override;
-  void handlePublisherGone(Pelmo::Publisher& publisher) override;
+  void handlePublisherGone() override;
 
   /// Bytes that the flow holds beyond its own object.
   size_t heldBytes() const noexcept;

@@ -17,7 +17,7 @@ class StreamAdapter::Reservation : public Pelmo::Observer {
     observe(entity.nodePublisher());
   }
   void handleChange(const Pelmo::Change&) override {}
-  void handlePublisherGone(Pelmo::Publisher&) override { adapter_.reservationGone(id_, entity_); }
+  void handlePublisherGone() override { adapter_.reservationGone(id_, entity_); }
 
  private:
   StreamAdapter& adapter_;

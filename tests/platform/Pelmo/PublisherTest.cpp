@@ -59,10 +59,12 @@ class Recorder : public Observer {
     calls_.push_back(name_ + std::to_string(change.attribute));
     if (then) then(change);
   }
-  void handlePublisherGone(Publisher&) override {
+  void handlePublisherGone() override {
     calls_.push_back(name_ + (observed() ? " still attached" : " gone"));
+    if (atTheEnd) atTheEnd();
   }
   std::function<void(const Change&)> then;
+  std::function<void()> atTheEnd;
 
  private:
   std::string name_;
@@ -246,6 +248,18 @@ TEST_F(PublisherTest, ObserversOutliveTheNodeAndAreTold) {
   node = TreeNode::make();
   a.observe(node->publisher());
   EXPECT_EQ(changed(*node, 1), Calls{"a1"});
+}
+
+TEST_F(PublisherTest, EveryObserverHearsOfTheEndWhateverTheOthersDo) {
+  auto mortal = std::make_unique<Recorder>("m", calls);
+  for (Recorder* observer : {&a, mortal.get(), &b, &c, &d}) observer->observe(node->publisher());
+  a.atTheEnd = [&] {
+    c.detach();
+    throw std::runtime_error("dropped");
+  };
+  mortal->atTheEnd = [&] { mortal.reset(); };
+  node = nullptr;
+  EXPECT_EQ(calls, (Calls{"a gone", "m gone", "b gone", "d gone"}));
 }
 
 TEST_F(PublisherTest, DroppingTheLastReferenceInANotification) {
