@@ -130,16 +130,6 @@ void eraseAll(Map<Node>& map, const Erase& erase) {
   if (failure) std::rethrow_exception(failure);
 }
 
-/// For destructors, which have nobody to throw to: what an observer throws is dropped.
-template <class DelAll>
-void destroyOwned(const DelAll& delAll) noexcept {
-  try {
-    delAll();
-  } catch (...) {
-    return;
-  }
-}
-
 // ----------------------------------------------------------------------------- values, references
 
 template <class Node>

@@ -17,4 +17,14 @@ void Node::die() noexcept {
   lastUserGone();
 }
 
+bool Node::livesOn() noexcept {
+  if (references_.value() <= dyingReferences) return false;
+  // From the next step on, another thread may let it die again.
+  nodeFlagSet(flagLive, true);
+  if (!references_.drop(dyingReferences)) return true;
+  references_.set(dyingReferences);
+  nodeFlagSet(flagLive, false);
+  return false;
+}
+
 }  // namespace Pelmo

@@ -26,8 +26,9 @@ class Node {
   virtual ~Node();
 
   /// Called when the last reference is dropped, or where that happens while the node's observers
-  /// are told of a change, behind the last of them; destroys the node. References taken and dropped
-  /// while it runs have no effect, so a dying node cannot die twice.
+  /// are told of a change, behind the last of them; destroys the node, unless it takes it back by
+  /// livesOn(). References taken and dropped while it runs have no effect, so a dying node cannot
+  /// die twice; one that is kept would outlive the node.
   virtual void lastUserGone() noexcept;
 
   void retain() const noexcept { references_.add(); }
@@ -44,6 +45,10 @@ class Node {
 
  protected:
   Node() noexcept = default;
+
+  /// For lastUserGone, while the node is whole: true when somebody has taken a reference since and
+  /// keeps it. Then the node is live, belongs to those who hold it, and may be gone already.
+  bool livesOn() noexcept;
 
  private:
   friend class Publisher;

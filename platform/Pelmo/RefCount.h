@@ -21,9 +21,9 @@ class RefCount {
 
   /// True when this dropped the last reference; everything that other threads wrote before they
   /// dropped theirs is then visible here.
-  [[nodiscard]] bool drop() noexcept {
-    if (ThreadControl::tsp_) return __atomic_sub_fetch(&count_, 1, __ATOMIC_ACQ_REL) == 0;
-    return --count_ == 0;
+  [[nodiscard]] bool drop(uint32_t references = 1) noexcept {
+    if (ThreadControl::tsp_) return __atomic_sub_fetch(&count_, references, __ATOMIC_ACQ_REL) == 0;
+    return (count_ -= references) == 0;
   }
 
   /// Adds a reference unless the count has already reached zero.

@@ -78,6 +78,8 @@ struct TypeDescriptor {
   static constexpr uint8_t noArguments = 16;      ///< not built from constructor arguments
   /// Its text is that of its fields, as TovoPelmo::appendValue and parseValue have it.
   static constexpr uint8_t textByFields = 32;
+  /// An entity that owns, or refers to, other ones; also by what its bases declare.
+  static constexpr uint8_t holdsEntities = 64;
 };
 
 /// One attribute. The id comes first, so that a FieldDescriptor can point at it.

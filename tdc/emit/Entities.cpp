@@ -125,12 +125,7 @@ class EntityClass {
     Function destructor;
     destructor.name = "~" + type_.name;
     destructor.override_ = "override";
-    destructor.body.emplace_back("nodeFlagSet(flagLive, false);");
-    for (const Member& member : type_.members) {
-      if (member.kind != MemberKind::own) continue;
-      destructor.body.push_back("Frame::destroyOwned([this] { " + member.name + "DelAll(); });");
-      destructor.doc = "Removes what it owns first, one after the other, each published.";
-    }
+    destructor.body.emplace_back("Tovo::tearDown(*this);");
     destructor.place = Place::source;
     add(destructor);
 

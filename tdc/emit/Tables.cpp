@@ -510,6 +510,7 @@ class Tables {
       if (type->isEntity() && type->keyMember()) flags.emplace_back("Type::keyedByParameter");
       if (takesNoArguments(*type)) flags.emplace_back("Type::noArguments");
       if (textByFields(*type)) flags.emplace_back("Type::textByFields");
+      if (holdsEntities(*type)) flags.emplace_back("Type::holdsEntities");
       std::string flagText;
       for (const std::string& flag : flags) flagText += (flagText.empty() ? "" : " | ") + flag;
       wrappedRow({literal(type->qualifiedName), literal(type->doc),
@@ -535,6 +536,15 @@ class Tables {
         std::any_of(type.members.begin(), type.members.end(),
                     [](const Member& member) { return member.kind == MemberKind::field; });
     return type.kind == TypeKind::value && !type.handParse && anyField;
+  }
+
+  static bool holdsEntities(const Type& type) {
+    const auto holds = [](const Member& member) {
+      return member.kind == MemberKind::own || member.kind == MemberKind::reference ||
+             member.kind == MemberKind::pointer;
+    };
+    return std::any_of(type.members.begin(), type.members.end(), holds) ||
+           (type.base && holdsEntities(*type.base));
   }
 
   static bool takesNoArguments(const Type& type) {

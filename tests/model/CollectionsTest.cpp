@@ -43,14 +43,6 @@ class CollectionsTest : public ModelTest {
 
 // ----------------------------------------------------------------- all of the model, by reflection
 
-// A key and parameters as texts, for any owning collection; `turn` tells keys and values apart.
-std::string keyText(Tovo::Attribute collection, int turn) {
-  const std::string number = std::to_string(turn);
-  return collection.keyType() && collection.keyTypeName() == std::string("Nelka::IntfId")
-             ? "Ethernet" + number
-             : number;
-}
-
 // The key as a notification prints it.
 std::string keyShown(Tovo::Attribute collection, int turn) {
   const std::string key = keyText(collection, turn);

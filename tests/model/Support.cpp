@@ -257,6 +257,11 @@ Pelmo::Ptr<Tovo::Entity> newEntity(Tovo::TovoTypeBase type, Samples& samples) {
   return genericIf(type).newEntityForDir(type, interface ? "Ethernet1" : "1", pointers);
 }
 
+std::string keyText(Tovo::Attribute collection, int number) {
+  const bool interface = collection.keyTypeName() == std::string("Nelka::IntfId");
+  return (interface ? "Ethernet" : "") + std::to_string(number);
+}
+
 Receiver::Receiver(Tovo::Entity& entity)
     : id_(bind(entity, {Tovo::NboAttrLog::MountSide::guest, true}, 0)) {}
 Receiver::~Receiver() { unbindAll(); }

@@ -97,6 +97,9 @@ using Lines = std::vector<std::string>;
 /// Creates an entity as a directory does: the name (or key) "1", parameters from `samples`.
 Pelmo::Ptr<Tovo::Entity> newEntity(Tovo::TovoTypeBase type, Samples& samples);
 
+/// The text of a key of a collection, for each number another one.
+std::string keyText(Tovo::Attribute collection, int number);
+
 /// The receiving end of an attribute log that carries one entity.
 class Receiver : public Tovo::NboAttrLog::StreamAdapter {
  public:
