@@ -24,9 +24,10 @@ class Publisher::Level {
  public:
   explicit Level(Publisher& publisher) noexcept
       : publisher_(publisher),
-        kept_(ThreadControl::tsp_             ? Kept::byReference
-              : Keep::holds(publisher.node()) ? Kept::byOuterNotification
-                                              : Kept::byMark) {
+        kept_((publisher.observers_ & standsAlone) != 0 ? Kept::byItsOwner
+              : ThreadControl::tsp_                     ? Kept::byReference
+              : Keep::holds(publisher.node())           ? Kept::byOuterNotification
+                                                        : Kept::byMark) {
     if (kept_ == Kept::byMark) Keep::begin(publisher.node());
     if (kept_ == Kept::byReference) publisher.node().retain();
   }
@@ -55,7 +56,7 @@ class Publisher::Level {
   }
 
  private:
-  enum class Kept { byOuterNotification, byMark, byReference };
+  enum class Kept { byItsOwner, byOuterNotification, byMark, byReference };
   Publisher& publisher_;
   const Level* above_ = nullptr;
   const Kept kept_;
@@ -77,7 +78,7 @@ void Publisher::detachAll() noexcept {
 
 void Publisher::publishCaught(const Change& change) {
   if (!observed()) return;
-  if ((observers_ & observedFromAbove) != 0 || ThreadControl::tsp_) {
+  if ((observers_ & (observedFromAbove | standsAlone)) != 0 || ThreadControl::tsp_) {
     publishToAll(change);
   } else {
     publishToOwn(change);
@@ -85,7 +86,7 @@ void Publisher::publishCaught(const Change& change) {
 }
 
 void Publisher::publishFar(const Change& change) {
-  if (catcher_) return catcher_->handleCaught(change);
+  if (catcher_ && (observers_ & standsAlone) == 0) return catcher_->handleCaught(change);
   publishToAll(change);
 }
 
@@ -116,12 +117,13 @@ bool Publisher::hasRecursiveObserver() const noexcept {
 }
 
 void Publisher::firstIs(Observer* observer) noexcept {
-  observers_ = reinterpret_cast<uintptr_t>(observer) | (observers_ & observedFromAbove) |
+  observers_ = reinterpret_cast<uintptr_t>(observer) |
+               (observers_ & (observedFromAbove | standsAlone)) |
                (observer && observer->next_ ? severalObservers : 0);
 }
 
 void Publisher::refreshBelow() {
-  if (!childWalk) return;
+  if (!childWalk || (observers_ & standsAlone) != 0) return;
   bool observed = (observers_ & observedFromAbove) != 0 || hasRecursiveObserver();
   childWalk(
       *this,

@@ -32,13 +32,15 @@ class ChangeCatcher {
 };
 
 /// The notifier of one node, an ObservableNode. Sixteen bytes; a node that nobody observes, itself
-/// or from above, publishes with a single test.
+/// or from above, publishes with a single test. One that is made by itself is part of no node: it
+/// must live until its notifications end, nobody catches its changes, and whoever observes it
+/// recursively hears of what is moved below it from then on.
 ///
 ///   offset 0   first observer, and in its lowest bits what is special about this publisher
 ///          8   the publisher of the node's parent, null for a root
 class Publisher {
  public:
-  Publisher() noexcept = default;
+  Publisher() noexcept : observers_(standsAlone) {}
   Publisher(const Publisher&) = delete;
   Publisher& operator=(const Publisher&) = delete;
   /// Detaches the observers that are left and tells each one.
@@ -52,7 +54,7 @@ class Publisher {
   void publishChangeRecursive(uint16_t attribute, const void* key, const void* previous,
                               const void* reserved);
 
-  bool observed() const noexcept { return observers_ != 0; }
+  bool observed() const noexcept { return (observers_ & ~standsAlone) != 0; }
 
   /// Whoever catches gets every change of an observed node that the calling thread makes, until it
   /// is another one or null.
@@ -66,7 +68,7 @@ class Publisher {
   /// Moves the node below another one, or makes it a root. Changes nothing at the observers.
   void upstreamIs(Publisher* above);
 
-  /// The node that this publisher is part of.
+  /// The node that this publisher is part of; not for one that was made by itself.
   Node& node() noexcept;
   const Node& node() const noexcept;
 
@@ -86,7 +88,11 @@ class Publisher {
   // The lowest bits of observers_.
   static constexpr uintptr_t observedFromAbove = 1;  // recursively
   static constexpr uintptr_t severalObservers = 2;   // of its own
-  static constexpr uintptr_t bits = observedFromAbove | severalObservers;
+  static constexpr uintptr_t standsAlone = 4;        // without a node
+  static constexpr uintptr_t bits = observedFromAbove | severalObservers | standsAlone;
+
+  struct OfNode {};
+  explicit constexpr Publisher(OfNode) noexcept {}
 
   // Observers are called by the binary that sets, whose own most of them are: a call from one
   // binary to another and back takes several times as long as one within.
@@ -158,7 +164,7 @@ class ObservableNode : public Node {
   /// Tells the observers while the node is whole; else they are told when its publisher ends.
   void observersGone() noexcept { publisher_.detachAll(); }
 
-  Publisher publisher_;
+  Publisher publisher_{Publisher::OfNode()};
 };
 
 inline Node& Publisher::node() noexcept {
@@ -269,7 +275,7 @@ inline void Publisher::publishToOwn(const Change& change) {
 }
 
 void Publisher::publish(const Change& change) {
-  if ((observers_ & observedFromAbove) != 0 || ThreadControl::tsp_ || catcher_) {
+  if ((observers_ & (observedFromAbove | standsAlone)) != 0 || ThreadControl::tsp_ || catcher_) {
     publishFar(change);
   } else {
     publishToOwn(change);

@@ -311,6 +311,20 @@ TEST_F(EntityTest, TypedAndReflectedSettersAgree) {
   AGREES(OCMsti, config);
 }
 
+// A node that is no entity has nothing below it that a recursive observer could be told of.
+TEST_F(EntityTest, OtherNodesAreObservedFromAboveLikeThemselves) {
+  struct Plain : Pelmo::ObservableNode {};
+  struct Counter : Pelmo::Observer {
+    void handleChange(const Pelmo::Change&) override { ++changes; }
+    int changes = 0;
+  };
+  const auto plain = Pelmo::Ptr<Plain>::adopt(new Plain);
+  Counter counter;
+  counter.observeRecursive(plain->nodePublisher());
+  plain->nodePublisher().publishChangeRecursive(1, nullptr, nullptr, nullptr);
+  EXPECT_EQ(counter.changes, 1);
+}
+
 // Reflection may only read these; their owner writes them.
 TEST_F(EntityTest, TypedSettersReachWhatReflectionMayNotSet) {
   const auto config = Stp::configFactory("c");

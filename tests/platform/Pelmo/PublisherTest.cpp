@@ -262,6 +262,34 @@ TEST_F(PublisherTest, EveryObserverHearsOfTheEndWhateverTheOthersDo) {
   EXPECT_EQ(calls, (Calls{"a gone", "m gone", "b gone", "d gone"}));
 }
 
+// On the heap, where a sanitizer sees each look beside it.
+TEST_F(PublisherTest, OneWithoutANodeCallsItsObserversAllTheSame) {
+  struct Catcher final : ChangeCatcher {
+    void handleCaught(const Change&) override { ADD_FAILURE() << "nothing can be held of it"; }
+  } catcher;
+  auto alone = std::make_unique<Publisher>();
+  EXPECT_FALSE(alone->observed());
+  const auto publish = [&](uint16_t attribute) {
+    alone->publishChangeRecursive(attribute, nullptr, nullptr, nullptr);
+    return std::exchange(calls, {});
+  };
+  EXPECT_EQ(publish(1), Calls{});
+  a.observe(*alone);
+  EXPECT_EQ(publish(2), Calls{"a2"});
+  b.observeRecursive(*alone);
+  EXPECT_EQ(publish(3), (Calls{"a3", "b3"}));
+  Publisher::catcherIs(&catcher);
+  EXPECT_EQ(publish(4), (Calls{"a4", "b4"}));
+  Publisher::catcherIs(nullptr);
+  node->publisher().upstreamIs(alone.get());
+  EXPECT_EQ(changed(*node, 5), Calls{"b5"});
+  node->publisher().upstreamIs(nullptr);
+  EXPECT_TRUE(alone->observed());
+  calls.clear();
+  alone = nullptr;
+  EXPECT_EQ(calls, (Calls{"a gone", "b gone"}));
+}
+
 TEST_F(PublisherTest, DroppingTheLastReferenceInANotification) {
   for (const bool fromAbove : {false, true}) {
     node = TreeNode::make();
