@@ -2,10 +2,9 @@
 #pragma once
 
 #include <compare>
-#include <ostream>
-#include <string>
 
 #include "Tovo/HashHelper.h"
+#include "Tovo/Print.h"
 #include "Tovo/ValueOps.h"
 #include "TovoPelmo/Render.h"
 
@@ -28,12 +27,10 @@ bool isEq(const void* a, const void* b) {
   return a == b || *static_cast<const T*>(a) == *static_cast<const T*>(b);
 }
 
-/// Prints without regard to the stream's base, fill and locale.
+/// See Tovo::printText.
 template <class T>
 std::ostream& print(std::ostream& os, const T& value) {
-  std::string text;
-  value.appendText(text);
-  return os.write(text.data(), static_cast<std::streamsize>(text.size()));
+  return Tovo::printText(os, value);
 }
 
 }  // namespace Frame

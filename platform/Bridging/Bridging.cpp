@@ -1,11 +1,10 @@
-#include <ostream>
-
 #include "Bridging/Modules.h"
 #include "Bridging/VlanId.h"
 #include "Bridging/VlanIdOrNone.h"
 #include "Bridging/VlanIdRange.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/ForeignModule.h"
+#include "Tovo/Print.h"
 
 namespace {
 
@@ -36,13 +35,6 @@ namespace Bridging {
 namespace {
 
 const Tovo::ModuleRegistration registration{&_VlanId_e770293df0b4c7dc_tovoModule};
-
-template <class T>
-std::ostream& write(std::ostream& os, const T& value) {
-  std::string text;
-  value.appendText(text);
-  return os.write(text.data(), static_cast<std::streamsize>(text.size()));
-}
 
 }  // namespace
 
@@ -79,8 +71,12 @@ Tovo::TovoTypeBase VlanIdOrNone::tovoStaticType() noexcept {
   return {&_VlanId_e770293df0b4c7dc_tovoModule, 2};
 }
 
-std::ostream& operator<<(std::ostream& os, const VlanId& vlan) { return write(os, vlan); }
-std::ostream& operator<<(std::ostream& os, const VlanIdRange& range) { return write(os, range); }
-std::ostream& operator<<(std::ostream& os, const VlanIdOrNone& vlan) { return write(os, vlan); }
+std::ostream& operator<<(std::ostream& os, const VlanId& vlan) { return Tovo::printText(os, vlan); }
+std::ostream& operator<<(std::ostream& os, const VlanIdRange& range) {
+  return Tovo::printText(os, range);
+}
+std::ostream& operator<<(std::ostream& os, const VlanIdOrNone& vlan) {
+  return Tovo::printText(os, vlan);
+}
 
 }  // namespace Bridging

@@ -1,9 +1,8 @@
 #include "Nelka/EthAddr.h"
 
-#include <ostream>
-
 #include "Nelka/Modules.h"
 #include "Tovo/Exceptions.h"
+#include "Tovo/Print.h"
 
 namespace Nelka {
 
@@ -74,9 +73,7 @@ Tovo::TovoTypeBase EthAddr::tovoStaticType() noexcept {
 }
 
 std::ostream& operator<<(std::ostream& os, const EthAddr& address) {
-  std::string text;
-  address.appendText(text);
-  return os.write(text.data(), static_cast<std::streamsize>(text.size()));
+  return Tovo::printText(os, address);
 }
 
 }  // namespace Nelka

@@ -1,10 +1,10 @@
 #include "Nelka/IntfId.h"
 
 #include <charconv>
-#include <ostream>
 
 #include "Nelka/Modules.h"
 #include "Tovo/Exceptions.h"
+#include "Tovo/Print.h"
 
 namespace Nelka {
 
@@ -132,10 +132,6 @@ Tovo::TovoTypeBase IntfId::tovoStaticType() noexcept {
   return {&_IntfId_638f3da9b062f5a9_tovoModule, 0};
 }
 
-std::ostream& operator<<(std::ostream& os, const IntfId& id) {
-  std::string text;
-  id.appendText(text);
-  return os.write(text.data(), static_cast<std::streamsize>(text.size()));
-}
+std::ostream& operator<<(std::ostream& os, const IntfId& id) { return Tovo::printText(os, id); }
 
 }  // namespace Nelka

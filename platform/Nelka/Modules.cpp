@@ -1,11 +1,10 @@
 #include "Nelka/Modules.h"
 
-#include <ostream>
-
 #include "Nelka/EthAddr.h"
 #include "Nelka/IntfId.h"
 #include "Nelka/NetU8.h"
 #include "Tovo/ForeignModule.h"
+#include "Tovo/Print.h"
 
 namespace {
 
@@ -40,9 +39,7 @@ Tovo::TovoTypeBase NetU8::tovoStaticType() noexcept {
 }
 
 std::ostream& operator<<(std::ostream& os, const NetU8& octet) {
-  std::string text;
-  octet.appendText(text);
-  return os.write(text.data(), static_cast<std::streamsize>(text.size()));
+  return Tovo::printText(os, octet);
 }
 
 namespace {

@@ -162,8 +162,6 @@ void String::release(Block* block) noexcept {
   freeBlock(block);
 }
 
-std::ostream& operator<<(std::ostream& os, const String& text) {
-  return os.write(text.data(), text.size());
-}
+std::ostream& operator<<(std::ostream& os, const String& text) { return os << text.view(); }
 
 }  // namespace Pelmo

@@ -92,7 +92,7 @@ class String {
   Block* block_ = nullptr;
 };
 
-/// Writes the bytes as they are, without regard to the stream's width.
+/// Writes the bytes as they are, padded as a std::string is.
 std::ostream& operator<<(std::ostream& os, const String& text);
 
 }  // namespace Pelmo

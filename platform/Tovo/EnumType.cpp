@@ -90,7 +90,7 @@ void EnumType::appendText(std::string& out, int64_t number, TovoTypeBase type) {
 std::ostream& EnumType::operatorLessLess(std::ostream& os, int64_t number, TovoTypeBase type) {
   std::string text;
   appendText(text, number, type);
-  return os.write(text.data(), static_cast<std::streamsize>(text.size()));
+  return os << text;
 }
 
 }  // namespace Tovo

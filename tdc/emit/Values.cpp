@@ -381,7 +381,7 @@ class ValueClass {
     add(equal);
 
     Function print;
-    print.doc = "Prints the text form, whatever base, fill and locale the stream has.";
+    print.doc = "Prints the text form, padded as a string is; base and locale do not show.";
     print.prefix = "TDL_EXPORT";
     print.result = "std::ostream&";
     print.name = "operator<<";

@@ -1,4 +1,5 @@
 // Every literal of every enumeration, by number, by name and as text.
+#include <iomanip>
 #include <locale>
 #include <sstream>
 
@@ -42,8 +43,8 @@ void expectFunctions(const ByNumber& byNumber, const ByName& byName) {
     EXPECT_EQ(static_cast<int64_t>(byName(Pelmo::String(literal->name))), number);
     EXPECT_EQ(stringValue(value).view(), literal->name);
     std::ostringstream os;
-    os << value;
-    EXPECT_EQ(os.str(), literal->name);
+    os << std::setw(static_cast<int>(literal->name.size()) + 1) << value << '|';
+    EXPECT_EQ(os.str(), " " + literal->name + "|");
     // The literal ends where no identifier goes on.
     const std::string line = literal->name + ", next";
     Tovo::CharRange range(line);

@@ -26,12 +26,13 @@ template <class T>
 std::string printed(const T& value) {
   std::ostringstream plain;
   plain << value;
-  // The stream's base, fill, width of numbers, precision and locale change nothing.
+  // The stream's base, precision and locale change nothing; its width is for the whole, once.
   std::ostringstream odd;
   odd.imbue(std::locale(std::locale::classic(), new Grouping));
   odd << std::hex << std::showbase << std::showpos << std::uppercase << std::setfill('*')
-      << std::setprecision(1) << std::fixed << value;
-  EXPECT_EQ(odd.str(), plain.str());
+      << std::setprecision(1) << std::fixed << std::setw(static_cast<int>(plain.str().size()) + 3)
+      << value << '|';
+  EXPECT_EQ(odd.str(), "***" + plain.str() + "|");
   EXPECT_EQ(text(Tovo::ValueOpsOf<T>::table, &value), plain.str());
   return plain.str();
 }

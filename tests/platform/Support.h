@@ -28,7 +28,8 @@ std::optional<Exception> thrownBy(const Call& call) {
   return {};
 }
 
-/// Printed on a stream whose state must not show: base, fill, sign and a locale that groups digits.
+/// Printed on a stream whose base, sign and locale must not show; without the fill, which must be
+/// that of the whole text, and only of it.
 template <class T>
 std::string printedOddly(const T& value) {
   struct Grouping : std::numpunct<char> {
@@ -39,10 +40,13 @@ std::string printedOddly(const T& value) {
   std::ostringstream out;
   out.imbue(std::locale(std::locale::classic(), new Grouping));
   out << std::hex << std::showbase << std::uppercase << std::showpos << std::boolalpha;
+  constexpr size_t width = 40;
   out.fill('*');
-  out.width(30);
-  out << value;
-  return out.str();
+  out.width(width);
+  out << value << '|';
+  const std::string text = out.str();
+  EXPECT_EQ(text.find('|'), width);
+  return text.substr(0, width).substr(text.find_first_not_of('*'));
 }
 
 }  // namespace platform::test

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iomanip>
 #include <map>
 #include <random>
 #include <sstream>
@@ -35,8 +36,8 @@ TEST(String, HoldsAnyBytesAndEndsInAZero) {
   EXPECT_NE(text, String("a"));
   EXPECT_NE(String::interned(text), String::interned("a"));
   std::ostringstream out;
-  out << text;
-  EXPECT_EQ(out.str(), bytes);
+  out << std::setw(6) << text << '|';
+  EXPECT_EQ(out.str(), "  " + bytes + "|");
 }
 
 TEST(String, TheEmptyStringIsOne) {
