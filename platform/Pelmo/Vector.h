@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Pelmo/SharedCount.h"
+
 namespace Pelmo {
 
 /// Taking from, or looking at the end of, an empty list.
@@ -37,7 +39,7 @@ namespace Impl {
 /// a process count together: one may free what another has allocated.
 template <class Tag>
 struct __attribute__((visibility("default"))) VectorMemory {
-  static inline size_t bytes = 0;
+  static inline constinit SharedCount bytes;
 };
 
 template <class T, class Tag = T>
@@ -54,11 +56,11 @@ struct Allocator {
 
   T* allocate(size_t n) {
     T* memory = static_cast<T*>(::operator new(n * sizeof(T)));
-    VectorMemory<Tag>::bytes += n * sizeof(T);
+    VectorMemory<Tag>::bytes.add(n * sizeof(T));
     return memory;
   }
   void deallocate(T* memory, size_t n) noexcept {
-    VectorMemory<Tag>::bytes -= n * sizeof(T);
+    VectorMemory<Tag>::bytes.subtract(n * sizeof(T));
     ::operator delete(memory);
   }
   template <class U>

@@ -23,24 +23,30 @@ struct Guard {
 
 void AllocTrackTypeInfo::_trackAllocationNoOverhead(AllocTrackTypeInfo& tracker, TovoTypeBase type,
                                                     size_t size) noexcept {
+  if (!__atomic_load_n(&tracker.listed_, __ATOMIC_ACQUIRE)) [[unlikely]]
+    tracker.enter(type);
+  tracker.objects_.add(1);
+  tracker.bytes_.add(size);
+}
+
+// Who finds a tracker in the list finds all of it.
+void AllocTrackTypeInfo::enter(TovoTypeBase type) noexcept {
   const Guard guard;
-  if (!tracker.listed_) [[unlikely]] {
-    tracker.listed_ = true;
-    tracker.type_ = type;
-    tracker.next_ = firstTracker;
-    firstTracker = &tracker;
-  }
-  ++tracker.objects_;
-  tracker.bytes_ += size;
+  if (listed_) return;
+  type_ = type;
+  next_ = firstTracker;
+  __atomic_store_n(&firstTracker, this, __ATOMIC_RELEASE);
+  __atomic_store_n(&listed_, true, __ATOMIC_RELEASE);
 }
 
 void AllocTrackTypeInfo::trackDeallocation(AllocTrackTypeInfo& tracker, size_t size) noexcept {
-  const Guard guard;
-  --tracker.objects_;
-  tracker.bytes_ -= size;
+  tracker.objects_.subtract(1);
+  tracker.bytes_.subtract(size);
 }
 
-const AllocTrackTypeInfo* AllocTrackTypeInfo::first() noexcept { return firstTracker; }
+const AllocTrackTypeInfo* AllocTrackTypeInfo::first() noexcept {
+  return __atomic_load_n(&firstTracker, __ATOMIC_ACQUIRE);
+}
 
 size_t AllocTrackTypeInfo::totalLiveObjects() noexcept {
   size_t total = 0;

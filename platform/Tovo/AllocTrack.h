@@ -3,12 +3,13 @@
 
 #include <cstddef>
 
+#include "Pelmo/SharedCount.h"
 #include "Tovo/Types.h"
 
 namespace Tovo {
 
 /// One tracker a class; lives as long as the process. Enters the process-wide list with its first
-/// allocation.
+/// allocation. The figures may be read by any thread at any time.
 class AllocTrackTypeInfo {
  public:
   explicit constexpr AllocTrackTypeInfo(const char* name) noexcept : name_(name) {}
@@ -32,8 +33,10 @@ class AllocTrackTypeInfo {
  private:
   const char* name_;
   TovoTypeBase type_{};
-  size_t objects_ = 0;
-  size_t bytes_ = 0;
+  void enter(TovoTypeBase type) noexcept;
+
+  Pelmo::SharedCount objects_;
+  Pelmo::SharedCount bytes_;
   AllocTrackTypeInfo* next_ = nullptr;
   bool listed_ = false;
 };

@@ -540,7 +540,7 @@ TEST_F(ValueTest, ListsCheckTheirIndexAndKeepWhatTheyHad) {
   EXPECT_EQ(container.enabledProtocolPop(), Stp::OcStpEnabledProtocol::RSTP);
   EXPECT_EQ(container.enabledProtocol().size(), 1u);
   // Beyond the room inside the value, the field pays for the memory.
-  const size_t& bytes = Pelmo::VectorMemory<Stp::OCGlobalConfigContainer::VE_DisabledVlan>::bytes;
+  const auto& bytes = Pelmo::VectorMemory<Stp::OCGlobalConfigContainer::VE_DisabledVlan>::bytes;
   EXPECT_EQ(bytes, 0u);
   {
     Stp::OCGlobalConfigContainer one, other;

@@ -1,4 +1,5 @@
-// Reference counts, names and the slab with several threads at once; made for ThreadSanitizer.
+// Reference counts, names, the slab and figures of memory with several threads at once; made for
+// ThreadSanitizer.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -9,8 +10,10 @@
 
 #include "Morsa/Slab.h"
 #include "Pelmo/Ptr.h"
+#include "Pelmo/Publisher.h"
 #include "Pelmo/String.h"
 #include "Pelmo/ThreadControl.h"
+#include "Pelmo/Vector.h"
 #include "tests/Together.h"
 
 namespace Pelmo {
@@ -107,6 +110,39 @@ TEST_F(ThreadsTest, TheSlabServesAllThreads) {
   together([&](int number) { Morsa::slabFree(handedOver[(number + 1) % threadCount]); });
   EXPECT_EQ(Morsa::usage().objects, before.objects);
   EXPECT_EQ(Morsa::usage().slotBytes, before.slotBytes);
+}
+
+struct OfThisTest;
+
+// Each has lists of its own; what they hold is counted together, and anybody may ask.
+TEST_F(ThreadsTest, ListsAreCountedByAllThreads) {
+  const SharedCount& bytes = VectorMemory<OfThisTest>::bytes;
+  together([&](int number) {
+    for (int i = 0; i < rounds; ++i) {
+      BasicVector<int, OfThisTest> list;
+      for (int each = 0; each < 3; ++each) list.push(number);
+      ASSERT_GE(bytes, 3 * sizeof(int));
+    }
+  });
+  EXPECT_EQ(bytes, 0u);
+}
+
+// A mark that the node is publishing would not be seen by another thread that lets it go.
+TEST_F(ThreadsTest, ANotificationHoldsAReference) {
+  struct Subject : ObservableNode {};
+  struct Counter : Observer {
+    void handleChange(const Change& change) override { seen = change.source.node().references(); }
+    uint32_t seen = 0;
+  };
+  const auto node = Ptr<Subject>::adopt(new Subject);
+  Counter first;
+  Counter second;
+  for (Counter* each : {&first, &second}) {  // an only observer goes a way of its own
+    each->observe(node->nodePublisher());
+    node->nodePublisher().publishChangeRecursive(1, nullptr, nullptr, nullptr);
+    EXPECT_EQ(each->seen, 2u);
+  }
+  EXPECT_EQ(node->references(), 1u);
 }
 
 }  // namespace
