@@ -1,11 +1,14 @@
-// What one port in one instance takes does not depend on how many there are.
+// What one port in one instance takes does not depend on how many there are, and what is gone takes
+// nothing.
 #include <gtest/gtest.h>
 #include <malloc.h>
 
 #include <memory>
+#include <string>
 
 #include "Count.h"
 #include "Morsa/Slab.h"
+#include "Pelmo/String.h"
 #include "bench/LocalMirror.h"
 #include "bench/Switch.h"
 
@@ -67,6 +70,21 @@ TEST(Growth, OfAPortInATreeTenTimesAsLarge) {
   }
   SCOPED_TRACE("the mirror");
   expectNoMore(many.mirror, few.mirror);
+}
+
+TEST(Growth, OfThePoolOfNamesByThoseThatAreThere) {
+  const auto held = [] {
+    const auto memory = ::mallinfo2();
+    return memory.uordblks + memory.hblkhd;
+  };
+  const auto comeAndGo = [](int first) {
+    for (int i = 0; i < 200'000; ++i) Pelmo::String::interned(std::to_string(first + i));
+  };
+  comeAndGo(0);
+  const size_t before = held();
+  comeAndGo(1'000'000);
+  constexpr size_t few = 512 * 1024;
+  EXPECT_LE(held(), before + few);
 }
 
 }  // namespace

@@ -225,6 +225,8 @@ void expectAgreement(const char* name, const Get& get, const Set& set) {
   auto& typed = static_cast<T&>(*one);
   Recorder typedChanges(*one);
   Recorder reflectedChanges(*other);
+  Receiver typedLog(*one);
+  Receiver reflectedLog(*other);
   using Value = std::decay_t<decltype(get(typed))>;
   for (int round = 0; round < 40; ++round) {
     // Numbers also outside their range.
@@ -235,6 +237,12 @@ void expectAgreement(const char* name, const Get& get, const Set& set) {
                                                std::numeric_limits<Value>::max());
         value = std::make_unique<Tovo::ValueBuffer>(attribute.ops());
         value->constructFrom(&number);
+        // What the log has delivered may be set again, out of range as it is.
+        if (round % 2 == 0) {
+          const std::string delivered = hex(encoded(attribute.ops(), &number));
+          typedLog.apply(attribute.id(), delivered);
+          reflectedLog.apply(attribute.id(), delivered);
+        }
       }
     }
     const std::string typedError =

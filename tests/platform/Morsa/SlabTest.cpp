@@ -1,6 +1,7 @@
 #include "Morsa/Slab.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -87,6 +88,24 @@ TEST(Slab, EmptyPagesGoBackButForOneOfAClass) {
       EXPECT_EQ(usage().objects, before.objects);
     }
   }
+}
+
+bool isMapped(const void* address) {
+  unsigned char resident = 0;
+  const auto page = reinterpret_cast<uintptr_t>(address) & -uintptr_t{4096};
+  return ::mincore(reinterpret_cast<void*>(page), 1, &resident) == 0;
+}
+
+TEST(Slab, ChunksOfFreePagesGoBackToTheSystem) {
+  if (!hasPages()) GTEST_SKIP() << "objects stand alone in this build";
+  constexpr size_t most = 64 * 1024 * 1024;
+  constexpr size_t size = 1024;
+  std::vector<void*> objects(most / size);
+  for (void*& object : objects) object = slabAlloc(size);
+  for (void* object : objects) slabFree(object);
+  const auto left = std::count_if(objects.begin(), objects.end(), isMapped);
+  // Pages come and go by the chunk of 2 MiB; those that were there before have others in them.
+  EXPECT_LE(static_cast<size_t>(left), objects.size() / 4);
 }
 
 TEST(Slab, LargeObjectsTakeAndGiveBackTheirOwnPages) {
