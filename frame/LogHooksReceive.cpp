@@ -94,6 +94,7 @@ void applyOwned(StreamAdapter& adapter, Entity& owner, const LogAttribute& attri
   if (named && named != element.get() && named->tovoType() == collection.type() &&
       !named->parent()) {
     // A reader's own code took the element out of its mirror.
+    adapter.keepForTurn(named);
     adapter.unbindTree(*named);
     named = adapter.entity(id);
   }
@@ -217,9 +218,7 @@ void doHandleAttrDeserialization(StreamAdapter& adapter, Entity& entity, Attribu
   const LogTable& table = adapter.table(entity);
   if (id == BaseMessage::values) return applyValues(adapter, entity, table, in);
   checkMayWrite(adapter, entity, id);
-  if (Tovo::NboAttrLog::StreamDemuxer* demuxer = adapter.streamDemuxer()) {
-    if (demuxer->handleMessage(entity, id, in)) return;
-  }
+  if (adapter.isTakenByDemuxer(entity, id, in)) return;
   const LogAttribute* attribute = table.logged(id);
   if (!attribute) {
     const LogAttribute* left = table.logged(Tovo::removalId(id));

@@ -64,7 +64,7 @@ bool sendElement(StreamAdapter& adapter, FlowOut& flow, const LogAttribute& coll
   uint32_t target = 0;
   switch (collection.kind) {
     case AttributeKind::ownCollection: {
-      // Before there is room: what waited for the element is resolved now, and observers called.
+      // Before there is room: what waited for the element is resolved now.
       const Pelmo::Ptr<Entity> element(Tovo::elementEntity(item));
       target = adapter.bindElement(flow.entity(), *element, 0);
       if (flow.detached() || adapter.entityId(*element) == 0) return true;

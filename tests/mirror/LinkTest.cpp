@@ -172,6 +172,76 @@ TEST_F(LinkTest, ComesBackAndPublishesOnlyWhatChanged) {
   EXPECT_EQ(client.link.connections(), 2u);
 }
 
+// Whoever a link calls may destroy it there.
+TEST_F(LinkTest, WhoeverItCallsMayDestroyIt) {
+  class Destroyer : public LinkObserver {
+   public:
+    Destroyer(Server& server, std::string moment)
+        : moment_(std::move(moment)),
+          link_(std::make_unique<Link>(
+              [this, &server] {
+                at("connect");
+                if (!server.directory) at("no stream");
+                return server.connect();
+              },
+              directory_, options())) {
+      link_->observerIs(this);
+      link_->mountAll(true);
+    }
+    // False when nothing is left of it.
+    bool handle() {
+      if (!link_) return false;
+      link_->handle(now_);
+      if (link_) now_ = link_->nextTry().value_or(now_);
+      return link_ != nullptr;
+    }
+
+   private:
+    void handleLinkState(Link& link) override { at(linkStateName(link.state())); }
+    void handleMounted(Link&, const std::string& path, Entity& root, bool) override {
+      watches_.push_back(
+          std::make_unique<Watch>(root, [this](Entity&, const Pelmo::Change&) { at("a change"); }));
+      at("mounted " + path);
+    }
+    void handleUnmounted(Link&, const std::string&, const std::string&) override {
+      at("unmounted");
+    }
+    void at(const std::string& moment) {
+      if (moment == moment_) link_.reset();
+    }
+
+    const std::string moment_;
+    Directory directory_;
+    std::unique_ptr<Link> link_;
+    std::vector<std::unique_ptr<Watch>> watches_;
+    Link::Clock::time_point now_ = Link::Clock::now();
+  };
+  for (const char* moment : {"connect", "connecting", "greeting", "syncing", "synced", "mounted /a",
+                             "mounted /b", "a change", "unmounted", "waiting", "no stream"}) {
+    Server server;
+    server.start();
+    const auto status = Stp::statusFactory("a");
+    server.directory->mount("/a", status);
+    server.directory->newEntity("/b", "Stp::Hw");
+    Destroyer destroyer(server, moment);
+    bool alive = true;
+    const auto work = [&] {
+      for (int round = 0; round < 10 && alive; ++round) {
+        alive = destroyer.handle();
+        if (server.directory) server.work();
+      }
+    };
+    work();
+    status->stableIs(true);
+    work();
+    server.directory->unmount("/b");
+    work();
+    server.stop();
+    work();
+    EXPECT_FALSE(alive) << moment;
+  }
+}
+
 TEST_F(LinkTest, WhatWasWrittenWithoutAConnectionGivesWay) {
   Server server;
   server.start();

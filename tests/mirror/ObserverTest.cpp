@@ -1,7 +1,14 @@
 // Observers at a mirror that throw, or undo what arrives.
-#include <functional>
-#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "RawPeer.h"
 #include "Stp/StpHw.h"
 #include "Stp/StpStatus.h"
 #include "Support.h"
@@ -105,6 +112,220 @@ TEST_F(ObserverTest, WhatObserversMayDoWhileAMessageIsApplied) {
       other.expectOpen();
     }
   }
+}
+
+// A guest that says when its mounts begin and end.
+class Guest : public Connection {
+ public:
+  using Connection::Connection;
+  std::function<void()> told;
+
+ protected:
+  void mountBegan(const std::string&, Entity&) override { call(); }
+  void mountEnded(const std::string&, const std::string&) override { call(); }
+
+ private:
+  // A copy: it may destroy the guest.
+  void call() const {
+    if (const auto function = told) function();
+  }
+};
+
+// Calls a function when the publisher goes.
+class EndWatch : public Pelmo::Observer {
+ public:
+  EndWatch(Entity& entity, std::function<void()> told) : told_(std::move(told)) {
+    observe(entity.nodePublisher());
+  }
+  void handleChange(const Pelmo::Change&) override {}
+  void handlePublisherGone(Pelmo::Publisher&) override { told_(); }
+
+ private:
+  std::function<void()> told_;
+};
+
+// Takes nothing, but may do something.
+class Demuxer : public Tovo::NboAttrLog::StreamDemuxer {
+ public:
+  explicit Demuxer(std::function<void()> told) : told_(std::move(told)) {}
+  bool handleMessage(Entity&, Tovo::AttributeId, Tovo::NboAttrLog::In&) override {
+    told_();
+    return false;
+  }
+
+ private:
+  std::function<void()> told_;
+};
+
+// Whoever a connection calls may destroy it there, or close it: nothing of it is touched any more,
+// and other observers hear the rest of the turn.
+TEST_F(ObserverTest, WhoeverAConnectionCallsMayDestroyIt) {
+  struct Scene : Pair {
+    bool closes = false;
+    int called = 0;
+    std::function<void()> destroy = [this] {
+      ++called;
+      if (guest && closes) guest->close("enough");
+      if (!closes) guest.reset();
+    };
+    std::vector<std::shared_ptr<void>> watches;
+    Ptr<Stp::Status> status = Stp::statusFactory("status");
+    Stp::Status* mirrored = nullptr;
+
+    Guest& asGuest() { return static_cast<Guest&>(*guest); }
+  };
+  struct Occasion {
+    const char* what;
+    std::function<void(Scene&)> arrange;
+  } const occasions[] = {
+      {"a change",
+       [](Scene& scene) {
+         scene.watches.push_back(std::make_shared<Watch>(
+             *scene.mirrored, [&](Entity&, const Pelmo::Change&) { scene.destroy(); }));
+         scene.status->stableIs(true);
+       }},
+      {"the end of an element",
+       [](Scene& scene) {
+         scene.watches.push_back(
+             std::make_shared<EndWatch>(*scene.mirrored->stpiStatus("Mst"), scene.destroy));
+         scene.status->stpiStatusDel("Mst");
+       }},
+      {"the beginning of a mount",
+       [](Scene& scene) {
+         scene.root("/more", "Stp::Hw");
+         scene.asGuest().told = scene.destroy;
+         scene.guest->mount("/more", true);
+       }},
+      {"the end of a mount",
+       [](Scene& scene) {
+         scene.asGuest().told = scene.destroy;
+         scene.hostDirectory.unmount("/status");
+       }},
+      {"the refusal of a mount",
+       [](Scene& scene) {
+         scene.asGuest().told = scene.destroy;
+         scene.guest->mount("/nothing", true);
+       }},
+      {"a message that was applied",
+       [](Scene& scene) {
+         scene.guest->appliedIs([&](std::span<const uint8_t>) { scene.destroy(); });
+         scene.status->stableIs(true);
+       }},
+      {"a demuxer",
+       [](Scene& scene) {
+         const auto demuxer = std::make_shared<Demuxer>(scene.destroy);
+         scene.guest->streamDemuxerIs(demuxer.get());
+         scene.watches.push_back(demuxer);
+         scene.status->stableIs(true);
+       }},
+      {"a question for the status",
+       [](Scene& scene) {
+         scene.guest->statusProviderIs([&] {
+           scene.destroy();
+           return std::string("destroyed");
+         });
+         scene.host->askStatus();
+       }},
+      {"a mirror that ends when the host goes",
+       [](Scene& scene) {
+         scene.watches.push_back(std::make_shared<EndWatch>(*scene.mirrored, scene.destroy));
+         scene.guestDirectory.unmount("/status");
+         scene.host.reset();
+       }},
+      {"a mirror that ends when the host says good-bye",
+       [](Scene& scene) {
+         scene.watches.push_back(std::make_shared<EndWatch>(*scene.mirrored, scene.destroy));
+         scene.guestDirectory.unmount("/status");
+         scene.host->close("enough");
+       }},
+      {"a root that is replaced",
+       [](Scene& scene) {
+         scene.watches.push_back(std::make_shared<EndWatch>(
+             *scene.guestDirectory.newEntity("/more", "Stp::Status"), scene.destroy));
+         scene.root("/more", "Stp::Hw");
+         scene.guest->mount("/more", true);
+       }},
+      {"a root that is removed",
+       [](Scene& scene) {
+         scene.watches.push_back(std::make_shared<EndWatch>(
+             *scene.guestDirectory.newEntity("/mine", "Stp::Status"), scene.destroy));
+         scene.host->remove("/mine");
+       }},
+  };
+  for (const Occasion& occasion : occasions) {
+    for (const bool closes : {false, true}) {
+      for (const bool readOnly : {true, false}) {
+        SCOPED_TRACE(std::string(occasion.what) + (closes ? ", closed" : "") +
+                     (readOnly ? ", read-only" : ""));
+        Scene scene;
+        scene.closes = closes;
+        const Sockets sockets;
+        scene.host = std::make_unique<Connection>(sockets.a, scene.hostDirectory);
+        scene.guest = std::make_unique<Guest>(sockets.b, scene.guestDirectory);
+        scene.status->stpiStatusIs("Mst")->mstiStatusIs("Mst0", Stp::InstanceId(0));
+        scene.hostDirectory.mount("/status", scene.status);
+        scene.mirrored = &static_cast<Stp::Status&>(scene.mirror("/status", readOnly));
+        occasion.arrange(scene);
+        // In the same turn, told behind it.
+        std::vector<Tovo::AttributeId> heard;
+        std::optional<Watch> other;
+        const Entity* const last = scene.mirrored;
+        if (scene.guestDirectory.mounted("/status") == last) {
+          other.emplace(*scene.mirrored, [&](Entity&, const Pelmo::Change& change) {
+            heard.push_back(change.attribute);
+          });
+        }
+        scene.status->lastUnstableReasonIs("because");
+        scene.settle();
+        EXPECT_GE(scene.called, 1);
+        EXPECT_TRUE(!scene.guest || scene.guest->closed());
+        if (std::string_view(occasion.what) == "a change") {
+          EXPECT_EQ(heard.size(), 2u) << "the rest of the turn";
+        }
+        if (scene.host) {
+          scene.settle();
+          EXPECT_TRUE(scene.host->closed());
+        }
+      }
+    }
+  }
+}
+
+// What waited for an element is resolved while that is sent.
+TEST_F(ObserverTest, AConnectionMayBeDestroyedWhileItSends) {
+  Directory directory;
+  const auto first =
+      Stp::statusFactory("first")->stpiStatusIs("Mst")->mstiStatusIs("Mst0", Stp::InstanceId(0));
+  const auto second =
+      Stp::statusFactory("second")->stpiStatusIs("Mst")->mstiStatusIs("Mst0", Stp::InstanceId(0));
+  for (const char* port : {"Et1", "Et2", "Et3"}) second->mstiPortStatusIs(port, 1);
+  const auto target = second->mstiPortStatus("Et2");
+  first->rootPortIs(target);
+  directory.mount("/first", first);
+  directory.mount("/second", second);
+  const Sockets sockets;
+  auto host = std::make_unique<Connection>(sockets.a, directory);
+  const auto send = [&](const std::string& bytes) {
+    ASSERT_EQ(::send(sockets.b, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    host->handleReadable();
+    if (host) host->flush();
+  };
+  // The port has a number before it is carried; the guest says it, and mounts where it is.
+  send(greeting() + message(0, 5, text("/first") + u8(0)));
+  send(message(0x80000001, 267, u32(0)) + message(0, 9));
+  ASSERT_FALSE(first->rootPort());
+  send(message(0x80000001, 267, u32(0x80000002)) + message(0, 9));
+  ASSERT_FALSE(first->rootPort());
+  int changes = 0;
+  const Watch watch(*first, [&](Entity&, const Pelmo::Change&) {
+    ++changes;
+    host.reset();
+  });
+  send(message(0, 5, text("/second") + u8(1)));
+  EXPECT_EQ(first->rootPort(), target);
+  EXPECT_EQ(changes, 1);
+  EXPECT_FALSE(host);
+  ::close(sockets.b);
 }
 
 // An observer from before the mount is called before the connection's own: what it adds in answer

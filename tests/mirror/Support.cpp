@@ -149,11 +149,11 @@ Entity& Pair::mirror(std::string_view path, bool readOnly) {
 
 void Pair::settle() {
   for (int quiet = 0; quiet < 2; ++quiet) {
-    host->flush();
-    guest->flush();
-    for (Connection* end : {host.get(), guest.get()}) {
-      if (!readable(end->readFd())) continue;
-      end->handleReadable();
+    if (host) host->flush();
+    if (guest) guest->flush();
+    for (const std::unique_ptr<Connection>* end : {&host, &guest}) {
+      if (!*end || !readable((*end)->readFd())) continue;
+      (*end)->handleReadable();
       quiet = -1;
     }
   }

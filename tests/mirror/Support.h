@@ -79,7 +79,7 @@ struct Pair {
   Ptr<Entity> root(std::string_view path, std::string_view type);
   /// The mirror of a path, everything transferred. Fails the test when it is refused.
   Entity& mirror(std::string_view path, bool readOnly = true);
-  /// Until neither side has anything to do.
+  /// Until neither side has anything to do; one that is not there any more has not.
   void settle();
   void expectOpen() const;
 

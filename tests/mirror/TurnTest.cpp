@@ -3,7 +3,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,7 @@
 #include "Stp/StpQuiesceConfig.h"
 #include "Stp/StpStatus.h"
 #include "Support.h"
+#include "Tovo/AttrLog/Recording.h"
 #include "Tovo/Inspect.h"
 
 namespace Mirror {
@@ -254,6 +257,69 @@ TEST_F(TurnTest, ObserversOwnChangesComeBehindTheTurn) {
   EXPECT_EQ(host.published, (std::vector<std::string>{"mstiHw Mst1 came", "mstiHw Mst2 came",
                                                       "mstiHw Answer came", "mstiHw Mst2 left"}));
   EXPECT_EQ(host.peer->connection().closeReason(), "");
+}
+
+// A recording that an observer plays while a connection publishes, or while it applies.
+TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
+  using Tovo::NboAttrLog::RecordingReader;
+  for (const bool whileApplying : {false, true}) {
+    std::vector<uint8_t> bytes;
+    {
+      Pair recorded;
+      const auto hw = Stp::hwFactory("hw");
+      recorded.hostDirectory.mount("/hw", hw);
+      Tovo::NboAttrLog::RecordingWriter writer([&](std::span<const uint8_t> more) {
+        bytes.insert(bytes.end(), more.begin(), more.end());
+      });
+      recorded.guest->appliedIs([&](std::span<const uint8_t> message) { writer.take(message); });
+      recorded.mirror("/hw");
+      hw->mstiHwIs("Mst0")->mstiPortHwIs("Et1")->activeIs(true);
+      recorded.settle();
+    }
+    Directory directory;
+    const auto played = Stp::hwFactory("hw");
+    directory.mount("/hw", played);
+    Replay replay(*played);
+    RecordingReader reader(
+        [&, at = size_t{0}](std::span<uint8_t> room) mutable {
+          const size_t count = std::min(room.size(), bytes.size() - at);
+          std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), count, room.begin());
+          at += count;
+          return count;
+        },
+        directory);
+    const auto play = [&] {
+      while (reader.next()) reader.apply();
+    };
+    Pair pair;
+    const auto status = Stp::statusFactory("status");
+    pair.hostDirectory.mount("/status", status);
+    Entity& mirror = pair.mirror("/status");
+    const Watch watch(mirror, [&](Entity&, const Pelmo::Change&) {
+      if (!whileApplying) play();
+    });
+    pair.guest->appliedIs([&](std::span<const uint8_t>) {
+      if (whileApplying) play();
+    });
+    status->stableIs(true);
+    pair.settle();
+    EXPECT_TRUE(played->mstiHw("Mst0")) << "it is stored";
+    replay.expectComplete();
+    pair.expectOpen();
+  }
+}
+
+// What the peer did not say is not taken for its own, whenever it is set.
+TEST_F(TurnTest, WhatIsSetWhileATurnIsAppliedIsSent) {
+  Pair pair;
+  const auto status = Stp::statusFactory("status");
+  pair.hostDirectory.mount("/status", status);
+  auto& mirror = static_cast<Stp::Status&>(pair.mirror("/status", false));
+  pair.guest->appliedIs([&](std::span<const uint8_t>) { mirror.lastUnstableReasonIs("told"); });
+  status->stableIs(true);
+  pair.settle();
+  EXPECT_EQ(status->lastUnstableReason().view(), "told");
+  expectSame(*status, mirror);
 }
 
 TEST_F(TurnTest, WhatAnObserverThrowsDoesNotKeepTheTurnFromOthers) {

@@ -59,32 +59,45 @@ Connection::~Connection() { shut(Ending::closedHere, "closed here"); }
 
 // ---------------------------------------------------------------------------------- byte streams
 
-namespace {
-
-// Sets a flag while it lives.
-class Busy {
+// A call of flush or handleReadable, which do not nest, and may outlive their connection.
+class Connection::Busy {
  public:
-  explicit Busy(bool& flag) noexcept : flag_(flag) { flag_ = true; }
-  ~Busy() { flag_ = false; }
+  explicit Busy(Connection& connection) noexcept
+      : connection_(connection), watch_(connection.liveness_) {
+    connection_.busy_ = true;
+  }
+  ~Busy() {
+    if (!gone()) connection_.busy_ = false;
+  }
   Busy(const Busy&) = delete;
   Busy& operator=(const Busy&) = delete;
 
- private:
-  bool& flag_;
-};
+  bool gone() const noexcept { return watch_.gone(); }
 
-}  // namespace
+  /// What the work throws ends the connection, if that is still there.
+  template <class Work>
+  void run(const Work& work) {
+    try {
+      work();
+    } catch (const AdapterGone&) {
+      // Nothing of it is left to do.
+    } catch (const std::exception& failure) {
+      if (!gone()) connection_.end(failure);
+    } catch (...) {
+      if (!gone()) connection_.sayGoodBye(Ending::failed, "an observer threw");
+    }
+  }
+
+ private:
+  Connection& connection_;
+  const Liveness::Watch watch_;
+};
 
 void Connection::handleReadable() {
   if (closed() || busy_ || Turn::anyOpen()) return;
-  const Busy busy(busy_);
-  try {
+  Busy(*this).run([&] {
     if (readSome()) applyArrived();
-  } catch (const std::exception& failure) {
-    end(failure);
-  } catch (...) {
-    sayGoodBye(Ending::failed, "an observer threw");
-  }
+  });
 }
 
 bool Connection::readSome() {
@@ -165,6 +178,7 @@ void Connection::applyArrived() {
 
 void Connection::applyFrames(size_t end) {
   if (inStart_ == end) return;
+  const Liveness::Watch watch(liveness_);
   inTurn([&] {
     while (!closed() && inStart_ < end) {
       const uint8_t* const frame = in_.data() + inStart_;
@@ -172,28 +186,30 @@ void Connection::applyFrames(size_t end) {
       inStart_ += frameHeader + length;
       const std::span<const uint8_t> message(frame + frameHeader, length);
       handleFrame(message);
-      if (applied_ && !closed()) applied_(message);
+      if (applied_ && !closed()) tellApplied(message);
     }
   });
+  if (watch.gone()) throw AdapterGone();
+}
+
+// Who is told may replace itself or destroy the connection: what is being called is held here.
+void Connection::tellApplied(std::span<const uint8_t> message) {
+  const std::shared_ptr<const Applied> applied = applied_;
+  callOut([&] { (*applied)(message); });
 }
 
 bool Connection::flush() {
   if (closed()) return true;
   // Called by an observer: what it wants sent is still to be sent.
   if (busy_ || Turn::anyOpen()) return false;
-  const Busy busy(busy_);
-  try {
-    fillAndWrite();
-  } catch (const std::exception& failure) {
-    end(failure);
-  } catch (...) {
-    sayGoodBye(Ending::failed, "an observer threw");
-  }
-  return !wantsWrite();
+  Busy busy(*this);
+  busy.run([&] { fillAndWrite(); });
+  return busy.gone() || !wantsWrite();
 }
 
 void Connection::fillAndWrite() {
   if (changeLost_) throw EndingException(Ending::failed, "no memory to note what changed");
+  const Liveness::Watch watch(liveness_);
   sendUnmounted();
   if (owesMounts()) sendMounts();
   while (!closed()) {
@@ -201,6 +217,7 @@ void Connection::fillAndWrite() {
     // dirty now is encoded once, whatever the room.
     unlimited_ = sentAgain_ > longTurn * limits_.outputBytes;
     const bool sentAll = sendTaken() && pump();
+    if (watch.gone()) return;
     if (sentAll && turnOpen_ &&
         sendControl(
             Control::turn, 0, [](Out&) {}, false)) {
@@ -310,11 +327,12 @@ std::optional<Connection::Clock::time_point> Connection::due() const noexcept {
 
 bool Connection::runUntil(const std::function<bool()>& done, int timeoutMilliseconds) {
   const auto end = Clock::now() + std::chrono::milliseconds(timeoutMilliseconds);
+  const Liveness::Watch watch(liveness_);
   for (;;) {
     tick(Clock::now());
-    flush();
+    if (!watch.gone()) flush();
     if (done()) return true;
-    if (closed()) return false;
+    if (watch.gone() || closed() || busy_ || Turn::anyOpen()) return false;
     const auto now = Clock::now();
     if (now >= end) return false;
     const auto until = std::min(end, due().value_or(end));
@@ -326,6 +344,7 @@ bool Connection::runUntil(const std::function<bool()>& done, int timeoutMillisec
       return false;
     }
     if (ready[0].revents != 0) handleReadable();
+    if (watch.gone()) return done();
   }
 }
 
@@ -441,9 +460,10 @@ void Connection::handleControl(AttributeId id, In in) {
     case Control::greeting:
       return handleGreeting(in);
     case Control::goodBye: {
-      const Pelmo::String reason = in.nextString();
-      shut(Ending::peerClosed, "the peer closed: " + printable(reason));
-      return;
+      const std::string reason = "the peer closed: " + printable(in.nextString());
+      in.expectEnd();
+      // Mirrors may end with it.
+      return callOut([&] { shut(Ending::peerClosed, reason); });
     }
     case Control::askMounts:
       in.expectEnd();
@@ -545,7 +565,10 @@ void Connection::askStatus() {
 
 void Connection::answerStatus() {
   if (!statusProvider_) return refuse("no status is told here");
-  sendText(Control::status, statusProvider_());
+  const StatusProvider provider = statusProvider_;
+  std::string status;
+  callOut([&] { status = provider(); });
+  sendText(Control::status, status);
 }
 
 Connection::Figures Connection::figures() const {

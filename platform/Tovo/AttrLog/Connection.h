@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,8 +46,11 @@ struct Limits {
 /// together, and what it has of it when the stream ends is dropped. Only while every mount of a
 /// connection is filled for the first time it is applied as it arrives.
 ///
-/// Observers of what a connection applies may do anything but run the loop: flush and
-/// handleReadable of any connection do nothing then, and are to be called again afterwards.
+/// Whatever a connection calls (observers of what it applies and of mirrors that end with it,
+/// mountBegan and mountEnded, who takes what was applied, the provider of a status) may do
+/// anything, also close or destroy the connection: what was stored by then is still published. Only
+/// the loop does not run from there: while changes are applied or published, handleReadable, flush
+/// and runUntil of any connection of the thread do nothing, and are to be called again afterwards.
 ///
 /// The directory must outlive the connection. A process that writes to pipes ignores SIGPIPE.
 class Connection : public StreamAdapter {
@@ -81,7 +85,8 @@ class Connection : public StreamAdapter {
   /// When tick has something to do next.
   std::optional<Clock::time_point> due() const noexcept;
   /// handleReadable and flush until nothing is left to do, waiting at most so long for the peer;
-  /// true when `done` holds. For tools and tests that have nothing else to do.
+  /// true when `done` holds. For tools and tests that have nothing else to do. Where the two do
+  /// nothing it only asks `done`.
   bool runUntil(const std::function<bool()>& done, int timeoutMilliseconds);
 
   bool closed() const noexcept { return readFd_ < 0; }
@@ -188,7 +193,9 @@ class Connection : public StreamAdapter {
   /// Calls this with each message of the peer, without its length, when it has been applied: a
   /// recording is made of them. What it throws ends the connection.
   using Applied = std::function<void(std::span<const uint8_t> message)>;
-  void appliedIs(Applied applied) { applied_ = std::move(applied); }
+  void appliedIs(Applied applied) {
+    applied_ = applied ? std::make_shared<const Applied>(std::move(applied)) : nullptr;
+  }
 
   bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute) override;
 
@@ -201,6 +208,8 @@ class Connection : public StreamAdapter {
   bool makeRoom(size_t bytes) override;
 
  private:
+  class Busy;
+
   void sendGreeting();
   /// False: no room, and it need not be sent now.
   template <class Write>
@@ -219,6 +228,7 @@ class Connection : public StreamAdapter {
   bool readSome();
   void applyArrived();
   void applyFrames(size_t end);
+  void tellApplied(std::span<const uint8_t> message);
   bool fillsOnly() const noexcept { return filling_ > 0 && filling_ == roots_; }
   bool onlyListens() const noexcept;
   void checkLength(uint32_t length) const;
@@ -268,7 +278,7 @@ class Connection : public StreamAdapter {
   std::vector<uint8_t> out_;
   size_t outStart_ = 0;
   std::string closeReason_;
-  Applied applied_;
+  std::shared_ptr<const Applied> applied_;
   std::vector<RemoteMount> remoteMounts_;
   std::vector<std::string> refusals_;
   std::map<std::string, bool, std::less<>> asked_;  // mounts: path, read-only

@@ -145,6 +145,7 @@ void Connection::handleMounted(In& in) {
   }
   mounted.readOnly = mounted.readOnly || asked->second;
   const Pelmo::Ptr<Entity> before(directory_.mounted(mounted.path));
+  const Liveness::Watch watch(liveness_);
   asked_.erase(asked);
   try {
     const Pelmo::Ptr<Entity> entity = mounted.bind(*this, directory_);
@@ -152,8 +153,9 @@ void Connection::handleMounted(In& in) {
     ++roots_;
     guestMounts_.insert_or_assign(mounted.path,
                                   GuestMount{received(mounted.number), false, mounted.readOnly});
-    mountBegan(mounted.path, *entity);
+    callOut([&] { mountBegan(mounted.path, *entity); });
   } catch (...) {
+    if (watch.gone()) throw;
     // Nobody would look after a tree that was mounted for a connection that ends.
     const Entity* now = directory_.mounted(mounted.path);
     if (now && now != before.get()) directory_.unmount(mounted.path);
@@ -168,7 +170,7 @@ void Connection::handleUnmounted(In& in) {
   if (const auto asked = asked_.find(path); asked != asked_.end()) {
     asked_.erase(asked);
     refusals_.push_back(reason);
-    return mountEnded(path, reason);
+    return callOut([&] { mountEnded(path, reason); });
   }
   const auto mount = guestMounts_.find(path);
   if (mount == guestMounts_.end()) {
@@ -182,7 +184,7 @@ void Connection::handleUnmounted(In& in) {
     unbindTree(*root);
     if (directory_.mounted(path) == root.get()) directory_.unmount(path);
   }
-  mountEnded(path, reason);
+  callOut([&] { mountEnded(path, reason); });
 }
 
 void Connection::handleReadOnly(In& in) {
@@ -273,7 +275,9 @@ void Connection::handleRemove(In& in) {
   const Pelmo::String path = in.nextString();
   in.expectEnd();
   if (!serves_ || !writable_) return refuse("nothing can be removed here");
-  if (!directory_.unmount(path)) refuse("no root is mounted at '" + printable(path) + "'");
+  const Pelmo::Ptr<Entity> root = directory_.unmount(path);
+  if (!root) return refuse("no root is mounted at '" + printable(path) + "'");
+  keepForTurn(root.get());
 }
 
 void Connection::refuse(std::string_view reason) {

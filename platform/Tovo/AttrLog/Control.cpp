@@ -104,6 +104,7 @@ Pelmo::Ptr<Entity> Mounted::bind(StreamAdapter& adapter, Directory& directory) c
   adapter.checkNumber(id, type);
   Pelmo::Ptr<Entity> entity(directory.mounted(path));
   if (entity && !match(*entity)) {
+    StreamAdapter::keepForTurn(entity.get());
     directory.unmount(path);
     entity = nullptr;
   }

@@ -77,8 +77,8 @@ class FlatMap {
   }
 
   void clear() noexcept {
-    const std::vector<Slot> last = std::move(slots_);
-    slots_.clear();
+    // What goes with the values may destroy the map.
+    const std::vector<Slot> last = std::exchange(slots_, {});
     size_ = 0;
     mask_ = 0;
   }

@@ -56,7 +56,13 @@ Link::Link(const std::string& socket, Directory& directory, LinkOptions options)
           },
           directory, options) {}
 
-Link::~Link() { dropStream(); }
+// Observers of mirrors that end with it still find all else in its place.
+Link::~Link() {
+  observer_ = nullptr;
+  dropStream();
+  std::unique_ptr<Peer>(std::move(peer_)).reset();
+  const auto last = std::exchange(wanted_, {});
+}
 
 // ---------------------------------------------------------------------------------------- the loop
 
@@ -89,27 +95,34 @@ Connection* Link::connection() noexcept { return peer_.get(); }
 void Link::handle(Clock::time_point now) {
   if (handling_) return;
   struct Handling {
-    bool& flag;
-    explicit Handling(bool& handling) : flag(handling) { flag = true; }
-    ~Handling() { flag = false; }
-  } const handling(handling_);
+    Link& link;
+    Liveness::Watch watch{link.liveness_};
+    explicit Handling(Link& handled) : link(handled) { link.handling_ = true; }
+    ~Handling() {
+      if (!watch.gone()) link.handling_ = false;
+    }
+  } const handling(*this);
+  const Liveness::Watch& watch = handling.watch;
   now_ = now;
   try {
     if (!peer_ && stream_.writeFd < 0 && now_ >= due_) begin();
-    if (stream_.writeFd >= 0) finishConnecting();
-    if (peer_) serve();
+    if (!watch.gone() && stream_.writeFd >= 0) finishConnecting();
+    if (!watch.gone() && peer_) serve();
   } catch (const std::exception& failure) {
-    lost(Ending::failed, failure.what());
+    if (!watch.gone()) lost(Ending::failed, failure.what());
+  } catch (...) {
+    if (!watch.gone()) lost(Ending::failed, "an observer threw");
   }
 }
 
 bool Link::runUntil(const std::function<bool()>& done, int timeoutMilliseconds) {
   const auto end = Clock::now() + std::chrono::milliseconds(timeoutMilliseconds);
+  const Liveness::Watch watch(liveness_);
   for (;;) {
     const auto now = Clock::now();
     handle(now);
     if (done()) return true;
-    if (now >= end) return false;
+    if (watch.gone() || handling_ || Turn::anyOpen() || now >= end) return false;
     const auto until = std::clamp(due().value_or(end), now, end);
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
     std::array<pollfd, 2> fds = pollFds();
@@ -119,14 +132,20 @@ bool Link::runUntil(const std::function<bool()>& done, int timeoutMilliseconds) 
 
 void Link::begin() {
   error_.clear();
+  const Liveness::Watch watch(liveness_);
+  const Connect connect = connect_;  // it may destroy the link
+  Stream made;
   try {
-    stream_ = connect_();
-  } catch (const std::system_error& failure) {
-    error_ = failure.code();
-    return lost(Ending::system, failure.what());
+    made = connect();
   } catch (const std::exception& failure) {
+    if (watch.gone()) return;
+    if (const auto* system = dynamic_cast<const std::system_error*>(&failure)) {
+      error_ = system->code();
+    }
     return lost(Ending::system, failure.what());
   }
+  if (watch.gone()) return close(made);
+  stream_ = made;
   due_ = now_ + options_.connectTime;
   stateIs(LinkState::connecting);
 }
@@ -158,19 +177,22 @@ void Link::finishConnecting() {
   stateIs(LinkState::greeting);
 }
 
-void Link::dropStream() noexcept {
-  if (stream_.readFd >= 0) ::close(stream_.readFd);
-  if (stream_.writeFd >= 0 && stream_.writeFd != stream_.readFd) ::close(stream_.writeFd);
-  stream_ = {};
+void Link::close(const Stream& stream) noexcept {
+  if (stream.readFd >= 0) ::close(stream.readFd);
+  if (stream.writeFd >= 0 && stream.writeFd != stream.readFd) ::close(stream.writeFd);
 }
 
+void Link::dropStream() noexcept { close(std::exchange(stream_, {})); }
+
 void Link::serve() {
+  const Liveness::Watch watch(liveness_);
   peer_->tick(now_);
-  peer_->handleReadable();
-  follow();
+  if (!watch.gone()) peer_->handleReadable();
+  if (!watch.gone()) follow();
+  if (watch.gone()) return;
   if (now_ >= due_) probe();
   peer_->flush();
-  if (peer_->closed()) lost(peer_->ending(), peer_->closeReason());
+  if (!watch.gone() && peer_->closed()) lost(peer_->ending(), peer_->closeReason());
 }
 
 // What the connection has learnt, as the state of this link.
@@ -182,7 +204,11 @@ void Link::follow() {
     listingsSeen_ = peer_->listings();
     // A copy: the list is replaced by the next answer.
     const std::vector<Connection::RemoteMount> mounts = peer_->remoteMounts();
-    for (const Connection::RemoteMount& remote : mounts) mount(remote.path, *allReadOnly_);
+    const Liveness::Watch watch(liveness_);
+    for (const Connection::RemoteMount& remote : mounts) {
+      mount(remote.path, *allReadOnly_);
+      if (watch.gone()) return;
+    }
   }
   bool complete = !listing_ || state_ == LinkState::synced;
   bool again = allReadOnly_.has_value();
@@ -220,7 +246,10 @@ void Link::probe() {
 void Link::lost(Ending ending, std::string reason) {
   const bool wasGreeted = peer_ && peer_->greeted();
   dropStream();
-  peer_.reset();
+  // Mirrors may end with it, and their observers destroy the link.
+  const Liveness::Watch watch(liveness_);
+  std::unique_ptr<Peer>(std::move(peer_)).reset();
+  if (watch.gone()) return;
   ending_ = ending;
   reason_ = std::move(reason);
   if (!wasGreeted) ++failures_;

@@ -16,6 +16,7 @@
 
 #include "Pelmo/Ptr.h"
 #include "Tovo/AttrLog/Connection.h"
+#include "Tovo/AttrLog/Liveness.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Entity.h"
 
@@ -34,8 +35,8 @@ enum class LinkState : uint8_t {
 /// "waiting".
 const char* linkStateName(LinkState state) noexcept;
 
-/// Told from within Link::handle; may call everything of the link but handle, and must not destroy
-/// it.
+/// Told from within Link::handle, or a call that changes the state at once (mount, mountAll). May
+/// do anything, also destroy the link; only handle and runUntil do nothing meanwhile.
 class LinkObserver {
  public:
   virtual ~LinkObserver() = default;
@@ -107,7 +108,8 @@ class Link {
   /// Does what can be done without waiting.
   void handle(Clock::time_point now);
   /// handle, and waiting for it to have something to do, until `done` holds or the time is over;
-  /// true when it holds. For tools and tests that have nothing else to do.
+  /// true when it holds. From within handle, and while a connection of the thread applies or
+  /// publishes something, it only asks `done`. For tools and tests that have nothing else to do.
   bool runUntil(const std::function<bool()>& done, int timeoutMilliseconds);
 
   // --- what is mirrored -----------------------------------------------------------------------
@@ -153,6 +155,7 @@ class Link {
 
   void begin();
   void finishConnecting();
+  static void close(const Stream& stream) noexcept;
   void dropStream() noexcept;
   void serve();
   void follow();
@@ -186,6 +189,7 @@ class Link {
   Ending ending_ = Ending::none;
   bool listing_ = false;
   bool handling_ = false;
+  Liveness liveness_;
 };
 
 }  // namespace Tovo::NboAttrLog

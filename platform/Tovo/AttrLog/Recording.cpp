@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "Tovo/Assert.h"
 #include "Tovo/AttrLog/Control.h"
 
 namespace Tovo::NboAttrLog {
@@ -105,7 +106,26 @@ RecordingException::RecordingException(uint64_t offset, const std::string& reaso
 RecordingReader::RecordingReader(Source source, Directory& directory)
     : source_(std::move(source)), directory_(directory) {}
 
-RecordingReader::~RecordingReader() = default;
+RecordingReader::~RecordingReader() {
+  TOVO_ASSERT(!reading_);
+  unbindAll();
+}
+
+namespace {
+
+// Says that the source is called.
+class Reading {
+ public:
+  explicit Reading(bool& flag) noexcept : flag_(flag) { flag_ = true; }
+  ~Reading() { flag_ = false; }
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+
+ private:
+  bool& flag_;
+};
+
+}  // namespace
 
 // False when the file ends before there are so many bytes.
 bool RecordingReader::fill(size_t bytes) {
@@ -116,6 +136,7 @@ bool RecordingReader::fill(size_t bytes) {
   end_ -= std::exchange(at_, 0);
   while (end_ < bytes) {
     if (end_ == in_.size()) in_.resize(end_ + readChunk);
+    const Reading reading(reading_);
     const size_t got = source_({in_.data() + end_, in_.size() - end_});
     if (got == 0) return false;
     end_ += got;
@@ -185,14 +206,22 @@ const RecordingReader::Message* RecordingReader::next() {
 }
 
 void RecordingReader::apply() {
+  const Liveness::Watch watch(liveness_);
   try {
-    if (message_.entity == 0) return applyControl(message_.id, message_.payload);
-    handleMessage(message_.entity, message_.id, message_.payload);
+    inTurn([&] { applyNow(); });
+  } catch (const AdapterGone&) {
+    // Nothing of it is left to do.
   } catch (const StreamException& error) {
+    if (watch.gone()) throw;
     damage_.emplace(message_.offset, "in the message of " + counted(message_.size) +
                                          " that starts there: " + error.what());
     throw RecordingException(*damage_);
   }
+}
+
+void RecordingReader::applyNow() {
+  if (message_.entity == 0) return applyControl(message_.id, message_.payload);
+  applyMessage(message_.entity, message_.id, message_.payload);
 }
 
 void RecordingReader::applyControl(AttributeId id, In in) {
@@ -224,6 +253,7 @@ void RecordingReader::applyControl(AttributeId id, In in) {
       if (!root || entityId(*root) == 0) {
         throw StreamException(printable(path) + " is unmounted, which is not mounted");
       }
+      keepForTurn(root.get());
       unbindTree(*root);
       directory_.unmount(path);
       return;

@@ -73,7 +73,8 @@ class RecordingException : public StreamException {
 /// connection that was made again.
 class RecordingReader : public StreamAdapter {
  public:
-  /// Puts bytes into the room and returns how many; 0 at the end of the file.
+  /// Puts bytes into the room and returns how many; 0 at the end of the file. Does not touch the
+  /// reader; destroying it from there is a failed assertion.
   using Source = std::function<size_t(std::span<uint8_t> room)>;
   using Time = std::chrono::sys_time<std::chrono::nanoseconds>;
 
@@ -91,7 +92,8 @@ class RecordingReader : public StreamAdapter {
   /// RecordingException, and then every time.
   const Message* next();
   /// Applies the message that next() gave, once. Throws RecordingException, and next() from then on
-  /// too, and what observers throw.
+  /// too, and what observers throw; these may do anything, also destroy the reader. Called by an
+  /// observer of what a connection or another reader applies, it is published with that.
   void apply();
 
   /// When the messages came that follow the last one of time; 1970 before the first.
@@ -108,6 +110,7 @@ class RecordingReader : public StreamAdapter {
  private:
   bool fill(size_t bytes);
   void readBeginning();
+  void applyNow();
   void applyControl(AttributeId id, In in);
 
   Source source_;
@@ -122,6 +125,7 @@ class RecordingReader : public StreamAdapter {
   std::optional<RecordingException> damage_;  // of a message that could not be applied
   bool begun_ = false;
   bool greeted_ = false;
+  bool reading_ = false;
 };
 
 }  // namespace Tovo::NboAttrLog

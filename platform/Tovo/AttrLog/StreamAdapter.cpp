@@ -27,7 +27,10 @@ class StreamAdapter::Reservation : public Pelmo::Observer {
 
 StreamAdapter::StreamAdapter() = default;
 
-StreamAdapter::~StreamAdapter() { unbindAll(); }
+StreamAdapter::~StreamAdapter() {
+  unbindAll();
+  if (Turn::anyOpen()) Turn::current().forget(*this);
+}
 
 uint32_t StreamAdapter::newId() {
   if (lastId_ == ofPeer - 1) throw StreamException("all numbers for entities are used up");
@@ -156,6 +159,8 @@ void StreamAdapter::unbindTree(Entity& entity) noexcept {
   unbind(entity);
 }
 
+// A mirror that nobody else holds dies with its binding, and its observers may destroy the adapter:
+// nothing is done behind that.
 void StreamAdapter::unbindAll() noexcept {
   bindings_.forEach([](uint32_t, const Binding& binding) {
     if (FlowOut* flow = binding.flow()) flow->detachFromAdapter();

@@ -14,6 +14,7 @@
 #include "Tovo/AttrLog/FlatMap.h"
 #include "Tovo/AttrLog/FlowOut.h"
 #include "Tovo/AttrLog/In.h"
+#include "Tovo/AttrLog/Liveness.h"
 #include "Tovo/AttrLog/Out.h"
 #include "Tovo/AttrLog/Turn.h"
 #include "Tovo/AttrLog/UnderWay.h"
@@ -139,7 +140,8 @@ class StreamAdapter {
 
   // --- sending --------------------------------------------------------------------------------
 
-  /// Sends what is dirty until there is no more, or no more room. True when nothing is left.
+  /// Sends what is dirty until there is no more, or no more room. True when nothing is left. Where
+  /// a reference waited for what is sent, its observers are called then: see inTurn.
   bool pump();
   bool idle() const noexcept { return firstQueued_ == nullptr; }
   uint32_t flags() const noexcept { return flags_; }
@@ -197,25 +199,31 @@ class StreamAdapter {
   // --- receiving ------------------------------------------------------------------------------
 
   /// Calls apply() and publishes what it changed when it is done, all at once: see Turn. What
-  /// apply() throws goes on then, or else what the first observer threw. Within another call it is
-  /// part of that.
+  /// apply() throws goes on then, or else what the first observer threw. Within another call, of
+  /// whatever adapter, it is part of that. Observers may have destroyed the adapter.
   template <class Apply>
   void inTurn(const Apply& apply) {
-    if (Turn::anyOpen()) return apply();
-    turn_.open();
+    if (Turn::anyOpen()) {
+      const Turn::Applying applying(this);
+      return apply();
+    }
+    const std::shared_ptr<Turn> turn = turn_;
+    turn->open();
     try {
+      const Turn::Applying applying(this);
       apply();
     } catch (...) {
-      turn_.close(std::current_exception());
+      turn->close(std::current_exception());
     }
-    turn_.close();
+    turn->close();
   }
   /// What is being published came from the peer.
-  bool appliesNow() const noexcept { return turn_.publishesOwn(); }
+  bool appliesNow() const noexcept { return appliesNow_; }
 
-  /// Applies one message, in a turn of its own unless there is one. Throws StreamException,
-  /// WriteUpdateFromReadOnlyProxyException and what observers throw; a message that does not decode
-  /// has changed nothing.
+  /// Applies one message, in a turn of its own unless one is open in this thread: then observers
+  /// are told with that. Throws StreamException, WriteUpdateFromReadOnlyProxyException and what
+  /// observers throw; a message that does not decode has changed nothing. Observers may do
+  /// anything, also destroy the adapter.
   void handleMessage(uint32_t entityId, AttributeId attribute, In in);
   /// What an entity that is carried consists of.
   const LogTable& table(const Entity& entity) const {
@@ -223,13 +231,13 @@ class StreamAdapter {
     return *carried(entity).table;
   }
   /// For those who apply: a value of an observed entity is stored, and what was there before.
-  void changed(Entity& entity, const LogAttribute& attribute, const void* previous) {
-    turn_.changed(entity, attribute, nullptr, previous);
+  static void changed(Entity& entity, const LogAttribute& attribute, const void* previous) {
+    Turn::current().changed(entity, attribute, nullptr, previous);
   }
-  /// The entity has lost a place in the tree, or a reference: its observers are not to hear of its
-  /// end before the turn is published.
-  void keepForTurn(Entity* entity) {
-    if (entity) turn_.keep(Pelmo::Ptr<Entity>(entity));
+  /// The entity loses a place in the tree, or a reference: its observers are not to hear of its end
+  /// before the turn is published.
+  static void keepForTurn(Entity* entity) {
+    if (entity) Turn::current().keep(Pelmo::Ptr<Entity>(entity));
   }
   /// Stores a reference; a pointer may be null.
   void pointTo(Entity& holder, const LogAttribute& attribute, Entity* target);
@@ -262,6 +270,10 @@ class StreamAdapter {
   /// Asked for each write that arrives at a read-only mount; refuses unless a subclass allows it.
   virtual bool allowWriteFromReadOnlyRemote(const Entity& entity, AttributeId attribute);
   StreamDemuxer* streamDemuxer() const noexcept { return demuxer_; }
+  /// Asks it, if there is one.
+  bool isTakenByDemuxer(Entity& entity, AttributeId attribute, In& in) {
+    return demuxer_ && askDemuxer(entity, attribute, in);
+  }
   void streamDemuxerIs(StreamDemuxer* demuxer) noexcept { demuxer_ = demuxer; }
 
   /// A key of a collection has arrived, or has gone, for the whole transfer that may be under way.
@@ -301,6 +313,17 @@ class StreamAdapter {
     const size_t total = frameHeader + bytes;
     return static_cast<size_t>(roomEnd_ - room_) >= total || makeRoom(total);
   }
+  /// Calls code of somebody else in the middle of what is applied. Throws AdapterGone when that has
+  /// destroyed the adapter.
+  template <class Foreign>
+  void callOut(const Foreign& foreign) {
+    const Liveness::Watch watch(liveness_);
+    {
+      const Turn::Applying nobody(nullptr);
+      foreign();
+    }
+    if (watch.gone()) throw AdapterGone();
+  }
   /// Applies one message as part of the turn that is open.
   void applyMessage(uint32_t entityId, AttributeId attribute, In& in);
   /// The peer has applied so many messages, counted in 32 bits. Throws StreamException when so many
@@ -315,9 +338,11 @@ class StreamAdapter {
   // What a peer may have, at most.
   size_t nesting_ = 64;  // elements below elements
   size_t mostEntities_ = SIZE_MAX;
+  Liveness liveness_;
 
  private:
   friend class FlowOut;
+  friend class Turn;
 
   struct Binding {
     Entity* entity = nullptr;
@@ -378,7 +403,9 @@ class StreamAdapter {
     if (again) sentAgain_ += bytes;
   }
   bool sendAllFixed(FlowOut& flow);
+  bool sendQueued();
   bool applyFixed(const Carried& target, AttributeId attribute, In& in);
+  bool askDemuxer(Entity& entity, AttributeId attribute, In& in);
   static bool applyRun(Entity& entity, const LogTable& table, In& in);
   void noteUnderWay(FlowOut& flow, AttributeId attribute, const std::string& key);
   void noteUnderWay(FlowOut& flow, AttributeId attribute);
@@ -401,7 +428,7 @@ class StreamAdapter {
   Out out_{{}};
   size_t outSize_ = 0;
   StreamDemuxer* demuxer_ = nullptr;
-  Turn turn_;
+  const std::shared_ptr<Turn> turn_ = std::make_shared<Turn>();
   FlowOut* sending_ = nullptr;  // the first one, while it is asked what it has to send
   FlowOut* behind_ = nullptr;   // it, or the last one that was put in behind it meanwhile
   uintptr_t lastBound_ = 0;     // where the entity lies
@@ -409,6 +436,7 @@ class StreamAdapter {
   uint32_t lastId_ = 0;
   uint32_t lastTransfer_ = 0;
   bool outAgain_ = false;
+  bool appliesNow_ = false;  // a turn publishes what the peer has said
 };
 
 // Elements that come to light while their owner is sent follow it at once, while all that was just

@@ -12,7 +12,17 @@
 namespace Tovo::NboAttrLog {
 
 void StreamAdapter::handleMessage(uint32_t entityId, AttributeId attribute, In in) {
-  inTurn([&] { applyMessage(entityId, attribute, in); });
+  try {
+    inTurn([&] { applyMessage(entityId, attribute, in); });
+  } catch (const AdapterGone&) {
+    // It is applied as far as it got.
+  }
+}
+
+bool StreamAdapter::askDemuxer(Entity& entity, AttributeId attribute, In& in) {
+  bool taken = false;
+  callOut([&] { taken = demuxer_->handleMessage(entity, attribute, in); });
+  return taken;
 }
 
 void StreamAdapter::applyMessage(uint32_t entityId, AttributeId attribute, In& in) {

@@ -25,6 +25,16 @@ namespace Tovo::NboAttrLog {
 }
 
 bool StreamAdapter::pump() {
+  // What waited for an element that is sent is resolved, and told when nothing is being sent any
+  // more.
+  if (waiting_.empty() || Turn::anyOpen()) return sendQueued();
+  const Liveness::Watch watch(liveness_);
+  bool sentAll = false;
+  inTurn([&] { sentAll = sendQueued(); });
+  return watch.gone() || (sentAll && idle());
+}
+
+bool StreamAdapter::sendQueued() {
   constexpr size_t cacheLine = 64;
   while (firstQueued_) {
     // The next one comes from memory while this one is sent, and the one behind it is looked for.
@@ -50,6 +60,8 @@ bool StreamAdapter::pump() {
     FlowResult result;
     try {
       result = flow->table().hooks().handleAttrFlowOut(*this, 0, *flow);
+    } catch (const AdapterGone&) {
+      throw;
     } catch (...) {
       sending_ = nullptr;
       throw;

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Collection.h"
 #include "Tovo/Entity.h"
 #include "Tovo/ValueOps.h"
@@ -12,7 +13,7 @@ namespace Tovo::NboAttrLog {
 namespace {
 
 constexpr size_t searchedOneByOne = 8;
-constexpr size_t keptForTheNext = 1024;  // records
+constexpr size_t keptForTheNext = 64;  // records
 
 const Pelmo::Ptr<Entity>& pointerAt(const void* stored) noexcept {
   return *static_cast<const Pelmo::Ptr<Entity>*>(stored);
@@ -40,6 +41,32 @@ bool isUnchanged(const Entity& source, const LogAttribute& attribute, const void
 
 }  // namespace
 
+/// While it lives, an adapter knows that what is published is what its own peer said.
+class Turn::Publishing {
+ public:
+  Publishing(Turn& turn, StreamAdapter* adapter) noexcept
+      : turn_(turn), scope_{adapter, turn.publishing_} {
+    if (scope_.outer) mark(*scope_.outer, false);
+    turn_.publishing_ = &scope_;
+    mark(scope_, true);
+  }
+  ~Publishing() {
+    mark(scope_, false);
+    turn_.publishing_ = scope_.outer;
+    if (scope_.outer) mark(*scope_.outer, true);
+  }
+  Publishing(const Publishing&) = delete;
+  Publishing& operator=(const Publishing&) = delete;
+
+ private:
+  static void mark(const Scope& scope, bool own) noexcept {
+    if (scope.adapter) scope.adapter->appliesNow_ = own;
+  }
+
+  Turn& turn_;
+  Scope scope_;
+};
+
 Turn::~Turn() {
   for (const Held& held : held_) destroyValues(held);
   if (Pelmo::Publisher::catcher() == this) Pelmo::Publisher::catcherIs(nullptr);
@@ -60,7 +87,9 @@ void Turn::handleCaught(const Pelmo::Change& change) {
 void Turn::changed(Entity& source, const LogAttribute& attribute, const void* key,
                    const void* previous) {
   const uint32_t hash = hashOf(source, attribute, key);
-  if (!publishing_ && isHeld(source, attribute, key, hash)) {
+  if (Held* const held = closing_ ? nullptr : find(source, attribute, key, hash)) {
+    // What several have said is nobody's: each of them hears what it is now.
+    if (held->origin != applying()) held->origin = nullptr;
     if (previous && !attribute.ops) keep(pointerAt(previous));
     return;
   }
@@ -78,29 +107,49 @@ void Turn::changed(Entity& source, const LogAttribute& attribute, const void* ke
 
 // Without memory to hold it: better told before the turn is whole than never.
 void Turn::tellNow(const Pelmo::Change& change) {
-  const bool own = !publishing_;
-  if (own) publishHeld(failedEarly_);
-  publishesOwn_ = own;
+  const StreamAdapter* const before = applying();
+  if (!closing_) publishHeld(failedEarly_);
   try {
+    const Publishing publishing(*this, applying());
     change.source.publishCaught(change);
   } catch (...) {
     if (!failedEarly_) failedEarly_ = std::current_exception();
   }
-  publishesOwn_ = false;
+  checkApplying(before);
 }
 
-void Turn::keep(Pelmo::Ptr<Entity> entity) noexcept {
+// Observers were called in the middle of what is applied.
+void Turn::checkApplying(const StreamAdapter* before) const {
+  if (applying() != before) throw AdapterGone();
+}
+
+void Turn::keep(Pelmo::Ptr<Entity> entity) {
+  const StreamAdapter* const before = applying();
   try {
     kept_.push_back(std::move(entity));
   } catch (const std::bad_alloc&) {
     entity = nullptr;
+    checkApplying(before);
+  }
+}
+
+void Turn::forget(const StreamAdapter& adapter) noexcept {
+  const auto forgetIn = [&](Scope* scope) {
+    for (; scope; scope = scope->outer) {
+      if (scope->adapter == &adapter) scope->adapter = nullptr;
+    }
+  };
+  forgetIn(applying_);
+  forgetIn(publishing_);
+  for (Held& held : held_) {
+    if (held.origin == &adapter) held.origin = nullptr;
   }
 }
 
 void Turn::hold(Entity& source, const LogAttribute& attribute, const void* key,
                 const void* previous, uint32_t hash) {
-  const Told told = publishing_ ? Told::changeOfObserver : Told::change;
-  held_.push_back({Pelmo::Ptr<Entity>(&source), &attribute, nullptr, nullptr, hash, told});
+  held_.push_back(
+      {Pelmo::Ptr<Entity>(&source), &attribute, nullptr, nullptr, applying(), hash, Told::change});
   Held& held = held_.back();
   if (key) {
     void* copy = values_.allocate(attribute.keyOps->size, attribute.keyOps->align);
@@ -116,26 +165,27 @@ void Turn::hold(Entity& source, const LogAttribute& attribute, const void* key,
     held.previous =
         new (values_.allocate(sizeof(Pointer), alignof(Pointer))) Pointer(pointerAt(previous));
   }
-  if (!publishing_) index(static_cast<uint32_t>(held_.size()));
+  if (!closing_) index(static_cast<uint32_t>(held_.size()));
 }
 
-bool Turn::isHeld(const Entity& source, const LogAttribute& attribute, const void* key,
-                  uint32_t hash) {
+Turn::Held* Turn::find(const Entity& source, const LogAttribute& attribute, const void* key,
+                       uint32_t hash) {
   const auto same = [&](const Held& held) {
     return held.hash == hash && held.source.get() == &source && held.attribute == &attribute &&
            (!key || attribute.keyOps->equal(held.key, key));
   };
   if (index_.empty()) {
-    for (const Held& held : held_) {
-      if (same(held)) return true;
+    for (Held& held : held_) {
+      if (same(held)) return &held;
     }
-    return false;
+    return nullptr;
   }
   const size_t mask = index_.size() - 1;
   for (size_t at = hash & mask; index_[at] != 0; at = (at + 1) & mask) {
-    if (same(held_[index_[at] - 1])) return true;
+    Held& held = held_[index_[at] - 1];
+    if (same(held)) return &held;
   }
-  return false;
+  return nullptr;
 }
 
 void Turn::index(uint32_t record) {
@@ -164,7 +214,7 @@ Turn::Told Turn::whatToTell(const Held& held) {
 void Turn::publish(const Held& held, std::exception_ptr& failure) {
   if (held.told == Told::nothing) return;
   Pelmo::Publisher& publisher = held.source->nodePublisher();
-  publishesOwn_ = held.told != Told::changeOfObserver;
+  const Publishing publishing(*this, held.origin);
   const auto tell = [&](const void* previous) {
     try {
       publisher.publishCaught({publisher, held.attribute->id, held.key, previous});
@@ -174,7 +224,6 @@ void Turn::publish(const Held& held, std::exception_ptr& failure) {
   };
   tell(held.previous);
   if (held.told == Told::removalAndInsertion) tell(nullptr);
-  publishesOwn_ = false;
 }
 
 void Turn::destroyValues(const Held& held) noexcept {
@@ -190,15 +239,14 @@ void Turn::destroyValues(const Held& held) noexcept {
 void Turn::publishHeld(std::exception_ptr& failure) {
   // Before an observer may change it again.
   for (Held& held : held_) held.told = whatToTell(held);
-  publishing_ = true;
+  closing_ = true;
   // Observers that change something add to the end.
   for (size_t i = 0; i < held_.size(); ++i) {
-    const Held held =
-        std::exchange(held_[i], Held{nullptr, nullptr, nullptr, nullptr, 0, Told::nothing});
+    const Held held = std::exchange(held_[i], Held());
     publish(held, failure);
     destroyValues(held);
   }
-  publishing_ = false;
+  closing_ = false;
   if (!held_.empty()) {
     held_.clear();
     index_.clear();

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <exception>
 #include <memory_resource>
+#include <utility>
 #include <vector>
 
 #include "Pelmo/Ptr.h"
@@ -16,15 +17,21 @@ class Entity;
 
 namespace Tovo::NboAttrLog {
 
+class StreamAdapter;
+
+/// Goes through the calls of an adapter that was destroyed by what it had called, and ends where
+/// the first of them was called from outside. Whoever lets it through touches the adapter no more.
+struct AdapterGone {};
+
 /// While a turn is open no observer is called: whoever reads between sees the tree before it, and
 /// whoever observes sees it only as it is behind the turn. Then each attribute and each key that is
 /// another one than before is published once, in the order of their first changes, with the value
 /// from before the turn; an element that stands for another one under its key is published as a
 /// removal and an insertion. What an observer changes meanwhile is stored at once and published
-/// behind all that.
+/// behind all that, and so is what an observer lets another adapter apply.
 ///
-/// Only one turn of a process is open at a time. Keys, values and entities of a change live until
-/// it is published.
+/// Only one turn of a thread is open at a time. Keys, values and entities of a change live until it
+/// is published; so does the turn, whatever happens to the adapter that opened it.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nobody derives from it
 class Turn final : public Pelmo::ChangeCatcher {
  public:
@@ -33,8 +40,10 @@ class Turn final : public Pelmo::ChangeCatcher {
   Turn(const Turn&) = delete;
   Turn& operator=(const Turn&) = delete;
 
-  /// A turn of anybody is open in this process.
+  /// A turn of anybody is open in this thread.
   static bool anyOpen() noexcept { return Pelmo::Publisher::catcher() != nullptr; }
+  /// That turn.
+  static Turn& current() noexcept { return static_cast<Turn&>(*Pelmo::Publisher::catcher()); }
   void open() noexcept { Pelmo::Publisher::catcherIs(this); }
   /// Publishes, ends the turn, and throws `failure` or else what the first observer threw.
   void close(std::exception_ptr failure);
@@ -44,32 +53,46 @@ class Turn final : public Pelmo::ChangeCatcher {
     close(nullptr);
   }
 
-  /// The change that is being published is one of the turn, not one of an observer.
-  bool publishesOwn() const noexcept { return publishesOwn_; }
+  /// While it lives, what the current turn catches was said by the peer of an adapter: that one is
+  /// told so when it is published. By null: somebody here changes it.
+  class Applying;
+
+  /// The adapter is being destroyed.
+  void forget(const StreamAdapter& adapter) noexcept;
 
   /// A change that is stored already, of an entity that is observed.
   void changed(Entity& source, const LogAttribute& attribute, const void* key,
                const void* previous);
   /// Keeps an entity until everything is published: its observers are not to hear of its end
-  /// before; where there is no memory to keep it, they are.
-  void keep(Pelmo::Ptr<Entity> entity) noexcept;
+  /// before; where there is no memory to keep it, they are. Throws AdapterGone when they destroy
+  /// who applies.
+  void keep(Pelmo::Ptr<Entity> entity);
 
   void handleCaught(const Pelmo::Change& change) override;
 
  private:
-  enum class Told : uint8_t { nothing, change, removalAndInsertion, changeOfObserver };
+  enum class Told : uint8_t { nothing, change, removalAndInsertion };
   struct Held {
     Pelmo::Ptr<Entity> source;
-    const LogAttribute* attribute;
-    void* key;
-    void* previous;
-    uint32_t hash;
-    Told told;
+    const LogAttribute* attribute = nullptr;
+    void* key = nullptr;
+    void* previous = nullptr;
+    StreamAdapter* origin = nullptr;  // whose peer said it; null: nobody's
+    uint32_t hash = 0;
+    Told told = Told::nothing;
   };
+  /// An adapter in a row of calls; null once it has gone.
+  struct Scope {
+    StreamAdapter* adapter;
+    Scope* outer;
+  };
+  class Publishing;
 
+  StreamAdapter* applying() const noexcept { return applying_ ? applying_->adapter : nullptr; }
+  void checkApplying(const StreamAdapter* before) const;
   void hold(Entity& source, const LogAttribute& attribute, const void* key, const void* previous,
             uint32_t hash);
-  bool isHeld(const Entity& source, const LogAttribute& attribute, const void* key, uint32_t hash);
+  Held* find(const Entity& source, const LogAttribute& attribute, const void* key, uint32_t hash);
   void index(uint32_t record);
   static Told whatToTell(const Held& held);
   void tellNow(const Pelmo::Change& change);
@@ -83,8 +106,22 @@ class Turn final : public Pelmo::ChangeCatcher {
   alignas(16) unsigned char first_[512];
   std::pmr::monotonic_buffer_resource values_;
   std::exception_ptr failedEarly_;
-  bool publishing_ = false;
-  bool publishesOwn_ = false;
+  Scope* applying_ = nullptr;
+  Scope* publishing_ = nullptr;
+  bool closing_ = false;  // publishes what is held
+};
+
+class Turn::Applying {
+ public:
+  explicit Applying(StreamAdapter* adapter) noexcept
+      : turn_(current()), scope_{adapter, std::exchange(turn_.applying_, &scope_)} {}
+  ~Applying() { turn_.applying_ = scope_.outer; }
+  Applying(const Applying&) = delete;
+  Applying& operator=(const Applying&) = delete;
+
+ private:
+  Turn& turn_;
+  Scope scope_;
 };
 
 }  // namespace Tovo::NboAttrLog
