@@ -264,6 +264,7 @@ TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
   using Tovo::NboAttrLog::RecordingReader;
   for (const bool whileApplying : {false, true}) {
     std::vector<uint8_t> bytes;
+    size_t beginning = 0;
     {
       Pair recorded;
       const auto hw = Stp::hwFactory("hw");
@@ -273,16 +274,20 @@ TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
       });
       recorded.guest->appliedIs([&](std::span<const uint8_t> message) { writer.take(message); });
       recorded.mirror("/hw");
-      hw->mstiHwIs("Mst0")->mstiPortHwIs("Et1")->activeIs(true);
+      const auto port = hw->mstiHwIs("Mst0")->mstiPortHwIs("Et1");
+      recorded.settle();
+      beginning = bytes.size();
+      port->activeIs(true);
       recorded.settle();
     }
     Directory directory;
     const auto played = Stp::hwFactory("hw");
     directory.mount("/hw", played);
     Replay replay(*played);
+    size_t end = beginning;
     RecordingReader reader(
         [&, at = size_t{0}](std::span<uint8_t> room) mutable {
-          const size_t count = std::min(room.size(), bytes.size() - at);
+          const size_t count = std::min(room.size(), end - at);
           std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), count, room.begin());
           at += count;
           return count;
@@ -291,6 +296,8 @@ TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
     const auto play = [&] {
       while (reader.next()) reader.apply();
     };
+    play();
+    end = bytes.size();
     Pair pair;
     const auto status = Stp::statusFactory("status");
     pair.hostDirectory.mount("/status", status);
@@ -303,7 +310,7 @@ TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
     });
     status->stableIs(true);
     pair.settle();
-    EXPECT_TRUE(played->mstiHw("Mst0")) << "it is stored";
+    EXPECT_TRUE(played->mstiHw("Mst0")->mstiPortHw("Et1")->active()) << "it is stored";
     replay.expectComplete();
     pair.expectOpen();
   }

@@ -21,7 +21,7 @@ namespace Tovo::NboAttrLog {
 namespace {
 
 constexpr size_t readChunk = 64 * 1024;
-constexpr size_t keptOutput = 1024 * 1024;
+constexpr size_t firstOutput = 4 * 1024;
 // A turn whose changes have filled the output so many times is completed in one go.
 constexpr size_t longTurn = 16;
 
@@ -33,6 +33,11 @@ void setNonBlocking(int fd) {
 bool wouldBlock(int error) {
   if (error == EAGAIN) return true;
   return EAGAIN != EWOULDBLOCK && error == EWOULDBLOCK;
+}
+
+std::string tooMuch(const Budget& full) {
+  return full.whose() + " would hold more than the " + std::to_string(full.most()) +
+         " bytes that are allowed";
 }
 
 std::string systemError(const char* what) {
@@ -55,7 +60,10 @@ Connection::Connection(int readFd, int writeFd, Directory& directory, Limits lim
   sendGreeting();
 }
 
-Connection::~Connection() { shut(Ending::closedHere, "closed here"); }
+Connection::~Connection() {
+  shut(Ending::closedHere, "closed here");
+  if (budget_) budget_->give(charged_);
+}
 
 // ---------------------------------------------------------------------------------- byte streams
 
@@ -97,15 +105,21 @@ void Connection::handleReadable() {
   if (closed() || busy_ || Turn::anyOpen()) return;
   Busy(*this).run([&] {
     if (readSome()) applyArrived();
+    trimInput();
+    charge(0);
   });
 }
 
 bool Connection::readSome() {
   if (in_.size() - inEnd_ < readChunk) {
-    if (inStart_ > 0) std::memmove(in_.data(), in_.data() + inStart_, inEnd_ - inStart_);
+    const size_t held = inEnd_ - inStart_;
+    const size_t size =
+        in_.size() - held < readChunk ? held + std::max(held / 2, readChunk) : in_.size();
+    // What is read now and applied at once is not charged.
+    if (held > readChunk) charge(size - in_.size());
+    in_.sizeIs(size, inStart_, held);
     inScanned_ -= inStart_;
     inEnd_ -= std::exchange(inStart_, 0);
-    if (in_.size() - inEnd_ < readChunk) in_.resize(std::max(2 * in_.size(), 2 * readChunk));
   }
   ssize_t got;
   do {
@@ -170,10 +184,19 @@ void Connection::applyArrived() {
     throw EndingException(Ending::turnSize,
                           "a turn of more than " + std::to_string(limits_.turnBytes) + " bytes");
   }
-  if (inStart_ != inEnd_) return;
-  inStart_ = inScanned_ = inEnd_ = 0;
-  constexpr size_t keptRoom = 16 * readChunk;
-  if (in_.size() > keptRoom) in_ = std::vector<uint8_t>(keptRoom);
+}
+
+// What a burst took is given back.
+void Connection::trimInput() {
+  const size_t held = inEnd_ - inStart_;
+  if (held > in_.size() / 4) return;
+  if (held == 0) {
+    in_.release();
+  } else {
+    in_.sizeIs(held, inStart_, held);
+  }
+  inScanned_ -= inStart_;
+  inEnd_ -= std::exchange(inStart_, 0);
 }
 
 void Connection::applyFrames(size_t end) {
@@ -203,7 +226,12 @@ bool Connection::flush() {
   // Called by an observer: what it wants sent is still to be sent.
   if (busy_ || Turn::anyOpen()) return false;
   Busy busy(*this);
-  busy.run([&] { fillAndWrite(); });
+  busy.run([&] {
+    fillAndWrite();
+    if (busy.gone()) return;
+    trimOutput();
+    charge(0);
+  });
   return busy.gone() || !wantsWrite();
 }
 
@@ -273,7 +301,6 @@ Connection::Written Connection::writeOut() noexcept {
     outStart_ += static_cast<size_t>(sent);
     bytesSent_ += static_cast<size_t>(sent);
   }
-  if (out_.size() > keptOutput + limits_.outputBytes) out_ = std::vector<uint8_t>();
   outStart_ = 0;
   room_ = out_.data();
   roomEnd_ = room_ + std::min(out_.size(), limits_.outputBytes);
@@ -283,8 +310,7 @@ Connection::Written Connection::writeOut() noexcept {
 // A peer that closes says why before it goes: what it wrote may still be waiting here when a write
 // fails. The rest of it is of no use any more.
 Connection::Farewell Connection::farewell(std::string reason) {
-  std::vector<uint8_t> left(in_.begin() + static_cast<std::ptrdiff_t>(inScanned_),
-                            in_.begin() + static_cast<std::ptrdiff_t>(inEnd_));
+  std::vector<uint8_t> left(in_.data() + inScanned_, in_.data() + inEnd_);
   constexpr size_t mostRead = 1024 * 1024;
   for (size_t had = left.size(); had < mostRead; had = left.size()) {
     left.resize(had + readChunk);
@@ -359,14 +385,32 @@ bool Connection::makeRoom(size_t bytes) {
   // One message larger than the whole buffer goes alone.
   if (end + bytes > limits_.outputBytes && end > 0 && !unlimited_) return false;
   if (end + bytes > out_.size()) {
-    const size_t doubled = 2 * out_.size();
-    out_.resize(
-        std::max(end + bytes, unlimited_ ? doubled : std::min(limits_.outputBytes, doubled)));
+    const size_t wanted = std::max({2 * out_.size(), outBefore_, firstOutput});
+    growOutput(std::max(end + bytes, unlimited_ ? wanted : std::min(limits_.outputBytes, wanted)));
+    end = outputWaiting();
   }
   const size_t limit = unlimited_ ? out_.size() : std::min(limits_.outputBytes, out_.size());
   room_ = out_.data() + end;
   roomEnd_ = out_.data() + std::max(end + bytes, limit);
   return true;
+}
+
+// Moves what waits to its beginning.
+void Connection::growOutput(size_t size) {
+  const size_t waiting = outputWaiting();
+  if (size > limits_.outputBytes) charge(size - out_.size());
+  out_.sizeIs(size, outStart_, waiting);
+  outStart_ = 0;
+  room_ = roomEnd_ = out_.data() + waiting;
+}
+
+// Where nothing waits no room is kept, but how much was needed.
+void Connection::trimOutput() noexcept {
+  if (outputWaiting() > 0) return;
+  outBefore_ = std::min(out_.size(), limits_.outputBytes);
+  out_.release();
+  outStart_ = 0;
+  room_ = roomEnd_ = nullptr;
 }
 
 void Connection::close(std::string_view reason) { sayGoodBye(Ending::closedHere, reason); }
@@ -404,8 +448,10 @@ void Connection::shut(Ending ending, std::string reason) noexcept {
   writeFd_ = -1;
   turnOpen_ = false;
   whenIdle_.clear();
+  if (!busy_) in_.release();
+  out_.release();
   outStart_ = 0;
-  room_ = roomEnd_ = out_.data();
+  room_ = roomEnd_ = nullptr;
   inStart_ = inScanned_ = inEnd_ = 0;
   hostMounts_.clear();
   guestMounts_.clear();
@@ -425,9 +471,8 @@ uint8_t* Connection::startControl(AttributeId id, size_t size, bool always) {
     if (outputWaiting() > limits_.outputBytes + limits_.answerBytes && id != Control::goodBye) {
       throw EndingException(Ending::unread, "the peer does not read the answers to what it asks");
     }
-    const size_t end = outStart_ + outputWaiting();
-    out_.resize(std::max(out_.size(), end + total));
-    room_ = out_.data() + end;
+    const size_t needed = outputWaiting() + total;
+    if (outStart_ + needed > out_.size()) growOutput(std::max(needed, 2 * out_.size()));
     roomEnd_ = room_ + total;
   }
   store(room_, static_cast<uint32_t>(bytes));
@@ -553,6 +598,47 @@ void Connection::handleGreeting(In& in) {
   if (greeted_) throw StreamException("a second greeting");
   readGreeting(in, "the peer");
   greeted_ = true;
+}
+
+// --------------------------------------------------------------------------------- what it holds
+
+Connection::Held Connection::held() const noexcept {
+  Held held;
+  held.itself = sizeof(Connection) + sizeof(Turn);
+  held.input = in_.size();
+  held.output = out_.size();
+  held.entities = entityBytes();
+  return held;
+}
+
+void Connection::budgetIs(Budget& budget) {
+  if (closed()) return;
+  budget_ = &budget;
+  entitiesAllowed_ = 0;
+  const size_t now = held().sum();
+  if (const Budget* full = budget.take(now)) return sayGoodBye(Ending::budget, tooMuch(*full));
+  charged_ = now;
+}
+
+// What is held, and so much more, is charged. Throws EndingException when there is no room for it.
+void Connection::charge(size_t more) {
+  if (!budget_) return;
+  const size_t sum = held().sum() + more;
+  if (sum <= charged_) {
+    budget_->give(charged_ - sum);
+  } else if (sum <= unasked) {
+    budget_->takeAnyway(sum - charged_);
+  } else if (const Budget* full = budget_->take(sum - charged_)) {
+    throw EndingException(Ending::budget, tooMuch(*full));
+  }
+  charged_ = sum;
+  entitiesAllowed_ = entityBytes();
+}
+
+void Connection::entitiesGrow() {
+  constexpr size_t step = 64 * 1024;
+  charge(step);
+  entitiesAllowed_ += step;
 }
 
 // ---------------------------------------------------------------------------------------- figures

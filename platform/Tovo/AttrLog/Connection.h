@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Tovo/AttrLog/Budget.h"
+#include "Tovo/AttrLog/Buffer.h"
 #include "Tovo/AttrLog/Ending.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Directory.h"
@@ -166,6 +168,27 @@ class Connection : public StreamAdapter {
   /// Complete turns of the peer that were applied.
   uint64_t turns() const noexcept { return turns_; }
 
+  // --- what it holds --------------------------------------------------------------------------
+
+  /// What a connection holds now, in bytes.
+  struct Held {
+    size_t itself = 0;  ///< from its beginning to its end
+    size_t input = 0;   ///< messages and turns that are not whole, with their room
+    size_t output = 0;  ///< what waits for the descriptor, with its room
+    size_t entities =
+        0;  ///< numbers and flows of what it carries, and what is dirty in collections
+    size_t requests = 0;  ///< of the peer, that wait for room to answer
+    size_t sum() const noexcept { return itself + input + output + entities + requests; }
+  };
+  /// Cost: constant.
+  Held held() const noexcept;
+  /// From now on what it holds is charged to the budget, which outlives it. Where that has no room
+  /// for it, now or later, the peer is told whose budget is used up and the connection closes. Up
+  /// to `unasked` bytes are charged whether there is room or not, but for a new connection: so who
+  /// reads and writes a little goes on beside others who have used up everything. Called once.
+  void budgetIs(Budget& budget);
+  static constexpr size_t unasked = 192 * 1024;
+
   // --- figures --------------------------------------------------------------------------------
 
   struct MountFigures {
@@ -206,6 +229,7 @@ class Connection : public StreamAdapter {
   /// The peer has refused the path, or does not have it any more.
   virtual void mountEnded(const std::string& path, const std::string& reason);
   bool makeRoom(size_t bytes) override;
+  void entitiesGrow() override;
 
  private:
   class Busy;
@@ -226,6 +250,10 @@ class Connection : public StreamAdapter {
   uint8_t* startControl(AttributeId id, size_t size, bool always);
   void sendText(AttributeId id, std::string_view text);
   bool readSome();
+  void trimInput();
+  void growOutput(size_t size);
+  void trimOutput() noexcept;
+  void charge(size_t more);
   void applyArrived();
   void applyFrames(size_t end);
   void tellApplied(std::span<const uint8_t> message);
@@ -270,13 +298,16 @@ class Connection : public StreamAdapter {
   int writeFd_;
   // Input: what is applied, the frames of a turn that is not whole yet, bytes to look at, room.
   //   0 ... inStart_ ... inScanned_ ... inEnd_ ... size
-  std::vector<uint8_t> in_;
+  Buffer in_;
   size_t inStart_ = 0;
   size_t inScanned_ = 0;
   size_t inEnd_ = 0;
   // Output, which ends at room_.
-  std::vector<uint8_t> out_;
+  Buffer out_;
   size_t outStart_ = 0;
+  size_t outBefore_ = 0;  // the size of its last block
+  Budget* budget_ = nullptr;
+  size_t charged_ = 0;
   std::string closeReason_;
   std::shared_ptr<const Applied> applied_;
   std::vector<RemoteMount> remoteMounts_;

@@ -8,7 +8,7 @@ const char* endingName(Ending ending) noexcept {
   static constexpr const char* names[] = {
       "open",           "closed-here",  "peer-gone", "peer-closed", "system",   "difference",
       "greeting-time",  "message-size", "turn-size", "nesting",     "entities", "pings",
-      "unread-answers", "read-only",    "malformed", "failed",
+      "unread-answers", "budget",       "read-only", "malformed",   "failed",
   };
   static_assert(std::size(names) == endings);
   return names[static_cast<uint32_t>(ending)];

@@ -24,6 +24,7 @@ enum class Ending : uint8_t {
   entities,      ///< more than the limit
   pings,         ///< more than the limit waited for their answer
   unread,        ///< the peer asked and did not read the answers
+  budget,        ///< what several connections may hold together is used up
   readOnly,      ///< a write to a read-only mount
   malformed,     ///< anything else that cannot be read
   failed,        ///< an observer or a setter threw, or memory ran out

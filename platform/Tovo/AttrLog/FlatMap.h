@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -12,7 +13,7 @@
 namespace Tovo::NboAttrLog {
 
 /// Keys are numbers or pointers, never zero. Open addressing with linear probing, at most five
-/// eighths full; removal closes the gap, so the size follows what is in it now. Values are moved
+/// eighths full; removal closes the gap, so its size follows what is in it now. Values are moved
 /// when others come and go: a pointer to one is good until the next insertion or removal.
 ///
 /// Numbers that were given one after the other lie side by side, and so do objects that were made
@@ -23,6 +24,8 @@ class FlatMap {
  public:
   size_t size() const noexcept { return size_; }
   bool empty() const noexcept { return size_ == 0; }
+  /// That its places take.
+  size_t bytes() const noexcept { return slots_.size() * sizeof(Slot); }
 
   Value* find(Key key) noexcept {
     Slot* slot = slotOf(key);
@@ -74,6 +77,7 @@ class FlatMap {
     }
     slots_[gap] = Slot();
     --size_;
+    if (16 * size_ < slots_.size()) shrink();
   }
 
   void clear() noexcept {
@@ -123,6 +127,18 @@ class FlatMap {
     if (seed_ == 0) [[likely]]
       return static_cast<size_t>(number) & mask_;
     return hashOfNumber(number ^ uint64_t{seed_}) & mask_;
+  }
+
+  // To a quarter, so that many come and go before it grows again.
+  void shrink() noexcept {
+    if (size_ == 0) return clear();
+    constexpr size_t keptSlots = 64;
+    if (slots_.size() <= keptSlots) return;
+    try {
+      rebuild(slots_.size() / 4);
+    } catch (const std::bad_alloc&) {
+      // It stays as large as it is.
+    }
   }
 
   void rebuild(size_t slots) {

@@ -5,6 +5,7 @@
 #include <deque>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "Tovo/AttrLog/EncodedValue.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
@@ -25,6 +26,16 @@ struct FlowOut::CollectionFlow {
   std::unique_ptr<CollectionFlow> next;
 };
 
+namespace {
+
+// A node, its part of the index and of the order, and a text that is too long to stand in it.
+size_t costOf(const std::string& key) noexcept {
+  constexpr size_t node = sizeof(std::string) + 6 * sizeof(void*);
+  return node + (key.capacity() < sizeof(std::string) / 2 ? 0 : key.capacity() + 1);
+}
+
+}  // namespace
+
 FlowOut::FlowOut(StreamAdapter& adapter, Entity& entity, uint32_t entityId, AttributeId start)
     : adapter_(&adapter),
       entity_(&entity),
@@ -37,13 +48,33 @@ FlowOut::FlowOut(StreamAdapter& adapter, Entity& entity, uint32_t entityId, Attr
 }
 
 FlowOut::~FlowOut() {
-  if (adapter_) adapter_->dequeue(*this);
+  if (!adapter_) return;
+  adapter_->dequeue(*this);
+  forgetCollections();
 }
 
 void FlowOut::detachFromAdapter() noexcept {
   adapter_->dequeue(*this);
+  forgetCollections();
   adapter_ = nullptr;
   detach();
+}
+
+void FlowOut::holds(size_t bytes) noexcept {
+  if (adapter_) adapter_->keyBytes_ += bytes;
+}
+
+void FlowOut::drops(size_t bytes) noexcept {
+  if (adapter_) adapter_->keyBytes_ -= bytes;
+}
+
+// What was held is not counted any more; a call that is going on may still ask for it.
+void FlowOut::forgetCollections() noexcept {
+  for (const auto* flow = collections_.get(); flow; flow = flow->next.get()) {
+    clearDirtyKeys(flow->collection);
+    forgetMentioned(flow->collection);
+    drops(sizeof(CollectionFlow));
+  }
 }
 
 void FlowOut::dirtyIs(const LogAttribute& attribute) noexcept {
@@ -100,6 +131,7 @@ FlowOut::CollectionFlow& FlowOut::need(AttributeId collection) {
   flow->synced = collection < start_;
   flow->next = std::move(collections_);
   collections_ = std::move(flow);
+  holds(sizeof(CollectionFlow));
   return *collections_;
 }
 
@@ -143,7 +175,10 @@ void FlowOut::dirtyKeyIs(AttributeId collection, std::string key, bool left) {
   CollectionFlow& flow = need(collection);
   const auto [at, inserted] = flow.keys.try_emplace(std::move(key), false);
   at->second = at->second || left;
-  if (inserted) flow.order.push_back(&at->first);
+  if (inserted) {
+    flow.order.push_back(&at->first);
+    holds(costOf(at->first));
+  }
   // Mostly keys that came and went while the peer did not read. A guest may not do this: what it
   // does not mention would be deleted at the host.
   constexpr size_t alwaysKept = 256;
@@ -181,6 +216,7 @@ void FlowOut::dropDirtyKey(AttributeId collection, const std::string& key) {
   const auto known = flow->keys.find(key);
   if (known == flow->keys.end()) return;
   flow->order.erase(std::find(flow->order.begin(), flow->order.end(), &known->first));
+  drops(costOf(known->first));
   flow->keys.erase(known);
 }
 
@@ -190,14 +226,20 @@ const std::string* FlowOut::firstDirtyKey(AttributeId collection) const noexcept
 }
 
 void FlowOut::clearDirtyKeys(AttributeId collection) noexcept {
-  if (CollectionFlow* flow = find(collection)) {
-    flow->order.clear();
-    flow->keys.clear();
-  }
+  CollectionFlow* flow = find(collection);
+  if (!flow) return;
+  for (const auto& [key, left] : flow->keys) drops(costOf(key));
+  flow->order.clear();
+  flow->keys.clear();
+  constexpr size_t keptPlaces = 256;
+  if (flow->keys.bucket_count() <= keptPlaces) return;
+  flow->order.shrink_to_fit();
+  const auto index = std::exchange(flow->keys, {});
 }
 
 void FlowOut::mentionedIs(AttributeId collection, std::string key) {
-  need(collection).mentioned.insert(std::move(key));
+  const auto [at, inserted] = need(collection).mentioned.insert(std::move(key));
+  if (inserted) holds(costOf(*at));
 }
 
 bool FlowOut::isMentioned(AttributeId collection, const std::string& key) const {
@@ -206,7 +248,10 @@ bool FlowOut::isMentioned(AttributeId collection, const std::string& key) const 
 }
 
 void FlowOut::forgetMentioned(AttributeId collection) noexcept {
-  if (CollectionFlow* flow = find(collection)) flow->mentioned.clear();
+  CollectionFlow* flow = find(collection);
+  if (!flow) return;
+  for (const std::string& key : flow->mentioned) drops(costOf(key));
+  const auto last = std::exchange(flow->mentioned, {});
 }
 
 void FlowOut::freeResyncState(AttributeId collection) noexcept {
@@ -274,18 +319,6 @@ void FlowOut::handlePublisherGone() {
   if (!adapter_) return;
   const Pelmo::Ptr<FlowOut> self(this);
   adapter_->entityGone(*this);
-}
-
-size_t FlowOut::heldBytes() const noexcept {
-  size_t bytes = 0;
-  for (const auto* flow = collections_.get(); flow; flow = flow->next.get()) {
-    bytes += sizeof(CollectionFlow) + flow->bookmark.capacity();
-    for (const std::string& key : flow->mentioned) bytes += 3 * sizeof(void*) + key.capacity();
-    for (const auto& [key, left] : flow->keys) {
-      bytes += sizeof(std::string) + 3 * sizeof(void*) + key.capacity();
-    }
-  }
-  return bytes;
 }
 
 }  // namespace Tovo::NboAttrLog

@@ -127,9 +127,6 @@ class FlowOut : public Pelmo::Observer, public Pelmo::Node {
   void handleChange(const Pelmo::Change& change) override;
   void handlePublisherGone() override;
 
-  /// Bytes that the flow holds beyond its own object.
-  size_t heldBytes() const noexcept;
-
  private:
   friend class StreamAdapter;
   struct CollectionFlow;
@@ -138,6 +135,10 @@ class FlowOut : public Pelmo::Observer, public Pelmo::Node {
   void handleCollectionChange(const LogAttribute& attribute, const Pelmo::Change& change);
   CollectionFlow* find(AttributeId collection) const noexcept;
   CollectionFlow& need(AttributeId collection);
+  /// What all flows of the adapter hold beyond their own objects is counted there.
+  void holds(size_t bytes) noexcept;
+  void drops(size_t bytes) noexcept;
+  void forgetCollections() noexcept;
   void dirtyBit(const LogAttribute& attribute) noexcept {
     word(attribute.ordinal) |= uint64_t{1} << (attribute.ordinal & 63);
   }

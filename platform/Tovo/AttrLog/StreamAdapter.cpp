@@ -48,6 +48,8 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
   const uint32_t* known = ids_.find(&entity);
   const uint32_t reserved = known ? *known : 0;
   if (reserved != 0 && bindings_.contains(reserved)) return reserved;
+  if (entityBytes() >= entitiesAllowed_) [[unlikely]]
+    entitiesGrow();
   if (id == 0) id = reserved != 0 ? reserved : newId();
   expectNeighbour(entity);
   const LogTable& table = LogTable::of(entity.tovoType());
@@ -62,6 +64,7 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
     binding.keeps = Pelmo::Ptr<Entity>(&entity);
   }
   ids_[&entity] = id;
+  flows_ += binding.hasFlow ? 1 : 0;
   bindings_[id] = std::move(binding);
   if (asked_.entity == &entity) asked_ = {};
   if (reserved != 0) reservations_.erase(reserved);
@@ -149,7 +152,9 @@ void StreamAdapter::unbind(Entity& entity) noexcept {
   }
   waiting_.removeAll(entity);
   underWay_.removeAll(entity);
-  if (flow) flow->detachFromAdapter();
+  if (!flow) return;
+  --flows_;
+  flow->detachFromAdapter();
 }
 
 void StreamAdapter::unbindTree(Entity& entity) noexcept {
@@ -165,6 +170,7 @@ void StreamAdapter::unbindAll() noexcept {
   bindings_.forEach([](uint32_t, const Binding& binding) {
     if (FlowOut* flow = binding.flow()) flow->detachFromAdapter();
   });
+  flows_ = 0;
   asked_ = {};
   ids_.clear();
   reservations_.clear();
@@ -202,19 +208,7 @@ void StreamAdapter::throwNotGiven(uint32_t id) {
                         " of an entity, which was not given here");
 }
 
-size_t StreamAdapter::flowCount() const noexcept {
-  size_t count = 0;
-  bindings_.forEach([&](uint32_t, const Binding& binding) { count += binding.hasFlow ? 1 : 0; });
-  return count;
-}
-
-size_t StreamAdapter::heldBytes() const noexcept {
-  size_t bytes = 0;
-  bindings_.forEach([&](uint32_t, const Binding& binding) {
-    if (const FlowOut* flow = binding.flow()) bytes += flow->heldBytes();
-  });
-  return bytes;
-}
+void StreamAdapter::entitiesGrow() {}
 
 FlowOut::Dirty StreamAdapter::dirty() const noexcept {
   FlowOut::Dirty all;

@@ -134,8 +134,13 @@ class StreamAdapter {
     return here;
   }
   size_t boundCount() const noexcept { return bindings_.size(); }
-  size_t flowCount() const noexcept;
-  size_t heldBytes() const noexcept;
+  size_t flowCount() const noexcept { return flows_; }
+  /// For what is dirty in collections.
+  size_t heldBytes() const noexcept { return keyBytes_; }
+  /// For all that is carried, with that.
+  size_t entityBytes() const noexcept {
+    return bindings_.bytes() + ids_.bytes() + flows_ * sizeof(FlowOut) + keyBytes_;
+  }
   FlowOut::Dirty dirty() const noexcept;
 
   // --- sending --------------------------------------------------------------------------------
@@ -330,7 +335,12 @@ class StreamAdapter {
   /// were not sent.
   void takenIs(uint32_t count);
 
+  /// entityBytes() has come to what entitiesAllowed_ says: makes that more, or throws what keeps
+  /// more entities from being carried.
+  virtual void entitiesGrow();
+
   Counters counters_;
+  size_t entitiesAllowed_ = SIZE_MAX;
   size_t sentAgain_ = 0;     // bytes about entities whose first transfer was complete
   bool turnOpen_ = false;    // something was sent since it was last set
   bool owesTaken_ = false;   // a guest has sent something since it was told what is applied
@@ -433,6 +443,8 @@ class StreamAdapter {
   FlowOut* behind_ = nullptr;   // it, or the last one that was put in behind it meanwhile
   uintptr_t lastBound_ = 0;     // where the entity lies
   uint32_t flags_ = 0;
+  size_t flows_ = 0;     // that are bound
+  size_t keyBytes_ = 0;  // that the flows hold beyond their own objects
   uint32_t lastId_ = 0;
   uint32_t lastTransfer_ = 0;
   bool outAgain_ = false;
