@@ -8,7 +8,7 @@
 #include "stptool/json/Dump.h"
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
-#include "stptool/session/Server.h"
+#include "stptool/service/Server.h"
 #include "stptool/text/Output.h"
 
 namespace stptool {

@@ -9,7 +9,7 @@
 #include "Tovo/AttrLog/Link.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Path.h"
-#include "stptool/session/StopSignals.h"
+#include "stptool/service/StopSignals.h"
 
 namespace stptool {
 

@@ -7,7 +7,7 @@
 
 #include "RunningServer.h"
 #include "stptool/Failure.h"
-#include "stptool/session/WriteAccess.h"
+#include "stptool/service/WriteAccess.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 
 #include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
-#include "stptool/session/StopSignals.h"
-#include "stptool/session/UnixSocket.h"
-#include "stptool/session/WriteAccess.h"
+#include "stptool/service/StopSignals.h"
+#include "stptool/service/ListeningSocket.h"
+#include "stptool/service/WriteAccess.h"
 
 namespace stptool {
 

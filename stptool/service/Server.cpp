@@ -1,4 +1,4 @@
-#include "stptool/session/Server.h"
+#include "stptool/service/Server.h"
 
 #include <unistd.h>
 

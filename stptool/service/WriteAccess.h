@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "stptool/session/PeerCredentials.h"
+#include "stptool/service/PeerCredentials.h"
 
 namespace stptool {
 

@@ -1,4 +1,4 @@
-#include "stptool/session/WriteAccess.h"
+#include "stptool/service/WriteAccess.h"
 
 #include <grp.h>
 #include <pwd.h>

@@ -1,4 +1,4 @@
-#include "stptool/session/UnixSocket.h"
+#include "stptool/service/ListeningSocket.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-#include "stptool/session/PeerCredentials.h"
+#include "stptool/service/PeerCredentials.h"
 
 #include <sys/socket.h>
 

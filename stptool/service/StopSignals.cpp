@@ -1,4 +1,4 @@
-#include "stptool/session/StopSignals.h"
+#include "stptool/service/StopSignals.h"
 
 #include <cerrno>
 #include <cstring>
