@@ -47,4 +47,10 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
+/// A stop signal came while something was waited for.
+class Interrupted : public Failure {
+ public:
+  explicit Interrupted(const std::string& what) : Failure(what + ": stopped by a signal") {}
+};
+
 }  // namespace stptool

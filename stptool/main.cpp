@@ -7,6 +7,7 @@
 #include "stptool/commandline/CommandLine.h"
 #include "stptool/commandline/Completion.h"
 #include "stptool/commandline/ManPage.h"
+#include "stptool/service/StandardStreams.h"
 #include "stptool/text/ErrorText.h"
 #include "stptool/text/Output.h"
 #include "stptool/text/Suggest.h"

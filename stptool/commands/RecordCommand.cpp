@@ -72,6 +72,7 @@ class Recorder {
 
   const RecordOptions& options_;
   const StopSignals signals_;
+  const ErrorLog errors_;
   ClientSession session_;
   NewRecording file_;
   Tovo::NboAttrLog::RecordingWriter writer_;

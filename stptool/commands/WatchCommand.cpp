@@ -84,6 +84,7 @@ class Watch {
 
   void run() {
     const StopSignals signals;
+    const ErrorLog errors;
     const std::optional<SteadyTime> end = timeAfter(options_.seconds);
     complain("watching " + (options_.path.empty() ? "everything" : options_.path) + " on " +
              session_.socket());

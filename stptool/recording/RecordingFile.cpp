@@ -8,17 +8,19 @@
 #include <cstring>
 
 #include "stptool/Failure.h"
+#include "stptool/service/InterruptibleIo.h"
 
 namespace stptool {
 
 namespace {
 
 [[noreturn]] void fail(const std::string& file, const std::string& what, int error) {
+  if (error == ECANCELED) throw Interrupted(file + ": " + what);
   throw Failure(file + ": " + what + ": " + std::strerror(error), {.file = file});
 }
 
 int openToRead(const std::string& file) {
-  const int fd = file == "-" ? ::dup(STDIN_FILENO) : ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  const int fd = file == "-" ? ::dup(STDIN_FILENO) : openFile(file.c_str(), O_RDONLY);
   if (fd < 0) fail(file, "cannot be read", errno);
   return fd;
 }
@@ -27,7 +29,7 @@ int openToRead(const std::string& file) {
 
 NewRecording::NewRecording(const std::string& file, bool overwrite) : file_(file) {
   const int mode = overwrite ? O_TRUNC : O_EXCL;
-  fd_ = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | mode, 0666);
+  fd_ = openFile(file.c_str(), O_WRONLY | O_CREAT | mode);
   if (fd_ >= 0) return;
   if (errno == EEXIST) {
     throw Failure(file + ": exists already; --force overwrites it", {.file = file});
@@ -38,12 +40,8 @@ NewRecording::NewRecording(const std::string& file, bool overwrite) : file_(file
 NewRecording::~NewRecording() { ::close(fd_); }
 
 void NewRecording::write(std::span<const uint8_t> bytes) const {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(fd_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) fail(file_, "cannot be written", errno);
-    bytes = bytes.subspan(static_cast<size_t>(written));
-  }
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (const int error = writeAll(fd_, text)) fail(file_, "cannot be written", error);
 }
 
 PlayedRecording::PlayedRecording(const std::string& file, Tovo::Directory& directory)
@@ -59,11 +57,9 @@ PlayedRecording::PlayedRecording(const std::string& file, Tovo::Directory& direc
 PlayedRecording::~PlayedRecording() { ::close(fd_); }
 
 size_t PlayedRecording::read(std::span<uint8_t> room) const {
-  for (;;) {
-    const ssize_t got = ::read(fd_, room.data(), room.size());
-    if (got >= 0) return static_cast<size_t>(got);
-    if (errno != EINTR) fail(file_, "cannot be read", errno);
-  }
+  const ssize_t got = readSome(fd_, room.data(), room.size());
+  if (got < 0) fail(file_, "cannot be read", errno);
+  return static_cast<size_t>(got);
 }
 
 const PlayedRecording::Reader::Message* PlayedRecording::next() try {

@@ -10,7 +10,8 @@
 namespace stptool {
 
 /// A file that is written from its start. Throws Failure when it is there already, unless it may be
-/// overwritten, and when it cannot be written.
+/// overwritten, and when it cannot be written: Interrupted when a stop signal came while a FIFO's
+/// other end was waited for.
 class NewRecording {
  public:
   NewRecording(const std::string& file, bool overwrite);
@@ -41,7 +42,8 @@ class PlayedRecording {
   uint64_t size() const noexcept { return size_; }
   const Reader& reader() const noexcept { return reader_; }
 
-  /// As the reader's; what cannot be read is a Failure with ExitCode::damaged.
+  /// As the reader's; what cannot be read is a Failure with ExitCode::damaged. Interrupted when a
+  /// stop signal came while more was waited for.
   const Reader::Message* next();
   void apply();
 

@@ -1,4 +1,4 @@
-// SIGINT and SIGTERM as an answer of poll().
+// The signals that ask a process to end, as an answer of poll().
 #pragma once
 
 #include <poll.h>
@@ -8,8 +8,11 @@
 
 namespace stptool {
 
-/// While one exists, the two signals do not end the process but the next wait. They are blocked
-/// outside of it, so that none gets lost between a test and the wait. Also ignores SIGPIPE.
+/// While one exists, SIGINT, SIGTERM and SIGHUP do not end the process but the next wait; SIGHUP
+/// stays ignored where it was, as nohup has it. They are blocked outside of waits, so that none
+/// gets lost between a test and the wait: what may block goes through InterruptibleIo.h. Also
+/// ignores SIGPIPE. At most one exists at a time, in the thread that waits; other threads block
+/// the signals.
 class StopSignals {
  public:
   StopSignals();
@@ -17,15 +20,37 @@ class StopSignals {
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
 
-  /// poll(); -1 milliseconds wait forever. False when a signal came; an interrupted wait answers
-  /// nothing in `fds`. Throws Failure.
+  /// The one that exists, or null.
+  static const StopSignals* current() noexcept;
+
+  /// poll(); -1 milliseconds wait forever. False when a signal came, also when descriptors are
+  /// ready; an interrupted wait answers nothing in `fds`. Throws std::system_error.
   bool poll(std::span<pollfd> fds, int milliseconds) const;
-  bool came() const noexcept;
+  bool came() const noexcept { return count() != 0; }
+  /// How many came.
+  int count() const noexcept;
+
+  /// While one exists, what the thread calls is interrupted by the signals.
+  class Open {
+   public:
+    explicit Open(const StopSignals& signals) noexcept;
+    ~Open();
+    Open(const Open&) = delete;
+    Open& operator=(const Open&) = delete;
+
+   private:
+    sigset_t closed_;
+  };
 
  private:
+  sigset_t stops_;
   sigset_t previousMask_;
-  struct sigaction previousInt_;
-  struct sigaction previousTerm_;
+  sigset_t openMask_;
+  struct Action {
+    int signal;
+    struct sigaction previous;
+  };
+  Action actions_[4];
 };
 
 }  // namespace stptool

@@ -9,42 +9,24 @@
 #include <cstring>
 
 #include "stptool/Failure.h"
+#include "stptool/service/InterruptibleIo.h"
 #include "stptool/text/Printable.h"
 
 namespace stptool {
 
 namespace {
 
-// Returns 0 or the error number.
-int writeAll(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return errno;
-    }
-    text.remove_prefix(static_cast<size_t>(written));
-  }
-  return 0;
-}
+Log* errorLog = nullptr;
 
 }  // namespace
 
 bool writeOut(std::string_view text) {
   const int error = writeAll(STDOUT_FILENO, text);
-  if (error == EPIPE) return false;
+  if (error == EPIPE || error == ECANCELED) return false;
   if (error != 0) {
     throw Failure(std::string("cannot write to standard output: ") + std::strerror(error));
   }
   return true;
-}
-
-void occupyClosedStreams() noexcept {
-  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    const int unusable = fd == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-    // The lowest number that is free is this one.
-    if (::fcntl(fd, F_GETFD) < 0) (void)::open("/dev/null", unusable);
-  }
 }
 
 void Output::add(std::string_view text) {
@@ -66,7 +48,11 @@ size_t outputWidth() noexcept {
   return size.ws_col;
 }
 
+ErrorLog::ErrorLog() : log_(STDERR_FILENO, "stptool") { errorLog = &log_; }
+ErrorLog::~ErrorLog() { errorLog = nullptr; }
+
 void complain(std::string_view message) {
+  if (errorLog) return errorLog->line(message);
   // What a person typed may be as long as it likes; a message is to be read.
   constexpr size_t most = 4096;
   const bool isLong = message.size() > most;
@@ -75,6 +61,8 @@ void complain(std::string_view message) {
 
 // What cannot be said cannot be reported either.
 void writeError(std::string_view text) { (void)writeAll(STDERR_FILENO, text); }
+
+void showOnTerminal(std::string_view text) { errorLog ? errorLog->show(text) : writeError(text); }
 
 void writeFile(const std::string& file, std::string_view text) {
   writeFile(file, [&](const auto& take) { take(text); });
@@ -85,7 +73,7 @@ void writeFile(const std::string& file, const WriteParts& write) {
   const auto fail = [&](int error) {
     throw Failure(file + ": cannot be written: " + std::strerror(error), {.file = file});
   };
-  const int fd = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const int fd = openFile(partial.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
   if (fd < 0) fail(errno);
   int error = 0;
   try {

@@ -1,19 +1,18 @@
-// Standard output, written whole.
+// Standard output, written whole; standard error, without waiting where that matters.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <string_view>
 
+#include "stptool/service/Log.h"
+
 namespace stptool {
 
 /// Writes all of a text to standard output. False when the reader has gone, which is no error: a
-/// pipe into `head` ends that way. Throws Failure for other trouble, such as a full disk.
+/// pipe into `head` ends that way, nor when a stop signal came while it did not read. Throws
+/// Failure for other trouble, such as a full disk.
 bool writeOut(std::string_view text);
-
-/// A standard stream that was closed fails when it is used, from now on. Otherwise the next socket
-/// would get its number, and be sent what is printed.
-void occupyClosedStreams() noexcept;
 
 /// Standard output for what has many lines: collects them, and writes when there is enough.
 class Output {
@@ -41,6 +40,24 @@ void complain(std::string_view message);
 
 /// A text on standard error as it is.
 void writeError(std::string_view text);
+
+/// The same, for a terminal that may miss it.
+void showOnTerminal(std::string_view text);
+
+/// While one exists, whoever reads standard error cannot keep the process waiting: a log writes
+/// what complain() and showOnTerminal() are given. For commands that go on until a signal comes.
+class ErrorLog {
+ public:
+  ErrorLog();
+  ~ErrorLog();
+  ErrorLog(const ErrorLog&) = delete;
+  ErrorLog& operator=(const ErrorLog&) = delete;
+
+  Log& log() noexcept { return log_; }
+
+ private:
+  Log log_;
+};
 
 /// Writes a file as a whole: it appears complete or not at all. Throws Failure.
 void writeFile(const std::string& file, std::string_view text);

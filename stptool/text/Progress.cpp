@@ -36,13 +36,13 @@ void Progress::stage(const std::string& what) {
 }
 
 void Progress::end() {
-  if (shown_) writeError("\r\033[K");
+  if (shown_) showOnTerminal("\r\033[K");
   shown_ = false;
   on_ = false;
 }
 
 void Progress::show(const std::string& text) {
-  writeError("\r\033[K" + printable(text));
+  showOnTerminal("\r\033[K" + printable(text));
   shown_ = true;
 }
 
