@@ -122,6 +122,10 @@ const std::vector<Meaning>& exitCodes() {
 const std::vector<Meaning>& environment() {
   static const std::vector<Meaning> variables{
       {"STP_SOCKET", "stands for --socket"},
+      {"LISTEN_FDS",
+       "with LISTEN_PID and LISTEN_FDNAMES: sockets that a service manager passes to "
+       "'serve'"},
+      {"NOTIFY_SOCKET", "where 'serve' tells a service manager that it is ready, or stops"},
       {"NO_COLOR", "switches colour off; it is on only where standard output is a terminal"},
   };
   return variables;
@@ -255,14 +259,18 @@ class CommandLine::Parser {
     command.option("--socket", session.socket, "PATH", "Socket of the server", Completes::file)
         ->envname("STP_SOCKET")
         ->required(required);
-    addTimeout(command, session.timeout);
+    addTimeouts(command, session.timeout, session.connectTimeout);
   }
 
-  static void addTimeout(Adder& command, double& timeout) {
+  static void addTimeouts(Adder& command, double& timeout, double& connectTimeout) {
     command
         .option("--timeout", timeout, "SECONDS",
                 "Seconds in which the server has to answer (default: 10)")
         ->check(within(0.001, 86400.0));
+    command
+        .option("--connect-timeout", connectTimeout, "SECONDS",
+                "Seconds to wait for a socket that is not there yet (default: 2)")
+        ->check(within(0.0, 86400.0));
   }
 
   static void addPath(Adder& command, std::string& path, const char* what) {
@@ -362,9 +370,11 @@ class CommandLine::Parser {
         command("serve", "Hosts trees that others mirror, until a signal comes", &runServe, options,
                 {{"A tree from a file, for others of the same user",
                   "stptool serve --socket /run/stp.sock --load state.json"}});
-    serve.option("--socket", options.socket, "PATH", "Socket to make", Completes::file)
-        ->envname("STP_SOCKET")
-        ->required();
+    serve
+        .option("--socket", options.socket, "PATH",
+                "Socket to make; needed unless a service manager passes one (LISTEN_FDS)",
+                Completes::file)
+        ->envname("STP_SOCKET");
     serve
         .option("--mode", options.mode, "OCTAL",
                 "Mode of the socket: who may connect (default: 0600, only the owner)")
@@ -378,6 +388,18 @@ class CommandLine::Parser {
     serve.option("--allow-write", options.allowWrite, "WHO",
                  "Who may write besides the owner and root: uid:1000, gid:netadmin; may stand "
                  "several times. Others read");
+    serve
+        .option("--max-clients", options.clients, "N",
+                "Connections at a time; who comes beyond is turned away (default: 2048)")
+        ->check(within<size_t>(1, 1000000));
+    serve
+        .option("--max-clients-per-user", options.clientsOfOneUser, "N",
+                "Of them, those of one user (default: 1024)")
+        ->check(within<size_t>(1, 1000000));
+    serve
+        .option("--ready-fd", options.readyFd, "N",
+                "Descriptor that gets the line 'ready', and is closed, when clients may come")
+        ->check(within(3, 1000000));
     serve.option("--load", options.load, "FILE", "JSON file to start from; may stand several times",
                  Completes::file);
     serve.option("--dump-at-end", options.dumpAtEnd, "FILE",
@@ -541,7 +563,7 @@ class CommandLine::Parser {
     replay.option("--into", options.into, "PATH",
                   "Socket of a server whose trees are to become the recorded ones",
                   Completes::file);
-    addTimeout(replay, options.timeout);
+    addTimeouts(replay, options.timeout, options.connectTimeout);
     CLI::Option* fast = replay.flag("--fast", options.fast, "Do not wait as the recorder did");
     replay.option("--speed", options.speed, "N", "So many times as fast as it was (default: 1)")
         ->check(within(0.001, 1e6))

@@ -97,7 +97,7 @@ void addKeys(const Place& place, const Tovo::Entity& entity, std::vector<Candida
 LiveNames::LiveNames(std::string socket) : socket_(std::move(socket)) {}
 
 std::vector<Candidate> LiveNames::paths(const std::string& typed) const {
-  ClientSession session({socket_, patience});
+  ClientSession session({socket_, patience, 0});
   std::vector<Candidate> candidates;
   for (const auto& mount : session.remoteMounts()) {
     const TovoTypeBase type = Tovo::typeByName(mount.type);
@@ -120,7 +120,7 @@ std::vector<Candidate> LiveNames::paths(const std::string& typed) const {
 }
 
 TovoTypeBase LiveNames::typeAt(const std::string& path) const {
-  ClientSession session({socket_, patience});
+  ClientSession session({socket_, patience, 0});
   for (const auto& mount : session.remoteMounts()) {
     const TovoTypeBase type = Tovo::typeByName(mount.type);
     if (!type || !path.starts_with(mount.path)) continue;

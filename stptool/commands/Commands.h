@@ -58,9 +58,12 @@ struct ReferenceOptions {
 void runReference(const ReferenceOptions& options);
 
 struct ServeOptions {
-  std::string socket;
+  std::string socket;         ///< may be empty where a service manager passes one
   std::string mode = "0600";  ///< of the socket, octal
   std::vector<std::string> allowWrite;
+  size_t clients = 2048;
+  size_t clientsOfOneUser = 1024;
+  std::optional<int> readyFd;
   std::vector<std::string> load;
   std::string dumpAtEnd;
   bool json = false;
@@ -142,6 +145,7 @@ struct ReplayOptions {
   std::string file;
   std::string into;  ///< the socket of a server; empty: print
   double timeout = 10;
+  double connectTimeout = SessionOptions().connectTimeout;
   double speed = 1;
   bool fast = false;  ///< without waiting
   bool json = false;

@@ -57,7 +57,14 @@ void play(PlayedRecording& recording, const ReplayOptions& options, const Wait& 
           const std::function<void(const Reader::Message&)>& before,
           const std::function<bool(const Reader::Message&)>& after) {
   Pace pace(options);
-  while (const Reader::Message* message = recording.next()) {
+  const auto next = [&]() -> const Reader::Message* {
+    try {
+      return recording.next();
+    } catch (const Interrupted&) {
+      return nullptr;
+    }
+  };
+  while (const Reader::Message* message = next()) {
     try {
       before(*message);
     } catch (const Tovo::StreamException&) {
@@ -81,6 +88,7 @@ class Printer {
 
   void run() {
     const StopSignals signals;
+    const ErrorLog errors;
     const Wait wait = [&](const std::optional<SteadyTime>& until) {
       return until && millisecondsUntil(until) > 0 ? waitUntil(signals, until) : !signals.came();
     };
@@ -131,7 +139,7 @@ class Feeder {
  public:
   explicit Feeder(const ReplayOptions& options)
       : options_(options),
-        session_({options.into, options.timeout}),
+        session_({options.into, options.timeout, options.connectTimeout}),
         recording_(options.file, session_.directory()),
         progress_("replaying " + options.file, recording_.size()) {
     session_.mirrorAll(Access::write);
@@ -185,6 +193,7 @@ class Feeder {
 
   const ReplayOptions& options_;
   const StopSignals signals_;
+  const ErrorLog errors_;
   ClientSession session_;
   PlayedRecording recording_;
   Progress progress_;

@@ -1,6 +1,9 @@
 // stptool serve: hosts a tree for others to mirror.
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "Tovo/Directory.h"
@@ -8,12 +11,17 @@
 #include "stptool/json/Dump.h"
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
+#include "stptool/service/Activation.h"
+#include "stptool/service/Readiness.h"
 #include "stptool/service/Server.h"
 #include "stptool/text/Output.h"
 
 namespace stptool {
 
 namespace {
+
+// Beside those of the clients: standard streams, sockets, files, and some to spare.
+constexpr size_t ownDescriptors = 64;
 
 // All files or nothing: what is wrong in one of them leaves the directory empty.
 void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory) {
@@ -27,27 +35,82 @@ void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory
   }
 }
 
+std::vector<ListeningSocket> listen(const ServeOptions& options) {
+  std::vector<ListeningSocket> sockets;
+  for (const PassedSocket& passed : passedSockets()) {
+    try {
+      sockets.emplace_back(passed.fd);
+    } catch (const std::runtime_error& error) {
+      throw Failure("LISTEN_FDS: '" + passed.name + "': " + error.what());
+    }
+  }
+  const bool isPassed = std::any_of(sockets.begin(), sockets.end(), [&](const auto& socket) {
+    return socket.path() == options.socket;
+  });
+  if (!options.socket.empty() && !isPassed) {
+    sockets.emplace_back(options.socket, static_cast<mode_t>(std::stoul(options.mode, nullptr, 8)));
+  }
+  return sockets;
+}
+
+// The limit that a shell sets by default is below what the clients may need.
+void allowDescriptors(size_t count) {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count) return;
+  limit.rlim_cur = std::min<rlim_t>(count, limit.rlim_max);
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+std::string announcement(const ServeOptions& options, size_t count, const std::string& socket) {
+  if (options.json) {
+    const Json ready{{"serving", count}, {"socket", socket}};
+    return ready.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  }
+  return "serving " + std::to_string(count) + (count == 1 ? " entity" : " entities") + " on " +
+         socket + "\n";
+}
+
+ServerOptions serverOptions(const ServeOptions& options) {
+  ServerOptions served{WriteAccess(::geteuid()), {options.clients, options.clientsOfOneUser}, {}};
+  try {
+    for (const std::string& rule : options.allowWrite) served.writeAccess.allow(rule);
+  } catch (const std::invalid_argument& error) {
+    throw Failure(error.what(), ExitCode::usage);
+  }
+  return served;
+}
+
+void serve(const ServeOptions& options, Tovo::Directory& directory, ServerOptions served,
+           Readiness& readiness, const StopSignals& signals) {
+  std::vector<ListeningSocket> sockets = listen(options);
+  if (sockets.empty()) {
+    throw Failure("--socket is required where no service manager passes a socket", ExitCode::usage);
+  }
+  allowDescriptors(options.clients + ownDescriptors);
+  const std::string socket = sockets.front().path();
+  ErrorLog errors;
+  Server server(directory, std::move(sockets), std::move(served), errors.log());
+  // Whoever reads it may be slow, or not there: that is no reason not to serve.
+  Log out(STDOUT_FILENO, {});
+  out.show(announcement(options, directory.mounts().size(), socket));
+  const auto told = [](const std::string& trouble) {
+    if (!trouble.empty()) complain(trouble);
+  };
+  told(readiness.ready());
+  server.run(signals);
+  told(readiness.stopping());
+}
+
 }  // namespace
 
 void runServe(const ServeOptions& options) {
-  ServerOptions served{options.socket, static_cast<mode_t>(std::stoul(options.mode, nullptr, 8)),
-                       WriteAccess(::geteuid())};
-  for (const std::string& rule : options.allowWrite) served.writeAccess.allow(rule);
-  const StopSignals signals;
+  ServerOptions served = serverOptions(options);
+  Readiness readiness(options.readyFd);
   Tovo::Directory directory;
   loadFiles(options.load, directory);
-  {
-    Server server(directory, std::move(served));
-    const size_t count = directory.mounts().size();
-    if (options.json) {
-      const Json ready{{"serving", count}, {"socket", options.socket}};
-      writeOut(ready.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
-    } else {
-      writeOut("serving " + std::to_string(count) + (count == 1 ? " entity" : " entities") +
-               " on " + options.socket + "\n");
-    }
-    server.run(signals);
-  }
+  // Until here there is nothing that a signal would leave behind.
+  const StopSignals signals;
+  serve(options, directory, std::move(served), readiness, signals);
   if (options.dumpAtEnd.empty()) return;
   writeFile(options.dumpAtEnd,
             [&](const Sink& sink) { dumpDirectory(directory, allLevels, sink); });

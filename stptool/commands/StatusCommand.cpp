@@ -87,6 +87,11 @@ std::string statusText(const Json& status) {
               printable(reason);
   }
   if (!closed.empty()) text += "closed: " + closed + "\n";
+  const Json& limits = status.at("limits");
+  const auto turnedAway = status.at("turnedAway").get<uint64_t>();
+  text += "limits: " + count(limits.at("clients").get<uint64_t>(), "connection") + ", " +
+          number(limits, "clientsOfOneUser") + " of one user" +
+          (turnedAway == 0 ? "" : "; turned away: " + std::to_string(turnedAway)) + "\n";
   return text + connectionTable(status.at("connections"));
 }
 

@@ -1,15 +1,19 @@
 #include "stptool/service/ListeningSocket.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstddef>
 #include <cstring>
-
-#include "stptool/Failure.h"
+#include <stdexcept>
+#include <thread>
+#include <utility>
 
 namespace stptool {
 
@@ -20,10 +24,10 @@ std::string errorText(int error) { return std::strerror(error); }
 sockaddr_un addressOf(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (path.empty()) throw Failure("the path of the socket is empty");
+  if (path.empty()) throw std::runtime_error("the path of the socket is empty");
   if (path.size() >= sizeof address.sun_path) {
-    throw Failure(path + ": is too long for a socket: " + std::to_string(path.size()) +
-                  " bytes, at most " + std::to_string(sizeof address.sun_path - 1));
+    throw std::runtime_error(path + ": is too long for a socket: " + std::to_string(path.size()) +
+                             " bytes, at most " + std::to_string(sizeof address.sun_path - 1));
   }
   std::memcpy(address.sun_path, path.data(), path.size());
   return address;
@@ -31,7 +35,7 @@ sockaddr_un addressOf(const std::string& path) {
 
 int newSocket() {
   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0) throw Failure("cannot make a socket: " + errorText(errno));
+  if (fd < 0) throw std::runtime_error("cannot make a socket: " + errorText(errno));
   return fd;
 }
 
@@ -52,10 +56,10 @@ void clearStale(const std::string& path, const sockaddr_un& address) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0) {
     if (errno == ENOENT) return;
-    throw Failure(path + ": " + errorText(errno));
+    throw std::runtime_error(path + ": " + errorText(errno));
   }
   if (!S_ISSOCK(status.st_mode)) {
-    throw Failure(path + ": is there already and is no socket; it is left as it is");
+    throw std::runtime_error(path + ": is there already and is no socket; it is left as it is");
   }
   const int probe = newSocket();
   // A server whose queue is full answers "try again" at once instead of making this one wait.
@@ -63,18 +67,64 @@ void clearStale(const std::string& path, const sockaddr_un& address) {
   const int error = tryConnect(probe, address);
   ::close(probe);
   if (error == 0 || error == EAGAIN) {
-    throw Failure(path + ": is in use: another process serves there");
+    throw std::runtime_error(path + ": is in use: another process serves there");
   }
-  if (error != ECONNREFUSED) throw Failure(path + ": cannot be taken over: " + errorText(error));
+  if (error != ECONNREFUSED)
+    throw std::runtime_error(path + ": cannot be taken over: " + errorText(error));
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
-    throw Failure(path + ": cannot be replaced: " + errorText(errno));
+    throw std::runtime_error(path + ": cannot be replaced: " + errorText(errno));
   }
+}
+
+// Lets one process at a time look at what is at a path and replace it. Where the folder may not be
+// read or cannot be locked there is no such order, and the last one to bind has the path.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    fd_ = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+      if (std::chrono::steady_clock::now() >= end) {
+        ::close(fd_);
+        throw std::runtime_error(path + ": cannot serve there: another process holds a lock of " +
+                                 folder);
+      }
+      std::this_thread::sleep_for(nap);
+    }
+  }
+  ~FolderLock() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  static constexpr std::chrono::seconds patience{2};
+  static constexpr std::chrono::milliseconds nap{10};
+
+  int fd_ = -1;
+};
+
+std::string pathOf(const sockaddr_un& address, socklen_t size) {
+  const auto length = static_cast<size_t>(size) - offsetof(sockaddr_un, sun_path);
+  if (length == 0) return {};
+  if (address.sun_path[0] == '\0') return "@" + std::string(address.sun_path + 1, length - 1);
+  return {address.sun_path, ::strnlen(address.sun_path, length)};
+}
+
+int numberOf(int fd, int option) {
+  int number = -1;
+  socklen_t size = sizeof number;
+  return ::getsockopt(fd, SOL_SOCKET, option, &number, &size) == 0 ? number : -1;
 }
 
 }  // namespace
 
 ListeningSocket::ListeningSocket(const std::string& path, mode_t mode) : path_(path) {
   const sockaddr_un address = addressOf(path);
+  const FolderLock lock(path);
   clearStale(path, address);
   fd_ = newSocket();
   ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) | O_NONBLOCK);
@@ -88,23 +138,49 @@ ListeningSocket::ListeningSocket(const std::string& path, mode_t mode) : path_(p
     const int reason = bound != 0 ? error : errno;
     if (bound == 0) ::unlink(path.c_str());
     ::close(fd_);
-    throw Failure(path + ": cannot serve there: " + errorText(reason));
+    throw std::runtime_error(path + ": cannot serve there: " + errorText(reason));
   }
+  made_ = true;
   device_ = status.st_dev;
   inode_ = status.st_ino;
 }
 
-ListeningSocket::~ListeningSocket() {
-  ::close(fd_);
-  struct stat status {};
-  if (::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
-    ::unlink(path_.c_str());
+ListeningSocket::ListeningSocket(int fd) {
+  sockaddr_un address{};
+  socklen_t size = sizeof address;
+  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
+      address.sun_family != AF_UNIX || numberOf(fd, SO_TYPE) != SOCK_STREAM ||
+      numberOf(fd, SO_ACCEPTCONN) != 1) {
+    throw std::runtime_error("descriptor " + std::to_string(fd) +
+                             " is no Unix stream socket that listens");
   }
+  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+  ::fcntl(fd, F_SETFD, ::fcntl(fd, F_GETFD) | FD_CLOEXEC);
+  path_ = pathOf(address, size);
+  fd_ = fd;
 }
 
-int ListeningSocket::accept(bool& exhausted) const {
+ListeningSocket::ListeningSocket(ListeningSocket&& other) noexcept
+    : path_(std::move(other.path_)),
+      fd_(std::exchange(other.fd_, -1)),
+      made_(std::exchange(other.made_, false)),
+      device_(other.device_),
+      inode_(other.inode_) {}
+
+ListeningSocket::~ListeningSocket() {
+  // Nobody takes the path over while this socket answers.
+  struct stat status {};
+  if (made_ && ::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ &&
+      status.st_ino == inode_) {
+    ::unlink(path_.c_str());
+  }
+  if (fd_ >= 0) ::close(fd_);
+}
+
+int ListeningSocket::accept(Waiting& waiting) const {
   const int fd = ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-  exhausted = fd < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM);
+  const bool gone = fd < 0 && (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED);
+  waiting = fd >= 0 ? Waiting::somebody : gone ? Waiting::nobody : Waiting::unknown;
   return fd;
 }
 

@@ -1,5 +1,6 @@
 #include "stptool/service/Server.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <vector>
 
 #include "stptool/json/Json.h"
-#include "stptool/text/Output.h"
 
 namespace stptool {
 
@@ -19,35 +19,55 @@ namespace {
 
 // How long new clients wait for a descriptor before the server looks again.
 constexpr int exhaustedMilliseconds = 200;
+// New clients between two looks at those that are there: who connects without end holds up nobody.
+constexpr int clientsAtOnce = 64;
+
+int newReserve() { return ::open("/dev/null", O_RDONLY | O_CLOEXEC); }
+
+PeerCredentials peerOf(int fd) {
+  const PeerCredentials nobody{0, static_cast<uid_t>(-1), static_cast<gid_t>(-1), {}};
+  return peerCredentials(fd).value_or(nobody);
+}
 
 }  // namespace
 
-Server::Server(Tovo::Directory& directory, ServerOptions options)
+Server::Server(Tovo::Directory& directory, std::vector<ListeningSocket> sockets,
+               ServerOptions options, Log& log)
     : directory_(directory),
       options_(std::move(options)),
-      socket_(options_.socket, options_.mode) {}
+      sockets_(std::move(sockets)),
+      log_(log),
+      reserve_(newReserve()) {}
+
+Server::~Server() {
+  if (reserve_ >= 0) ::close(reserve_);
+}
 
 void Server::run(const StopSignals& signals) {
   std::vector<pollfd> fds;
   for (;;) {
-    tickClients();
-    dropClosed();
     fds.clear();
-    // While descriptors are short, the waiting client would make every wait return at once.
-    fds.push_back({socket_.fd(), static_cast<short>(exhausted_ ? 0 : POLLIN), 0});
+    for (const ListeningSocket& socket : sockets_) {
+      // While descriptors are short, the waiting client would make every wait return at once.
+      fds.push_back({socket.fd(), static_cast<short>(exhausted_ ? 0 : POLLIN), 0});
+    }
     for (const Client& client : clients_) {
       const bool writes = client.connection->wantsWrite();
       fds.push_back(
           {client.connection->readFd(), static_cast<short>(POLLIN | (writes ? POLLOUT : 0)), 0});
     }
     if (!signals.poll(fds, untilDue())) return;
-    size_t at = 1;
+    size_t at = sockets_.size();
     for (Client& client : clients_) {
       const short events = fds[at++].revents;
       if (events != 0) serveClient(client, events);
     }
+    // Behind what has arrived: a process that was stopped for a while finds it all at once.
+    tickClients();
     dropClosed();
-    if (exhausted_ || fds[0].revents != 0) acceptClients();
+    for (size_t i = 0; i < sockets_.size(); ++i) {
+      if (exhausted_ || fds[i].revents != 0) acceptClients(sockets_[i]);
+    }
   }
 }
 
@@ -67,45 +87,74 @@ int Server::untilDue() const {
 
 void Server::tickClients() {
   const auto now = Connection::Clock::now();
-  for (Client& client : clients_) client.connection->tick(now);
-}
-
-void Server::acceptClients() {
-  for (;;) {
-    const bool wasExhausted = exhausted_;
-    const int fd = socket_.accept(exhausted_);
-    if (fd < 0) {
-      if (exhausted_ && !wasExhausted) {
-        complain(socket_.path() + ": no descriptor is left; new clients wait");
-      }
-      return;
-    }
-    ++clientsSeen_;
-    try {
-      addClient(fd);
-    } catch (const std::exception& error) {
-      complain("client " + std::to_string(clientsSeen_) + ": " + error.what());
-    }
+  for (Client& client : clients_) {
+    if (client.connection) client.connection->tick(now);
   }
 }
 
-void Server::addClient(int fd) {
+// ------------------------------------------------------------------------------------ new clients
+
+void Server::acceptClients(const ListeningSocket& socket) {
+  using Waiting = ListeningSocket::Waiting;
+  Waiting waiting = Waiting::somebody;
+  for (int i = 0; i < clientsAtOnce && waiting == Waiting::somebody; ++i) {
+    int fd = socket.accept(waiting);
+    const bool isLast = waiting == Waiting::unknown && reserve_ >= 0;
+    if (isLast) {
+      ::close(std::exchange(reserve_, -1));
+      fd = socket.accept(waiting);
+    }
+    if (fd >= 0) admit(fd, isLast);
+    if (reserve_ < 0) reserve_ = newReserve();
+  }
+  const bool wasExhausted = std::exchange(exhausted_, waiting == Waiting::unknown);
+  if (exhausted_ && !wasExhausted) log_.line(socket.path() + ": cannot accept; new clients wait");
+}
+
+void Server::admit(int fd, bool isLast) {
+  const uint64_t number = ++clientsSeen_;
   std::unique_ptr<Connection> connection;
   try {
-    connection = std::make_unique<Connection>(fd, directory_);
-  } catch (...) {
-    ::close(fd);
-    throw;
+    connection = std::make_unique<Connection>(fd, directory_, options_.connection);
+    const PeerCredentials peer = peerOf(fd);
+    const std::string why = isLast ? "the server has no descriptor left" : whyNot(peer);
+    if (why.empty()) return addClient(number, std::move(connection), peer);
+    ++turnedAway_;
+    connection->close(why);
+    say(number, "is turned away: " + why);
+  } catch (const std::exception& error) {
+    if (!connection) ::close(fd);
+    say(number, error.what());
   }
-  const auto nobody = static_cast<uid_t>(-1);
-  const PeerCredentials peer =
-      peerCredentials(fd).value_or(PeerCredentials{0, nobody, static_cast<gid_t>(-1), {}});
+}
+
+void Server::addClient(uint64_t number, std::unique_ptr<Connection> connection,
+                       const PeerCredentials& peer) {
   const bool mayWrite = options_.writeAccess.allows(peer);
   if (!mayWrite) connection->servesIs(true, false, options_.writeAccess.refusal(peer));
   connection->statusProviderIs([this] { return status(); });
-  clients_.push_back(
-      {clientsSeen_, peer, mayWrite, Connection::Clock::now(), std::move(connection)});
+  clients_.push_back({number, peer, mayWrite, Connection::Clock::now(), std::move(connection)});
 }
+
+// Empty where one more client may come.
+std::string Server::whyNot(const PeerCredentials& peer) const {
+  const ClientLimits& limits = options_.clients;
+  if (clients_.size() >= limits.all) {
+    return "the server has " + std::to_string(clients_.size()) + " clients, as many as it takes";
+  }
+  const auto same = std::count_if(clients_.begin(), clients_.end(), [&](const Client& client) {
+    return client.peer.uid == peer.uid;
+  });
+  if (static_cast<size_t>(same) < limits.ofOneUser) return {};
+  return "uid " + std::to_string(peer.uid) + " has " + std::to_string(same) +
+         " connections, as many as one user may have";
+}
+
+void Server::say(uint64_t client, const std::string& what) {
+  log_.line("client " + std::to_string(client) + ": " + what);
+}
+
+// ---------------------------------------------------------------------------------------- clients
 
 void Server::serveClient(Client& client, short events) {
   Connection& connection = *client.connection;
@@ -118,7 +167,7 @@ void Server::serveClient(Client& client, short events) {
     } catch (const std::exception&) {
       // It could not even be told; destroying it closes the descriptor.
       client.connection.reset();
-      complain("client " + std::to_string(client.number) + ": " + error.what());
+      say(client.number, error.what());
     }
   }
 }
@@ -134,7 +183,7 @@ void Server::dropClosed() {
     ++ended_[static_cast<size_t>(ending)];
     if (connection) refused_ += connection->figures().refused;
     if (connection && ending != Ending::peerGone) {
-      complain("client " + std::to_string(it->number) + ": " + connection->closeReason());
+      say(it->number, connection->closeReason());
     }
     it = clients_.erase(it);
   }
@@ -187,11 +236,14 @@ std::string Server::status() const {
     }
   }
   Json status = Json::object();
-  status["socket"] = options_.socket;
+  status["socket"] = sockets_.front().path();
   status["pid"] = ::getpid();
   status["seconds"] = Seconds(now - since_).count();
   status["roots"] = directory_.mounts().size();
   status["accepted"] = clientsSeen_;
+  status["turnedAway"] = turnedAway_;
+  status["limits"] = {{"clients", options_.clients.all},
+                      {"clientsOfOneUser", options_.clients.ofOneUser}};
   status["refused"] = refused;
   status["closed"] = std::move(closed);
   status["connections"] = std::move(connections);

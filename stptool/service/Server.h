@@ -5,28 +5,41 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
-#include "stptool/service/StopSignals.h"
 #include "stptool/service/ListeningSocket.h"
+#include "stptool/service/Log.h"
+#include "stptool/service/StopSignals.h"
 #include "stptool/service/WriteAccess.h"
 
 namespace stptool {
 
-struct ServerOptions {
-  std::string socket;
-  mode_t mode = 0600;       ///< of the socket: who may connect
-  WriteAccess writeAccess;  ///< who may write
+/// How many clients there may be. Who comes beyond is told so, and goes.
+struct ClientLimits {
+  size_t all = 2048;
+  size_t ofOneUser = 1024;
 };
 
-/// One loop, no threads. Whatever a client does ends at most its own connection, with one line on
-/// standard error.
+struct ServerOptions {
+  WriteAccess writeAccess;  ///< who may write
+  ClientLimits clients;
+  Tovo::NboAttrLog::Limits connection;  ///< of each client's connection
+};
+
+/// One loop. Whatever a client does ends at most its own connection, with one line in the log.
 class Server {
  public:
-  Server(Tovo::Directory& directory, ServerOptions options);
+  /// The directory and the log outlive the server. The sockets are those it listens at; status
+  /// names the first.
+  Server(Tovo::Directory& directory, std::vector<ListeningSocket> sockets, ServerOptions options,
+         Log& log);
+  ~Server();
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
 
-  /// Returns when SIGINT or SIGTERM arrives. Throws Failure when it cannot go on.
+  /// Returns when a signal asks to stop. Throws std::system_error when it cannot go on.
   void run(const StopSignals& signals);
 
  private:
@@ -39,23 +52,30 @@ class Server {
   };
 
   int untilDue() const;
-  void acceptClients();
-  void addClient(int fd);
+  void acceptClients(const ListeningSocket& socket);
+  void admit(int fd, bool isLast);
+  void addClient(uint64_t number, std::unique_ptr<Tovo::NboAttrLog::Connection> connection,
+                 const PeerCredentials& peer);
+  std::string whyNot(const PeerCredentials& peer) const;
   void tickClients();
   void serveClient(Client& client, short events);
   std::string status() const;
   void dropClosed();
+  void say(uint64_t client, const std::string& what);
 
   Tovo::Directory& directory_;
   ServerOptions options_;
-  ListeningSocket socket_;
+  std::vector<ListeningSocket> sockets_;
+  Log& log_;
   std::list<Client> clients_;
   Tovo::NboAttrLog::Connection::Clock::time_point since_ =
       Tovo::NboAttrLog::Connection::Clock::now();
   uint64_t clientsSeen_ = 0;
+  uint64_t turnedAway_ = 0;
   uint64_t refused_ = 0;  // requests, by connections that have ended
   std::array<uint64_t, Tovo::NboAttrLog::endings> ended_{};
-  bool exhausted_ = false;  // no descriptor was left for the next client
+  int reserve_;             // a descriptor to give up for a client that is turned away
+  bool exhausted_ = false;  // not even that helps: clients wait
 };
 
 }  // namespace stptool

@@ -6,8 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <optional>
-
-#include "stptool/Failure.h"
+#include <stdexcept>
 
 namespace stptool {
 
@@ -48,18 +47,17 @@ void WriteAccess::allow(const std::string& rule) {
   const std::string kind = rule.substr(0, 4);
   const std::string who = rule.size() > 4 ? rule.substr(4) : std::string();
   if ((kind != "uid:" && kind != "gid:") || who.empty()) {
-    throw Failure("'" + rule + "' names nobody who may write; allowed: uid:NUMBER, uid:NAME, " +
-                      "gid:NUMBER, gid:NAME",
-                  ExitCode::usage);
+    throw std::invalid_argument("'" + rule + "' names nobody who may write; allowed: " +
+                                "uid:NUMBER, uid:NAME, gid:NUMBER, gid:NAME");
   }
   const std::optional<uint32_t> number = numberOf(who);
   if (kind == "uid:") {
     const passwd* known = number ? nullptr : ::getpwnam(who.c_str());
-    if (!number && !known) throw Failure("'" + rule + "': there is no such user", ExitCode::usage);
+    if (!number && !known) throw std::invalid_argument("'" + rule + "': there is no such user");
     add(users_, number ? uid_t{*number} : known->pw_uid);
   } else {
     const struct group* known = number ? nullptr : ::getgrnam(who.c_str());
-    if (!number && !known) throw Failure("'" + rule + "': there is no such group", ExitCode::usage);
+    if (!number && !known) throw std::invalid_argument("'" + rule + "': there is no such group");
     add(groups_, number ? gid_t{*number} : known->gr_gid);
   }
 }

@@ -13,8 +13,8 @@ class WriteAccess {
  public:
   explicit WriteAccess(uid_t owner);
 
-  /// "uid:1000", "uid:admin", "gid:50" or "gid:netadmin". Throws Failure for anything else and for
-  /// names that the system does not know; nothing has changed then.
+  /// "uid:1000", "uid:admin", "gid:50" or "gid:netadmin". Throws std::invalid_argument for anything
+  /// else and for names that the system does not know; nothing has changed then.
   void allow(const std::string& rule);
 
   bool allows(const PeerCredentials& peer) const noexcept;

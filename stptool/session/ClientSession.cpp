@@ -6,6 +6,7 @@
 #include <csignal>
 #include <set>
 
+#include "Tovo/AttrLog/UnixStream.h"
 #include "Tovo/Module.h"
 #include "stptool/Failure.h"
 #include "stptool/text/Output.h"
@@ -44,16 +45,50 @@ bool canRefer(const std::string& typeName) {
   return type && canRefer(type, seen);
 }
 
+constexpr int absentMilliseconds = 20;  // between two looks for a server that is to come
+
+bool isAbsent(const std::error_code& error) {
+  return error == std::errc::no_such_file_or_directory || error == std::errc::connection_refused;
+}
+
+// poll(); false when a signal came that had not come before.
+bool waitFor(std::span<pollfd> fds, int milliseconds) {
+  const StopSignals* const signals = StopSignals::current();
+  if (!signals) {
+    ::poll(fds.data(), fds.size(), milliseconds);
+    return true;
+  }
+  const int before = signals->count();
+  signals->poll(fds, milliseconds);
+  return signals->count() == before;
+}
+
 }  // namespace
 
 ClientSession::ClientSession(const SessionOptions& options)
-    : options_(options), link_(options.socket, directory_) {
+    : options_(options),
+      absentUntil_(Link::Clock::now() + std::chrono::ceil<Link::Clock::duration>(
+                                            std::chrono::duration<double>(options.connectTimeout))),
+      link_([this] { return makeStream(); }, directory_) {
   std::signal(SIGPIPE, SIG_IGN);
   try {
     connect();
     list();
   } catch (const Failure& failure) {
     throw Failure(failure.what(), ExitCode::cannotConnect);
+  }
+}
+
+// Only the first stream is waited for; later ones are made by a link that tries again by itself.
+Link::Stream ClientSession::makeStream() const {
+  for (;;) {
+    try {
+      const int fd = Tovo::NboAttrLog::connectUnixStream(options_.socket);
+      return {fd, fd};
+    } catch (const std::system_error& error) {
+      if (!isAbsent(error.code()) || Link::Clock::now() >= absentUntil_) throw;
+    }
+    if (!waitFor({}, absentMilliseconds)) throw Interrupted(options_.socket);
   }
 }
 
@@ -66,11 +101,10 @@ void ClientSession::connect() {
   const auto settled = [&] {
     return isLost() ? !busy() : link_.connection() && link_.connection()->greeted();
   };
-  link_.runUntil(settled, static_cast<int>(options_.timeout * 1000));
+  runUntil(settled);
   if (link_.error()) {
-    const bool absent = link_.error() == std::errc::no_such_file_or_directory ||
-                        link_.error() == std::errc::connection_refused;
-    throw Failure(link_.reason() + (absent ? "; is 'stptool serve' running?" : ""));
+    throw Failure(link_.reason() +
+                  (isAbsent(link_.error()) ? "; is 'stptool serve' running?" : ""));
   }
   await(settled, "greeting");
 }
@@ -80,16 +114,43 @@ bool ClientSession::isLost() const noexcept {
 }
 
 void ClientSession::await(const std::function<bool()>& done, const char* what) {
-  const auto timeout = static_cast<int>(options_.timeout * 1000);
   const auto ended = [&] { return isLost() || done(); };
-  const bool answered = !isLost() && link_.runUntil(ended, timeout);
+  const bool answered = !isLost() && runUntil(ended);
   if (isLost()) {
     throw Failure(options_.socket + ": the connection has ended: " + link_.reason());
   }
   if (!answered) {
-    throw Failure(options_.socket + ": no " + what + " within " + std::to_string(timeout) + " ms");
+    throw Failure(options_.socket + ": no " + what + " within " +
+                  std::to_string(timeoutMilliseconds()) + " ms");
   }
 }
+
+// Until the link has something to do; false when a signal came.
+bool ClientSession::wait(int milliseconds) {
+  if (const auto due = link_.due()) {
+    const auto now = Link::Clock::now();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(*due, now) - now);
+    const auto most = milliseconds < 0 ? left : std::chrono::milliseconds(milliseconds);
+    milliseconds = static_cast<int>(std::min(left, most).count());
+  }
+  std::array<pollfd, 2> fds = link_.pollFds();
+  return waitFor(fds, milliseconds);
+}
+
+// False when the server's time is over.
+bool ClientSession::runUntil(const std::function<bool()>& done) {
+  const auto end = Link::Clock::now() + std::chrono::milliseconds(timeoutMilliseconds());
+  for (;;) {
+    const auto now = Link::Clock::now();
+    link_.handle(now);
+    if (done()) return true;
+    if (now >= end) return false;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now);
+    if (!wait(static_cast<int>(left.count()))) throw Interrupted(options_.socket);
+  }
+}
+
+int ClientSession::timeoutMilliseconds() const { return static_cast<int>(options_.timeout * 1000); }
 
 void ClientSession::checkRefusals() {
   const std::vector<std::string>& refusals = link_.connection()->refusals();
@@ -220,16 +281,8 @@ void ClientSession::follow(RootHandler newRoot) {
 }
 
 bool ClientSession::work(const StopSignals& signals, int milliseconds) {
-  using Clock = std::chrono::steady_clock;
-  if (const auto due = link_.due()) {
-    const auto now = Clock::now();
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(*due, now) - now);
-    const auto most = milliseconds < 0 ? left : std::chrono::milliseconds(milliseconds);
-    milliseconds = static_cast<int>(std::min(left, most).count());
-  }
-  std::array<pollfd, 2> fds = link_.pollFds();
-  if (!signals.poll(fds, milliseconds)) return false;
-  link_.handle(Clock::now());
+  if (!wait(milliseconds) || signals.came()) return false;
+  link_.handle(Link::Clock::now());
   return true;
 }
 

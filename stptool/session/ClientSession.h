@@ -16,13 +16,16 @@ namespace stptool {
 struct SessionOptions {
   std::string socket;
   double timeout = 10;  ///< seconds in which the server has to answer
+  /// Seconds in which a socket that is not there, or that nobody listens at, may yet come: the
+  /// server may have been started at the same time.
+  double connectTimeout = 2;
 };
 
 enum class Access { read, write };
 
 /// Connected, greeted and told what the server has mounted. Everything here throws Failure: with
 /// ExitCode::cannotConnect before that point, later with the reason for which a connection ended or
-/// a request was refused.
+/// a request was refused. While StopSignals exist, one that comes ends a wait with Interrupted.
 class ClientSession : private Tovo::NboAttrLog::LinkObserver {
  public:
   explicit ClientSession(const SessionOptions& options);
@@ -76,7 +79,11 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   void handleUnmounted(Tovo::NboAttrLog::Link& link, const std::string& path,
                        const std::string& reason) override;
 
+  Tovo::NboAttrLog::Link::Stream makeStream() const;
   void connect();
+  bool wait(int milliseconds);
+  bool runUntil(const std::function<bool()>& done);
+  int timeoutMilliseconds() const;
   const RemoteMount* mountOf(std::string_view path);
   void list();
   void mirrorEntity(const std::string& path, Access access);
@@ -86,6 +93,7 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   void checkAccess(const std::string& path, Access access);
 
   SessionOptions options_;
+  Tovo::NboAttrLog::Link::Clock::time_point absentUntil_;  // before it, no server is no loss
   Tovo::Directory directory_;
   Tovo::NboAttrLog::Link link_;
   RootHandler newRoot_;

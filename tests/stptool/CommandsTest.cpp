@@ -59,6 +59,7 @@ TEST(Commands, RefuseWhatIsWrongInOneLineAndChangeNothing) {
       // a path
       {{"get", "/stp/hv"}, 1, {"/stp/hv: nothing is mounted", "did you mean '/stp/hw'?"}},
       {{"get", "stp"}, 1, {"stp: nothing is mounted there"}},
+      {{"get", "/stp/hwx"}, 1, {"/stp/hwx: nothing is mounted there; did you mean '/stp/hw'?"}},
       {{"get", "/stp/hw/mstiHw/Mst9"}, 1, {"/stp/hw/mstiHw", "'Mst9'", "Mst0, Mst1, Mst2, Mst3"}},
       {{"get", "/stp/hw/mstihw"}, 1, {"'mstihw'", "mstiHw"}},
       {{"get", port + "/portState/x"}, 1, {"portState"}},
@@ -92,7 +93,7 @@ TEST(Commands, RefuseWhatIsWrongInOneLineAndChangeNothing) {
       {{"new", "/stp/other"}, 2, {"/stp/other", "TYPE"}},
       {{"new", "/stp/other", "Stp::Nothing"}, 1, {"Stp::Nothing"}},
       {{"new", "/stp/other", "Stp::PortState"}, 1, {"Stp::PortState"}},
-      {{"new", "/stp", "Stp::Hw"}, 1, {"/stp"}},
+      {{"new", "/stp", "Stp::Hw"}, 1, {"the server refuses: ", "/stp"}},
       {{"del", portPath("Ethernet99")}, 1, {"Ethernet99"}},
       {{"del", port + "/portState"}, 1, {"portState"}},
       {{"del", "/stp/nothing"}, 1, {"/stp/nothing: nothing is mounted there"}},

@@ -19,11 +19,11 @@ namespace {
 constexpr auto patience = std::chrono::seconds(30);
 constexpr auto nap = std::chrono::milliseconds(10);
 
-[[noreturn]] void becomeTool(const std::vector<std::string>& arguments, const std::string& out,
-                             const std::string& err, const std::optional<Tool::User>& user) {
+[[noreturn]] void become(std::string program, const std::vector<std::string>& arguments,
+                         const std::string& out, const std::string& err,
+                         const std::optional<Tool::User>& user) {
   std::vector<char*> argv;
-  std::string name = user ? user->program : STPTOOL;
-  argv.push_back(name.data());
+  argv.push_back(program.data());
   std::vector<std::string> copies = arguments;
   for (std::string& argument : copies) argv.push_back(argument.data());
   argv.push_back(nullptr);
@@ -35,6 +35,7 @@ constexpr auto nap = std::chrono::milliseconds(10);
     _exit(125);
   }
   unsetenv("STP_SOCKET");
+  setenv("STPTOOL", STPTOOL, 1);
   execv(argv[0], argv.data());
   _exit(127);
 }
@@ -65,11 +66,18 @@ std::string readFile(const std::string& file) {
 }
 
 Tool::Tool(const std::vector<std::string>& arguments, const std::optional<User>& user) {
+  start(user ? user->program : STPTOOL, arguments, user);
+}
+
+Tool::Tool(const Script& script) { start("/bin/bash", {"-c", script.text}, {}); }
+
+void Tool::start(const std::string& program, const std::vector<std::string>& arguments,
+                 const std::optional<User>& user) {
   const std::string out = folder_.write("out", "");
   const std::string err = folder_.write("err", "");
   pid_ = fork();
   if (pid_ < 0) throw std::runtime_error("cannot fork");
-  if (pid_ == 0) becomeTool(arguments, out, err, user);
+  if (pid_ == 0) become(program, arguments, out, err, user);
 }
 
 Tool::~Tool() {

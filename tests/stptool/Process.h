@@ -44,6 +44,11 @@ class Tool {
     std::string program;
   };
   explicit Tool(const std::vector<std::string>& arguments, const std::optional<User>& user = {});
+  /// What a shell starts: it ends in `exec "$STPTOOL" ...`.
+  struct Script {
+    std::string text;
+  };
+  explicit Tool(const Script& script);
   ~Tool();
   Tool(const Tool&) = delete;
   Tool& operator=(const Tool&) = delete;
@@ -62,6 +67,8 @@ class Tool {
   std::string err() const;
 
  private:
+  void start(const std::string& program, const std::vector<std::string>& arguments,
+             const std::optional<User>& user);
   bool waitFor(const std::string& file, const std::string& text);
 
   TemporaryFolder folder_;

@@ -24,6 +24,7 @@ TEST(Status, CountsWhatHappens) {
   const Json status = Json::parse(server.output({"status", "--json"}));
   EXPECT_EQ(status.at("socket"), server.socket());
   EXPECT_EQ(status.at("accepted"), 5);
+  EXPECT_EQ(status.at("refused"), 1) << "of a connection that has ended";
   EXPECT_EQ(status.at("closed").at("message-size"), 1);
   ASSERT_EQ(status.at("connections").size(), 2u) << status;
   const Json& watching = status.at("connections").at(0);

@@ -1,0 +1,212 @@
+// What a program that serves is made of: its log, its signals, its socket, its clients.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <barrier>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+#include <thread>
+
+#include "RunningServer.h"
+#include "stptool/service/ListeningSocket.h"
+#include "stptool/service/Log.h"
+#include "stptool/service/Server.h"
+#include "stptool/service/StopSignals.h"
+
+namespace {
+
+using namespace stptool;
+
+struct Pipe {
+  Pipe() { EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0); }
+  ~Pipe() {
+    ::close(ends[0]);
+    ::close(ends[1]);
+  }
+  int ends[2];
+};
+
+// What arrives until it is quiet for a second.
+std::string readQuiet(int fd) {
+  std::string text;
+  char bytes[4096];
+  for (pollfd ready{fd, POLLIN, 0}; ::poll(&ready, 1, 1000) > 0;) {
+    text.append(bytes, static_cast<size_t>(::read(fd, bytes, sizeof bytes)));
+  }
+  return text;
+}
+
+TEST(Log, NeverWaitsAndCountsWhatItLeavesOut) {
+  const struct {
+    LogOptions options;
+    int lines;
+    bool isRead;  // from the start
+  } cases[] = {
+      {{.burst = 1e9}, 20000, false},
+      {{.burst = 5, .perSecond = 0.001}, 100, false},
+      {{.burst = 5, .perSecond = 0.001}, 100, true},
+  };
+  for (const auto& [options, lines, isRead] : cases) {
+    const Pipe pipe;
+    if (!isRead) {
+      // Full to the last byte, as it would be for a reader that has stopped.
+      ::fcntl(pipe.ends[1], F_SETFL, O_NONBLOCK);
+      while (::write(pipe.ends[1], "................", 16) > 0) {
+      }
+      ::fcntl(pipe.ends[1], F_SETFL, 0);
+    }
+    {
+      Log log(pipe.ends[1], "test", options);
+      for (int i = 0; i < lines; ++i) log.line("line \033[2J");
+      EXPECT_EQ(::fcntl(pipe.ends[1], F_GETFL) & O_NONBLOCK, 0);
+    }
+    std::string text = readQuiet(pipe.ends[0]);
+    text.erase(0, text.find_first_not_of('.'));
+    int said = 0;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+      const size_t out = line.find(" lines were left out here");
+      EXPECT_EQ(line.find("test: "), 0u) << line;
+      said += out == std::string::npos ? 1 : std::stoi(line.substr(6));
+      EXPECT_TRUE(out != std::string::npos || line == "test: line \\x1b[2J") << line;
+    }
+    EXPECT_EQ(said, lines) << text.substr(0, 200) << "\n..." << text.substr(text.size() - 100);
+    EXPECT_LT(text.size(), size_t{200} * 1024);
+  }
+}
+
+TEST(StopSignals, AreNoticedByABusyLoopAndLetAnIgnoredHangUpBe) {
+  const Pipe pipe;
+  ASSERT_EQ(::write(pipe.ends[1], "x", 1), 1);
+  pollfd ready{pipe.ends[0], POLLIN, 0};
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    const StopSignals signals;
+    EXPECT_TRUE(signals.poll({&ready, 1}, -1));
+    ::raise(number);
+    EXPECT_FALSE(signals.poll({&ready, 1}, -1)) << number;
+    EXPECT_EQ(signals.count(), 1);
+  }
+  const auto before = std::signal(SIGHUP, SIG_IGN);
+  {
+    const StopSignals signals;
+    ::raise(SIGHUP);
+    EXPECT_TRUE(signals.poll({&ready, 1}, -1));
+  }
+  EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
+}
+
+// A Unix socket at a path, as some other process has one.
+class OtherSocket {
+ public:
+  OtherSocket(const std::string& path, int type, int backlog = -1)
+      : fd_(::socket(AF_UNIX, type, 0)) {
+    std::memcpy(address_.sun_path, path.data(), path.size());
+    EXPECT_EQ(::bind(fd_, generic(), sizeof address_), 0);
+    EXPECT_TRUE(backlog < 0 || ::listen(fd_, backlog) == 0);
+  }
+  ~OtherSocket() { ::close(fd_); }
+  OtherSocket(const OtherSocket&) = delete;
+  OtherSocket& operator=(const OtherSocket&) = delete;
+
+ private:
+  const sockaddr* generic() const { return reinterpret_cast<const sockaddr*>(&address_); }
+
+  sockaddr_un address_{.sun_family = AF_UNIX, .sun_path = {}};
+  int fd_;
+};
+
+std::string refusalOf(const std::string& path) {
+  try {
+    const ListeningSocket socket(path);
+    return {};
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
+bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+
+TEST(ListeningSocket, TakesOverOnlyFromTheDeadAndRemovesOnlyItsOwn) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("socket");
+  {
+    // Nobody accepts: the queue of one is full when it was tried once.
+    const OtherSocket busy(path, SOCK_STREAM, 0);
+    EXPECT_EQ(refusalOf(path), path + ": is in use: another process serves there");
+    EXPECT_EQ(refusalOf(path), path + ": is in use: another process serves there");
+    EXPECT_TRUE(exists(path));
+  }
+  EXPECT_EQ(refusalOf(path), "") << "it is dead by now";
+  EXPECT_FALSE(exists(path));
+  {
+    const OtherSocket ofAnotherKind(path, SOCK_DGRAM);
+    EXPECT_NE(refusalOf(path).find(": cannot be taken over"), std::string::npos);
+    EXPECT_TRUE(exists(path));
+  }
+  ::unlink(path.c_str());
+  std::unique_ptr<OtherSocket> other;
+  {
+    const ListeningSocket replaced(path);
+    ::unlink(path.c_str());
+    other = std::make_unique<OtherSocket>(path, SOCK_STREAM, 1);
+  }
+  EXPECT_TRUE(exists(path)) << "the socket of another process was removed";
+}
+
+TEST(ListeningSocket, OneOfManyThatStartAtOnceServes) {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("socket");
+  constexpr int many = 6;
+  for (int round = 0; round < 30; ++round) {
+    { const OtherSocket stale(path, SOCK_STREAM, 1); }
+    std::barrier together(many);
+    std::atomic<int> serving = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < many; ++i) {
+      threads.emplace_back([&] {
+        together.arrive_and_wait();
+        try {
+          const ListeningSocket socket(path);
+          ++serving;
+          together.arrive_and_wait();
+        } catch (const std::runtime_error&) {
+          together.arrive_and_wait();
+        }
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    ASSERT_EQ(serving, 1) << "round " << round;
+    ASSERT_FALSE(exists(path));
+  }
+}
+
+TEST(Server, GivesUpSilentClientsWhenNothingElseHappens) {
+  const TemporaryFolder folder;
+  Tovo::Directory directory;
+  const Pipe pipe;
+  Log log(pipe.ends[1], "test");
+  std::vector<ListeningSocket> sockets;
+  sockets.emplace_back(folder.file("socket"));
+  ServerOptions options{WriteAccess(::geteuid()), {}, {}};
+  options.connection.greetingTime = std::chrono::milliseconds(50);
+  Server server(directory, std::move(sockets), std::move(options), log);
+  const StopSignals signals;
+  bool isClosed = false;
+  std::thread client([&] {
+    isClosed = RawClient(folder.file("socket")).isClosedByServer();
+    ::kill(::getpid(), SIGTERM);
+  });
+  server.run(signals);
+  client.join();
+  EXPECT_TRUE(isClosed);
+}
+
+}  // namespace

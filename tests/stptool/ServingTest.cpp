@@ -1,0 +1,337 @@
+// How programs that go on and on start, are told to stop, and bear what others do to them.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <list>
+#include <thread>
+
+#include "RunningServer.h"
+#include "stptool/json/Json.h"
+
+namespace {
+
+using stptool::Json;
+
+// A FIFO with a reader that reads nothing, and no room.
+class StuckFifo {
+ public:
+  StuckFifo(const std::string& path, bool isFull = true) {
+    EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    fd_ = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    while (isFull && ::write(fd_, "................", 16) > 0) {
+    }
+  }
+  ~StuckFifo() { ::close(fd_); }
+  StuckFifo(const StuckFifo&) = delete;
+  StuckFifo& operator=(const StuckFifo&) = delete;
+
+ private:
+  int fd_;
+};
+
+bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+
+// Waits until it has so many connections.
+void awaitConnections(const RunningServer& server, size_t count) {
+  for (int tries = 0; tries < 300; ++tries) {
+    const Json status = Json::parse(server.output({"status", "--json"}));
+    if (status.at("connections").size() == count + 1) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  ADD_FAILURE() << "no " << count << " connections";
+}
+
+TEST(Serving, IsNotHeldUpByWhoDoesNotReadWhatItSays) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  const StuckFifo stuck(folder.file("fifo"));
+  Tool server(Tool::Script{"exec \"$STPTOOL\" serve --load " EXAMPLE " --socket " + socket + " > " +
+                           folder.file("fifo") + " 2>&1"});
+  const std::vector<std::string> get{"get",  "/stp/hw",           "name", "--socket",
+                                     socket, "--connect-timeout", "20"};
+  EXPECT_EQ(runTool(get).code, 0);
+  for (int i = 0; i < 40; ++i) {
+    const RawClient garbage(socket);
+    garbage.send(std::string(200, '\xff'));
+    EXPECT_TRUE(garbage.isClosedByServer());
+  }
+  EXPECT_EQ(runTool(get).code, 0);
+  EXPECT_EQ(server.stop().code, 0);
+  EXPECT_FALSE(exists(socket));
+}
+
+TEST(Serving, EndsInOrderByEachSignal) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    RunningServer server;
+    const std::string file = server.folder().file("some.rec");
+    const auto record = server.start({"record", file});
+    ASSERT_TRUE(record->complains("recording everything"));
+    record->signal(number);
+    EXPECT_EQ(record->end().code, 0) << number;
+    EXPECT_NE(runTool({"decode", file}).out.find("end  stopped by a signal\n"), std::string::npos);
+    server.tool().signal(number);
+    EXPECT_EQ(server.tool().end().code, 0) << number;
+    EXPECT_FALSE(exists(server.socket())) << number;
+    EXPECT_TRUE(exists(server.dumpFile())) << number;
+  }
+  // As nohup starts it.
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  Tool server(Tool::Script{"trap '' HUP; exec \"$STPTOOL\" serve --socket " + socket});
+  ASSERT_TRUE(server.says("serving"));
+  server.signal(SIGHUP);
+  EXPECT_EQ(runTool({"tree", "--socket", socket}).code, 0);
+  EXPECT_EQ(server.stop().code, 0);
+}
+
+TEST(Serving, NoWaitForAPipeIsDeafToSignals) {
+  RunningServer server;
+  const std::string recording = server.folder().file("some.rec");
+  ASSERT_EQ(server.run({"record", recording, "--until-idle", "0.2"}).code, 0);
+  const std::string full = server.folder().file("full");
+  const StuckFifo stuck(full);
+  const std::string silent = server.folder().file("silent");
+  const StuckFifo other(silent, false);
+  const std::string lonely = server.folder().file("lonely");
+  ASSERT_EQ(::mkfifo(lonely.c_str(), 0600), 0);
+  const std::string tool = "exec \"$STPTOOL\" ";
+  const std::string into = " --into " + server.socket();
+  const std::string on = " --socket " + server.socket();
+  const struct {
+    const char* what;
+    std::string script;
+    int code;
+  } cases[] = {
+      {"a file whose reader never comes", tool + "record --force " + lonely + on, 1},
+      {"a file whose reader takes nothing", tool + "record --force " + full + on, 1},
+      {"a recording whose writer never comes", tool + "replay " + lonely + into, 0},
+      {"a recording that stops", tool + "replay - --fast" + into + " < " + silent, 0},
+      {"messages that nobody reads", tool + "record --force /dev/null" + on + " 2> " + full, 0},
+      {"changes that nobody reads", tool + "watch" + on + " > " + full, 0},
+  };
+  for (const auto& [what, script, code] : cases) {
+    Tool stuckTool(Tool::Script{script});
+    awaitConnections(server, 1);
+    server.output({"set", portPath("Ethernet1"), "active", code == 0 ? "false" : "true"});
+    server.output({"set", portPath("Ethernet1"), "active", code == 0 ? "true" : "false"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_EQ(stuckTool.stop().code, code) << what << ": " << stuckTool.err();
+  }
+}
+
+TEST(Serving, ClientsBeyondTheLimitAreTurnedAwayInWords) {
+  const struct {
+    std::vector<std::string> options;
+    std::string reason;
+  } cases[] = {
+      {{"--max-clients", "2"}, "the server has 2 clients, as many as it takes"},
+      {{"--max-clients-per-user", "2"},
+       "uid " + std::to_string(::geteuid()) + " has 2 connections, as many as one user may have"},
+  };
+  RunningServer server;
+  for (const auto& [options, reason] : cases) {
+    server.tool().stop();
+    server.restart(options);
+    const auto first = server.start({"watch"});
+    const auto second = server.start({"watch"});
+    ASSERT_TRUE(first->complains("watching") && second->complains("watching"));
+    for (int i = 0; i < 5; ++i) {
+      const Ended refused = server.run({"get", "/stp/hw", "name"});
+      EXPECT_EQ(refused.code, 3);
+      EXPECT_NE(refused.err.find(reason), std::string::npos) << refused.err;
+    }
+    EXPECT_TRUE(server.tool().complains("is turned away: " + reason));
+    EXPECT_EQ(first->stop().code, 0);
+    EXPECT_EQ(Json::parse(server.output({"status", "--json"})).at("turnedAway"), 5);
+    EXPECT_EQ(second->stop().code, 0);
+  }
+}
+
+TEST(Serving, SaysWhenNoDescriptorIsLeft) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  Tool server(Tool::Script{"ulimit -n 24; exec \"$STPTOOL\" serve --socket " + socket});
+  ASSERT_TRUE(server.says("serving"));
+  const std::vector<std::string> tree{"tree", "--socket", socket};
+  {
+    std::list<RawClient> many;
+    for (int i = 0; i < 30; ++i) many.emplace_back(socket);
+    const Ended refused = runTool(tree);
+    EXPECT_EQ(refused.code, 3);
+    EXPECT_NE(refused.err.find("the server has no descriptor left"), std::string::npos)
+        << refused.err;
+  }
+  EXPECT_EQ(runTool(tree).code, 0);
+  EXPECT_EQ(server.stop().code, 0);
+}
+
+// ---------------------------------------------------------------------------------------- the
+// start
+
+TEST(Readiness, ClientsWaitForAServerThatIsToCome) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  const Ended absent = runTool({"tree", "--socket", socket, "--connect-timeout", "0.2"});
+  EXPECT_EQ(absent.code, 3);
+  EXPECT_NE(absent.err.find("No such file or directory; is 'stptool serve' running?"),
+            std::string::npos)
+      << absent.err;
+  Tool tree({"tree", "--socket", socket, "--connect-timeout", "20"});
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  Tool server({"serve", "--socket", socket});
+  EXPECT_EQ(tree.end().code, 0) << tree.err();
+  // The file of a dead server is one that the next one takes over.
+  server.signal(SIGKILL);
+  server.end();
+  Tool again({"tree", "--socket", socket, "--connect-timeout", "20"});
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  Tool next({"serve", "--socket", socket});
+  EXPECT_EQ(again.end().code, 0) << again.err();
+}
+
+// Where a service manager listens for what its services tell.
+class Manager {
+ public:
+  explicit Manager(std::string name) : fd_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    if (name[0] == '@') name[0] = '\0';
+    std::memcpy(address.sun_path, name.data(), name.size());
+    const size_t size = offsetof(sockaddr_un, sun_path) + name.size();
+    EXPECT_EQ(
+        ::bind(fd_, reinterpret_cast<const sockaddr*>(&address), static_cast<socklen_t>(size)), 0);
+  }
+  ~Manager() { ::close(fd_); }
+  Manager(const Manager&) = delete;
+  Manager& operator=(const Manager&) = delete;
+
+  std::string next() const {
+    char text[256];
+    pollfd ready{fd_, POLLIN, 0};
+    if (::poll(&ready, 1, 30000) <= 0) return "nothing";
+    return {text, static_cast<size_t>(::recv(fd_, text, sizeof text, 0))};
+  }
+
+ private:
+  int fd_;
+};
+
+TEST(Readiness, IsToldToWhoeverStartedIt) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  const std::vector<std::string> tree{"tree", "--socket", socket, "--connect-timeout", "0"};
+  for (const std::string& name : {folder.file("notify"), "@" + folder.file("notify")}) {
+    const Manager manager(name);
+    Tool server(
+        Tool::Script{"NOTIFY_SOCKET=" + name + " exec \"$STPTOOL\" serve --socket " + socket});
+    EXPECT_EQ(manager.next(), "READY=1\n");
+    EXPECT_EQ(runTool(tree).code, 0);
+    server.signal(SIGTERM);
+    EXPECT_EQ(manager.next(), "STOPPING=1\n");
+    EXPECT_EQ(server.end().code, 0);
+  }
+  const std::string serve = "exec \"$STPTOOL\" serve --socket " + socket;
+  {
+    Tool server(Tool::Script{serve + " --ready-fd 4 4>" + folder.file("ready")});
+    for (int i = 0; i < 1000 && readFile(folder.file("ready")) != "ready\n"; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(runTool(tree).code, 0);
+    EXPECT_FALSE(exists("/proc/" + std::to_string(server.pid()) + "/fd/4"));
+  }
+  const Ended refused = Tool(Tool::Script{serve + " --ready-fd 4 4</dev/null"}).end();
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_NE(refused.err.find("descriptor 4 is not open for writing"), std::string::npos);
+  // Nobody to be told is no reason not to serve.
+  Tool server(Tool::Script{"NOTIFY_SOCKET=/nowhere/notify " + serve});
+  EXPECT_TRUE(server.complains("'/nowhere/notify' cannot be told: No such file")) << server.err();
+  EXPECT_EQ(server.stop().code, 0);
+}
+
+TEST(Readiness, SocketsOfAServiceManagerAreServedAndLeft) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  std::memcpy(address.sun_path, socket.data(), socket.size());
+  ASSERT_EQ(::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(fd, 8), 0);
+  const std::string passed = "LISTEN_PID=$$ LISTEN_FDS=1 LISTEN_FDNAMES=trees exec \"$STPTOOL\" ";
+  const std::string from = " 3<&" + std::to_string(fd);
+  const std::string second = folder.file("second");
+  for (const std::string& also : {std::string(), socket, second}) {
+    // It waits in the queue until somebody serves.
+    Tool early({"tree", "--socket", socket});
+    Tool server(Tool::Script{passed + "serve" + (also.empty() ? "" : " --socket " + also) + from});
+    EXPECT_TRUE(server.says("serving 0 entities on " + socket + "\n")) << server.err();
+    EXPECT_EQ(early.end().code, 0) << early.err();
+    EXPECT_EQ(runTool({"tree", "--socket", also.empty() ? socket : also}).code, 0);
+    EXPECT_EQ(server.stop().code, 0);
+    EXPECT_TRUE(exists(socket));
+    EXPECT_FALSE(exists(second));
+  }
+  ::close(fd);
+  const Ended wrong = Tool(Tool::Script{passed + "serve 3</dev/null"}).end();
+  EXPECT_EQ(wrong.code, 1);
+  EXPECT_NE(
+      wrong.err.find("LISTEN_FDS: 'trees': descriptor 3 is no Unix stream socket that listens"),
+      std::string::npos)
+      << wrong.err;
+  EXPECT_EQ(Tool(Tool::Script{"LISTEN_PID=1 LISTEN_FDS=1 exec \"$STPTOOL\" serve"}).end().code, 2);
+}
+
+TEST(Readiness, ClosedStandardStreamsStayStandardStreams) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  ASSERT_EQ(::mkfifo(folder.file("in").c_str(), 0600), 0);
+  // The agent goes on while it has input.
+  const std::string agent = AGENT " " + socket + " <> " + folder.file("in");
+  const std::string serve = "\"$STPTOOL\" serve --socket " + socket;
+  for (const std::string& program :
+       {serve + " 0<&-", serve + " 1>&-", serve + " 2>&-", serve + " 0<&- 1>&- 2>&-",
+        agent + " 1>&-", agent + " 1>&- 2>&-"}) {
+    Tool server(Tool::Script{"exec " + program});
+    const Ended watch =
+        runTool({"watch", "--socket", socket, "--connect-timeout", "20", "--for", "0.1"});
+    EXPECT_EQ(watch.code, 0) << program << watch.err;
+    for (const char* fd : {"0", "1", "2"}) {
+      const std::string place = "/proc/" + std::to_string(server.pid()) + "/fd/" + fd;
+      std::error_code error;
+      const std::string is = std::filesystem::read_symlink(place, error).string();
+      EXPECT_TRUE(is.starts_with("/")) << program << ": " << fd << " is " << is;
+    }
+    EXPECT_EQ(server.stop().code, 0) << program;
+  }
+}
+
+TEST(ExampleAgent, LooksAfterItsSocket) {
+  const TemporaryFolder folder;
+  const std::string socket = folder.file("socket");
+  ASSERT_EQ(::mkfifo(folder.file("in").c_str(), 0600), 0);
+  const Tool::Script script{"exec " AGENT " " + socket + " <> " + folder.file("in")};
+  for (const int number : {SIGKILL, SIGINT, SIGTERM, SIGHUP}) {
+    Tool agent(script);
+    ASSERT_TRUE(agent.says("agent: serving 3 trees on " + socket)) << agent.err();
+    if (number == SIGTERM) {
+      const Ended second = Tool(script).end();
+      EXPECT_EQ(second.code, 1);
+      EXPECT_NE(second.err.find(socket + ": Address already in use"), std::string::npos)
+          << second.err;
+      EXPECT_EQ(runTool({"tree", "--socket", socket}).code, 0);
+    }
+    agent.signal(number);
+    EXPECT_EQ(agent.end().code, number == SIGKILL ? -SIGKILL : 0);
+    EXPECT_EQ(exists(socket), number == SIGKILL);
+  }
+}
+
+}  // namespace
