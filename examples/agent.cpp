@@ -4,11 +4,15 @@
 //
 //   agent SOCKET < events      one event a line: PORT INSTANCE ROLE STATE, or PORT down
 //
+// It ends when the events have ended and the last peer has gone, or when a signal asks it to.
+//
 // A configuration front end writes below /stp/input/cli; the agent takes the port priority and the
 // bridge's timers over into what it publishes.
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/signalfd.h>
 
-#include <cstdio>
+#include <csignal>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -147,34 +151,71 @@ class Agent : private Pelmo::Observer {
   Pelmo::Ptr<Stp::Hw> hw_;
 };
 
-// Events from standard input, peers from the socket, until both have ended.
-void run(Agent& agent, Tovo::Directory& directory, int listener) {
+// Adds what standard input has now; false when it has ended.
+bool readMore(std::string& text) {
+  char bytes[4096];
+  const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
+  text.append(bytes, count > 0 ? static_cast<size_t>(count) : 0);
+  return count > 0;
+}
+
+void handleLine(Agent& agent, const std::string& line) {
+  try {
+    if (!line.empty()) agent.handleEvent(line);
+  } catch (const std::exception& error) {
+    std::cerr << "agent: event '" << line << "': " << error.what() << '\n';
+  }
+}
+
+// A descriptor that is readable when the process is asked to end.
+int stopSignals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  sigset_t stops;
+  sigemptyset(&stops);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    sigaction(number, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) sigaddset(&stops, number);
+  }
+  sigprocmask(SIG_BLOCK, &stops, nullptr);
+  return ::signalfd(-1, &stops, SFD_CLOEXEC);
+}
+
+// Events from standard input, peers from the socket, until both have ended or a signal comes.
+void run(Agent& agent, Tovo::Directory& directory, int listener, int stop) {
   std::vector<std::unique_ptr<Connection>> peers;
+  std::string events;  // that are not whole yet
   bool eventsEnded = false;
   while (!eventsEnded || !peers.empty()) {
-    std::vector<pollfd> ready = {{listener, POLLIN, 0}, {eventsEnded ? -1 : 0, POLLIN, 0}};
+    std::vector<pollfd> ready = {
+        {listener, POLLIN, 0}, {eventsEnded ? -1 : 0, POLLIN, 0}, {stop, POLLIN, 0}};
+    const size_t others = ready.size();
     for (const auto& peer : peers) {
-      const int events = POLLIN | (peer->wantsWrite() ? POLLOUT : 0);
-      ready.push_back({peer->readFd(), static_cast<short>(events), 0});
+      const int wanted = POLLIN | (peer->wantsWrite() ? POLLOUT : 0);
+      ready.push_back({peer->readFd(), static_cast<short>(wanted), 0});
     }
     if (::poll(ready.data(), ready.size(), -1) < 0) continue;
+    if (ready[2].revents != 0) return;
     for (size_t i = 0; i < peers.size(); ++i) {
-      if ((ready[i + 2].revents & ~POLLOUT) != 0) peers[i]->handleReadable();
+      if ((ready[i + others].revents & ~POLLOUT) != 0) peers[i]->handleReadable();
     }
+    const auto flush = [&] {
+      for (const auto& peer : peers) peer->flush();
+    };
     if (ready[1].revents != 0) {
-      std::string line;
-      eventsEnded = !std::getline(std::cin, line);
-      try {
-        if (!line.empty()) agent.handleEvent(line);
-      } catch (const std::exception& error) {
-        std::cerr << "agent: event '" << line << "': " << error.what() << '\n';
-      }
+      eventsEnded = !readMore(events);
+      if (eventsEnded) events += '\n';
+    }
+    for (size_t end = 0; (end = events.find('\n')) != std::string::npos;) {
+      handleLine(agent, events.substr(0, end));
+      events.erase(0, end + 1);
+      flush();  // so that peers see one event after the other
     }
     if (ready[0].revents != 0) {
-      const int fd = ::accept(listener, nullptr, nullptr);
+      const int fd = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
       if (fd >= 0) peers.push_back(std::make_unique<Connection>(fd, directory));
     }
-    for (const auto& peer : peers) peer->flush();
+    flush();
     std::erase_if(peers, [](const auto& peer) { return peer->closed(); });
   }
 }
@@ -187,19 +228,20 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string path = argv[1];
+  // Otherwise a socket could get the number of a standard stream, and be sent what is printed.
+  for (const int fd : {0, 1, 2}) {
+    if (::fcntl(fd, F_GETFD) < 0) (void)::open("/dev/null", O_RDWR);
+  }
   // A peer can end its own connection, not the agent.
   Tovo::assertionHandlerIs(&Tovo::throwAssertionError);
-  std::setvbuf(stdin, nullptr, _IONBF, 0);  // poll knows what is left to read
-  std::cin.tie(nullptr);
   try {
     Tovo::Directory directory;
     Agent agent(directory);
-    const int listener = example::listenAt(path);
+    const int stop = stopSignals();
+    const example::Listener listener(path);
     std::cout << "agent: serving " << directory.mounts().size() << " trees on " << path
               << std::endl;
-    run(agent, directory, listener);
-    ::close(listener);
-    ::unlink(path.c_str());
+    run(agent, directory, listener.fd(), stop);
   } catch (const std::exception& error) {
     std::cerr << "agent: " << error.what() << '\n';
     return 1;

@@ -53,11 +53,7 @@ event Ethernet7 Mst1 designated forwarding
 event Ethernet1 down
 event Ethernet2 Mst1 root discarding
 event Ethernet2 Mst1 root forwarding
-for ((tries = 0; tries < 200; ++tries)); do
-  if grep -qF 'Ethernet2: discarding -> forwarding' "$dir/reader.out"; then break; fi
-  printf '\n' >&7 # an agent that has read several events at once goes on with the next line
-  sleep 0.05
-done
+wait_for 'Ethernet2: discarding -> forwarding' "$dir/reader.out" $reader
 cat "$dir/reader.out"
 for change in \
   'Mst1 Ethernet1: discarding -> forwarding' \
