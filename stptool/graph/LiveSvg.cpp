@@ -83,9 +83,9 @@ bool isEnumeration(Attribute attribute) {
          Tovo::typeDescriptor(type).kind == Tovo::TypeKind::enumeration;
 }
 
-class Picture {
+class LivePicture {
  public:
-  explicit Picture(const std::vector<const Entity*>& roots) {
+  explicit LivePicture(const std::vector<const Entity*>& roots) {
     for (const Entity* root : roots) findMarks(*root);
     for (const Entity* root : roots) {
       items_.push_back(itemOf(*root, Tovo::pathOf(*root), false));
@@ -336,7 +336,7 @@ class Picture {
 
 void writeLiveSvg(const std::vector<const Entity*>& roots,
                   const std::function<void(std::string_view)>& sink) {
-  Picture(roots).write(sink);
+  LivePicture(roots).write(sink);
 }
 
 }  // namespace stptool

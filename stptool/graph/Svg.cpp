@@ -21,7 +21,7 @@ constexpr int margin = 16;
 
 constexpr size_t noNode = static_cast<size_t>(-1);
 
-struct Place {
+struct PlacedNode {
   size_t parent = noNode;
   std::string label;  // of the edge from the parent
   EdgeKind kind = EdgeKind::owns;
@@ -78,12 +78,12 @@ class Layout {
       for (size_t i = 0; i < graph_.edges.size(); ++i) {
         const GraphEdge& edge = graph_.edges[i];
         if ((edge.kind == EdgeKind::refers) != references || edge.to <= edge.from) continue;
-        Place& to = places_[edge.to];
+        PlacedNode& to = places_[edge.to];
         if (to.parent != noNode) continue;
         to.parent = edge.from;
         to.label = edge.label;
         to.kind = edge.kind;
-        Place& from = places_[edge.from];
+        PlacedNode& from = places_[edge.from];
         from.children.push_back(edge.to);
         from.widestLabel = std::max(from.widestLabel, widthOf(edge.label, smallAdvance));
         isTree_[i] = true;
@@ -91,11 +91,11 @@ class Layout {
     };
     choose(false);
     choose(true);
-    for (Place& place : places_) std::sort(place.children.begin(), place.children.end());
+    for (PlacedNode& place : places_) std::sort(place.children.begin(), place.children.end());
   }
 
   void placeBelow(size_t node, size_t depth) {
-    Place& place = places_[node];
+    PlacedNode& place = places_[node];
     place.depth = depth;
     place.width = 2 * boxPadding + std::max(widthOf(graph_.nodes[node].title, titleAdvance),
                                             widthOf(graph_.nodes[node].detail, smallAdvance));
@@ -110,7 +110,7 @@ class Layout {
   void placeColumns() {
     std::vector<int> boxes;
     std::vector<int> labels;
-    for (const Place& place : places_) {
+    for (const PlacedNode& place : places_) {
       if (boxes.size() <= place.depth) {
         boxes.resize(place.depth + 1);
         labels.resize(place.depth + 1);
@@ -130,7 +130,7 @@ class Layout {
       lefts.push_back(x);
       x += boxes[depth];
     }
-    for (Place& place : places_) place.x = lefts[place.depth];
+    for (PlacedNode& place : places_) place.x = lefts[place.depth];
     width_ = x + margin + edgeRoom;  // references swing out on the right
   }
 
@@ -162,8 +162,8 @@ class Layout {
 
   // Out of the parent's side; the edges of one parent bend at one place.
   std::string treeEdgeText(const GraphEdge& edge) const {
-    const Place& from = places_[edge.from];
-    const Place& to = places_[edge.to];
+    const PlacedNode& from = places_[edge.from];
+    const PlacedNode& to = places_[edge.to];
     const int bend = to.x - from.widestLabel - edgeRoom / 2;
     return pathText("M" + point(from.x + from.width, from.y) + "H" + number(bend) + "V" +
                         number(to.y) + "H" + number(to.x),
@@ -173,8 +173,8 @@ class Layout {
 
   // To the right: through the lane below the row of the target.
   std::string laneEdgeText(const GraphEdge& edge) const {
-    const Place& from = places_[edge.from];
-    const Place& to = places_[edge.to];
+    const PlacedNode& from = places_[edge.from];
+    const PlacedNode& to = places_[edge.to];
     const int lane = to.y + rowHeight / 2;
     const int side = from.x + from.width;
     return pathText("M" + point(side, from.y + boxHeight / 4) + "H" + number(side + edgeRoom / 4) +
@@ -186,8 +186,8 @@ class Layout {
 
   // Back, or within a column: round the right ends.
   std::string swingEdgeText(const GraphEdge& edge) const {
-    const Place& from = places_[edge.from];
-    const Place& to = places_[edge.to];
+    const PlacedNode& from = places_[edge.from];
+    const PlacedNode& to = places_[edge.to];
     const int start = from.x + from.width;
     const int end = to.x + to.width;
     const int swing = std::max(start, end) + edgeRoom;
@@ -200,7 +200,7 @@ class Layout {
                      edge.kind == EdgeKind::derives ? std::string() : edge.label);
   }
 
-  static std::string nodeText(const GraphNode& node, const Place& place) {
+  static std::string nodeText(const GraphNode& node, const PlacedNode& place) {
     const int top = place.y - boxHeight / 2;
     std::string out = "<rect x=\"" + number(place.x) + "\" y=\"" + number(top) + "\" width=\"" +
                       number(place.width) + "\" height=\"" + number(boxHeight) +
@@ -217,7 +217,7 @@ class Layout {
   }
 
   const Graph& graph_;
-  std::vector<Place> places_;
+  std::vector<PlacedNode> places_;
   std::vector<bool> isTree_;
   int rows_ = 0;
   int width_ = 0;

@@ -43,7 +43,7 @@ std::string proseText(const Prose& prose) {
   return text;
 }
 
-struct BlockText {
+struct HtmlText {
   std::string operator()(const Heading& heading) const {
     const std::string tag = "h" + std::to_string(heading.level);
     return "<" + tag + " id=\"" + anchorOf(heading.text) + "\">" + markupEscaped(heading.text) +
@@ -88,7 +88,7 @@ std::vector<File> htmlFiles(const std::vector<Page>& pages) {
         "<meta name=\"viewport\" content=\"width=device-width\">\n<title>" +
         title + "</title>\n<style>" + style + "</style>\n</head>\n<body>\n" + navigation + "<h1>" +
         title + "</h1>\n";
-    for (const Block& block : page.blocks) text += std::visit(BlockText(), block);
+    for (const Block& block : page.blocks) text += std::visit(HtmlText(), block);
     files.push_back({pageFile(page.name), text + "</body>\n</html>\n"});
   }
   return files;

@@ -4,7 +4,7 @@ namespace stptool {
 
 namespace {
 
-std::string escaped(const std::string& text) {
+std::string withoutMarkup(const std::string& text) {
   std::string out;
   for (const char c : text) {
     if (c == '\n') {
@@ -24,11 +24,11 @@ std::string inCode(const std::string& text) {
   return out + "`";
 }
 
-struct BlockText {
+struct MarkdownText {
   const std::string& page;  // that links start from
 
   std::string spanText(const Span& span) const {
-    std::string text = span.code ? inCode(span.text) : escaped(span.text);
+    std::string text = span.code ? inCode(span.text) : withoutMarkup(span.text);
     const Target& target = span.target;
     if (target.page.empty()) return text;
     text = "[" + text + "](";
@@ -60,7 +60,7 @@ struct BlockText {
     return text + "\n";
   }
   std::string operator()(const Picture& picture) const {
-    return "![" + escaped(picture.alternative) + "](" + picture.name + ".svg)\n";
+    return "![" + withoutMarkup(picture.alternative) + "](" + picture.name + ".svg)\n";
   }
 };
 
@@ -71,7 +71,7 @@ std::vector<File> markdownFiles(const std::vector<Page>& pages) {
   for (const Page& page : pages) {
     std::string text = "# " + page.title + "\n";
     for (const Block& block : page.blocks) {
-      text += "\n" + std::visit(BlockText{page.name}, block);
+      text += "\n" + std::visit(MarkdownText{page.name}, block);
       if (const auto* picture = std::get_if<Picture>(&block)) {
         files.push_back({picture->name + ".svg", svgText(picture->graph)});
       }
