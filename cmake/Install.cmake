@@ -62,14 +62,21 @@ install(FILES "${PROJECT_BINARY_DIR}/stp.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR
 
 # ---- for people
 
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "decisions" EXCLUDE)
+# The documents stand to each other as in the source tree, so that their links lead somewhere.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        COMPONENT dev FILES_MATCHING PATTERN "*.cpp" PATTERN "*.h" PATTERN "*.tdl"
+        PATTERN "own_module/CMakeLists.txt" PATTERN "demo" EXCLUDE)
 install(FILES "${PROJECT_SOURCE_DIR}/examples/access-switch.json"
               "${PROJECT_SOURCE_DIR}/examples/distribution-switch.json"
               "${PROJECT_SOURCE_DIR}/examples/four-ports.json"
         DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT tools)
+configure_file("${PROJECT_SOURCE_DIR}/cmake/package/UnlinkDocuments.cmake.in"
+               "${PROJECT_BINARY_DIR}/UnlinkDocuments.cmake" @ONLY)
+install(SCRIPT "${PROJECT_BINARY_DIR}/UnlinkDocuments.cmake" COMPONENT dev)
 
 if(STPTOOL_MAN_PAGE)
   # Debian's shells look where packages put it; others in the place for what the machine adds.

@@ -10,6 +10,8 @@ mark_as_advanced(STP_PACKED_RELOCATIONS)
 set(stp_shared_data "${CMAKE_CURRENT_LIST_DIR}/SharedData.list")
 
 function(shared_library target)
+  # Its headers need it too: who links it is compiled with C++20 or later.
+  target_compile_features(${target} PUBLIC cxx_std_20)
   target_compile_options(${target} PRIVATE -fno-semantic-interposition)
   # Code and constants share a segment, which saves two mappings. Modules stay registered: none of
   # it is ever unloaded.

@@ -18,9 +18,20 @@ expect() { # expect WANTED FOUND
 
 configure_and_build() { # configure_and_build PROJECT NAME
   rm -rf "${stage:?}/$2"
-  "$cmake" -G Ninja -S "$1" -B "$stage/$2" -DCMAKE_PREFIX_PATH="$prefix" \
+  # Asks for an older language than the libraries do.
+  "$cmake" -G Ninja -S "$1" -B "$stage/$2" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_STANDARD=17 \
     -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="-O0 -Wall -Wextra -Werror"
   "$cmake" --build "$stage/$2" --parallel 1
+}
+
+# Each link of a document leads to something that is installed with it.
+check_links() { # check_links FOLDER
+  local found=0 file target
+  while IFS=: read -r file target; do
+    found=$((found + 1))
+    [ -z "${target%%#*}" ] || [ -e "${file%/*}/${target%%#*}" ] || fail "$file links to $target"
+  done < <(grep -rEo --include='*.md' '\]\([^() ]+\)' "$1" | sed -E '/:\/\//d; s/\]\((.*)\)$/\1/')
+  [ "$found" -gt 100 ] || fail "only $found links in $1"
 }
 
 program_output="/here/status: forwarding, 4096"
@@ -38,6 +49,28 @@ case $step in
         fail "$library has the SONAME '$soname', which is not installed beside it"
       fi
     done
+    for program in "$prefix"/bin/*; do
+      "$program" --help >"$stage/help" || fail "$program does not run where it was installed"
+    done
+    check_links "$prefix"/share/doc/Stp
+    ;;
+  preset)
+    # What is installed by hand is made by another preset than these tests are.
+    (cd "$source" && "$cmake" --preset package -B "$stage/package" -DCMAKE_CXX_COMPILER="$cxx")
+    link=$(ninja -C "$stage/package" -t commands bin/stptool | tail -n 1)
+    [[ $link == *-rpath,*ORIGIN* ]] || fail "an installed stptool would not find its libraries: $link"
+    ;;
+  packages)
+    rm -rf "$stage/packages"
+    "${cmake%/*}/cpack" --config "$build/CPackConfig.cmake" -B "$stage/packages" \
+      -D CPACK_DEBIAN_DEBUGINFO_PACKAGE=OFF
+    for package in "$stage"/packages/*.deb; do
+      dpkg-deb -x "$package" "$stage/packages/root"
+    done
+    for file in "$stage"/packages/root/usr/{bin/*,lib/*.so.*.*}; do
+      [[ $(readelf -d "$file") != *RUNPATH* ]] || fail "$file has a path to libraries"
+    done
+    check_links "$stage"/packages/root/usr/share/doc/Stp
     ;;
   cmake)
     configure_and_build "$here/program" program
