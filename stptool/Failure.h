@@ -16,6 +16,7 @@ enum class ExitCode : int {
   usage = 2,          ///< wrong options or arguments
   cannotConnect = 3,  ///< nobody answers at the socket, or not as a peer of this tool
   damaged = 4,        ///< a recording ends before its end, or is none
+  cannotWrite = 5,    ///< standard output or a file of this machine, as on a full disk
 };
 
 /// What a message is about, one by one; empty where it does not apply.

@@ -1,7 +1,8 @@
 // stptool record: what a server says of its trees, to a file.
+#include "Tovo/AttrLog/Recording.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/commands/Deadline.h"
-#include "stptool/recording/RecordingFile.h"
+#include "stptool/output/OutputFile.h"
 #include "stptool/text/ChangeText.h"
 #include "stptool/text/Output.h"
 
@@ -14,23 +15,33 @@ class Recorder {
   explicit Recorder(const RecordOptions& options)
       : options_(options),
         session_(options.session),
-        file_(options.file, options.force),
-        writer_([this](std::span<const uint8_t> bytes) { file_.write(bytes); }) {
+        file_(options.file,
+              options.force ? OutputFile::Existing::replace : OutputFile::Existing::refuse),
+        writer_([this](std::span<const uint8_t> bytes) {
+          file_.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        }) {
     session_.connection()->appliedIs([this](std::span<const uint8_t> message) { take(message); });
     session_.mirrorOrAll(options.path, Access::read);
+    if (failed_) std::rethrow_exception(failed_);
+    file_.show();
   }
 
   void run() {
     const std::optional<SteadyTime> end = timeAfter(options_.seconds);
     complain("recording " + (options_.path.empty() ? "everything" : options_.path) + " on " +
              session_.socket() + " to " + options_.file);
+    std::string reason;
+    std::exception_ptr trouble;
     try {
-      writer_.end(reasonToEnd(end));
+      reason = reasonToEnd(end);
     } catch (const Failure& failure) {
-      if (failed_) std::rethrow_exception(failed_);
-      writer_.end(failure.what());
-      throw;
+      reason = failure.what();
+      trouble = std::current_exception();
     }
+    if (failed_) std::rethrow_exception(failed_);
+    writer_.end(reason);
+    file_.close();
+    if (trouble) std::rethrow_exception(trouble);
     report();
   }
 
@@ -46,7 +57,7 @@ class Recorder {
 
   std::string reasonToEnd(const std::optional<SteadyTime>& end) {
     for (;;) {
-      if (failed_) throw Failure("the file cannot be written");
+      if (failed_ || file_.readerGone()) return "the reader has gone";
       const std::optional<SteadyTime> idle = timeAfter(options_.untilIdle);
       const std::optional<SteadyTime> next = !end || (idle && *idle < *end) ? idle : end;
       const uint64_t before = writer_.messages();
@@ -74,7 +85,7 @@ class Recorder {
   const StopSignals signals_;
   const ErrorLog errors_;
   ClientSession session_;
-  NewRecording file_;
+  OutputFile file_;
   Tovo::NboAttrLog::RecordingWriter writer_;
   std::exception_ptr failed_;
 };

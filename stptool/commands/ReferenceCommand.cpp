@@ -2,8 +2,8 @@
 #include <filesystem>
 
 #include "stptool/commands/Commands.h"
+#include "stptool/output/OutputFile.h"
 #include "stptool/reference/ModelPages.h"
-#include "stptool/text/Output.h"
 
 namespace stptool {
 

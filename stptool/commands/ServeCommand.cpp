@@ -11,6 +11,7 @@
 #include "stptool/json/Dump.h"
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
+#include "stptool/output/OutputFile.h"
 #include "stptool/service/Activation.h"
 #include "stptool/service/Readiness.h"
 #include "stptool/service/Server.h"
@@ -106,6 +107,7 @@ void serve(const ServeOptions& options, Tovo::Directory& directory, ServerOption
 void runServe(const ServeOptions& options) {
   ServerOptions served = serverOptions(options);
   Readiness readiness(options.readyFd);
+  if (!options.dumpAtEnd.empty()) OutputFile::check(options.dumpAtEnd);
   Tovo::Directory directory;
   loadFiles(options.load, directory);
   // Until here there is nothing that a signal would leave behind.

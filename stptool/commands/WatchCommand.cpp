@@ -9,6 +9,7 @@
 #include "stptool/commands/RateTable.h"
 #include "stptool/commands/RootObservers.h"
 #include "stptool/json/Dump.h"
+#include "stptool/output/OutputFile.h"
 #include "stptool/text/ChangeText.h"
 #include "stptool/text/Output.h"
 #include "stptool/text/PathPattern.h"
@@ -70,6 +71,7 @@ class Watch {
         filter_(options.path, options.attributes),
         session_(options.session),
         observers_([this](const Pelmo::Change& change) { handle(change); }) {
+    if (!options.dumpAtEnd.empty()) OutputFile::check(options.dumpAtEnd);
     if (PathPattern::isPattern(options.path)) {
       session_.mirrorAll(Access::read);
     } else {
@@ -99,11 +101,8 @@ class Watch {
       if (options_.rate && secondsSince(intervalStart_) >= rateInterval) showRates();
     }
     if (options_.rate) showTotal();
-    if (options_.dumpAtEnd.empty()) return;
-    // Up to date with what the server had when it was asked.
-    session_.sync();
-    writeFile(options_.dumpAtEnd,
-              [&](const Sink& sink) { dumpDirectory(session_.directory(), allLevels, sink); });
+    if (!options_.dumpAtEnd.empty()) dump(signals);
+    if (failed_) std::rethrow_exception(failed_);
   }
 
  private:
@@ -111,8 +110,18 @@ class Watch {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - time).count();
   }
 
+  // A second signal ends what the first one left to wait for.
+  void dump(const StopSignals& signals) {
+    if (!session_.catchUp(signals)) {
+      complain(session_.socket() + ": is away; " + options_.dumpAtEnd +
+               " gets what was mirrored last");
+    }
+    writeFile(options_.dumpAtEnd,
+              [&](const Sink& sink) { dumpDirectory(session_.directory(), allLevels, sink); });
+  }
+
   bool finished() const noexcept {
-    return readerGone_ || (options_.count && seen_ >= *options_.count);
+    return readerGone_ || failed_ || (options_.count && seen_ >= *options_.count);
   }
 
   void handle(const Pelmo::Change& change) {
@@ -150,7 +159,7 @@ class Watch {
   }
 
   void showTotal() {
-    if (!readerGone_) showRates(whole_, secondsSince(start_), "in all: ");
+    if (!readerGone_ && !failed_) showRates(whole_, secondsSince(start_), "in all: ");
   }
 
   void showRates(const RateTable& rates, double seconds, const char* what) {
@@ -164,7 +173,14 @@ class Watch {
     }
   }
 
-  void write(const std::string& text) { readerGone_ = !writeOut(text); }
+  // The connection would take what is thrown here for the peer's fault.
+  void write(const std::string& text) {
+    try {
+      readerGone_ = !writeOut(text);
+    } catch (...) {
+      failed_ = std::current_exception();
+    }
+  }
 
   const WatchOptions& options_;
   const Filter filter_;
@@ -175,6 +191,7 @@ class Watch {
   SteadyTime start_{};
   SteadyTime intervalStart_{};
   uint64_t seen_ = 0;
+  std::exception_ptr failed_;
   bool readerGone_ = false;
 };
 

@@ -27,23 +27,6 @@ int openToRead(const std::string& file) {
 
 }  // namespace
 
-NewRecording::NewRecording(const std::string& file, bool overwrite) : file_(file) {
-  const int mode = overwrite ? O_TRUNC : O_EXCL;
-  fd_ = openFile(file.c_str(), O_WRONLY | O_CREAT | mode);
-  if (fd_ >= 0) return;
-  if (errno == EEXIST) {
-    throw Failure(file + ": exists already; --force overwrites it", {.file = file});
-  }
-  fail(file, "cannot be written", errno);
-}
-
-NewRecording::~NewRecording() { ::close(fd_); }
-
-void NewRecording::write(std::span<const uint8_t> bytes) const {
-  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (const int error = writeAll(fd_, text)) fail(file_, "cannot be written", error);
-}
-
 PlayedRecording::PlayedRecording(const std::string& file, Tovo::Directory& directory)
     : file_(file),
       fd_(openToRead(file)),

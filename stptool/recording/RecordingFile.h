@@ -9,23 +9,6 @@
 
 namespace stptool {
 
-/// A file that is written from its start. Throws Failure when it is there already, unless it may be
-/// overwritten, and when it cannot be written: Interrupted when a stop signal came while a FIFO's
-/// other end was waited for.
-class NewRecording {
- public:
-  NewRecording(const std::string& file, bool overwrite);
-  ~NewRecording();
-  NewRecording(const NewRecording&) = delete;
-  NewRecording& operator=(const NewRecording&) = delete;
-
-  void write(std::span<const uint8_t> bytes) const;
-
- private:
-  std::string file_;
-  int fd_;
-};
-
 /// A file that is read once, "-" being standard input, and played into a directory.
 class PlayedRecording {
  public:

@@ -286,6 +286,24 @@ bool ClientSession::work(const StopSignals& signals, int milliseconds) {
   return true;
 }
 
+bool ClientSession::catchUp(const StopSignals& signals) {
+  const int before = signals.count();
+  std::optional<uint32_t> ping;  // sent when all of the trees have arrived
+  const auto done = [&] {
+    if (isLost() || signals.count() != before) return true;
+    if (link_.state() != LinkState::synced) return false;
+    if (!ping) ping = link_.connection()->ping();
+    return link_.connection()->pongs() >= *ping;
+  };
+  const auto end = Link::Clock::now() + std::chrono::milliseconds(timeoutMilliseconds());
+  while (!done() && Link::Clock::now() < end) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Link::Clock::now());
+    wait(static_cast<int>(std::max<int64_t>(left.count(), 0)));
+    link_.handle(Link::Clock::now());
+  }
+  return ping && !isLost() && link_.connection()->pongs() >= *ping;
+}
+
 void ClientSession::handleLinkState(Link& link) {
   if (isLost()) {
     // Tries that fail in the same way are not told again.

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -20,13 +21,18 @@ Log* errorLog = nullptr;
 
 }  // namespace
 
+bool isReaderGone(int fd, int error) noexcept {
+  if (error == EPIPE || error == ECONNRESET) return true;
+  struct stat status {};
+  return error == EIO && ::fstat(fd, &status) == 0 && S_ISCHR(status.st_mode);
+}
+
 bool writeOut(std::string_view text) {
   const int error = writeAll(STDOUT_FILENO, text);
-  if (error == EPIPE || error == ECANCELED) return false;
-  if (error != 0) {
-    throw Failure(std::string("cannot write to standard output: ") + std::strerror(error));
-  }
-  return true;
+  if (error == 0) return true;
+  if (error == ECANCELED || isReaderGone(STDOUT_FILENO, error)) return false;
+  throw Failure(std::string("cannot write to standard output: ") + std::strerror(error),
+                ExitCode::cannotWrite);
 }
 
 void Output::add(std::string_view text) {
@@ -63,34 +69,5 @@ void complain(std::string_view message) {
 void writeError(std::string_view text) { (void)writeAll(STDERR_FILENO, text); }
 
 void showOnTerminal(std::string_view text) { errorLog ? errorLog->show(text) : writeError(text); }
-
-void writeFile(const std::string& file, std::string_view text) {
-  writeFile(file, [&](const auto& take) { take(text); });
-}
-
-void writeFile(const std::string& file, const WriteParts& write) {
-  const std::string partial = file + ".part";
-  const auto fail = [&](int error) {
-    throw Failure(file + ": cannot be written: " + std::strerror(error), {.file = file});
-  };
-  const int fd = openFile(partial.c_str(), O_WRONLY | O_CREAT | O_TRUNC);
-  if (fd < 0) fail(errno);
-  int error = 0;
-  try {
-    write([&](std::string_view part) {
-      if (error == 0) error = writeAll(fd, part);
-    });
-  } catch (...) {
-    ::close(fd);
-    ::unlink(partial.c_str());
-    throw;
-  }
-  if (::close(fd) != 0 && error == 0) error = errno;
-  if (error == 0 && ::rename(partial.c_str(), file.c_str()) != 0) error = errno;
-  if (error != 0) {
-    ::unlink(partial.c_str());
-    fail(error);
-  }
-}
 
 }  // namespace stptool

@@ -1,7 +1,6 @@
 // Standard output, written whole; standard error, without waiting where that matters.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 
@@ -9,10 +8,14 @@
 
 namespace stptool {
 
-/// Writes all of a text to standard output. False when the reader has gone, which is no error: a
-/// pipe into `head` ends that way, nor when a stop signal came while it did not read. Throws
-/// Failure for other trouble, such as a full disk.
+/// Writes all of a text to standard output. False when nobody takes it any more, which is no error:
+/// the reader has gone, as a pipe into `head` ends, or a stop signal came while it did not read.
+/// Throws Failure with ExitCode::cannotWrite for other trouble, such as a full disk.
 bool writeOut(std::string_view text);
+
+/// Whether the number of an error that a write gave says that nobody takes it any more: a closed
+/// pipe, or a terminal that was hung up.
+bool isReaderGone(int fd, int error) noexcept;
 
 /// Standard output for what has many lines: collects them, and writes when there is enough.
 class Output {
@@ -58,11 +61,5 @@ class ErrorLog {
  private:
   Log log_;
 };
-
-/// Writes a file as a whole: it appears complete or not at all. Throws Failure.
-void writeFile(const std::string& file, std::string_view text);
-/// The same; `write` gets a function that takes the text in parts. What it throws passes through.
-using WriteParts = std::function<void(const std::function<void(std::string_view part)>& take)>;
-void writeFile(const std::string& file, const WriteParts& write);
 
 }  // namespace stptool

@@ -69,6 +69,12 @@ Tool::Tool(const std::vector<std::string>& arguments, const std::optional<User>&
   start(user ? user->program : STPTOOL, arguments, user);
 }
 
+Tool::Script Tool::into(const std::string& out, const std::vector<std::string>& arguments) {
+  std::string command = "exec \"$STPTOOL\"";
+  for (const std::string& argument : arguments) command += " '" + argument + "'";
+  return {command + " >'" + out + "'"};
+}
+
 Tool::Tool(const Script& script) { start("/bin/bash", {"-c", script.text}, {}); }
 
 void Tool::start(const std::string& program, const std::vector<std::string>& arguments,

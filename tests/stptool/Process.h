@@ -49,6 +49,8 @@ class Tool {
     std::string text;
   };
   explicit Tool(const Script& script);
+  /// The tool with these arguments, printing into a file, device or pipe.
+  static Script into(const std::string& out, const std::vector<std::string>& arguments);
   ~Tool();
   Tool(const Tool&) = delete;
   Tool& operator=(const Tool&) = delete;
