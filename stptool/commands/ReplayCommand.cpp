@@ -150,7 +150,8 @@ class Feeder {
     play(
         recording_, options_, [this](const auto& until) { return wait(until); },
         [this](const Reader::Message& message) { prepare(message); },
-        [&](const Reader::Message&) {
+        [&](const Reader::Message& message) {
+          removeUnmounted(message);
           ++messages;
           progress_.at(recording_.reader().offset());
           return true;
@@ -189,6 +190,13 @@ class Feeder {
                             : std::string("something else")) +
                       " there, or made it with other parameters; the recording has a " + type,
                   {.path = mounted.path, .file = options_.file});
+  }
+
+  // Only the server can take a root away; here it is gone already.
+  void removeUnmounted(const Reader::Message& message) {
+    if (message.entity != 0 || message.id != Control::unmounted) return;
+    Tovo::NboAttrLog::In in = message.payload;
+    session_.removeRoot(std::string(in.nextString().view()));
   }
 
   const ReplayOptions& options_;

@@ -364,6 +364,11 @@ TEST_F(LinkTest, FollowsAllRoots) {
   server.directory->newEntity("/b", "Stp::Hw");
   client.wait();
   EXPECT_EQ(client.takeEvents(), (Words{"new /b"}));
+  const Ptr<Entity> held(server.directory->unmount("/b"));
+  client.settle();
+  server.directory->mount("/b", held);
+  client.settle();  // without waiting
+  EXPECT_EQ(client.takeEvents(), (Words{"no /b: /b is not mounted any more", "new /b"}));
   server.stop();
   client.settle();
   server.start();

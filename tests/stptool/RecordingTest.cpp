@@ -26,6 +26,8 @@ struct Recorded {
     server.output({"set", portPath("Ethernet1"), "portState", "learning", "active", "false"});
     server.output({"del", portPath("Ethernet2")});
     server.output({"new", "/stp/lab", "Stp::Hw"});
+    server.output({"del", "/stp/lab"});
+    server.output({"new", "/stp/lab", "Stp::Hw"});
     server.output({"new", "/stp/lab/mstiHw/Mst7"});
     server.output({"new", "/stp/lab/mstiHw/Mst7/mstiPortHw/Ethernet9"});
     server.output({"set", portPath("Ethernet1"), "portState", "discarding"});
@@ -95,10 +97,7 @@ TEST(Replay, MakesAnotherServersTreesTheRecordedOnes) {
   second.output({"new", "/stp/hw/mstiHw/Mst99"});
   const Ended into = runTool({"replay", recorded.file, "--into", second.socket(), "--fast"});
   EXPECT_EQ(into.code, 0) << into.err;
-  const std::string compared = "\"/stp/hw\"";
-  EXPECT_NE(second.dump().find(compared), std::string::npos);
-  EXPECT_EQ(Json::parse(second.dump()).at("mounts").at("/stp/hw"),
-            Json::parse(recorded.dump).at("mounts").at("/stp/hw"));
+  EXPECT_EQ(second.dump(), recorded.dump) << "without what was removed";
 
   const Ended printed = runTool({"replay", recorded.file, "--fast", "--json"});
   EXPECT_EQ(printed.code, 0) << printed.err;

@@ -283,9 +283,12 @@ void Link::stateIs(LinkState state) {
 
 void Link::mount(std::string_view path, bool readOnly) {
   const auto [at, isNew] = wanted_.try_emplace(std::string(path), Wanted{readOnly, {}, {}});
-  if (!isNew || !peer_ || peer_->closed()) return;
+  // What was missing may have come.
+  const bool isMissing = at->second.want == Want::missing;
+  if ((!isNew && !isMissing) || !peer_ || peer_->closed()) return;
+  if (isMissing) at->second.want = Want::probing;
   peer_->mount(path, readOnly);
-  if (state_ == LinkState::synced) stateIs(LinkState::syncing);
+  if (isNew && state_ == LinkState::synced) stateIs(LinkState::syncing);
 }
 
 void Link::mountAll(bool readOnly) {

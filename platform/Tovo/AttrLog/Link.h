@@ -114,7 +114,8 @@ class Link {
 
   // --- what is mirrored -----------------------------------------------------------------------
 
-  /// From now on, as Connection::mount; a path that is mirrored already is left as it is.
+  /// From now on, as Connection::mount; a path that is mirrored already is left as it is, and one
+  /// that the peer did not have is asked for again.
   void mount(std::string_view path, bool readOnly);
   /// Whatever the peer has mounted now, and when it is asked again.
   void mountAll(bool readOnly);
