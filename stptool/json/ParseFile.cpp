@@ -8,6 +8,8 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <span>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -98,75 +100,129 @@ class FileIterator {
   FileText* text_ = nullptr;
 };
 
-// Follows the parser to notice members that stand twice, of which it would keep one silently, and
-// nesting that whoever walks the document would have to follow on the stack.
-class Check {
+// Makes the document of what the parser finds. The library's own builder looks through all members
+// of an object for each one that comes, keeps one of two with the same name silently, and nests as
+// deep as the file does, which whoever walks the document would have to follow on the stack.
+class Builder {
  public:
-  explicit Check(const std::string& file) : file_(file) {}
+  Builder(const std::string& file, const FileText& text) : file_(file), text_(text) {}
 
-  bool operator()(int depth, Json::parse_event_t event, Json& parsed) {
-    constexpr int deepest = 100;  // several times as deep as any tree
-    if (depth >= deepest) {
-      throw Failure(file_ + ": objects and arrays are nested deeper than " +
-                        std::to_string(deepest) + " levels",
-                    {.file = file_});
-    }
-    switch (event) {
-      case Json::parse_event_t::object_start:
-        starts_.push_back(names_.size());
-        break;
-      case Json::parse_event_t::key:
-        names_.push_back(parsed.get_ref<const std::string&>());
-        break;
-      case Json::parse_event_t::object_end:
-        endObject();
-        break;
-      default:
-        break;
+  Json take() { return std::move(document_); }
+
+  bool null() { return add(nullptr); }
+  bool boolean(bool value) { return add(value); }
+  bool number_integer(Json::number_integer_t value) { return add(value); }
+  bool number_unsigned(Json::number_unsigned_t value) { return add(value); }
+  bool number_float(Json::number_float_t value, const std::string&) { return add(value); }
+  bool string(std::string& value) { return add(std::move(value)); }
+  bool binary(Json::binary_t& value) { return add(std::move(value)); }
+
+  bool start_object(size_t) { return open(true); }
+  bool key(std::string& name) {
+    members_.emplace_back(std::move(name), nullptr);
+    return true;
+  }
+  bool end_object() {
+    checkNames();
+    Json object = Json::object();
+    auto& members = object.get_ref<Json::object_t&>();
+    members.reserve(innermost().size());
+    for (auto& [name, value] : innermost()) members.emplace_back(std::move(name), std::move(value));
+    return close(std::move(object));
+  }
+
+  bool start_array(size_t) { return open(false); }
+  bool end_array() {
+    Json array = Json::array();
+    auto& elements = array.get_ref<Json::array_t&>();
+    elements.reserve(innermost().size());
+    for (auto& [name, value] : innermost()) elements.push_back(std::move(value));
+    return close(std::move(array));
+  }
+
+  // "[json.exception...] parse error at line 1, column 2: syntax error while parsing ...", or
+  // "[json.exception...] number overflow parsing ..." for a number beyond what a double holds.
+  [[noreturn]] bool parse_error(size_t byte, const std::string&,
+                                const nlohmann::detail::exception& error) {
+    const bool isNumber = dynamic_cast<const Json::out_of_range*>(&error) != nullptr;
+    const std::string_view end = isNumber ? "] " : ": ";
+    std::string message = error.what();
+    const size_t at = message.find(end);
+    if (at != std::string::npos) message.erase(0, at + end.size());
+    // The last character of a number that was taken stands behind it.
+    throw Failure(text_.place(isNumber ? 0 : byte) + ": " + message, {.file = file_});
+  }
+
+ private:
+  using Member = std::pair<std::string, Json>;  // of an array without a name
+  struct Open {
+    bool isObject;
+    size_t first;  // of its members in members_
+  };
+
+  std::span<Member> innermost() { return std::span(members_).subspan(open_.back().first); }
+
+  bool add(Json value) {
+    if (open_.empty()) {
+      document_ = std::move(value);
+    } else if (open_.back().isObject) {
+      members_.back().second = std::move(value);
+    } else {
+      members_.emplace_back(std::string(), std::move(value));
     }
     return true;
   }
 
- private:
-  void endObject() {
-    const auto begin = names_.begin() + static_cast<std::ptrdiff_t>(starts_.back());
-    std::sort(begin, names_.end());
-    const auto twice = std::adjacent_find(begin, names_.end());
-    if (twice != names_.end()) {
-      JsonPlace place;
-      // The last name of each object around this one is the one that leads here.
-      for (size_t level = 1; level < starts_.size(); ++level) place /= names_[starts_[level] - 1];
-      place /= *twice;
-      throw Failure(file_ + ": " + place.to_string() + ": stands twice in the same object",
-                    {.path = place.to_string(), .file = file_});
+  bool open(bool isObject) {
+    constexpr size_t deepest = 100;  // several times as deep as any tree
+    if (open_.size() == deepest) {
+      throw Failure(file_ + ": objects and arrays are nested deeper than " +
+                        std::to_string(deepest) + " levels",
+                    {.file = file_});
     }
-    names_.erase(begin, names_.end());
-    starts_.pop_back();
+    open_.push_back({isObject, members_.size()});
+    return true;
+  }
+
+  bool close(Json whole) {
+    members_.resize(open_.back().first);
+    open_.pop_back();
+    return add(std::move(whole));
+  }
+
+  void checkNames() {
+    names_.clear();
+    for (const Member& member : innermost()) names_.push_back(member.first);
+    std::sort(names_.begin(), names_.end());
+    const auto twice = std::adjacent_find(names_.begin(), names_.end());
+    if (twice == names_.end()) return;
+    JsonPlace place;
+    for (size_t level = 0; level + 1 < open_.size(); ++level) {
+      const size_t next = open_[level + 1].first;
+      if (open_[level].isObject) {
+        place /= members_[next - 1].first;
+      } else {
+        place /= next - open_[level].first;
+      }
+    }
+    place /= std::string(*twice);
+    throw Failure(file_ + ": " + place.to_string() + ": stands twice in the same object",
+                  {.path = place.to_string(), .file = file_});
   }
 
   const std::string& file_;
-  std::vector<std::string> names_;  // of all open objects, the innermost last
-  std::vector<size_t> starts_;      // where the names of each one begin
+  const FileText& text_;
+  Json document_;
+  std::vector<Member> members_;  // of all that is open, the innermost last
+  std::vector<Open> open_;
+  std::vector<std::string_view> names_;  // of one object; here to keep their room
 };
 
 Json parse(const std::string& file, Stream stream, Progress& progress) {
   FileText text(file, std::move(stream), progress);
-  Check check(file);
-  try {
-    return Json::parse(FileIterator(text), FileIterator(), std::ref(check));
-  } catch (const Json::parse_error& error) {
-    // "[json.exception...] parse error at line 1, column 2: syntax error while parsing ..."
-    std::string message = error.what();
-    const size_t colon = message.find(": ");
-    if (colon != std::string::npos) message.erase(0, colon + 2);
-    throw Failure(text.place(error.byte) + ": " + message, {.file = file});
-  } catch (const Json::out_of_range& error) {
-    // A number beyond what a double holds. The last character that was taken stands behind it.
-    std::string message = error.what();
-    const size_t bracket = message.find("] ");
-    if (bracket != std::string::npos) message.erase(0, bracket + 2);
-    throw Failure(text.place(0) + ": " + message, {.file = file});
-  }
+  Builder builder(file, text);
+  Json::sax_parse(FileIterator(text), FileIterator(), &builder);
+  return builder.take();
 }
 
 }  // namespace
