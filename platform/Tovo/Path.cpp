@@ -7,6 +7,7 @@
 #include "Tovo/Collection.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
+#include "Tovo/Printable.h"
 #include "Tovo/ValueOps.h"
 
 namespace Tovo {
@@ -153,14 +154,11 @@ PathTarget resolveNewElement(const Directory& directory, std::string_view path) 
 namespace {
 
 // The name or key as a person types it, so that the path leads back here: in quotes where it begins
-// with one, and where it would break the line that it is printed in.
+// with one, and where it holds what cannot be shown.
 std::string typedKey(const Entity& entity) {
   const Pelmo::String name = entity.nameString();
   const std::string_view text = name.view();
-  const bool control = std::any_of(text.begin(), text.end(), [](char c) {
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-  });
-  if (!control && !text.starts_with('\'')) return std::string(text);
+  if (isPrintable(text) && !text.starts_with('\'')) return std::string(text);
   std::string quotes;
   appendQuoted(quotes, text);
   return quotes;

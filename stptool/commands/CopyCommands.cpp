@@ -63,7 +63,7 @@ void runLoad(const LoadOptions& options) {
   progress.end();
   if (options.json) {
     const Json done{{"loaded", roots.size()}};
-    writeOut(done.dump() + "\n");
+    writeOut(jsonText(done) + "\n");
   }
 }
 

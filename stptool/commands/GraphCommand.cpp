@@ -10,7 +10,7 @@ namespace stptool {
 namespace {
 
 void writeGraph(const Graph& graph, const GraphOptions& options) {
-  writeOut(options.json  ? graphJson(graph).dump(2) + "\n"
+  writeOut(options.json  ? jsonText(graphJson(graph), 2) + "\n"
            : options.svg ? svgText(graph)
                          : dotText(graph));
 }

@@ -8,6 +8,7 @@
 #include "stptool/text/ElementOrder.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/Output.h"
+#include "stptool/text/Printable.h"
 #include "stptool/text/Table.h"
 #include "stptool/text/TreeText.h"
 
@@ -20,17 +21,19 @@ using Tovo::AttributeKind;
 using Tovo::Entity;
 using Tovo::PathTarget;
 
-// A value on a line of its own, a string without quotes: for scripts.
+// A value on a line of its own, for scripts: a string without quotes where that can be shown.
 std::string bareText(const Entity& entity, Attribute attribute) {
   switch (attribute.kind()) {
     case AttributeKind::parameter:
     case AttributeKind::attribute:
-      return Tovo::plainText(attribute.ops(), Tovo::storage(entity, attribute));
+      return typedText(attribute.ops(), Tovo::storage(entity, attribute));
     case AttributeKind::name:
-    case AttributeKind::nameString:
-      return std::string(entity.nameString().view());
+    case AttributeKind::nameString: {
+      const Pelmo::String name = entity.nameString();
+      return typedText(Tovo::primitiveOps(Tovo::PrimitiveCode::string), &name);
+    }
     default:
-      return Tovo::attributeText(entity, attribute);
+      return printable(Tovo::attributeText(entity, attribute));
   }
 }
 
@@ -74,7 +77,9 @@ std::string entityText(const Entity& entity) {
 
 std::string targetText(const PathTarget& target, const std::string& path) {
   if (!target.attribute) return entityText(*target.entity);
-  if (target.hasKey) return itemText(target.attribute, needItem(target, path)) + "\n";
+  if (target.hasKey) {
+    return printable(itemText(target.attribute, needItem(target, path))) + "\n";
+  }
   if (target.attribute.isCollection()) return entriesText(*target.entity, target.attribute);
   return bareText(*target.entity, target.attribute) + "\n";
 }

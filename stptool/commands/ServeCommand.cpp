@@ -16,6 +16,7 @@
 #include "stptool/service/Readiness.h"
 #include "stptool/service/Server.h"
 #include "stptool/text/Output.h"
+#include "stptool/text/Printable.h"
 
 namespace stptool {
 
@@ -65,10 +66,10 @@ void allowDescriptors(size_t count) {
 std::string announcement(const ServeOptions& options, size_t count, const std::string& socket) {
   if (options.json) {
     const Json ready{{"serving", count}, {"socket", socket}};
-    return ready.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return jsonText(ready) + "\n";
   }
   return "serving " + std::to_string(count) + (count == 1 ? " entity" : " entities") + " on " +
-         socket + "\n";
+         printable(socket) + "\n";
 }
 
 ServerOptions serverOptions(const ServeOptions& options) {

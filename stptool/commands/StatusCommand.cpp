@@ -102,8 +102,7 @@ void runStatus(const StatusOptions& options) {
   const std::string text = session.status();
   try {
     const Json status = Json::parse(text);
-    writeOut(options.json ? status.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"
-                          : statusText(status));
+    writeOut(options.json ? jsonText(status, 2) + "\n" : statusText(status));
   } catch (const Json::exception&) {
     throw Failure(options.session.socket + ": the answer is no status of a server of this tool");
   }

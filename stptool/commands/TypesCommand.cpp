@@ -179,11 +179,11 @@ Json allTypesJson() {
 
 void runTypes(const TypesOptions& options) {
   if (options.type.empty()) {
-    writeOut(options.json ? allTypesJson().dump(2) + "\n" : allTypesText());
+    writeOut(options.json ? jsonText(allTypesJson(), 2) + "\n" : allTypesText());
     return;
   }
   const TovoTypeBase type = findType(options.type);
-  writeOut(options.json ? typeJson(type, true).dump(2) + "\n" : typeText(type));
+  writeOut(options.json ? jsonText(typeJson(type, true), 2) + "\n" : typeText(type));
 }
 
 }  // namespace stptool

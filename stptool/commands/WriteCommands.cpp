@@ -102,7 +102,7 @@ void report(bool json, const char* done, const std::string& path) {
   if (!json) return;
   Json line = Json::object();
   line[done] = path;
-  writeOut(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+  writeOut(jsonText(line) + "\n");
 }
 
 std::string parametersText(Tovo::TovoTypeBase type) {

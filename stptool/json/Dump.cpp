@@ -112,21 +112,16 @@ bool isInnermost(const Json& value) {
   return true;
 }
 
-// A path that is no UTF-8 must not end the dump.
-std::string scalar(const Json& value) {
-  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 void appendCompact(std::string& out, const Json& value) {
   if (!value.is_structured() || value.empty()) {
-    out += scalar(value);
+    out += jsonText(value);
     return;
   }
   out += value.is_object() ? "{" : "[";
   const char* separator = "";
   for (const auto& [name, member] : value.items()) {
     out += separator;
-    if (value.is_object()) out += scalar(name) + ": ";
+    if (value.is_object()) out += jsonText(name) + ": ";
     appendCompact(out, member);
     separator = ", ";
   }
@@ -140,7 +135,7 @@ void appendPretty(std::string& out, const Json& value, const std::string& indent
   const char* separator = "\n";
   for (const auto& [name, member] : value.items()) {
     out += separator + deeper;
-    if (value.is_object()) out += scalar(name) + ": ";
+    if (value.is_object()) out += jsonText(name) + ": ";
     appendPretty(out, member, deeper);
     separator = ",\n";
   }
@@ -157,7 +152,7 @@ class Writer {
     text_ = "{\n  \"mounts\": {";
     const char* separator = "\n";
     for (const auto& [path, root] : directory.mounts()) {
-      text_ += std::string(separator) + "    " + scalar(path) + ": ";
+      text_ += std::string(separator) + "    " + jsonText(path) + ": ";
       entity(*root, levels, "    ", true);
       separator = ",\n";
     }
@@ -185,7 +180,7 @@ class Writer {
     const std::string deeper = indent + "  ";
     const char* separator = "{\n";
     const auto member = [&](const std::string& name) {
-      text_ += separator + deeper + scalar(name) + ": ";
+      text_ += separator + deeper + jsonText(name) + ": ";
       separator = ",\n";
     };
     if (isRoot) {
@@ -221,7 +216,7 @@ class Writer {
     const std::string deeper = indent + "  ";
     const char* separator = "{\n";
     for (const Element& element : sorted) {
-      text_ += separator + deeper + scalar(element.key) + ": ";
+      text_ += separator + deeper + jsonText(element.key) + ": ";
       entity(*Tovo::elementEntity(element.item), levels > 0 ? levels - 1 : levels, deeper, false);
       separator = ",\n";
       constexpr size_t enough = 64 * 1024;

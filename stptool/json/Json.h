@@ -19,6 +19,10 @@ class JsonError : public Failure {
       : Failure((place.empty() ? "/" : place.to_string()) + ": " + message) {}
 };
 
+/// A document as text, on one line or indented. What Tovo::isPrintable denies stands as \u escapes,
+/// bytes that are no UTF-8 are replaced.
+std::string jsonText(const Json& value, int indent = -1);
+
 /// As a message shows a value: short, on one line.
 std::string shownJson(const Json& value);
 

@@ -131,8 +131,6 @@ void addChange(Json& json, const ChangeEvent& event) {
   if (!event.after.empty()) json["new"] = event.jsonAfter;
 }
 
-std::string lineOf(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
+std::string lineOf(const Json& json) { return jsonText(json) + "\n"; }
 
 }  // namespace stptool

@@ -42,7 +42,7 @@ TEST_F(HostileTest, TheReasonArrivesEvenWhenWritingFailsFirst) {
   ::shutdown(peer.fd(), SHUT_RDWR);
   peer.connection().mount("/somewhere", true);
   peer.connection().flush();
-  EXPECT_EQ(peer.connection().closeReason(), "the peer closed: I have ?[31mseen? enough");
+  EXPECT_EQ(peer.connection().closeReason(), "the peer closed: I have \\x1b[31mseen\\x0a enough");
 }
 
 // ------------------------------------------------------------------------------------- messages

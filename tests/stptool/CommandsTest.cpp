@@ -122,6 +122,45 @@ TEST(Commands, RefuseWhatIsWrongInOneLineAndChangeNothing) {
   EXPECT_EQ(server.tool().stop().err, "");
 }
 
+// What would change how a line looks is escaped wherever it comes from.
+TEST(Commands, ShowNothingThatATerminalWouldObey) {
+  const std::string turned =
+      "\xe2\x80\xae"
+      "dab";
+  const TemporaryFolder folder;
+  const std::string file = folder.write(
+      turned, R"({"mounts": {"/a)" + turned + R"(": {"type": "Stp::Config", "bridgeName": ")" +
+                  turned + R"(", "backupIntfConfig": {")" + turned +
+                  R"(": {"backupIntfName": ""}}}}})");
+  RunningServer server({file});
+  const std::string path = "/a" + turned;
+  const std::string element = path + "/backupIntfConfig/" + turned;
+  std::string all;
+  for (const Arguments& arguments : {Arguments{"tree"},
+                                     {"tree", "--json"},
+                                     {"dump"},
+                                     {"graph"},
+                                     {"graph", "--json"},
+                                     {"get", path},
+                                     {"get", path, "bridgeName"},
+                                     {"get", path + "/backupIntfConfig"},
+                                     {"get", "--json", path, "bridgeName"},
+                                     {"get", path + "/nothing"},
+                                     {"get", element},
+                                     {"set", "--json", path, "bridgeName", "x"},
+                                     {"status"},
+                                     {"load", file + "2"},
+                                     {"load", "--json", file + "2"},
+                                     {"watch", "--for", "0", path}}) {
+    const Ended ended = server.run(arguments);
+    EXPECT_EQ((ended.out + ended.err).find("\xe2\x80\xae"), std::string::npos)
+        << joined(arguments) << ended.out << ended.err;
+    all += ended.out + ended.err;
+  }
+  EXPECT_NE(all.find("\\xe2\\x80\\xaedab"), std::string::npos);
+  EXPECT_NE(all.find("\\u202edab"), std::string::npos);
+}
+
 TEST(Commands, NeedAServerAndSayWhenThereIsNone) {
   const TemporaryFolder folder;
   for (const std::string& socket :

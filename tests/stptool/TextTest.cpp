@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "stptool/json/Json.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/NaturalOrder.h"
 #include "stptool/text/Printable.h"
@@ -62,6 +63,16 @@ TEST(Printable, LetsNothingCommandATerminal) {
        "\\xc2\\x9b"
        "31m"},  // the same as one character of C1
       {"\xff", "\\xff"},
+      {"a\xe2\x80\xae"
+       "b",
+       "a\\xe2\\x80\\xae"
+       "b"},                                         // right-to-left override
+      {"\xe2\x81\xa6", "\\xe2\\x81\\xa6"},           // isolate
+      {"\xe2\x80\x8b", "\\xe2\\x80\\x8b"},           // zero width space
+      {"\xe2\x80\xa8", "\\xe2\\x80\\xa8"},           // line separator
+      {"\xc2\xad", "\\xc2\\xad"},                    // soft hyphen
+      {"\xef\xbb\xbf", "\\xef\\xbb\\xbf"},           // byte order mark
+      {"\xf3\xa0\x81\x81", "\\xf3\\xa0\\x81\\x81"},  // tag
       {"\xc3", "\\xc3"},                             // cut short
       {"\xc0\xaf", "\\xc0\\xaf"},                    // overlong
       {"\xed\xa0\x80", "\\xed\\xa0\\x80"},           // surrogate
@@ -72,6 +83,10 @@ TEST(Printable, LetsNothingCommandATerminal) {
     EXPECT_EQ(printable(text), shown);
     EXPECT_FALSE(isPrintable(text)) << shown;
   }
+  const Json json{{"\xe2\x80\xae", "\xc2\x9b\xf3\xa0\x81\x81\x7f\xff\n\xc3\xa4"}};
+  EXPECT_EQ(jsonText(json),
+            "{\"\\u202e\":\"\\u009b\\udb40\\udc41\\u007f\xef\xbf\xbd\\n\xc3\xa4\"}");
+  EXPECT_EQ(Json::parse(jsonText(json, 2)).begin().key(), "\xe2\x80\xae");
 }
 
 TEST(TableText, AlignsByCharactersAndLeavesOutEmptyColumns) {

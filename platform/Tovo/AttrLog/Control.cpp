@@ -4,6 +4,7 @@
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Module.h"
+#include "Tovo/Printable.h"
 
 namespace Tovo::NboAttrLog {
 
@@ -21,11 +22,7 @@ void writeText(Out& out, std::string_view text) {
 
 std::string printable(std::string_view text) {
   constexpr size_t longest = 4096;
-  std::string line(text.substr(0, longest));
-  for (char& c : line) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
-  }
-  return line;
+  return Tovo::printable(text.substr(0, longest));
 }
 
 // ------------------------------------------------------------------------------------- greetings
