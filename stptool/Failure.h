@@ -15,7 +15,7 @@ enum class ExitCode : int {
   failed = 1,         ///< refused, or something went wrong
   usage = 2,          ///< wrong options or arguments
   cannotConnect = 3,  ///< nobody answers at the socket, or not as a peer of this tool
-  damaged = 4,        ///< a recording ends before its end, or is none
+  damaged = 4,        ///< a recording ends before its end, was cut or never ended, or is none
   cannotWrite = 5,    ///< standard output or a file of this machine, as on a full disk
 };
 

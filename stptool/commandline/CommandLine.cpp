@@ -114,7 +114,7 @@ const std::vector<Meaning>& exitCodes() {
       {"1", "refused, or something went wrong"},
       {"2", "wrong options or arguments"},
       {"3", "cannot connect: nobody answers at the socket, or not as a peer of this tool"},
-      {"4", "damaged: a recording ends before its end, or is none"},
+      {"4", "damaged: a recording ends before its end or without a farewell, or is none"},
       {"5", "cannot write: standard output or a file, as on a full disk"},
   };
   return codes;

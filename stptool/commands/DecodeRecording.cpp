@@ -44,10 +44,6 @@ class Decoder {
       while (const Reader::Message* message = recording_.next()) {
         if (!show(*message)) return;
       }
-      if (recording_.reader().farewell().empty()) {
-        complain(recording_.file() +
-                 ": ends without a farewell: its recorder was killed, or goes on");
-      }
     } catch (...) {
       out_.flush();
       throw;

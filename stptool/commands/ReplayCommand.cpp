@@ -147,21 +147,31 @@ class Feeder {
 
   void run() {
     uint64_t messages = 0;
-    play(
-        recording_, options_, [this](const auto& until) { return wait(until); },
-        [this](const Reader::Message& message) { prepare(message); },
-        [&](const Reader::Message& message) {
-          removeUnmounted(message);
-          ++messages;
-          progress_.at(recording_.reader().offset());
-          return true;
-        });
-    session_.sync();
-    progress_.end();
+    try {
+      play(
+          recording_, options_, [this](const auto& until) { return wait(until); },
+          [this](const Reader::Message& message) { prepare(message); },
+          [&](const Reader::Message& message) {
+            removeUnmounted(message);
+            ++messages;
+            progress_.at(recording_.reader().offset());
+            return true;
+          });
+    } catch (const Failure& failure) {
+      // The server gets what the recording has.
+      if (failure.code() == ExitCode::damaged) finish();
+      throw;
+    }
+    finish();
     if (options_.json) writeOut(lineOf({{"replayed", options_.file}, {"messages", messages}}));
   }
 
  private:
+  void finish() {
+    session_.sync();
+    progress_.end();
+  }
+
   bool wait(const std::optional<SteadyTime>& until) {
     // What has come since is taken even when there is no time to lose.
     const SteadyTime now = std::chrono::steady_clock::now();

@@ -46,7 +46,13 @@ size_t PlayedRecording::read(std::span<uint8_t> room) const {
 }
 
 const PlayedRecording::Reader::Message* PlayedRecording::next() try {
-  return reader_.next();
+  const Reader::Message* const message = reader_.next();
+  if (!message && reader_.farewell().empty()) {
+    throw Failure(file_ + ": byte " + std::to_string(reader_.offset()) +
+                      ": ends without a farewell: it was cut, its recorder was killed, or goes on",
+                  {.file = file_, .byte = reader_.offset()}, ExitCode::damaged);
+  }
+  return message;
 } catch (const Tovo::NboAttrLog::RecordingException& error) {
   throw Failure(file_ + ": " + error.what(), {.file = file_, .byte = error.offset()},
                 ExitCode::damaged);

@@ -25,8 +25,9 @@ class PlayedRecording {
   uint64_t size() const noexcept { return size_; }
   const Reader& reader() const noexcept { return reader_; }
 
-  /// As the reader's; what cannot be read is a Failure with ExitCode::damaged. Interrupted when a
-  /// stop signal came while more was waited for.
+  /// As the reader's; what cannot be read, and an end without a farewell, is a Failure with
+  /// ExitCode::damaged, and what came before has been given out then. Interrupted when a stop signal
+  /// came while more was waited for.
   const Reader::Message* next();
   void apply();
 

@@ -112,12 +112,23 @@ TEST(Replay, MakesAnotherServersTreesTheRecordedOnes) {
       << refused.err;
 }
 
+// Where the farewell is missing, all that is there is shown or made; then it is said.
 TEST(Record, IsReadableWhenItsRecorderWasKilled) {
   const Recorded recorded(true);
-  const Ended decoded = runTool({"decode", recorded.file});
-  EXPECT_EQ(decoded.code, 0) << decoded.err;
-  EXPECT_NE(decoded.out.find("learning -> discarding"), std::string::npos);
-  EXPECT_NE(decoded.err.find("ends without a farewell"), std::string::npos);
+  const std::string why =
+      "byte " + std::to_string(readFile(recorded.file).size()) + ": ends without a farewell";
+  for (const char* command : {"decode", "replay"}) {
+    const Ended shown = runTool({command, recorded.file});
+    EXPECT_EQ(shown.code, 4) << shown.err;
+    EXPECT_NE(shown.out.find("learning -> discarding"), std::string::npos);
+    EXPECT_NE(shown.err.find(why), std::string::npos) << shown.err;
+  }
+  const RunningServer second(std::vector<std::string>{});
+  const Ended into = runTool({"replay", recorded.file, "--into", second.socket(), "--fast"});
+  EXPECT_EQ(into.code, 4);
+  EXPECT_NE(into.err.find(why), std::string::npos) << into.err;
+  EXPECT_EQ(Json::parse(second.dump()).at("mounts").at("/stp/hw"),
+            Json::parse(recorded.dump).at("mounts").at("/stp/hw"));
 
   // Cut anywhere: everything before is shown, then where and why it ends.
   const std::string bytes = readFile(recorded.file);
@@ -136,6 +147,18 @@ TEST(Record, IsReadableWhenItsRecorderWasKilled) {
   const std::string json = recorded.server.folder().write("json", "{}");
   EXPECT_EQ(runTool({"decode", json}).code, 4);
   EXPECT_NE(runTool({"replay", json}).err.find("byte 0: this is no recording"), std::string::npos);
+}
+
+TEST(Replay, EndsWithItsServer) {
+  const Recorded recorded;
+  RunningServer second(std::vector<std::string>{});
+  Tool replay({"replay", recorded.file, "--into", second.socket(), "--speed", "0.001"});
+  const auto has = [&] { return !second.output({"tree"}).empty(); };
+  for (int tries = 0; tries < 100 && !has(); ++tries) continue;
+  second.tool().stop();
+  const Ended ended = replay.end();
+  EXPECT_EQ(ended.code, 1);
+  EXPECT_NE(ended.err.find("the connection has ended"), std::string::npos) << ended.err;
 }
 
 TEST(Record, OverwritesOnlyWhenTold) {
