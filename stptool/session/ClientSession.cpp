@@ -39,6 +39,15 @@ bool canRefer(Tovo::TovoTypeBase type, std::set<const Tovo::TypeDescriptor*>& se
   return refers;
 }
 
+bool isKnown(const std::string& typeName) {
+  const Tovo::TovoTypeBase type = Tovo::typeByName(typeName);
+  return type && Tovo::entityHooks(type);
+}
+
+std::string unknownTypeText(const std::string& path, const std::string& type) {
+  return path + ": is a " + type + ", which no model library here describes";
+}
+
 bool canRefer(const std::string& typeName) {
   const Tovo::TovoTypeBase type = Tovo::typeByName(typeName);
   std::set<const Tovo::TypeDescriptor*> seen;
@@ -71,6 +80,7 @@ ClientSession::ClientSession(const SessionOptions& options)
                                             std::chrono::duration<double>(options.connectTimeout))),
       link_([this] { return makeStream(); }, directory_) {
   std::signal(SIGPIPE, SIG_IGN);
+  link_.observerIs(this);
   try {
     connect();
     list();
@@ -203,6 +213,10 @@ void ClientSession::mirror(std::string_view path, Access access) {
                                      : all),
                   {.path = std::string(path), .suggestion = nearest(path, known)});
   }
+  if (!isKnown(mount->type)) {
+    throw Failure(unknownTypeText(mount->path, mount->type) + "; --library loads one",
+                  {.path = mount->path, .value = mount->type});
+  }
   if (canRefer(mount->type)) return mirrorAll(access);
   const std::string root = mount->path;
   mirrorEntity(root, access);
@@ -275,10 +289,7 @@ void ClientSession::sync() {
 
 // --------------------------------------------------------------------------------- across losses
 
-void ClientSession::follow(RootHandler newRoot) {
-  newRoot_ = std::move(newRoot);
-  link_.observerIs(this);
-}
+void ClientSession::follow(RootHandler newRoot) { newRoot_ = std::move(newRoot); }
 
 bool ClientSession::work(const StopSignals& signals, int milliseconds) {
   if (!wait(milliseconds) || signals.came()) return false;
@@ -305,6 +316,7 @@ bool ClientSession::catchUp(const StopSignals& signals) {
 }
 
 void ClientSession::handleLinkState(Link& link) {
+  if (!newRoot_) return;
   if (isLost()) {
     // Tries that fail in the same way are not told again.
     const bool first = told_.empty();
@@ -319,11 +331,15 @@ void ClientSession::handleLinkState(Link& link) {
 }
 
 void ClientSession::handleMounted(Link&, const std::string&, Tovo::Entity& root, bool isNew) {
-  if (isNew) newRoot_(root);
+  if (isNew && newRoot_) newRoot_(root);
 }
 
 void ClientSession::handleUnmounted(Link&, const std::string& path, const std::string& reason) {
-  complain(path + ": is not mirrored any more: " + reason);
+  if (newRoot_) complain(path + ": is not mirrored any more: " + reason);
+}
+
+void ClientSession::handleLeftOut(Link&, const std::string& path, const std::string& type) {
+  complain(unknownTypeText(path, type) + "; it is left out");
 }
 
 }  // namespace stptool

@@ -38,6 +38,8 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   /// Mirrors the tree that the path lies in. Where its types can refer to entities elsewhere, all
   /// other trees come along, so that references are complete.
   void mirror(std::string_view path, Access access);
+  /// Roots of types that no model library of this process has are left out, each with a line on
+  /// standard error.
   void mirrorAll(Access access);
   /// mirror() for a path, mirrorAll() for an empty one.
   void mirrorOrAll(std::string_view path, Access access);
@@ -82,6 +84,8 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
                      bool isNew) override;
   void handleUnmounted(Tovo::NboAttrLog::Link& link, const std::string& path,
                        const std::string& reason) override;
+  void handleLeftOut(Tovo::NboAttrLog::Link& link, const std::string& path,
+                     const std::string& type) override;
 
   Tovo::NboAttrLog::Link::Stream makeStream() const;
   void connect();

@@ -215,6 +215,26 @@ TEST_F(HostileTest, UnknownIdsAndGoneEntitiesAreCounted) {
   EXPECT_EQ(served.directory.mounted("/quiesce")->name().view(), "quiesce");
 }
 
+TEST_F(HostileTest, ARootOfAnUnknownTypeIsLeftOut) {
+  Directory directory;
+  RawPeer peer(directory);
+  peer.send(greeting());
+  peer.connection().mount("/other", true);
+  peer.connection().mount("/hw", true);
+  peer.send(message(0, 6, text("/other") + u8(1) + text("Other::Type") + u32(1) + "any") +
+            message(1, 258, "any") +
+            message(0, 6, text("/hw") + u8(1) + text("Stp::Hw") + u32(2) + text("hw")) + endOfTurn);
+  EXPECT_EQ(peer.connection().closeReason(), "");
+  EXPECT_EQ(
+      peer.connection().refusals(),
+      std::vector<std::string>{"the peer's /other is a Other::Type, which is not known here"});
+  EXPECT_EQ(directory.mounts().size(), 1u);
+  EXPECT_EQ(peer.connection().mountState("/hw"), Connection::MountState::complete);
+  // Under a path that nobody asked for, it ends the connection as any type does.
+  peer.send(message(0, 6, text("/third") + u8(1) + text("Other::Type") + u32(3)));
+  EXPECT_NE(peer.connection().closeReason(), "");
+}
+
 // ------------------------------------------------------------------------------------- limits
 
 TEST_F(HostileTest, WhoAsksMustRead) {

@@ -122,6 +122,51 @@ TEST(Commands, RefuseWhatIsWrongInOneLineAndChangeNothing) {
   EXPECT_EQ(server.tool().stop().err, "");
 }
 
+// A root of a type that the server knows and the tool does not.
+TEST(Commands, LeaveOutWhatNoLibraryDescribes) {
+  RunningServer server;
+  const Arguments libraries{"--library", STP_LIBRARY, "--library", SAMPLE_LIBRARY};
+  server.tool().stop();
+  server.restart(libraries);
+  Arguments create{"new", "/stp/chassis", "Sample::Chassis"};
+  create.insert(create.end(), libraries.begin(), libraries.end());
+  EXPECT_EQ(server.output(create), "");
+  const std::string port = portPath("Ethernet1");
+  const std::string file = server.folder().file("some.rec");
+  const std::string known = server.folder().write("hw.json", server.output({"dump", "/stp/hw"}));
+  const std::string is =
+      "/stp/chassis: is a Sample::Chassis, which no model library here describes";
+  for (const Arguments& arguments : {Arguments{"tree"},
+                                     {"dump"},
+                                     {"graph"},
+                                     {"load", known},
+                                     {"watch", "--for", "0"},
+                                     {"record", file, "--for", "0"},
+                                     {"set", port, "active", "true"},
+                                     {"get", port, "portState"}}) {
+    SCOPED_TRACE(joined(arguments));
+    const Ended ended = server.run(arguments);
+    EXPECT_EQ(ended.code, 0) << ended.err;
+    const bool isAlone = arguments[1 % arguments.size()] == port;  // it refers to nothing
+    const size_t at = ended.err.find("stptool: " + is + "; it is left out\n");
+    EXPECT_EQ(at == std::string::npos, isAlone) << ended.err;
+    EXPECT_EQ(ended.err.find(is, at + 20), std::string::npos) << "twice";
+  }
+  EXPECT_EQ(runTool({"decode", file}).code, 0);
+  const Ended asked = server.run({"tree", "/stp/chassis"});
+  EXPECT_EQ(asked.code, 1);
+  EXPECT_NE(asked.err.find(is + "; --library loads one"), std::string::npos) << asked.err;
+
+  // One that comes later is told to whoever follows, once.
+  const auto watch = server.start({"watch"});
+  ASSERT_TRUE(watch->complains("watching"));
+  create[1] = "/stp/later";
+  EXPECT_EQ(server.output(create), "");
+  EXPECT_TRUE(watch->complains("/stp/later: is a Sample::Chassis"));
+  server.output({"set", port, "portState", "discarding"});
+  EXPECT_TRUE(watch->says("portState  forwarding -> discarding"));
+}
+
 // What would change how a line looks is escaped wherever it comes from.
 TEST(Commands, ShowNothingThatATerminalWouldObey) {
   const std::string turned =

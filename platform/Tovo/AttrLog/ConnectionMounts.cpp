@@ -136,7 +136,7 @@ void Connection::sendPathText(AttributeId id, std::string_view path, std::string
   });
 }
 
-void Connection::handleMounted(In& in) {
+void Connection::handleMounted(In& in) try {
   Mounted mounted(in, "the peer");
   const auto asked = asked_.find(mounted.path);
   if (asked == asked_.end()) {
@@ -161,6 +161,11 @@ void Connection::handleMounted(In& in) {
     if (now && now != before.get()) directory_.unmount(mounted.path);
     throw;
   }
+} catch (const UnknownTypeException& unknown) {
+  // What follows of it is about entities that are not known here either, and is skipped.
+  if (asked_.erase(unknown.path()) == 0) throw;
+  refusals_.emplace_back(unknown.what());
+  mountEnded(unknown.path(), unknown.what());
 }
 
 void Connection::handleUnmounted(In& in) {

@@ -25,6 +25,17 @@ std::string printable(std::string_view text) {
   return Tovo::printable(text.substr(0, longest));
 }
 
+bool isKnownEntityType(std::string_view name) noexcept {
+  const TovoTypeBase type = typeByName(name);
+  return type && entityHooks(type);
+}
+
+UnknownTypeException::UnknownTypeException(std::string_view who, const std::string& path,
+                                           std::string_view type)
+    : StreamException(std::string(who) + "'s " + printable(path) + " is a " + printable(type) +
+                      ", which is not known here"),
+      path_(path) {}
+
 // ------------------------------------------------------------------------------------- greetings
 
 size_t greetingSize() {
@@ -76,10 +87,8 @@ namespace {
 
 TovoTypeBase readType(In& in, std::string_view who, const std::string& path) {
   const Pelmo::String name = in.nextString();
-  const TovoTypeBase type = typeByName(name);
-  if (type && entityHooks(type)) return type;
-  throw StreamException(std::string(who) + "'s " + printable(path) + " is a " + printable(name) +
-                        ", which is not known here");
+  if (!isKnownEntityType(name)) throw UnknownTypeException(who, path, name);
+  return typeByName(name);
 }
 
 }  // namespace

@@ -45,6 +45,19 @@ void writeText(Out& out, std::string_view text);
 /// What somebody else wrote, for a line of text that people read: at most 4096 bytes of it.
 std::string printable(std::string_view text);
 
+/// Whether this process knows an entity type of that name.
+bool isKnownEntityType(std::string_view name) noexcept;
+
+/// Something of a type that is not known here, under a path that a peer or a recording names.
+class UnknownTypeException : public StreamException {
+ public:
+  UnknownTypeException(std::string_view who, const std::string& path, std::string_view type);
+  const std::string& path() const noexcept { return path_; }
+
+ private:
+  std::string path_;
+};
+
 /// The protocol's version and the module records of this process.
 size_t greetingSize();
 void writeGreeting(Out& out);
@@ -54,7 +67,7 @@ void readGreeting(In& in, std::string_view who);
 
 /// An entity that is mirrored from now on.
 struct Mounted {
-  /// Throws StreamException, also for a type that is not known here.
+  /// Throws StreamException; UnknownTypeException for a type that is not known here.
   Mounted(In& in, std::string_view who);
 
   /// Makes it a guest's root in the directory. An entity under the path that is of the same type

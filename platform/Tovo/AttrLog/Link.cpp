@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tovo/AttrLog/Control.h"
 #include "Tovo/AttrLog/UnixStream.h"
 
 namespace Tovo::NboAttrLog {
@@ -21,6 +22,7 @@ const char* linkStateName(LinkState state) noexcept {
 
 void LinkObserver::handleMounted(Link&, const std::string&, Entity&, bool) {}
 void LinkObserver::handleUnmounted(Link&, const std::string&, const std::string&) {}
+void LinkObserver::handleLeftOut(Link&, const std::string&, const std::string&) {}
 
 class Link::Peer final : public Connection {
  public:
@@ -202,13 +204,9 @@ void Link::follow() {
   if (allReadOnly_ && peer_->listings() > listingsSeen_) {
     listing_ = false;
     listingsSeen_ = peer_->listings();
-    // A copy: the list is replaced by the next answer.
-    const std::vector<Connection::RemoteMount> mounts = peer_->remoteMounts();
     const Liveness::Watch watch(liveness_);
-    for (const Connection::RemoteMount& remote : mounts) {
-      mount(remote.path, *allReadOnly_);
-      if (watch.gone()) return;
-    }
+    mountListed();
+    if (watch.gone()) return;
   }
   bool complete = !listing_ || state_ == LinkState::synced;
   bool again = allReadOnly_.has_value();
@@ -229,6 +227,23 @@ void Link::listMounts() {
   listingsSeen_ = peer_->listings();
   peer_->followMounts();
   peer_->askMounts();
+}
+
+void Link::mountListed() {
+  // A copy: the list is replaced by the next answer.
+  const std::vector<Connection::RemoteMount> mounts = peer_->remoteMounts();
+  const std::set<std::string> leftOutBefore = std::exchange(leftOut_, {});
+  const Liveness::Watch watch(liveness_);
+  for (const Connection::RemoteMount& remote : mounts) {
+    if (isKnownEntityType(remote.type)) {
+      mount(remote.path, *allReadOnly_);
+    } else {
+      leftOut_.insert(remote.path);
+      if (leftOutBefore.contains(remote.path) || !observer_) continue;
+      observer_->handleLeftOut(*this, remote.path, remote.type);
+    }
+    if (watch.gone()) return;
+  }
 }
 
 // Asks again for what was not there.

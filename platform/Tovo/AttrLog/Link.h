@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -46,8 +47,12 @@ class LinkObserver {
   /// from here on. `isNew`: no entity was there before, or another one, which is out of the
   /// directory now.
   virtual void handleMounted(Link&, const std::string& path, Entity& entity, bool isNew);
-  /// The peer does not have the path (any more) or refuses it: nothing is mounted here under it.
+  /// The peer does not have the path (any more) or refuses it, or what it has there is of a type
+  /// that this process does not know: nothing is mounted here under it.
   virtual void handleUnmounted(Link&, const std::string& path, const std::string& reason);
+  /// Link::mountAll leaves out a root of a type that this process does not know. Told again when it
+  /// was gone meanwhile.
+  virtual void handleLeftOut(Link&, const std::string& path, const std::string& type);
 };
 
 struct LinkOptions {
@@ -117,7 +122,8 @@ class Link {
   /// From now on, as Connection::mount; a path that is mirrored already is left as it is, and one
   /// that the peer did not have is asked for again.
   void mount(std::string_view path, bool readOnly);
-  /// Whatever the peer has mounted now, and when it is asked again.
+  /// Whatever the peer has mounted now, and when it is asked again. Roots of types that this
+  /// process does not know are left out.
   void mountAll(bool readOnly);
   /// The first transfer of the path is complete, on the connection that there is.
   bool isMirrored(std::string_view path) const noexcept;
@@ -161,6 +167,7 @@ class Link {
   void serve();
   void follow();
   void listMounts();
+  void mountListed();
   void probe();
   void lost(Ending ending, std::string reason);
   void stateIs(LinkState state);
@@ -175,6 +182,7 @@ class Link {
   std::minstd_rand random_;
   std::map<std::string, Wanted, std::less<>> wanted_;
   std::optional<bool> allReadOnly_;  // mountAll was called
+  std::set<std::string> leftOut_;    // of what the peer listed last
   Stream stream_;                    // while connecting
   std::unique_ptr<Peer> peer_;
   Clock::time_point now_{};
