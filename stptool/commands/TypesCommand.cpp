@@ -22,10 +22,15 @@ using Tovo::AttributeKind;
 using Tovo::TovoTypeBase;
 using Tovo::TypeDescriptor;
 
+// By what its parts are addressed: the keys of a collection, the numbers of an indexed attribute.
+bool isKeyed(Attribute attribute) {
+  return attribute.isCollection() || attribute.kind() == AttributeKind::indexed;
+}
+
 // "Stp::MstiHw by String".
 std::string typeAndKeyText(Attribute attribute) {
   std::string text = typeText(attribute);
-  if (attribute.isCollection()) text.append(" by ").append(attribute.keyTypeName());
+  if (isKeyed(attribute)) text.append(" by ").append(attribute.keyTypeName());
   return text;
 }
 
@@ -123,7 +128,7 @@ Json attributeJson(Attribute attribute) {
   json["kind"] = kindName(attribute);
   json["name"] = attribute.name();
   json["type"] = attribute.typeName();
-  if (attribute.isCollection()) json["key"] = attribute.keyTypeName();
+  if (isKeyed(attribute)) json["key"] = attribute.keyTypeName();
   if (isConstant(attribute)) {
     json["value"] = toJson(shapeOf(attribute), attribute.detail().value);
   } else if (const std::string initial = Tovo::defaultText(attribute); !initial.empty()) {

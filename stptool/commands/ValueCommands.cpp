@@ -44,6 +44,7 @@ std::string exampleText(const ValueShape& shape) {
     text += (text.empty() ? "one of " : ", ") + literal;
   }
   if (!text.empty()) return text;
+  if (const Attribute field = onlyField(shape.type)) return allowedText(field);
   ValueBuffer value(*shape.ops);
   value.constructDefault();
   return "text such as " + Tovo::valueText(*shape.ops, value.get());

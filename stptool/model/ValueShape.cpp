@@ -40,6 +40,11 @@ std::vector<Attribute> membersOf(Tovo::TovoTypeBase type, Tovo::AttributeKind ki
   return members;
 }
 
+Attribute onlyField(Tovo::TovoTypeBase type) {
+  const std::vector<Attribute> fields = membersOf(type, Tovo::AttributeKind::field);
+  return fields.size() == 1 ? fields.front() : Attribute();
+}
+
 bool getMember(Tovo::TovoTypeBase type, const void* value, Attribute member,
                Tovo::ValueBuffer& result) {
   result.constructDefault();

@@ -24,6 +24,10 @@ ValueShape shapeOf(Tovo::TovoTypeBase type);
 /// A type's attributes of one kind: its fields, its alternatives.
 std::vector<Tovo::Attribute> membersOf(Tovo::TovoTypeBase type, Tovo::AttributeKind kind);
 
+/// The field of a value type that has just one, whose text and JSON are those of that field; else
+/// none.
+Tovo::Attribute onlyField(Tovo::TovoTypeBase type);
+
 /// Puts a member of a value into `result`. False when it is not there: an alternative that is not
 /// held.
 bool getMember(Tovo::TovoTypeBase type, const void* value, Tovo::Attribute member,

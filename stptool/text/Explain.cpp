@@ -1,6 +1,7 @@
 #include "stptool/text/Explain.h"
 
 #include "Tovo/Inspect.h"
+#include "stptool/model/ValueShape.h"
 #include "stptool/text/Suggest.h"
 
 namespace stptool {
@@ -54,6 +55,8 @@ std::string allowedText(Tovo::Attribute attribute) {
       if (i > 0) text += ", ";
       text += descriptor.literals[i].name;
     }
+  } else if (const Tovo::Attribute field = onlyField(type)) {
+    text = allowedText(field);
   } else {
     text = "a " + std::string(attribute.typeName());
     const std::string example = Tovo::defaultText(attribute);

@@ -32,6 +32,11 @@ TEST(Types, ListsModulesAndDescribesOneType) {
   EXPECT_NE(port.out.find("258  attr"), std::string::npos) << port.out;
   EXPECT_NE(port.out.find("discarding"), std::string::npos) << "the default";
 
+  const Ended digest = runTool({"types", "Stp::MstpConfigDigest", "--json"});
+  const Json octets = Json::parse(digest.out).at("attributes").back();
+  EXPECT_EQ(octets.at("name"), "rawByte");
+  EXPECT_EQ(octets.at("key"), "u8") << "the index";
+
   const Ended state = runTool({"types", "Stp::PortState", "--json"});
   const Json literals = Json::parse(state.out).at("literals");
   EXPECT_EQ(literals.dump(), R"([{"name":"discarding","value":0},{"name":"learning","value":1},)"
