@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "stptool/commands/RateTable.h"
 #include "stptool/json/Json.h"
 #include "stptool/text/Explain.h"
 #include "stptool/text/NaturalOrder.h"
@@ -48,6 +49,7 @@ TEST(Suggestion, FindsSlipsOfTheHandAndNothingElse) {
   EXPECT_EQ(suggestion("actve", known), "; did you mean 'active'?");
   EXPECT_EQ(suggestion("MstiPorthw", known), "; did you mean 'Stp::MstiPortHw'?");
   EXPECT_EQ(suggestion("zebra", known), "");
+  EXPECT_EQ(editDistance("protState", "portState"), 1U);
   EXPECT_EQ(suggestion("", known), "");
   EXPECT_EQ(suggestion("x", {}), "");
 }
@@ -62,7 +64,6 @@ TEST(Printable, LetsNothingCommandATerminal) {
        "31m",
        "\\xc2\\x9b"
        "31m"},  // the same as one character of C1
-      {"\xff", "\\xff"},
       {"a\xe2\x80\xae"
        "b",
        "a\\xe2\\x80\\xae"
@@ -73,6 +74,7 @@ TEST(Printable, LetsNothingCommandATerminal) {
       {"\xc2\xad", "\\xc2\\xad"},                    // soft hyphen
       {"\xef\xbb\xbf", "\\xef\\xbb\\xbf"},           // byte order mark
       {"\xf3\xa0\x81\x81", "\\xf3\\xa0\\x81\\x81"},  // tag
+      {"\xff", "\\xff"},
       {"\xc3", "\\xc3"},                             // cut short
       {"\xc0\xaf", "\\xc0\\xaf"},                    // overlong
       {"\xed\xa0\x80", "\\xed\\xa0\\x80"},           // surrogate
@@ -87,6 +89,27 @@ TEST(Printable, LetsNothingCommandATerminal) {
   EXPECT_EQ(jsonText(json),
             "{\"\\u202e\":\"\\u009b\\udb40\\udc41\\u007f\xef\xbf\xbd\\n\xc3\xa4\"}");
   EXPECT_EQ(Json::parse(jsonText(json, 2)).begin().key(), "\xe2\x80\xae");
+}
+
+TEST(RateTable, HasTheMostFrequentOnesFirst) {
+  RateTable table;
+  const auto change = [&](const char* path, const char* attribute, int times) {
+    for (; times > 0; --times) {
+      table.add({ChangeEvent::Kind::set, path, attribute, {}, {}, {}, {}, {}});
+    }
+  };
+  change("/a/2", "few", 1);
+  change("/a/10", "many", 5);
+  change("/a/10", "some", 3);
+  change("/a/9", "some", 3);
+  change("/a/9", "any", 3);
+  std::string order;
+  const Json json = table.json(2, 4);
+  for (const Json& entry : json.at("top")) {
+    order += entry.at("path").get<std::string>() + entry.at("attribute").get<std::string>() + " ";
+  }
+  EXPECT_EQ(order, "/a/10many /a/9any /a/9some /a/10some ");
+  EXPECT_EQ(json.at("top")[0].at("perSecond"), 2.5);
 }
 
 TEST(TableText, AlignsByCharactersAndLeavesOutEmptyColumns) {
