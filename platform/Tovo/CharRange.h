@@ -10,11 +10,21 @@
 
 namespace Tovo {
 
+/// Which values a text may say.
+enum class Ranges : uint8_t {
+  checked,  ///< those that a setter takes
+  kept,     ///< also what only the attribute log brings: values outside their ranges, and numbers
+            ///< where an enumeration has no literal
+};
+
 /// A view of text with a read position. Does not own the text.
 class CharRange {
  public:
-  explicit CharRange(std::string_view text) noexcept
-      : begin_(text.data()), current_(begin_), end_(begin_ + text.size()) {}
+  explicit CharRange(std::string_view text, Ranges ranges = Ranges::checked) noexcept
+      : begin_(text.data()), current_(begin_), end_(begin_ + text.size()), ranges_(ranges) {}
+
+  /// A type that refuses values which its log form can hold asks this before it does.
+  bool checksRanges() const noexcept { return ranges_ == Ranges::checked; }
 
   std::string_view rest() const noexcept { return {current_, size()}; }
   size_t size() const noexcept { return static_cast<size_t>(end_ - current_); }
@@ -34,6 +44,7 @@ class CharRange {
   const char* begin_;
   const char* current_;
   const char* end_;
+  Ranges ranges_;
 };
 
 /// "Value('Stp::PortId', portPriority=": the start of a record's text up to its first value.

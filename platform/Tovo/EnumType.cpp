@@ -1,6 +1,8 @@
 #include "Tovo/EnumType.h"
 
 #include <algorithm>
+#include <charconv>
+#include <limits>
 #include <ostream>
 
 #include "Tovo/Exceptions.h"
@@ -40,6 +42,20 @@ bool isIdentifierCharacter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
+// A number that the type's width holds: an octet, or 32 bits with a sign.
+bool readNumber(CharRange& text, TovoTypeBase type, int64_t& number) {
+  const std::string_view rest = text.rest();
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+  if (error != std::errc{}) return false;
+  const bool isOctet = typeDescriptor(type).encodedSize == 1;
+  const int64_t low = isOctet ? 0 : std::numeric_limits<int32_t>::min();
+  const int64_t high =
+      isOctet ? std::numeric_limits<uint8_t>::max() : std::numeric_limits<int32_t>::max();
+  if (number < low || number > high) return false;
+  text.skip(static_cast<size_t>(end - rest.data()));
+  return true;
+}
+
 }  // namespace
 
 int64_t EnumType::instance(int64_t number, TovoTypeBase type) {
@@ -74,6 +90,7 @@ int64_t EnumType::sequenceToValue(CharRange& text, TovoTypeBase type) {
     text.skip(length);
     return literal->value;
   }
+  if (int64_t number = 0; !text.checksRanges() && readNumber(text, type, number)) return number;
   std::string quoted;
   appendQuoted(quoted, rest.substr(0, length));
   throw ParseException(quoted + " is not a literal" + allowed(type), text.position());

@@ -31,28 +31,29 @@ const char* whyReadOnly(Attribute attribute) {
   }
 }
 
-// A whole string is typed without quotes, as long as it is not one in quotes.
-void parsePlain(const ValueOps& ops, std::string_view text, ValueBuffer& value) {
-  const bool isString = &ops == &primitiveOps(PrimitiveCode::string);
-  if (isString && !text.starts_with('\'')) {
-    const Pelmo::String string(text);
-    value.constructFrom(&string);
-    return;
-  }
-  CharRange range(text);
-  const CharRangeCheckAllDataConsumed check(range);
-  value.parse(range);
-}
-
-std::unique_ptr<ValueBuffer> parsed(Attribute attribute, const ValueOps& ops,
-                                    std::string_view text) {
+std::unique_ptr<ValueBuffer> parsed(Attribute attribute, const ValueOps& ops, std::string_view text,
+                                    Ranges ranges = Ranges::checked) {
   auto value = std::make_unique<ValueBuffer>(ops);
   try {
-    parsePlain(ops, text, *value);
+    readTyped(text, *value, ranges);
   } catch (const RangeException& error) {
     rethrowFromDeserializeAttr(error, attribute.name());
   }
   return value;
+}
+
+// In quotes, or else as it is.
+Pelmo::String typedString(std::string_view text) {
+  if (text.starts_with('\'')) {
+    try {
+      CharRange range(text);
+      Pelmo::String quoted = deserializeAttr<Pelmo::String>(range, {});
+      if (range.empty()) return quoted;
+    } catch (const ParseException&) {
+      return Pelmo::String(text);
+    }
+  }
+  return Pelmo::String(text);
 }
 
 void demandCollection(const Entity& owner, Attribute collection, bool owning) {
@@ -81,6 +82,16 @@ std::string plainText(const ValueOps& ops, const void* value) {
     return std::string(static_cast<const Pelmo::String*>(value)->view());
   }
   return valueText(ops, value);
+}
+
+void readTyped(std::string_view text, ValueBuffer& value, Ranges ranges) {
+  if (&value.ops() == &primitiveOps(PrimitiveCode::string)) {
+    const Pelmo::String string = typedString(text);
+    return value.constructFrom(&string);
+  }
+  CharRange range(text, ranges);
+  const CharRangeCheckAllDataConsumed check(range);
+  value.parse(range);
 }
 
 std::string attributeText(const Entity& entity, Attribute attribute) {
@@ -155,6 +166,19 @@ void attributeFromText(Entity& entity, Attribute attribute, std::string_view tex
                             nullptr, value->get());
 }
 
+void attributeKept(Entity& entity, Attribute attribute, const void* value) {
+  if (attribute.kind() != AttributeKind::attribute) {
+    refuse(entity, attribute, whyReadOnly(attribute));
+  }
+  const ValueOps& ops = attribute.ops();
+  void* const stored = storage(entity, attribute);
+  if (ops.equal(stored, value)) return;
+  ValueBuffer previous(ops);
+  previous.constructFrom(stored);
+  ops.assign(stored, value);
+  entity.nodePublisher().publishChangeRecursive(attribute.id(), nullptr, previous.get(), nullptr);
+}
+
 void pointerIs(Entity& entity, Attribute attribute, Entity* target) {
   if (attribute.kind() != AttributeKind::pointer) refuse(entity, attribute, "is not a pointer");
   if (target && !isDerived(target->tovoType(), attribute.type())) {
@@ -197,25 +221,29 @@ void putElement(Entity& owner, Attribute collection, std::string_view key, std::
 }
 
 void putReference(Entity& owner, Attribute collection, std::string_view key, Entity& target) {
+  const auto keyValue = parsed(collection, collection.keyOps(), key);
+  putReferenceAt(owner, collection, keyValue->get(), target);
+}
+
+void putReferenceAt(Entity& owner, Attribute collection, const void* key, Entity& target) {
   if (collection.kind() != AttributeKind::refCollection) {
     refuse(owner, collection, "holds no references");
   }
   if (!isDerived(target.tovoType(), collection.type())) {
     GenericIfImpl::throwTypeException(target.tovoType(), collection.type());
   }
-  const auto keyValue = parsed(collection, collection.keyOps(), key);
   const Pelmo::Ptr<Entity> pointer(&target);
-  collectionOps(collection).put(owner, keyValue->get(), &pointer);
+  collectionOps(collection).put(owner, key, &pointer);
 }
 
 bool deleteElement(Entity& owner, Attribute collection, std::string_view key) {
   if (!collection.isCollection()) refuse(owner, collection, "is not a collection");
-  const auto keyValue = parsed(collection, collection.keyOps(), key);
+  const auto keyValue = parsed(collection, collection.keyOps(), key, Ranges::kept);
   return collectionOps(collection).erase(owner, keyValue->get());
 }
 
 const void* findElement(const Entity& owner, Attribute collection, std::string_view key) {
-  const auto keyValue = parsed(collection, collection.keyOps(), key);
+  const auto keyValue = parsed(collection, collection.keyOps(), key, Ranges::kept);
   return collectionFind(owner, collection, keyValue->get());
 }
 

@@ -7,10 +7,13 @@
 #include <vector>
 
 #include "Pelmo/Ptr.h"
+#include "Tovo/CharRange.h"
 #include "Tovo/Entity.h"
 #include "Tovo/Module.h"
 
 namespace Tovo {
+
+class ValueBuffer;
 
 /// An attribute that cannot be written, or not in this way; nothing has changed.
 class NotWritableException : public std::runtime_error {
@@ -22,6 +25,9 @@ class NotWritableException : public std::runtime_error {
 std::string valueText(const ValueOps& ops, const void* value);
 /// Keys and strings as a person types them: no quotes around a whole string.
 std::string plainText(const ValueOps& ops, const void* value);
+/// Reads what either of them says. A string that is not in quotes from its first byte to its last
+/// is itself, also when it begins with one. Throws RangeException.
+void readTyped(std::string_view text, ValueBuffer& value, Ranges ranges = Ranges::checked);
 
 /// Any attribute but a collection: a scalar's value, a constant, a parameter, a computed value; a
 /// pointer as the path of its target, or "None".
@@ -34,6 +40,9 @@ std::string rangeText(Attribute attribute);
 /// Sets a scalar from its text, through the range check and with publication; a String may stand
 /// with or without quotes. Throws RangeException (ParseException) or NotWritableException.
 void attributeFromText(Entity& entity, Attribute attribute, std::string_view text);
+/// Stores a scalar as the attribute log does: whatever its range, also what only its owner sets.
+/// Publishes unless it is the same value. Throws NotWritableException for what is no stored scalar.
+void attributeKept(Entity& entity, Attribute attribute, const void* value);
 /// Sets an entity pointer; null clears it. Throws TypeException or NotWritableException.
 void pointerIs(Entity& entity, Attribute attribute, Entity* target);
 
@@ -46,9 +55,12 @@ void putElement(Entity& owner, Attribute collection, std::string_view key, std::
 /// Stores a pointer in a collection of references. Throws TypeException, RangeException or
 /// NotWritableException.
 void putReference(Entity& owner, Attribute collection, std::string_view key, Entity& target);
-/// False when the key is not there. Throws RangeException for a text that is no key.
+/// The same under a key of the collection's key type.
+void putReferenceAt(Entity& owner, Attribute collection, const void* key, Entity& target);
+/// False when the key is not there. Throws RangeException for a text that is no key; one outside
+/// its range is one, as the log may have brought it.
 bool deleteElement(Entity& owner, Attribute collection, std::string_view key);
-/// The element or value under a key's text, or null. Throws RangeException.
+/// The element or value under a key's text, or null. Throws as deleteElement.
 const void* findElement(const Entity& owner, Attribute collection, std::string_view key);
 
 /// The constructor parameters of an entity type, in order, without the name or key.

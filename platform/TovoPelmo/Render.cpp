@@ -29,11 +29,11 @@ void parseField(Tovo::CharRange& text, Attribute field, void* value, bool oneOfS
   Tovo::ValueBuffer parsed(field.ops());
   try {
     parsed.parse(text);
-    if (oneOfSeveral) Tovo::checkRange(field, parsed.get());
+    if (oneOfSeveral && text.checksRanges()) Tovo::checkRange(field, parsed.get());
   } catch (const Tovo::RangeException& error) {
     Tovo::rethrowFromDeserializeAttr(error, field.name());
   }
-  if (!oneOfSeveral) Tovo::checkRange(field, parsed.get());
+  if (!oneOfSeveral && text.checksRanges()) Tovo::checkRange(field, parsed.get());
   field.ops().assign(fieldOf(value, field.descriptor()), parsed.get());
 }
 

@@ -223,6 +223,8 @@ bool TextPlan::readStep(const Step& step, const char*& at, const char* end, void
 }
 
 bool TextPlan::read(Tovo::CharRange& text, void* value) const {
+  // The limits are part of the plan.
+  if (!text.checksRanges()) return false;
   const std::string_view rest = text.rest();
   const char* at = rest.data();
   const char* const end = at + rest.size();

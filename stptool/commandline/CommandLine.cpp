@@ -527,11 +527,15 @@ class CommandLine::Parser {
     Adder load = command(
         "load", "Brings a JSON file into a live tree; all of it or nothing", &runLoad, options,
         {{"Make what is missing, set what is mentioned", "stptool load hw.json"},
-         {"Also remove what the file does not have", "stptool load hw.json --replace"}});
+         {"Also remove what the file does not have", "stptool load hw.json --replace"},
+         {"Take a dump as it is", "stptool load dump.json --replace --restore"}});
     addSession(load, options.session);
     load.required("FILE", options.file, "File to read; - for standard input", Completes::file);
     load.flag("--replace", options.replace,
               "Remove the elements that the file's collections do not mention");
+    load.flag("--restore", options.restore,
+              "Take values outside their ranges, unknown numbers of enumerations and what only its "
+              "owner sets too, with a warning; without it, they are refused");
     addJson(load, options, "Report as JSON");
   }
 

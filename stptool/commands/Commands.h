@@ -163,6 +163,7 @@ struct LoadOptions {
   SessionOptions session;
   std::string file;
   bool replace = false;
+  bool restore = false;  ///< as the attribute log does
   bool json = false;
 };
 void runLoad(const LoadOptions& options);

@@ -12,11 +12,17 @@ namespace {
 
 // Builds the whole tree where nobody sees it: what is wrong with the file is known before anything
 // is touched. References may also lead to what is there already.
-void check(const Json& document, const std::string& file, const Tovo::Directory& live) {
+void check(const Json& document, const LoadOptions& options, const Tovo::Directory& live) {
   Tovo::Directory scratch;
   Loader loader(scratch, &live);
-  loader.load(document, file);
+  if (options.restore) loader.restores(complain);
+  loader.load(document, options.file);
   loader.resolveReferences();
+}
+
+// What there is to warn of has been said by the check.
+void restoreSilently(Loader& loader, const LoadOptions& options) {
+  if (options.restore) loader.restores([](const std::string&) {});
 }
 
 }  // namespace
@@ -41,21 +47,29 @@ void runLoad(const LoadOptions& options) {
   Tovo::Directory& live = session.directory();
   const auto roots = rootsOf(document, options.file);
   progress.stage("checking " + options.file);
-  check(document, options.file, live);
+  check(document, options, live);
 
   // What exists is changed here first, where the server does not see it yet: elements that were
   // made with other parameters are the one thing that the check above cannot know.
   progress.stage("loading " + options.file);
   Loader loader(live);
   loader.replaces(options.replace);
-  loader.load(document, options.file, [&](const std::string& path) { return live.mounted(path); });
-  for (const auto& [path, type] : roots) {
-    if (live.mounted(path)) continue;
+  restoreSilently(loader, options);
+  std::vector<const DocumentRoot*> missing;
+  for (const DocumentRoot& root : roots) {
+    if (live.mounted(root.path)) {
+      loader.load(root, options.file);
+    } else {
+      missing.push_back(&root);
+    }
+  }
+  for (const DocumentRoot* root : missing) {
     Tovo::Directory scratch;
-    session.createRoot(path, *Loader(scratch).loadBareRoot(document, options.file, path));
-    session.mirror(path, Access::write);
-    loader.load(document, options.file,
-                [&path = path](const std::string& other) { return other == path; });
+    Loader bare(scratch);
+    restoreSilently(bare, options);
+    session.createRoot(root->path, *bare.loadBareRoot(*root, options.file));
+    session.mirror(root->path, Access::write);
+    loader.load(*root, options.file);
   }
   loader.resolveReferences();
   progress.stage("sending");

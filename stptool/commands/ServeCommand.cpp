@@ -25,10 +25,12 @@ namespace {
 // Beside those of the clients: standard streams, sockets, files, and some to spare.
 constexpr size_t ownDescriptors = 64;
 
-// All files or nothing: what is wrong in one of them leaves the directory empty.
+// All files or nothing: what is wrong in one of them leaves the directory empty. What a server
+// dumped at its end is what it starts from again, whatever the log had brought it.
 void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory) {
   Tovo::Directory scratch;
   Loader loader(scratch);
+  loader.restores(complain);
   for (const std::string& file : files) loader.load(parseJsonFile(file), file);
   loader.resolveReferences();
   while (!scratch.mounts().empty()) {

@@ -8,7 +8,7 @@
 #include "Tovo/Path.h"
 #include "Tovo/ValueOps.h"
 #include "stptool/commands/Commands.h"
-#include "stptool/json/Json.h"
+#include "stptool/json/ValueJson.h"
 #include "stptool/model/FindType.h"
 #include "stptool/text/ErrorText.h"
 #include "stptool/text/Explain.h"
@@ -39,12 +39,34 @@ Entity* referredTo(const Tovo::Directory& directory, const PathTarget& target,
   }
 }
 
+// Seconds that are not finite come over the log only; a file may not say them to 'load' either.
+void demandFinite(const ValueShape& shape, const void* value) {
+  try {
+    fromJson(shape, toJson(shape, value), JsonPlace());
+  } catch (const JsonError&) {
+    throw Tovo::RangeException("seconds that are not finite cannot be set");
+  }
+}
+
+void demandFinite(Attribute attribute, const std::string& text) {
+  Tovo::ValueBuffer value(attribute.ops());
+  try {
+    Tovo::readTyped(text, value);
+  } catch (const Tovo::RangeException&) {
+    return;  // said where it is set
+  }
+  demandFinite(shapeOf(attribute), value.get());
+}
+
 void storeEntry(const Tovo::Directory& directory, const PathTarget& target,
                 const std::string& value) {
   if (target.attribute.kind() == AttributeKind::refCollection) {
     Tovo::putReference(*target.entity, target.attribute, target.keyText,
                        *referredTo(directory, target, value));
   } else {
+    if (target.attribute.kind() != AttributeKind::ownCollection) {
+      demandFinite(target.attribute, value);
+    }
     Tovo::putElement(*target.entity, target.attribute, target.keyText, value);
   }
 }
@@ -54,6 +76,7 @@ void setScalar(const Tovo::Directory& directory, const PathTarget& target,
   if (target.attribute.kind() == AttributeKind::pointer && value != "None") {
     Tovo::pointerIs(*target.entity, target.attribute, referredTo(directory, target, value));
   } else {
+    if (target.attribute.kind() == AttributeKind::attribute) demandFinite(target.attribute, value);
     Tovo::attributeFromText(*target.entity, target.attribute, value);
   }
 }
@@ -133,6 +156,7 @@ Values parameterValues(const std::string& path, Tovo::TovoTypeBase type,
       Tovo::CharRange range(texts[i]);
       const Tovo::CharRangeCheckAllDataConsumed check(range);
       values.back()->parse(range);
+      demandFinite(shapeOf(parameters[i]), values.back()->get());
     } catch (const Tovo::RangeException& error) {
       throw refusal(path, parameters[i], texts[i], reasonOf(parameters[i], error));
     }

@@ -285,7 +285,8 @@ Json dumpPath(const Tovo::Directory& directory, std::string_view path, int level
   if (!target.hasKey) {
     content[attribute.name()] = dumpAttribute(*target.entity, attribute, levels);
   } else {
-    const auto key = keyFromJson(keyShapeOf(attribute), target.keyText, JsonPlace());
+    const auto key = keyFromJson(keyShapeOf(attribute), target.keyText, JsonPlace(),
+                                 [](const JsonError&) {});  // the log may have brought it
     const void* item = Tovo::collectionFind(*target.entity, attribute, key->get());
     if (!item) throw Failure(std::string(path) + ": there is no such entry");
     content[attribute.name()][keyToJson(keyShapeOf(attribute), key->get())] =

@@ -2,15 +2,26 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Tovo/Directory.h"
 #include "Tovo/Entity.h"
 #include "stptool/json/Json.h"
+#include "stptool/json/ValueJson.h"
 
 namespace stptool {
+
+/// A root of a document, which has to outlive it.
+struct DocumentRoot {
+  std::string path;
+  std::string type;  ///< empty where the document does not say it
+  const Json* json;  ///< its members
+};
+
+/// In the order of the document. Throws Failure as Loader does.
+std::vector<DocumentRoot> rootsOf(const Json& document, const std::string& file);
 
 /// Puts documents as Dump.h writes them into a directory: makes the elements that are missing, sets
 /// the attributes that are mentioned, leaves the rest. References are put in place at the end, so
@@ -29,13 +40,18 @@ class Loader {
   /// Collections that a document mentions lose the elements that it does not mention.
   void replaces(bool on) noexcept { replaces_ = on; }
 
-  /// Of the document, the roots at paths that are wanted.
-  using Wanted = std::function<bool(const std::string& path)>;
-  void load(const Json& document, const std::string& file, const Wanted& wanted = {});
+  /// Takes what a dump says as the attribute log does, and so every dump: values that only the log
+  /// brings, after a warning "FILE: /place/in/it: what was found and what is allowed"; attributes
+  /// that only their owner sets; a root's name that is not the end of its path. An element that is
+  /// there with other constructor parameters makes way.
+  using Warning = std::function<void(const std::string& message)>;
+  void restores(Warning warning);
+
+  void load(const Json& document, const std::string& file);
+  void load(const DocumentRoot& root, const std::string& file);
   void resolveReferences();
-  /// Makes one root of a document with nothing but its constructor parameters.
-  Pelmo::Ptr<Tovo::Entity> loadBareRoot(const Json& document, const std::string& file,
-                                        const std::string& path);
+  /// Makes a root with nothing but its constructor parameters.
+  Pelmo::Ptr<Tovo::Entity> loadBareRoot(const DocumentRoot& root, const std::string& file);
 
  private:
   using Attribute = Tovo::Attribute;
@@ -44,25 +60,35 @@ class Loader {
   struct Reference {
     Pelmo::Ptr<Entity> holder;
     Attribute attribute;
-    std::string key;   // of a collection
-    std::string path;  // empty: null
+    std::unique_ptr<Tovo::ValueBuffer> key;  // of a collection
+    std::string path;                        // empty: null
     std::string file;
     JsonPlace place;
   };
 
-  void loadDocument(const Json& document, const Wanted& wanted);
-  void loadRoot(const std::string& path, const Json& json, const JsonPlace& place);
-  Pelmo::Ptr<Entity> makeRoot(const std::string& path, const Json& json, const JsonPlace& place);
+  struct Entry {
+    std::unique_ptr<Tovo::ValueBuffer> key;
+    std::string keyText;  // as a dump has it
+    const std::string* name;
+    const Json* json;
+  };
+
+  void loadRoot(const DocumentRoot& root);
+  Pelmo::Ptr<Entity> makeRoot(const DocumentRoot& root);
   void loadMembers(Entity& entity, const Json& json, const JsonPlace& place, bool isRoot);
   void loadMember(Entity& entity, Attribute attribute, const Json& json, const JsonPlace& place);
   void loadCollection(Entity& entity, Attribute collection, const Json& json,
                       const JsonPlace& place);
-  void loadElement(Entity& owner, Attribute collection, const std::string& key, const Json& json,
-                   const JsonPlace& place);
-  void removeOthers(Entity& owner, Attribute collection, const Json& json);
+  std::vector<Entry> entriesOf(Attribute collection, const Json& json,
+                               const JsonPlace& place) const;
+  void loadEntry(Entity& owner, Attribute collection, Entry entry, const JsonPlace& place);
+  void loadElement(Entity& owner, Attribute collection, const Entry& entry, const JsonPlace& place);
+  std::vector<std::unique_ptr<Tovo::ValueBuffer>> parametersOf(Tovo::TovoTypeBase type,
+                                                               const Json& json,
+                                                               const JsonPlace& place) const;
   void setAttribute(Entity& entity, Attribute attribute, const Json& json, const JsonPlace& place);
-  void addReference(Entity& holder, Attribute attribute, const std::string& key, const Json& json,
-                    const JsonPlace& place);
+  void addReference(Entity& holder, Attribute attribute, std::unique_ptr<Tovo::ValueBuffer> key,
+                    const Json& json, const JsonPlace& place);
   void resolve(const Reference& reference);
   Entity* findTarget(const Reference& reference) const;
 
@@ -70,12 +96,9 @@ class Loader {
   const Tovo::Directory* others_;
   std::string file_;
   std::vector<Reference> references_;
+  OutOfRange outOfRange_ = refuse;
   bool replaces_ = false;
+  bool restores_ = false;
 };
-
-/// The roots of a document, path and type name, which is empty where the document does not say it.
-/// Throws Failure as Loader does.
-std::vector<std::pair<std::string, std::string>> rootsOf(const Json& document,
-                                                         const std::string& file);
 
 }  // namespace stptool

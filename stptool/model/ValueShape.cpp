@@ -52,6 +52,10 @@ bool getMember(Tovo::TovoTypeBase type, const void* value, Attribute member,
                      nullptr) == Tovo::ResultCode::done;
 }
 
+void keepField(void* value, Attribute field, const void* argument) {
+  field.ops().assign(static_cast<char*>(value) + field.descriptor().offset, argument);
+}
+
 bool setMember(Tovo::TovoTypeBase type, void* value, Attribute member, const void* argument) {
   return attributeOp(type, nullptr, value, member, Tovo::OperationCode::set, argument) ==
          Tovo::ResultCode::done;

@@ -32,6 +32,8 @@ Tovo::Attribute onlyField(Tovo::TovoTypeBase type);
 /// held.
 bool getMember(Tovo::TovoTypeBase type, const void* value, Tovo::Attribute member,
                Tovo::ValueBuffer& result);
+/// Stores a field as the attribute log does: whatever its range.
+void keepField(void* value, Tovo::Attribute field, const void* argument);
 /// False when the member cannot be set. Throws Tovo::RangeException.
 bool setMember(Tovo::TovoTypeBase type, void* value, Tovo::Attribute member, const void* argument);
 

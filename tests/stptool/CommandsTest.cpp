@@ -86,6 +86,7 @@ TEST(Commands, RefuseWhatIsWrongInOneLineAndChangeNothing) {
       {{"set", port, "portState", "learning "}, 1, {"portState: 'learning '"}},
       {{"set", port, "active", "yes"}, 1, {"active: 'yes'", "allowed: true or false"}},
       {{"set", "/stp/protoStatus", "overrideCount", "4294967296"}, 1, {"4294967296", "4294967295"}},
+      {{"new", "/stp/s", "Stp::StpiPortStatus", "inf"}, 1, {"creationTime: 'inf'", "finite"}},
       {{"set", "/stp/protoStatus", "overrideCount", "-1"}, 1, {"'-1'", "0 to 4294967295"}},
       {{"set", "/stp/protoStatus", "overrideCount", ""}, 1, {"''", "0 to 4294967295"}},
       // one of several: the right ones are not set either
