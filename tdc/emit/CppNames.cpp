@@ -1,9 +1,9 @@
 #include "tdc/emit/CppNames.h"
 
 #include <filesystem>
-#include <sstream>
 
 #include "tdc/emit/Writer.h"
+#include "tdc/model/Numbers.h"
 
 namespace tdc {
 
@@ -14,13 +14,8 @@ std::string folderOf(const Module& module) {
 }
 
 std::string realText(double real) {
-  std::ostringstream text;
-  text.imbue(std::locale::classic());
-  text.precision(17);
-  text << real;
-  std::string out = text.str();
-  if (out.find_first_of(".en") == std::string::npos) out += ".0";
-  return out;
+  const std::string text = plainText(real);
+  return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
 }
 
 std::string widthText(const TypeUse& use) {

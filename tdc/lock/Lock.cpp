@@ -5,6 +5,8 @@
 #include <set>
 #include <sstream>
 
+#include "tdc/model/Numbers.h"
+
 namespace tdc {
 
 namespace {
@@ -41,17 +43,6 @@ std::string escaped(const std::string& text) {
   return out + '"';
 }
 
-std::string shortest(double number) {
-  char text[32];
-  for (int digits = 1; digits <= 17; ++digits) {
-    std::snprintf(text, sizeof text, "%.*g", digits, number);
-    if (std::strtod(text, nullptr) == number) {
-      break;
-    }
-  }
-  return text;
-}
-
 std::string defaultOf(const Member& member) {
   const Default& value = member.initial;
   switch (value.kind) {
@@ -60,7 +51,7 @@ std::string defaultOf(const Member& member) {
     case Default::Kind::number:
       return std::to_string(value.number);
     case Default::Kind::real:
-      return shortest(value.real);
+      return plainText(value.real);
     case Default::Kind::text:
       return escaped(value.text);
     case Default::Kind::boolean:
