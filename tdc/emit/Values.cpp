@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tdc/emit/ClassModel.h"
 #include "tdc/emit/ClassParts.h"
 #include "tdc/emit/CppNames.h"
@@ -529,11 +531,41 @@ class ValueClass {
     }
   }
 
+  // Seconds that are no number are unequal to themselves, which a value never is.
+  void declareEquality(Writer& out, const std::string& pair) const {
+    const auto fields = storedFields(type_);
+    const bool seconds = std::any_of(fields.begin(), fields.end(), [](const Member* field) {
+      return field->type.type->kind == TypeKind::seconds;
+    });
+    if (!seconds) {
+      out.doc("Whether all that they hold is equal.");
+      out.line("friend bool operator==(const " + type_.name + "&, const " + type_.name +
+               "&) = default;");
+      return;
+    }
+    out.doc("Whether they are the same object, or all that they hold is equal.");
+    out.line("friend bool operator==" + pair + " {");
+    out.indent();
+    out.line("if (&a == &b) return true;");
+    std::vector<std::string> names = {"held_"};
+    if (!isUnion()) {
+      names.clear();
+      for (const Member* field : fields) names.push_back(storageName(*field));
+    }
+    for (const std::string& name : names) {
+      if (&name == &names.back()) {
+        out.line("return a." + name + " == b." + name + ";");
+      } else {
+        out.line("if (a." + name + " != b." + name + ") return false;");
+      }
+    }
+    out.outdent();
+    out.line("}");
+  }
+
   void declareComparison(Writer& out) const {
     const std::string pair = "(const " + type_.name + "& a, const " + type_.name + "& b)";
-    out.doc("Whether all that they hold is equal.");
-    out.line("friend bool operator==(const " + type_.name + "&, const " + type_.name +
-             "&) = default;");
+    declareEquality(out, pair);
     if (type_.order == Order::none) return;
     if (type_.order == Order::reflected) {
       const std::string field = storageName(*storedFields(type_).front());

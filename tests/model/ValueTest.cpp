@@ -1,5 +1,6 @@
 // What holds for every value type, by random values made through reflection.
 #include <algorithm>
+#include <limits>
 #include <random>
 #include <utility>
 
@@ -205,6 +206,34 @@ TEST_F(ValueTest, EqualityIsThatOfTheBytes) {
       EXPECT_EQ(wholeOp(type, set, a->get(), 14), 1);
     }
   });
+}
+
+// Seconds that are no number equal nothing, but a value that holds them is still the same value.
+TEST_F(ValueTest, AnObjectEqualsItselfWhateverItHolds) {
+  Stp::PortCounters counters;
+  counters.timestampIs(std::numeric_limits<double>::quiet_NaN());
+  const Stp::PortCounters copy = counters;
+  for (const Stp::PortCounters* other : {&std::as_const(counters), &copy}) {
+    const bool same = other == &counters;
+    bool equal = !same;
+    EXPECT_EQ(wholeOp(Stp::PortCounters::tovoStaticType(), equal, &counters, Code::equal, other),
+              0);
+    EXPECT_EQ(equal, same);
+    EXPECT_EQ(Stp::PortCounters::isEq(&counters, other), same);
+    EXPECT_EQ(counters == *other, same);
+  }
+
+  const auto status = Stp::statusFactory("sw");
+  const auto port = status->stpiStatusIs("Mstp")->stpiPortStatusIs("Ethernet1", 5.0);
+  port->countersIs(counters);
+  Recorder changes(*port);
+  port->countersIs(port->counters());
+  EXPECT_EQ(attributeOp(port->tovoType(), nullptr, port.get(), 267, Code::set, nullptr,
+                        &port->counters()),
+            0);
+  EXPECT_EQ(changes.take(), Lines());
+  port->countersIs(copy);
+  EXPECT_EQ(changes.take().size(), 1u);
 }
 
 TEST_F(ValueTest, OrderIsTotalOrNotSupported) {
