@@ -4,6 +4,7 @@
 #include <compare>
 
 #include "Tovo/HashHelper.h"
+#include "Tovo/Number.h"
 #include "Tovo/Print.h"
 #include "Tovo/ValueOps.h"
 #include "TovoPelmo/Render.h"

@@ -11,14 +11,18 @@
 namespace Bridging {
 
 /// A VLAN number, or 0 for none; as text 0 to 4095. The constructor from a number and the attribute
-/// log keep any 16 bits.
+/// log keep any 16 bits. A bare number stands for it, as for a VlanId; one of the two becomes the
+/// other only where that is written.
 class VlanIdOrNone {
  public:
   static constexpr size_t attrLogBytes = 2;
 
   constexpr VlanIdOrNone() noexcept = default;
-  explicit constexpr VlanIdOrNone(uint16_t value) noexcept : value_(value) {}
-  constexpr VlanIdOrNone(VlanId vlan) noexcept : value_(vlan.value()) {}
+  /// From its number, of any integer type; throws Tovo::RangeException beyond 16 bits.
+  constexpr VlanIdOrNone(Tovo::Integer auto value)
+      : value_(Tovo::fieldNumber<uint16_t>(value,
+                                           "Bridging::VlanIdOrNone < 0 or > 65535 not allowed")) {}
+  explicit constexpr VlanIdOrNone(VlanId vlan) noexcept : value_(vlan.value()) {}
   /// Throws Tovo::RangeException.
   explicit VlanIdOrNone(Tovo::CharRange& text) : value_(VlanId(text).value()) {}
   VlanIdOrNone(Tovo::NboAttrLog::In* in, Tovo::StreamBogon)

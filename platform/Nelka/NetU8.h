@@ -10,6 +10,7 @@
 #include "Tovo/AttrLog/Out.h"
 #include "Tovo/CharRange.h"
 #include "Tovo/HashHelper.h"
+#include "Tovo/Number.h"
 #include "Tovo/Types.h"
 
 namespace Nelka {
@@ -19,7 +20,9 @@ class NetU8 {
   static constexpr size_t attrLogBytes = 1;
 
   constexpr NetU8() noexcept = default;
-  explicit constexpr NetU8(uint8_t value) noexcept : value_(value) {}
+  /// From its number, of any integer type; throws Tovo::RangeException beyond 8 bits.
+  constexpr NetU8(Tovo::Integer auto value)
+      : value_(Tovo::fieldNumber<uint8_t>(value, "Nelka::NetU8 < 0 or > 255 not allowed")) {}
   /// Throws Tovo::ParseException.
   explicit NetU8(Tovo::CharRange& text) : value_(Tovo::deserializeAttr<uint8_t>(text, "value")) {}
   NetU8(Tovo::NboAttrLog::In* in, Tovo::StreamBogon) : NetU8(in->next<NetU8>()) {}

@@ -16,6 +16,7 @@
 #include "Tovo/Exchange.h"
 #include "Tovo/HashHelper.h"
 #include "Tovo/Module.h"
+#include "Tovo/Number.h"
 #include "Tovo/OptionalByte.h"
 
 namespace Tovo {
@@ -327,11 +328,10 @@ template <class T>
 constexpr auto numberFunction() -> uint64_t (*)(const void*) {
   if constexpr (std::is_integral_v<T>) {
     return [](const void* value) -> uint64_t { return *static_cast<const T*>(value); };
-  } else if constexpr (
-      requires(const T& value) {
-        { value.value() } -> std::integral;
-      } &&
-      !requires(const T& value) { value.present(); }) {
+  } else if constexpr (requires(const T& value) {
+                         { value.value() } -> Integer;
+                         { value.value() } -> std::convertible_to<T>;
+                       }) {
     return [](const void* value) -> uint64_t { return static_cast<const T*>(value)->value(); };
   } else {
     return nullptr;

@@ -185,8 +185,16 @@ std::string boundExpression(const Bound& bound) {
   return bound.constant ? bound.constant->name : std::to_string(bound.value);
 }
 
+bool hasRangeMessage(const Member& member) {
+  return member.range || member.owner->number() == &member;
+}
+
 std::string rangeMessage(const Member& member) {
   const std::string type = member.owner->qualifiedName + "::";
+  if (!member.range) {
+    return type + member.name + " < 0 or > " + std::to_string(member.type.type->maxNumber()) +
+           " not allowed";
+  }
   const auto bound = [&](const Bound& b) {
     return b.constant ? b.constant->owner->qualifiedName + "::" + b.constant->name : b.spelling;
   };

@@ -28,6 +28,8 @@ std::string parameterType(const TypeUse& use, const std::string& nameSpace);
 std::string initialValue(const Member& member, const std::string& nameSpace);
 /// "maxAgeLow" or "6".
 std::string boundExpression(const Bound& bound);
+/// Whether numbers may be refused: by a range, or by the width of a value that is one number.
+bool hasRangeMessage(const Member& member);
 /// "Stp::ConfigBase::maxAge < ... not allowed".
 std::string rangeMessage(const Member& member);
 

@@ -89,7 +89,9 @@ class ValueClass {
     add(plain);
 
     const std::vector<const Member*> fields = constructorFields();
-    if (!fields.empty()) {
+    if (const Member* number = type_.number()) {
+      add(fromNumber(*number));
+    } else if (!fields.empty()) {
       Function fromFields;
       bool checked = false;
       for (const Member* field : fields) {
@@ -139,6 +141,21 @@ class ValueClass {
       fromLog.initializers.clear();
     }
     add(fromLog);
+  }
+
+  Function fromNumber(const Member& field) const {
+    Function function;
+    function.doc = "From its number, of any integer type; throws Tovo::RangeException.";
+    function.prefix = "constexpr";
+    function.name = type_.name;
+    function.parameters = {"Tovo::Integer auto " + field.name};
+    function.initializers = {storageName(field) + "(Tovo::fieldNumber<" +
+                             cppType(field.type, space_) + ">(" + field.name + ", " + field.name +
+                             "Range))"};
+    if (field.range) {
+      function.body = {rangeCall(field, "Frame::checkRange", storageName(field))};
+    }
+    return function;
   }
 
   bool holdsString() const {
@@ -525,7 +542,7 @@ class ValueClass {
       }
     }
     for (const Member& member : type_.members) {
-      if (!member.range) continue;
+      if (!hasRangeMessage(member)) continue;
       out.line();
       declareRangeMessage(out, member);
     }

@@ -65,6 +65,11 @@ const Member* Type::wrapped() const {
   return only;
 }
 
+const Member* Type::number() const {
+  const Member* field = wrapped();
+  return field != nullptr && field->type && field->type.type->isInteger() ? field : nullptr;
+}
+
 const Type* Type::underlying() const {
   const Type* type = this;
   for (int i = 0; i < maxWrapping; ++i) {

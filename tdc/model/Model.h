@@ -199,6 +199,8 @@ struct Type {
 
   /// The one field of a value that has exactly one, no list; else null.
   const Member* wrapped() const;
+  /// The one field of a value that is itself a number, no other value and no optional; else null.
+  const Member* number() const;
   /// The type itself, or what it wraps, or what that wraps.
   const Type* underlying() const;
   /// The largest number of an integer type, or of an enumeration's width.
