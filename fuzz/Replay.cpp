@@ -18,6 +18,7 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+extern "C" [[gnu::weak]] void __sanitizer_set_death_callback(void (*callback)());
 
 namespace {
 
@@ -40,12 +41,28 @@ void run(std::string name, std::string bytes) {
                          runningBytes.size());
 }
 
-extern "C" void reportCrash(int signal) {
-  std::fprintf(stderr, "\n%s ended by signal %d; the input is kept in %s\n", running.c_str(),
-               signal, failedFile);
+void keepInput() {
+  if (running.empty()) return;  // what is found at the end is of no single one
+  std::fprintf(stderr, "\n%s has failed; the input is kept in %s\n", running.c_str(), failedFile);
   std::ofstream(failedFile, std::ios::binary) << runningBytes;
+}
+
+extern "C" void reportCrash(int signal) {
+  std::fprintf(stderr, "\nsignal %d", signal);
+  keepInput();
   std::signal(signal, SIG_DFL);
   std::raise(signal);
+}
+
+// A sanitizer reports what it finds, crashes too, and ends the process itself.
+void reportFailures() {
+  std::vector<int> signals{SIGABRT, SIGALRM};
+  if (__sanitizer_set_death_callback) {
+    __sanitizer_set_death_callback(&keepInput);
+  } else {
+    signals.insert(signals.end(), {SIGSEGV, SIGBUS, SIGFPE, SIGILL});
+  }
+  for (const int signal : signals) std::signal(signal, &reportCrash);
 }
 
 std::vector<Input> inputsAt(const fs::path& place) {
@@ -129,9 +146,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s [-changes=N] FILE-OR-FOLDER...\n", argv[0]);
     return 2;
   }
-  for (const int signal : {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGALRM}) {
-    std::signal(signal, &reportCrash);
-  }
+  reportFailures();
   constexpr unsigned patienceSeconds = 20;  // for one input
   for (const Input& input : inputs) {
     ::alarm(patienceSeconds);
@@ -142,6 +157,7 @@ int main(int argc, char** argv) {
     ::alarm(patienceSeconds);
     run("change " + std::to_string(i), changed.next());
   }
+  running.clear();
   std::fprintf(stderr, "%zu inputs and %zu changes of them\n", inputs.size(), changes);
   return 0;
 }
