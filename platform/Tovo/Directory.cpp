@@ -29,7 +29,11 @@ bool isBelow(std::string_view path, std::string_view above) noexcept {
 
 }  // namespace
 
-Directory::~Directory() { leave(); }
+Directory::~Directory() {
+  leave();
+  // A root may end here, and those who hear of it may still mount and unmount.
+  while (!mounts_.empty()) const Mounts ending = std::exchange(mounts_, {});
+}
 
 void Directory::mount(std::string_view path, const Pelmo::Ptr<Entity>& entity) {
   checkPath(path);

@@ -63,6 +63,28 @@ TEST(Directory, MakesEntitiesByTheNameOfTheirType) {
   EXPECT_EQ(directory.mounts().size(), 1u);
 }
 
+// Roots end with their directory, one after the other; whoever hears of it finds it in order.
+TEST(Directory, IsUsableUntilItsLastRootIsGone) {
+  struct Watcher : Pelmo::Observer {
+    explicit Watcher(Directory& where) : directory(where) {}
+    void handleChange(const Pelmo::Change&) override {}
+    void handlePublisherGone() override {
+      told = true;
+      for (const char* path : {"/a", "/b", "/c", "/late"}) directory.unmount(path);
+      directory.mount("/late", thing("late"));
+    }
+    Directory& directory;
+    bool told = false;
+  };
+  auto directory = std::make_unique<Directory>();
+  Watcher a(*directory), b(*directory), c(*directory);
+  a.observe(directory->newEntity("/a", "Sample::Thing")->publisher());
+  b.observe(directory->newEntity("/b", "Sample::Thing")->publisher());
+  c.observe(directory->newEntity("/c", "Sample::Thing")->publisher());
+  delete directory.release();  // known by its address to the end
+  EXPECT_TRUE(a.told && b.told && c.told);
+}
+
 TEST(Path, OfARootIsWhereItIsMounted) {
   const auto root = thing("root");
   EXPECT_EQ(pathOf(*root), "(Sample::Thing root)");
