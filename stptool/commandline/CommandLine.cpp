@@ -390,13 +390,22 @@ class CommandLine::Parser {
                  "Who may write besides the owner and root: uid:1000, gid:netadmin; may stand "
                  "several times. Others read");
     serve
-        .option("--max-clients", options.clients, "N",
+        .option("--max-clients", options.clients.all, "N",
                 "Connections at a time; who comes beyond is turned away (default: 2048)")
         ->check(within<size_t>(1, 1000000));
     serve
-        .option("--max-clients-per-user", options.clientsOfOneUser, "N",
+        .option("--max-clients-per-user", options.clients.ofOneUser, "N",
                 "Of them, those of one user (default: 1024)")
         ->check(within<size_t>(1, 1000000));
+    serve
+        .option("--max-memory", options.mebibytes, "MIB",
+                "What all connections may hold together; who needs more is told so and closed "
+                "(default: 1024)")
+        ->check(within<size_t>(1, 1 << 20));
+    serve
+        .option("--max-memory-per-user", options.mebibytesOfOneUser, "MIB",
+                "Of it, what those of one user may hold (default: 512)")
+        ->check(within<size_t>(1, 1 << 20));
     serve
         .option("--ready-fd", options.readyFd, "N",
                 "Descriptor that gets the line 'ready', and is closed, when clients may come")

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "stptool/service/ClientLimits.h"
 #include "stptool/session/ClientSession.h"
 
 namespace stptool {
@@ -61,8 +62,9 @@ struct ServeOptions {
   std::string socket;         ///< may be empty where a service manager passes one
   std::string mode = "0600";  ///< of the socket, octal
   std::vector<std::string> allowWrite;
-  size_t clients = 2048;
-  size_t clientsOfOneUser = 1024;
+  ClientLimits clients;
+  size_t mebibytes = clients.bytes >> 20;
+  size_t mebibytesOfOneUser = clients.bytesOfOneUser >> 20;
   std::optional<int> readyFd;
   std::vector<std::string> load;
   std::string dumpAtEnd;

@@ -75,7 +75,9 @@ std::string announcement(const ServeOptions& options, size_t count, const std::s
 }
 
 ServerOptions serverOptions(const ServeOptions& options) {
-  ServerOptions served{WriteAccess(::geteuid()), {options.clients, options.clientsOfOneUser}, {}};
+  ServerOptions served{WriteAccess(::geteuid()), options.clients, {}};
+  served.clients.bytes = options.mebibytes << 20;
+  served.clients.bytesOfOneUser = options.mebibytesOfOneUser << 20;
   try {
     for (const std::string& rule : options.allowWrite) served.writeAccess.allow(rule);
   } catch (const std::invalid_argument& error) {
@@ -90,7 +92,7 @@ void serve(const ServeOptions& options, Tovo::Directory& directory, ServerOption
   if (sockets.empty()) {
     throw Failure("--socket is required where no service manager passes a socket", ExitCode::usage);
   }
-  allowDescriptors(options.clients + ownDescriptors);
+  allowDescriptors(options.clients.all + ownDescriptors);
   const std::string socket = sockets.front().path();
   ErrorLog errors;
   Server server(directory, std::move(sockets), std::move(served), errors.log());

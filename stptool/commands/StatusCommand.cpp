@@ -48,8 +48,8 @@ std::string pair(const Json& object, const char* first, const char* second) {
 
 std::string connectionTable(const Json& connections) {
   Table table;
-  table.header({"", "pid", "uid", "age", "entities", "dirty", "held", "waiting", "in", "out",
-                "unknown", "refused", "mounts"});
+  table.header({"", "pid", "uid", "age", "entities", "dirty", "held", "waiting", "memory", "in",
+                "out", "unknown", "refused", "mounts"});
   for (const Json& one : connections) {
     std::string mounts;
     for (const Json& mount : one.at("mounts")) {
@@ -64,7 +64,8 @@ std::string connectionTable(const Json& connections) {
                span(one.at("seconds").get<double>()), number(one, "entities"),
                pair(one, "dirtyAttributes", "dirtyKeys"),
                bytes(one.at("bytesHeld").get<uint64_t>()),
-               bytes(one.at("bytesWaiting").get<uint64_t>()), moved("messagesIn", "bytesIn"),
+               bytes(one.at("bytesWaiting").get<uint64_t>()),
+               bytes(one.at("bytes").get<uint64_t>()), moved("messagesIn", "bytesIn"),
                moved("messagesOut", "bytesOut"), pair(one, "unknownAttributes", "unknownEntities"),
                refused == 0 ? std::string() : std::to_string(refused), mounts});
   }
@@ -89,8 +90,13 @@ std::string statusText(const Json& status) {
   if (!closed.empty()) text += "closed: " + closed + "\n";
   const Json& limits = status.at("limits");
   const auto turnedAway = status.at("turnedAway").get<uint64_t>();
-  text += "limits: " + count(limits.at("clients").get<uint64_t>(), "connection") + ", " +
-          number(limits, "clientsOfOneUser") + " of one user" +
+  const auto sized = [](const Json& object, const char* key) {
+    return bytes(object.at(key).get<uint64_t>());
+  };
+  text += "memory: " + sized(status, "bytes") + ", at most " + sized(status, "mostBytes") +
+          " so far\nlimits: " + count(limits.at("clients").get<uint64_t>(), "connection") + ", " +
+          number(limits, "clientsOfOneUser") + " of one user, memory " + sized(limits, "bytes") +
+          ", " + sized(limits, "bytesOfOneUser") + " of one user" +
           (turnedAway == 0 ? "" : "; turned away: " + std::to_string(turnedAway)) + "\n";
   return text + connectionTable(status.at("connections"));
 }

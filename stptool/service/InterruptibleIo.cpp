@@ -25,14 +25,13 @@ bool isKind(int fd, mode_t kind) {
   return ::fstat(fd, &status) == 0 && (status.st_mode & S_IFMT) == kind;
 }
 
-// Until when a wait may last that begins now, and whether it has to end.
+// Until when a wait may last that begins now.
 class Patience {
  public:
   explicit Patience(const StopSignals& signals) : signals_(signals), before_(signals.count()) {
     if (before_ != 0) end_ = Clock::now() + grace;
   }
 
-  // For poll(); false when there is no more.
   bool isOver() const { return signals_.count() != before_ || (end_ && Clock::now() >= *end_); }
   int milliseconds(int most = -1) const {
     if (!end_) return most;

@@ -37,7 +37,11 @@ Server::Server(Tovo::Directory& directory, std::vector<ListeningSocket> sockets,
       options_(std::move(options)),
       sockets_(std::move(sockets)),
       log_(log),
+      budget_("all clients", options_.clients.bytes),
       reserve_(newReserve()) {}
+
+Server::User::User(uid_t uid, size_t bytes, Tovo::NboAttrLog::Budget& all)
+    : budget("uid " + std::to_string(uid), bytes, &all) {}
 
 Server::~Server() {
   if (reserve_ >= 0) ::close(reserve_);
@@ -113,18 +117,24 @@ void Server::acceptClients(const ListeningSocket& socket) {
 
 void Server::admit(int fd, bool isLast) {
   const uint64_t number = ++clientsSeen_;
-  std::unique_ptr<Connection> connection;
   try {
-    connection = std::make_unique<Connection>(fd, directory_, options_.connection);
     const PeerCredentials peer = peerOf(fd);
+    std::unique_ptr<Connection> connection = connectionOf(fd);
     const std::string why = isLast ? "the server has no descriptor left" : whyNot(peer);
     if (why.empty()) return addClient(number, std::move(connection), peer);
-    ++turnedAway_;
     connection->close(why);
-    say(number, "is turned away: " + why);
+    turnedAway(number, why);
   } catch (const std::exception& error) {
-    if (!connection) ::close(fd);
     say(number, error.what());
+  }
+}
+
+std::unique_ptr<Connection> Server::connectionOf(int fd) {
+  try {
+    return std::make_unique<Connection>(fd, directory_, options_.connection);
+  } catch (...) {
+    ::close(fd);
+    throw;
   }
 }
 
@@ -133,7 +143,28 @@ void Server::addClient(uint64_t number, std::unique_ptr<Connection> connection,
   const bool mayWrite = options_.writeAccess.allows(peer);
   if (!mayWrite) connection->servesIs(true, false, options_.writeAccess.refusal(peer));
   connection->statusProviderIs([this] { return status(); });
-  clients_.push_back({number, peer, mayWrite, Connection::Clock::now(), std::move(connection)});
+  User& user = users_.try_emplace(peer.uid, peer.uid, options_.clients.bytesOfOneUser, budget_)
+                   .first->second;
+  connection->budgetIs(user.budget);
+  if (connection->closed()) {
+    turnedAway(number, connection->closeReason());
+  } else {
+    clients_.push_back({number, peer, mayWrite, Connection::Clock::now(), std::move(connection)});
+    ++user.clients;
+  }
+  connection.reset();
+  forgetUser(peer.uid);
+}
+
+void Server::turnedAway(uint64_t number, const std::string& why) {
+  ++clientsTurnedAway_;
+  say(number, "is turned away: " + why);
+}
+
+// Unless it has clients.
+void Server::forgetUser(uid_t uid) {
+  const auto user = users_.find(uid);
+  if (user != users_.end() && user->second.clients == 0) users_.erase(user);
 }
 
 // Empty where one more client may come.
@@ -142,10 +173,9 @@ std::string Server::whyNot(const PeerCredentials& peer) const {
   if (clients_.size() >= limits.all) {
     return "the server has " + std::to_string(clients_.size()) + " clients, as many as it takes";
   }
-  const auto same = std::count_if(clients_.begin(), clients_.end(), [&](const Client& client) {
-    return client.peer.uid == peer.uid;
-  });
-  if (static_cast<size_t>(same) < limits.ofOneUser) return {};
+  const auto user = users_.find(peer.uid);
+  const size_t same = user == users_.end() ? 0 : user->second.clients;
+  if (same < limits.ofOneUser) return {};
   return "uid " + std::to_string(peer.uid) + " has " + std::to_string(same) +
          " connections, as many as one user may have";
 }
@@ -185,7 +215,10 @@ void Server::dropClosed() {
     if (connection && ending != Ending::peerGone) {
       say(it->number, connection->closeReason());
     }
+    const uid_t uid = it->peer.uid;
     it = clients_.erase(it);
+    --users_.at(uid).clients;
+    forgetUser(uid);
   }
 }
 
@@ -218,6 +251,7 @@ std::string Server::status() const {
     one["dirtyKeys"] = figures.dirty.keys;
     one["bytesHeld"] = figures.bytesHeld;
     one["bytesWaiting"] = figures.bytesWaiting;
+    one["bytes"] = client.connection->held().sum();
     one["messagesIn"] = figures.messages.messagesReceived;
     one["messagesOut"] = figures.messages.messagesSent;
     one["bytesIn"] = figures.bytesReceived;
@@ -241,9 +275,18 @@ std::string Server::status() const {
   status["seconds"] = Seconds(now - since_).count();
   status["roots"] = directory_.mounts().size();
   status["accepted"] = clientsSeen_;
-  status["turnedAway"] = turnedAway_;
+  status["turnedAway"] = clientsTurnedAway_;
+  status["bytes"] = budget_.held();
+  status["mostBytes"] = budget_.peak();
   status["limits"] = {{"clients", options_.clients.all},
-                      {"clientsOfOneUser", options_.clients.ofOneUser}};
+                      {"clientsOfOneUser", options_.clients.ofOneUser},
+                      {"bytes", options_.clients.bytes},
+                      {"bytesOfOneUser", options_.clients.bytesOfOneUser}};
+  Json users = Json::array();
+  for (const auto& [uid, user] : users_) {
+    users.push_back({{"uid", uid}, {"connections", user.clients}, {"bytes", user.budget.held()}});
+  }
+  status["users"] = std::move(users);
   status["refused"] = refused;
   status["closed"] = std::move(closed);
   status["connections"] = std::move(connections);

@@ -3,24 +3,21 @@
 
 #include <array>
 #include <list>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Tovo/AttrLog/Budget.h"
 #include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
+#include "stptool/service/ClientLimits.h"
 #include "stptool/service/ListeningSocket.h"
 #include "stptool/service/Log.h"
 #include "stptool/service/StopSignals.h"
 #include "stptool/service/WriteAccess.h"
 
 namespace stptool {
-
-/// How many clients there may be. Who comes beyond is told so, and goes.
-struct ClientLimits {
-  size_t all = 2048;
-  size_t ofOneUser = 1024;
-};
 
 struct ServerOptions {
   WriteAccess writeAccess;  ///< who may write
@@ -43,6 +40,12 @@ class Server {
   void run(const StopSignals& signals);
 
  private:
+  struct User {
+    User(uid_t uid, size_t bytes, Tovo::NboAttrLog::Budget& all);
+
+    size_t clients = 0;
+    Tovo::NboAttrLog::Budget budget;
+  };
   struct Client {
     uint64_t number;
     PeerCredentials peer;
@@ -54,9 +57,12 @@ class Server {
   int untilDue() const;
   void acceptClients(const ListeningSocket& socket);
   void admit(int fd, bool isLast);
+  std::unique_ptr<Tovo::NboAttrLog::Connection> connectionOf(int fd);
   void addClient(uint64_t number, std::unique_ptr<Tovo::NboAttrLog::Connection> connection,
                  const PeerCredentials& peer);
   std::string whyNot(const PeerCredentials& peer) const;
+  void turnedAway(uint64_t number, const std::string& why);
+  void forgetUser(uid_t uid);
   void tickClients();
   void serveClient(Client& client, short events);
   std::string status() const;
@@ -67,11 +73,13 @@ class Server {
   ServerOptions options_;
   std::vector<ListeningSocket> sockets_;
   Log& log_;
+  Tovo::NboAttrLog::Budget budget_;
+  std::map<uid_t, User> users_;  // that have clients
   std::list<Client> clients_;
   Tovo::NboAttrLog::Connection::Clock::time_point since_ =
       Tovo::NboAttrLog::Connection::Clock::now();
   uint64_t clientsSeen_ = 0;
-  uint64_t turnedAway_ = 0;
+  uint64_t clientsTurnedAway_ = 0;
   uint64_t refused_ = 0;  // requests, by connections that have ended
   std::array<uint64_t, Tovo::NboAttrLog::endings> ended_{};
   int reserve_;             // a descriptor to give up for a client that is turned away

@@ -15,7 +15,7 @@ TEST(Status, CountsWhatHappens) {
   const auto watch = server.start({"watch"});
   ASSERT_TRUE(watch->complains("watching"));
   server.output({"set", port, "active", "false"});
-  EXPECT_EQ(server.run({"new", "/stp/hw/x", "Stp::Hw"}).code, 1);
+  EXPECT_EQ(server.run({"new", "/stp", "Stp::Hw"}).code, 1);
   {
     const RawClient garbage(server.socket());
     garbage.send(std::string(200, '\xff'));
