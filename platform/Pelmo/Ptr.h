@@ -11,7 +11,8 @@
 namespace Pelmo {
 
 /// Holds one reference on a node, or none. As large as a plain pointer; a move counts nothing.
-/// Two pointers are equal when they point at the same node.
+/// Two pointers are equal when they point at the same node. It counts by the node's own functions,
+/// whatever T calls its own.
 template <class T>
 class Ptr {
  public:
@@ -19,7 +20,7 @@ class Ptr {
   constexpr Ptr(std::nullptr_t) noexcept {}
   /// Takes a reference of its own.
   Ptr(T* node) noexcept : node_(node) {
-    if (node_) node_->retain();
+    if (node_) static_cast<const Node*>(node_)->retain();
   }
   Ptr(const Ptr& other) noexcept : Ptr(other.node_) {}
   Ptr(Ptr&& other) noexcept : node_(std::exchange(other.node_, nullptr)) {}
@@ -30,7 +31,7 @@ class Ptr {
   requires std::is_convertible_v<U*, T*> Ptr(Ptr<U>&& other)
   noexcept : node_(other.detach()) {}
   ~Ptr() {
-    if (node_) node_->release();
+    if (node_) static_cast<const Node*>(node_)->release();
   }
 
   Ptr& operator=(Ptr other) noexcept {
