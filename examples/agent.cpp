@@ -90,7 +90,7 @@ class Agent : private Pelmo::Observer {
 
   Pelmo::Ptr<Stp::StpiStatus> tree() { return status_->stpiStatusIs(spanningTree); }
   Pelmo::Ptr<Stp::MstiStatus> instanceStatus(uint16_t instance) {
-    return tree()->mstiStatusIs(instanceName(instance), Stp::InstanceId(instance));
+    return tree()->mstiStatusIs(instanceName(instance), instance);
   }
 
   void publishBridge() {
@@ -108,10 +108,9 @@ class Agent : private Pelmo::Observer {
 
   void publishInstance(uint16_t instance) {
     const auto status = instanceStatus(instance);
-    const Stp::BridgeId root(Stp::BridgePriority(4096), Stp::BridgeSystemId(instance),
-                             Nelka::EthAddr("00:00:5e:00:53:01"));
+    const Stp::BridgeId root(4096, instance, Nelka::EthAddr("00:00:5e:00:53:01"));
     status->designatedRootIs(root);
-    status->rootPathCostIs(Stp::PathCost(Stp::PathCost::linkPathCost100Gbps));
+    status->rootPathCostIs(Stp::PathCost::linkPathCost100Gbps);
     for (unsigned port = 1; port <= portCount; ++port) {
       publishPort(instance, "Ethernet" + std::to_string(port), Role::disabled,
                   Stp::PortState::discarding);

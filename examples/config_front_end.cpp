@@ -43,10 +43,9 @@ void configureRegion(Stp::Input::Config& config) {
   config.mstConfigSpecIs(region);
 
   const auto instance = config.stpiConfigIs("Mstp");
-  const auto mst1 = instance->mstiConfigIs("Mst1", Stp::InstanceId(1));
-  mst1->bridgePriorityIs(Stp::BridgePriority(Stp::BridgePriority::primaryBridgePriority));
-  mst1->mstiPortConfigIs("Ethernet49")
-      ->intPathCostIs(Stp::PathCost(Stp::PathCost::linkPathCost100Gbps));
+  const auto mst1 = instance->mstiConfigIs("Mst1", 1);
+  mst1->bridgePriorityIs(Stp::BridgePriority::primaryBridgePriority);
+  mst1->mstiPortConfigIs("Ethernet49")->intPathCostIs(Stp::PathCost::linkPathCost100Gbps);
 }
 
 void configureEdgePort(Stp::Input::Config& config, const std::string& name) {

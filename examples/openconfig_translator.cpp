@@ -54,8 +54,8 @@ void configure(Stp::Input::Config& input, const Stp::OCGlobalConfig& global,
   const auto tree = input.stpiConfigIs("Mstp");
   for (const Stp::OCMsti& instance : instances.mstInstance()) {
     const uint16_t id = instance.mstId();  // the one inside the value may differ
-    tree->mstiConfigIs("Mst" + std::to_string(id), Stp::InstanceId(id))
-        ->bridgePriorityIs(Stp::BridgePriority(instance.config().bridgePriority().value()));
+    tree->mstiConfigIs("Mst" + std::to_string(id), id)
+        ->bridgePriorityIs(instance.config().bridgePriority().value());
   }
 }
 
@@ -84,7 +84,7 @@ int main() {
                               Stp::OCIntfConfigTypes::OcStpEdgePort::EDGE_ENABLE, true);
   interfaces->interfaceIs(config.name())->configIs(config);
   Stp::OCMstiConfig instance;
-  instance.bridgePriorityIs(Stp::OCBridgePriority(4096));
+  instance.bridgePriorityIs(4096);
   instances->mstInstanceIs(1)->configIs(instance);
 
   const auto input = Stp::Input::configFactory("openconfig");
