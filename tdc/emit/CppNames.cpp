@@ -61,18 +61,6 @@ std::string implicitText(const TypeUse& use) {
 
 }  // namespace
 
-std::string capital(const std::string& name) {
-  std::string out = name;
-  if (out[0] >= 'a' && out[0] <= 'z') out[0] = static_cast<char>(out[0] - 'a' + 'A');
-  return out;
-}
-
-std::string lowered(const std::string& name) {
-  std::string out = name;
-  if (out[0] >= 'A' && out[0] <= 'Z') out[0] = static_cast<char>(out[0] - 'A' + 'a');
-  return out;
-}
-
 std::string typeName(const Type& type, const std::string& nameSpace) {
   switch (type.kind) {
     case TypeKind::u8:
@@ -90,10 +78,7 @@ std::string typeName(const Type& type, const std::string& nameSpace) {
     default:
       break;
   }
-  if (type.nameSpace == nameSpace && !nameSpace.empty()) {
-    return type.qualifiedName.substr(nameSpace.size() + 2);
-  }
-  return type.qualifiedName;
+  return writtenName(type, nameSpace);
 }
 
 std::string cppType(const TypeUse& use, const std::string& nameSpace) {
@@ -182,11 +167,10 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
 }
 
 std::string boundExpression(const Bound& bound) {
-  return bound.constant ? bound.constant->name : std::to_string(bound.value);
-}
-
-bool hasRangeMessage(const Member& member) {
-  return member.range || member.owner->number() == &member;
+  if (!bound.constant) return std::to_string(bound.value);
+  // A setter's parameter is called so too.
+  const bool hidden = bound.constant->name == "value";
+  return hidden ? bound.constant->owner->name + "::value" : bound.constant->name;
 }
 
 std::string rangeMessage(const Member& member) {
@@ -202,18 +186,11 @@ std::string rangeMessage(const Member& member) {
          bound(member.range->high) + " not allowed";
 }
 
-std::string storageName(const Member& member) { return member.name + "_"; }
-std::string nodeName(const Member& member) { return "HN_" + capital(member.name); }
-std::string keyFunktorName(const Member& member) { return capital(member.name) + "KeyFunktor"; }
-std::string elementTag(const Member& member) { return "VE_" + capital(member.name); }
 std::string recordName(const Module& module) {
   return "_" + module.name + "_" + module.record + "_tovoModule";
 }
-std::string tablesName(const Module& module) { return module.name + "Tables"; }
 std::string headerPath(const Module& module) { return folderOf(module) + "/" + module.name + ".h"; }
 std::string sourceName(const Module& module) { return folderOf(module) + "/" + module.name; }
-std::string factoryName(const Type& entity) { return lowered(entity.name) + "Factory"; }
-std::string creatorName(const Type& entity) { return entity.name + "Is"; }
 
 std::string wireForm(const Member& member) {
   return member.wire32 ? ", Tovo::Wire::u32" : std::string();

@@ -1,16 +1,14 @@
-// Every name and expression that the emitted C++ derives from a description.
+// The types, expressions and texts that the emitted C++ derives from a description; the names are
+// in tdc/model/ClassNames.h.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "tdc/model/ClassNames.h"
 #include "tdc/model/Model.h"
 
 namespace tdc {
-
-/// "maxAge" to "MaxAge" and "Config" to "config".
-std::string capital(const std::string& name);
-std::string lowered(const std::string& name);
 
 /// As written in a namespace: without the qualification that it shares.
 std::string typeName(const Type& type, const std::string& nameSpace);
@@ -28,22 +26,13 @@ std::string parameterType(const TypeUse& use, const std::string& nameSpace);
 std::string initialValue(const Member& member, const std::string& nameSpace);
 /// "maxAgeLow" or "6".
 std::string boundExpression(const Bound& bound);
-/// Whether numbers may be refused: by a range, or by the width of a value that is one number.
-bool hasRangeMessage(const Member& member);
 /// "Stp::ConfigBase::maxAge < ... not allowed".
 std::string rangeMessage(const Member& member);
 
-std::string storageName(const Member& member);     ///< "maxAge_"
-std::string nodeName(const Member& member);        ///< "HN_DisabledVlan"
-std::string keyFunktorName(const Member& member);  ///< "MstiHwKeyFunktor"
-std::string elementTag(const Member& member);      ///< "VE_Vlan"
-std::string recordName(const Module& module);      ///< "_StpHw_..._tovoModule"
-std::string tablesName(const Module& module);      ///< "StpHwTables"
-std::string headerPath(const Module& module);      ///< "Stp/StpHw.h"
-std::string sourceName(const Module& module);      ///< "Stp/StpHw", for assertions
-std::string factoryName(const Type& entity);       ///< "hwFactory"
-std::string creatorName(const Type& entity);       ///< "HwIs"
-std::string wireForm(const Member& member);        ///< ", Tovo::Wire::u32" or empty
+std::string recordName(const Module& module);  ///< "_StpHw_..._tovoModule"
+std::string headerPath(const Module& module);  ///< "Stp/StpHw.h"
+std::string sourceName(const Module& module);  ///< "Stp/StpHw", for assertions
+std::string wireForm(const Member& member);    ///< ", Tovo::Wire::u32" or empty
 std::string logForm(const Member& member, const std::string& nameSpace);
 /// Whether the entity has a FlowOut of its own; others use their base's.
 bool ownsFlow(const Type& entity);

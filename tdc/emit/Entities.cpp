@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tdc/emit/ClassModel.h"
 #include "tdc/emit/ClassParts.h"
 #include "tdc/emit/CppNames.h"
@@ -40,8 +42,8 @@ class EntityClass {
   void define(Writer& out) const {
     out.code("TOVO_SLAB_ALLOCATION(" + type_.name + ", " + literal(type_.qualifiedName) + ");");
     if (ownsFlow(type_)) {
-      out.code("TOVO_SLAB_ALLOCATION(" + type_.name + "::FlowOut, " +
-               literal(type_.qualifiedName + "::FlowOut") + ");");
+      out.code("TOVO_SLAB_ALLOCATION(" + type_.name + flow() + ", " +
+               literal(type_.qualifiedName + flow()) + ");");
     }
     out.line();
     functions_.define(out, type_.name);
@@ -71,9 +73,18 @@ class EntityClass {
     functions_.add(std::move(function), member);
   }
 
+  static std::string flow() { return std::string("::") + EntityNames::flowOut.name; }
   std::string keyType(const Member& member) const { return typeName(*member.key, space_); }
   std::string keyParameter(const Member& member) const {
     return parameterType({member.key, false}, space_) + " key";
+  }
+
+  // A name that none of the element's parameters has.
+  static std::string besideParameters(const Member& member, const std::string& name) {
+    const bool taken =
+        std::any_of(member.parameters.begin(), member.parameters.end(),
+                    [&](const Member* parameter) { return parameter->name == name; });
+    return taken ? name + "_" : name;
   }
 
   static std::string joined(const std::vector<std::string>& items) {
@@ -146,7 +157,7 @@ class EntityClass {
       if (!member.range) continue;
       body.push_back("Frame::checkRange<" + boundExpression(member.range->low) + ", " +
                      boundExpression(member.range->high) + ">(" + member.name + "(), " +
-                     member.name + "Range);");
+                     rangeName(member) + ");");
     }
   }
 
@@ -199,13 +210,13 @@ class EntityClass {
     Function set;
     set.doc = "Publishes a changed value.";
     set.result = "void";
-    set.name = member.name + "Is";
+    set.name = setterName(member);
     set.parameters = {parameterType(member.type, space_) + " value"};
     if (member.range) {
       set.doc += " Throws Tovo::RangeException; then nothing has changed.";
       set.body = {"Frame::rangedAttributeIs<" + boundExpression(member.range->low) + ", " +
                   boundExpression(member.range->high) + ">(*this, " + stored + ", value, " + id +
-                  ", " + member.name + "Range);"};
+                  ", " + rangeName(member) + ");"};
     } else {
       set.body = {"Frame::attributeIs(*this, " + stored + ", value, " + id + ");"};
     }
@@ -214,7 +225,7 @@ class EntityClass {
     Function inc;
     inc.doc = "Adds, modulo the counter's width, publishes and returns the new value.";
     inc.result = typeName(*member.type.type, space_);
-    inc.name = member.name + "Inc";
+    inc.name = incrementName(member);
     inc.parameters = {inc.result + " delta"};
     inc.body = {"return Frame::counterInc(*this, " + stored + ", delta, " + id + ");"};
     add(inc, &member);
@@ -242,7 +253,7 @@ class EntityClass {
     Function set;
     set.doc = "Publishes another target; compares by identity.";
     set.result = "void";
-    set.name = member.name + "Is";
+    set.name = setterName(member);
     set.parameters = {"const " + type + "& value"};
     set.body = {"Frame::attributeIs(*this, " + storageName(member) + ", value, " +
                 std::to_string(member.id) + ");"};
@@ -271,7 +282,7 @@ class EntityClass {
         "return Frame::" + view + "<" + nodeName(member) + ">(" + storageName(member) + ");");
     all.place = Place::header;
     add(all, &member);
-    add(collectionFunction("Whether there is an entry.", "bool", member.name + "Contains",
+    add(collectionFunction("Whether there is an entry.", "bool", containsName(member),
                            {keyParameter(member)}, "const",
                            "return " + storageName(member) + ".find(key) != nullptr;"),
         &member);
@@ -279,10 +290,10 @@ class EntityClass {
 
   void addDelAll(const Member& member) {
     add(collectionFunction("Removes one after the other, each published.", "void",
-                           member.name + "DelAll", {}, "",
+                           clearerName(member), {}, "",
                            "Frame::eraseAll(" + storageName(member) + ", [this](" +
                                parameterType({member.key, false}, space_) + " key) { " +
-                               member.name + "Del(key); });"),
+                               eraserName(member) + "(key); });"),
         &member);
   }
 
@@ -304,9 +315,11 @@ class EntityClass {
     Function make;
     make.doc = "The element under a key, made when it is not there.";
     make.result = pointer;
-    make.name = member.name + "Is";
-    make.parameters = {keyParameter(member)};
-    std::string arguments = "key";
+    make.name = setterName(member);
+    const std::string key = besideParameters(member, "key");
+    const std::string existing = besideParameters(member, "existing");
+    make.parameters = {parameterType({member.key, false}, space_) + " " + key};
+    std::string arguments = key;
     for (const Member* parameter : member.parameters) {
       make.parameters.push_back(parameterType(parameter->type, space_) + " " + parameter->name);
       arguments += ", " + parameter->name;
@@ -316,17 +329,18 @@ class EntityClass {
       make.doc +=
           " Throws Tovo::MutatorReinstantiatingException when it is there with other "
           "parameters; then nothing has changed.";
-      make.body = {"if (" + pointer + " existing = Frame::elementOf(" + stored + ", key)) {"};
+      make.body = {"if (" + pointer + " " + existing + " = Frame::elementOf(" + stored + ", " +
+                   key + ")) {"};
       for (const Member* parameter : member.parameters) {
-        make.body.push_back("  Frame::requireSame<" + cppType(parameter->type, space_) +
-                            ">(*existing, " + std::to_string(parameter->id) + ", existing->" +
-                            parameter->name + "(), " + parameter->name + ");");
+        make.body.push_back("  Frame::requireSame<" + cppType(parameter->type, space_) + ">(*" +
+                            existing + ", " + std::to_string(parameter->id) + ", " + existing +
+                            "->" + parameter->name + "(), " + parameter->name + ");");
       }
-      make.body.insert(make.body.end(), {"  return existing;", "}"});
+      make.body.insert(make.body.end(), {"  return " + existing + ";", "}"});
     } else {
       if (member.nocompare) make.doc += " An existing one is returned whatever its parameters.";
-      make.body = {"if (" + pointer + " existing = Frame::elementOf(" + stored +
-                   ", key)) return existing;"};
+      make.body = {"if (" + pointer + " " + existing + " = Frame::elementOf(" + stored + ", " +
+                   key + ")) return " + existing + ";"};
     }
     make.body.push_back("return Frame::insertOwned(" + ownerArguments(member) + elementType +
                         "::" + creatorName(element) + "(" + arguments + "));");
@@ -334,7 +348,7 @@ class EntityClass {
     add(make, &member);
 
     add(collectionFunction("Removes an element and returns it, or null when it was not there.",
-                           pointer, member.name + "Del", {keyParameter(member)}, "",
+                           pointer, eraserName(member), {keyParameter(member)}, "",
                            "return Frame::eraseOwned(" + ownerArguments(member) + "key);"),
         &member);
     addDelAll(member);
@@ -348,11 +362,11 @@ class EntityClass {
                            "return Frame::targetOf(" + storageName(member) + ", key);"),
         &member);
     add(collectionFunction("Refers to an entity that lives elsewhere; null removes the entry.",
-                           "void", member.name + "Is",
+                           "void", setterName(member),
                            {keyParameter(member), "const " + pointer + "& target"}, "",
                            "Frame::referenceIs(" + ownerArguments(member) + "key, target);"),
         &member);
-    add(collectionFunction("False when it was not there.", "bool", member.name + "Del",
+    add(collectionFunction("False when it was not there.", "bool", eraserName(member),
                            {keyParameter(member)}, "",
                            "return Frame::referenceDel(" + ownerArguments(member) + "key);"),
         &member);
@@ -375,19 +389,19 @@ class EntityClass {
     }
     if (member.kind == MemberKind::set) {
       add(collectionFunction("Stores a value under its own " + member.keyMember->name + ".", "void",
-                             member.name + "Is", {parameterType(member.type, space_) + " value"},
+                             setterName(member), {parameterType(member.type, space_) + " value"},
                              "",
                              "Frame::selfKeyedIs(" + ownerArguments(member) + "value." +
                                  member.keyMember->name + "(), value);"),
           &member);
     } else {
       add(collectionFunction("Stores a value; the same value again changes nothing.", "void",
-                             member.name + "Is",
+                             setterName(member),
                              {keyParameter(member), parameterType(member.type, space_) + " value"},
                              "", "Frame::valueIs(" + ownerArguments(member) + "key, value);"),
           &member);
     }
-    add(collectionFunction("False when it was not there.", "bool", member.name + "Del",
+    add(collectionFunction("False when it was not there.", "bool", eraserName(member),
                            {keyParameter(member)}, "",
                            "return Frame::valueDel(" + ownerArguments(member) + "key);"),
         &member);
@@ -397,7 +411,7 @@ class EntityClass {
   void addIdentity() {
     Function module;
     module.result = "const Tovo::TovoModule*";
-    module.name = "typeData";
+    module.name = EntityNames::typeData.name;
     module.suffix = "const noexcept";
     module.override_ = "override";
     module.body = {"return &" + recordName(*type_.module) + ";"};
@@ -405,13 +419,13 @@ class EntityClass {
     add(module);
     Function type = module;
     type.result = "Tovo::TovoTypeBase";
-    type.name = "tovoType";
+    type.name = EntityNames::tovoType.name;
     type.body = {"return tovoStaticType();"};
     add(type);
     Function identity = type;
     identity.doc = "The type that this class stands for.";
     identity.prefix = "static";
-    identity.name = "tovoStaticType";
+    identity.name = EntityNames::tovoStaticType.name;
     identity.suffix = "noexcept";
     identity.override_.clear();
     identity.body = {"return {&" + recordName(*type_.module) + ", " + std::to_string(type_.index) +
@@ -499,18 +513,18 @@ class EntityClass {
   void declareFlow(Writer& out) const {
     if (!ownsFlow(type_)) return;
     const std::string base =
-        (type_.base ? typeName(*type_.base, space_) : std::string("Tovo::NboAttrLog")) +
-        "::FlowOut";
+        (type_.base ? typeName(*type_.base, space_) : std::string("Tovo::NboAttrLog")) + flow();
     out.doc("What one connection still has to be told of one " + type_.name + ".");
-    out.line("class TDL_EXPORT FlowOut : public " + base + " {");
+    out.line(std::string("class TDL_EXPORT ") + EntityNames::flowOut.name + " : public " + base +
+             " {");
     out.line(" public:");
-    out.line("  using " + base + "::FlowOut;");
+    out.line("  using " + base + flow() + ";");
     out.indent();
     Function identity;
     identity.doc = "The type of the entities that it serves.";
     identity.prefix = "static";
     identity.result = "Tovo::TovoTypeBase";
-    identity.name = "tovoStaticType";
+    identity.name = EntityNames::tovoStaticType.name;
     identity.suffix = "noexcept";
     identity.body = {"return " + type_.name + "::tovoStaticType();"};
     printDeclaration(out, identity);

@@ -17,7 +17,7 @@ std::vector<Function> instanceFunctions(const Type& type) {
   byNumber.doc = "The literal with a number; throws Tovo::RangeException.";
   byNumber.prefix = prefix;
   byNumber.result = type.enclosing ? type.name : local(type);
-  byNumber.name = type.name + "Instance";
+  byNumber.name = instanceName(type);
   byNumber.parameters = {number(type) + " number"};
   byNumber.body = {"return Frame::literalOf<" + local(type) + ">(number);"};
   byNumber.place = Function::Place::source;

@@ -111,24 +111,31 @@ class Tables {
     return code(member.key);
   }
 
-  static std::string unique(const Type& type, const std::string& name) {
-    std::string out = type.qualifiedName + "_" + name;
+  /// The table of a type, or what belongs to one of its members.
+  std::string table(const Type& type, const std::string& name) { return unique(type, "/", name); }
+  std::string unique(const Type& type, const std::string& name) { return unique(type, "::", name); }
+
+  /// Underscores join the parts; where other parts gave that name already, more of them end it.
+  std::string unique(const Type& type, const std::string& separator, const std::string& name) {
+    const auto [at, added] = tableNames_.emplace(type.qualifiedName + separator + name, "");
+    if (!added) return at->second;
     std::string flat;
-    for (size_t i = 0; i < out.size(); ++i) {
-      if (out[i] == ':') {
+    for (const char c : type.qualifiedName) {
+      if (c != ':') {
+        flat += c;
+      } else if (flat.back() != '_') {
         flat += '_';
-        ++i;
-      } else {
-        flat += out[i];
       }
     }
-    return flat;
+    flat += "_" + name;
+    while (!takenTables_.insert(flat).second) flat += '_';
+    return at->second = flat;
   }
 
   void emitLiterals() {
     for (const Type* type : module_.types) {
       if (type->kind != TypeKind::enumeration) continue;
-      out_.line("static constexpr Tovo::EnumLiteral " + unique(*type, "literals") + "[] = {");
+      out_.line("static constexpr Tovo::EnumLiteral " + table(*type, "literals") + "[] = {");
       out_.indent();
       for (const Literal& each : type->literals) {
         wrappedRow({std::to_string(each.number), literal(each.name), literal(each.doc)});
@@ -249,7 +256,7 @@ class Tables {
       if (!type->isEntity()) continue;
       const auto runs = runsOf(*type);
       if (runs.empty()) continue;
-      out_.line("static constexpr Tovo::NboAttrLog::ValueRun " + unique(*type, "runs") + "[] = {");
+      out_.line("static constexpr Tovo::NboAttrLog::ValueRun " + table(*type, "runs") + "[] = {");
       out_.indent();
       for (const auto& run : runs) {
         std::vector<std::string> pieces = {std::to_string(run.front()->id) + ",",
@@ -273,10 +280,11 @@ class Tables {
       if (!type->isEntity()) continue;
       any = true;
       const std::string name = type->qualifiedName;
-      out_.line("static constexpr Tovo::EntityHooks " + unique(*type, "hooks") + " =");
-      out_.line("    Frame::entityHooks<" + name + ", " + name + "::FlowOut,");
+      out_.line("static constexpr Tovo::EntityHooks " + table(*type, "hooks") + " =");
+      out_.line("    Frame::entityHooks<" + name + ", " + name + "::" + EntityNames::flowOut.name +
+                ",");
       out_.line("        &" + name + "::" + creatorName(*type) + ">(" +
-                (runsOf(*type).empty() ? "" : unique(*type, "runs")) + ");");
+                (runsOf(*type).empty() ? "" : table(*type, "runs")) + ");");
     }
     if (any) out_.line();
   }
@@ -346,7 +354,7 @@ class Tables {
       };
       items.push_back(constant(member.range ? &member.range->low : nullptr));
       items.push_back(constant(member.range ? &member.range->high : nullptr));
-      items.push_back(member.range ? type.qualifiedName + "::" + member.name + "Range" : "nullptr");
+      items.push_back(member.range ? type.qualifiedName + "::" + rangeName(member) : "nullptr");
       items.push_back(text(member.unit));
       items.push_back(text(member.doc));
       items.push_back(member.isCollection() ? "&" + unique(type, member.name) : "nullptr");
@@ -514,7 +522,7 @@ class Tables {
       std::string flagText;
       for (const std::string& flag : flags) flagText += (flagText.empty() ? "" : " | ") + flag;
       wrappedRow({literal(type->qualifiedName), literal(type->doc),
-                  isEnum ? unique(*type, "literals") : "nullptr",
+                  isEnum ? table(*type, "literals") : "nullptr",
                   std::to_string(type->literals.size()), std::to_string(first),
                   std::to_string(count), size, code(type->base),
                   "Tovo::TypeKind::" + std::string(kind), flagText.empty() ? "0" : flagText,
@@ -602,7 +610,7 @@ class Tables {
     out_.indent();
     for (const Type* type : module_.types) {
       if (type->isEntity()) {
-        out_.line("Frame::entityEntry(" + unique(*type, "hooks") + "),");
+        out_.line("Frame::entityEntry(" + table(*type, "hooks") + "),");
       } else if (type->isEnumeration()) {
         out_.line("Tovo::enumEntry<" + type->qualifiedName + ">(),");
       } else {
@@ -643,6 +651,8 @@ class Tables {
   const Module& module_;
   std::map<const Type*, size_t> references_;
   std::vector<const Type*> referenceOrder_;
+  std::map<std::string, std::string> tableNames_;
+  std::set<std::string> takenTables_;
   std::map<std::string, size_t> nameOffsets_;
   std::vector<std::string> names_;
   size_t nameBytes_ = 0;

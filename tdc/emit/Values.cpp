@@ -25,8 +25,8 @@ class ValueClass {
     openClass(out, type_, "");
     if (type_.encodedSize) {
       out.doc("Bytes that a value takes in the log.");
-      out.line("static constexpr size_t attrLogBytes = " + std::to_string(*type_.encodedSize) +
-               ";");
+      out.line(std::string("static constexpr size_t ") + ValueNames::attrLogBytes.name + " = " +
+               std::to_string(*type_.encodedSize) + ";");
     }
     declareTags(out);
     declareConstants(out);
@@ -78,7 +78,7 @@ class ValueClass {
   std::string rangeCall(const Member& member, const std::string& function,
                         const std::string& arguments) const {
     return function + "<" + boundExpression(member.range->low) + ", " +
-           boundExpression(member.range->high) + ">(" + arguments + ", " + member.name + "Range);";
+           boundExpression(member.range->high) + ">(" + arguments + ", " + rangeName(member) + ");";
   }
 
   void addConstruction() {
@@ -150,8 +150,8 @@ class ValueClass {
     function.name = type_.name;
     function.parameters = {"Tovo::Integer auto " + field.name};
     function.initializers = {storageName(field) + "(Tovo::fieldNumber<" +
-                             cppType(field.type, space_) + ">(" + field.name + ", " + field.name +
-                             "Range))"};
+                             cppType(field.type, space_) + ">(" + field.name + ", " +
+                             rangeName(field) + "))"};
     if (field.range) {
       function.body = {rangeCall(field, "Frame::checkRange", storageName(field))};
     }
@@ -218,7 +218,7 @@ class ValueClass {
     Function set;
     set.doc = "Replaces the field.";
     set.result = "void";
-    set.name = member.name + "Is";
+    set.name = setterName(member);
     set.parameters = {parameterType(member.type, space_) + " value"};
     if (member.range) {
       set.doc += " Throws Tovo::RangeException; then the value is what it was.";
@@ -231,7 +231,7 @@ class ValueClass {
     Function inc;
     inc.doc = "Adds, modulo the counter's width, and returns the new value. Nobody is told.";
     inc.result = typeName(*member.type.type, space_);
-    inc.name = member.name + "Inc";
+    inc.name = incrementName(member);
     inc.parameters = {inc.result + " delta"};
     inc.suffix = "&";
     inc.body = {"return " + storageName(member) + " = static_cast<" + inc.result + ">(" +
@@ -261,14 +261,14 @@ class ValueClass {
              {"size_t index"}, "const", "return " + stored + ".at(index);");
     function(
         "Overwrites an element. Throws Pelmo::VectorOutOfRangeException; then nothing changed.",
-        "void", member.name + "Is", {"size_t index", element + " value"}, "&",
+        "void", setterName(member), {"size_t index", element + " value"}, "&",
         stored + ".set(index, value);");
-    function("Appends.", "void", member.name + "Push", {element + " value"}, "&",
+    function("Appends.", "void", pushName(member), {element + " value"}, "&",
              stored + ".push(value);");
     function("Removes and returns the last element. Throws Pelmo::VectorEmptyException.",
-             cppType(member.type, space_), member.name + "Pop", {}, "&",
+             cppType(member.type, space_), popName(member), {}, "&",
              "return " + stored + ".pop();");
-    function("Removes all elements.", "void", member.name + "PopAll", {}, "& noexcept",
+    function("Removes all elements.", "void", popAllName(member), {}, "& noexcept",
              stored + ".clear();");
   }
 
@@ -287,7 +287,7 @@ class ValueClass {
     set.doc = "Leaves the other bits as they are.";
     set.prefix = "constexpr";
     set.result = "void";
-    set.name = member.name + "Is";
+    set.name = setterName(member);
     set.parameters = {parameterType(member.type, space_) + " value"};
     set.suffix = "noexcept";
     set.body = {"constexpr " + raw + " mask = " + mask + " << " + low + ";",
@@ -309,13 +309,13 @@ class ValueClass {
     Function set;
     set.doc = "Replaces the element at an index.";
     set.result = "void";
-    set.name = member.name + "Is";
+    set.name = setterName(member);
     set.parameters = {"uint8_t index", value + " value"};
     set.place = Place::hand;
     add(set, &member);
     Function del = set;
     del.doc = "Removes the element at an index, where the type allows that.";
-    del.name = member.name + "Del";
+    del.name = eraserName(member);
     del.parameters = {"uint8_t index"};
     add(del, &member);
   }
@@ -345,7 +345,7 @@ class ValueClass {
     Function set;
     set.doc = "Holds this alternative from now on.";
     set.result = "void";
-    set.name = member.name + "Is";
+    set.name = setterName(member);
     set.parameters = {parameterType(member.type, space_) + " value"};
     set.body = {"held_ = value;"};
     add(set, &member);
@@ -363,7 +363,7 @@ class ValueClass {
       Function held;
       held.doc = "The place of the alternative that is held.";
       held.result = "uint8_t";
-      held.name = "heldIndex";
+      held.name = ValueNames::heldIndex.name;
       held.suffix = "const noexcept";
       held.body = {"return static_cast<uint8_t>(held_.index());"};
       add(held);
@@ -373,7 +373,7 @@ class ValueClass {
     Function text;
     text.doc = "Appends the text form.";
     text.result = "void";
-    text.name = "appendText";
+    text.name = ValueNames::appendText.name;
     text.parameters = {"std::string& out"};
     text.suffix = "const";
     text.body = {"TovoPelmo::appendValue(out, *this);"};
@@ -383,7 +383,7 @@ class ValueClass {
     identity.doc = "The type that this class stands for.";
     identity.prefix = "static";
     identity.result = "Tovo::TovoTypeBase";
-    identity.name = "tovoStaticType";
+    identity.name = ValueNames::tovoStaticType.name;
     identity.suffix = "noexcept";
     identity.body = {"return {&" + recordName(*type_.module) + ", " + std::to_string(type_.index) +
                      "};"};
@@ -393,7 +393,7 @@ class ValueClass {
     equal.doc = "Compares two values that are known by their addresses only.";
     equal.prefix = "static";
     equal.result = "bool";
-    equal.name = "isEq";
+    equal.name = ValueNames::isEq.name;
     equal.parameters = {"const void* a", "const void* b"};
     equal.body = {"return Frame::isEq<" + type_.name + ">(a, b);"};
     equal.place = Place::source;
@@ -415,14 +415,14 @@ class ValueClass {
       Function encode;
       encode.doc = "Writes attrLogBytes bytes.";
       encode.result = "void";
-      encode.name = "encode";
+      encode.name = ValueNames::encode.name;
       encode.parameters = {storedFields(type_).empty() ? "uint8_t*" : "uint8_t* to"};
       encode.suffix = "const noexcept";
       const bool empty = storedFields(type_).empty();
       Function fill;
       fill.doc = "Reads attrLogBytes bytes, without range checks.";
       fill.result = "void";
-      fill.name = "decodeFrom";
+      fill.name = ValueNames::decodeFrom.name;
       fill.parameters = {empty ? "const uint8_t*" : "const uint8_t* from"};
       fill.suffix = "noexcept";
       size_t offset = 0;
@@ -448,7 +448,7 @@ class ValueClass {
       decode.doc = "A value from attrLogBytes bytes, without range checks.";
       decode.prefix = "static";
       decode.result = type_.name;
-      decode.name = "decode";
+      decode.name = ValueNames::decode.name;
       decode.parameters = {"const uint8_t* from"};
       decode.suffix = "noexcept";
       decode.body = {type_.name + " value;", "value.decodeFrom(from);", "return value;"};
@@ -504,11 +504,11 @@ class ValueClass {
 
   void addHash() {
     if (!type_.hashable) return;
-    if (type_.identityHash && type_.find("hash")) return;
+    if (type_.identityHash && type_.find(ValueNames::hash.name)) return;
     Function hash;
     hash.doc = "Stable within a process only.";
     hash.result = "uint32_t";
-    hash.name = "hash";
+    hash.name = ValueNames::hash.name;
     hash.suffix = "const noexcept";
     std::string expression = "0";
     for (const Member* field : storedFields(type_)) {
@@ -587,7 +587,8 @@ class ValueClass {
     if (type_.order == Order::reflected) {
       const std::string field = storageName(*storedFields(type_).front());
       out.doc("The order that reflection uses; there is no operator for it.");
-      out.line("static constexpr bool reflectedLess" + pair + " noexcept {");
+      out.line(std::string("static constexpr bool ") + ValueNames::reflectedLess.name + pair +
+               " noexcept {");
       out.line("  return a." + field + " < b." + field + ";");
       out.line("}");
       return;
@@ -658,7 +659,7 @@ void emitValue(Output& out, const Type& type) {
 
 void declareRangeMessage(Writer& out, const Member& member) {
   out.doc("What the exception says when " + member.name + " is refused.");
-  const std::string name = "static constexpr char " + member.name + "Range[] =";
+  const std::string name = "static constexpr char " + rangeName(member) + "[] =";
   const std::string text = literal(rangeMessage(member));
   if (out.indentation() + name.size() + 1 + text.size() + 1 <= Writer::width) {
     out.line(name + " " + text + ";");

@@ -84,8 +84,8 @@ inline constexpr const char* runtimeNamespaces[] = {"Frame", "Morsa",     "Pelmo
                                                     "Tovo",  "TovoPelmo", "std"};
 /// What the tables, which stand outside all namespaces, call types of the runtime.
 inline constexpr const char* tableTypes[] = {"Kind", "Type"};
-/// Functions beside the types, overloaded for each.
-inline constexpr const char* typeFunctions[] = {"attrLogSize", "sequenceToValue", "stringValue"};
+/// Classes that the FlowOut of each entity has by its bases.
+inline constexpr const char* flowTypes[] = {"CollectionFlow", "Dirty", "Observer"};
 
 /// "maxAge" to "MaxAge" and "Config" to "config".
 std::string capital(const std::string& name);

@@ -4,8 +4,8 @@
 #include <map>
 #include <set>
 
-#include "tdc/model/AccessorNames.h"
 #include "tdc/model/DefinitionOrder.h"
+#include "tdc/model/NameCheck.h"
 #include "tdc/model/Values.h"
 
 namespace tdc {
@@ -53,11 +53,11 @@ class Resolver {
     }
     std::size_t errorsBefore = diagnostics_.size();
     module_.definitions = definitionOrder(module_, diagnostics_);
-    if (diagnostics_.size() != errorsBefore) {
-      return;  // what holds itself has no value and no size
+    if (diagnostics_.size() == errorsBefore) {  // what holds itself has no value and no size
+      resolveValues();
+      setEncodedSizes();
     }
-    resolveValues();
-    setEncodedSizes();
+    checkNames(file_, module_, diagnostics_);
   }
 
  private:
@@ -379,7 +379,6 @@ class Resolver {
     if (!declared.tree->base || type.base != nullptr) {
       checkIds(type);
     }
-    checkNames(type);
   }
 
   void checkIds(const Type& type) {
@@ -422,63 +421,6 @@ class Resolver {
       }
       previous = &member;
     }
-  }
-
-  void checkNames(const Type& type) {
-    struct Taken {
-      Span where;
-      const Member* member;  // null for a reserved name or a nested enumeration
-      std::string what;
-    };
-    std::map<std::string, Taken> taken;
-    for (const std::string& name : reservedNames(type)) {
-      taken.emplace(name, Taken{{}, nullptr, "a name that its class has already"});
-    }
-    for (const Type* at = &type; at != nullptr; at = at->base) {
-      for (const Type* nested : at->nested) {
-        for (const std::string& name : {nested->name, nested->name + "Instance"}) {
-          taken.emplace(name,
-                        Taken{nested->span, nullptr, "enumeration " + inQuotes(nested->name)});
-        }
-      }
-    }
-    for (const Type* base = type.base; base != nullptr; base = base->base) {
-      for (const Member& member : base->members) {
-        for (const std::string& name : accessorNames(member)) {
-          taken.emplace(name, Taken{member.span, &member, ""});
-        }
-      }
-    }
-    for (const Member& member : type.members) {
-      std::vector<std::string> names = accessorNames(member);
-      for (const std::string& name : names) {
-        auto [known, added] = taken.emplace(name, Taken{member.span, &member, ""});
-        if (!added) {
-          reportClash(type, member, name, known->second.member, known->second.what,
-                      known->second.where);
-          break;
-        }
-      }
-    }
-  }
-
-  void reportClash(const Type& type, const Member& member, const std::string& name,
-                   const Member* other, std::string what, Span where) {
-    if (other != nullptr && other->name == member.name) {
-      std::string place =
-          other->owner == &type ? inQuotes(type.name) : "the base " + inQuotes(other->owner->name);
-      error(member.span,
-            "name " + inQuotes(member.name) + " stands already in " + place + "; rename one");
-      note(where, "it stands here");
-      return;
-    }
-    if (other != nullptr) {
-      what = inQuotes(other->name) +
-             (name == other->name ? "" : ", which has " + inQuotes(name) + " as well");
-    }
-    std::string own = name == member.name ? "" : ", by its " + inQuotes(name) + ",";
-    error(member.span, inQuotes(member.name) + own + " clashes with " + what + "; rename one");
-    note(where, "that is declared here");
   }
 
   // Types of members.
@@ -743,9 +685,7 @@ class Resolver {
         checkEntity(declared);
         break;
       case TypeKind::unionType:
-        if (type.stored().empty()) {
-          error(type.span, "union " + inQuotes(type.name) + " has no alternatives");
-        }
+        checkAlternatives(type);
         checkValueFlags(type, tree);
         break;
       case TypeKind::value:
@@ -753,6 +693,27 @@ class Resolver {
         break;
       default:
         break;
+    }
+  }
+
+  void checkAlternatives(const Type& type) {
+    const std::vector<const Member*> alternatives = type.stored();
+    if (alternatives.empty()) {
+      error(type.span, "union " + inQuotes(type.name) + " has no alternatives");
+    }
+    std::map<const Type*, const Member*> known;
+    for (const Member* alternative : alternatives) {
+      if (!alternative->type) {
+        continue;
+      }
+      auto [other, added] = known.emplace(alternative->type.type, alternative);
+      if (!added) {
+        error(alternative->span, "alternatives of a union have different types, and " +
+                                     inQuotes(other->second->name) + " holds " +
+                                     inQuotes(alternative->type.type->name) +
+                                     " already; wrap one of them in a value");
+        note(other->second->span, "that is declared here");
+      }
     }
   }
 

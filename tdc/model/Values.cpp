@@ -329,6 +329,13 @@ void Values::resolveRange(Member& member, const syntax::Range& tree) {
                                       written(member.type) + " is none");
     return;
   }
+  const Type& type = *member.type.type;
+  if (!type.isInteger() && (type.number() == nullptr || type.number()->name != "value")) {
+    diagnostics_.error(tree.span,
+                       "a range looks at the number of a value in its field 'value', and " +
+                           written(member.type) + " has no such number");
+    return;
+  }
   Range range;
   bool low = resolveBound(member, tree.low, range.low);
   bool high = resolveBound(member, tree.high, range.high);

@@ -4,7 +4,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <set>
+
+#include "tdc/syntax/CppWords.h"
 
 namespace tdc {
 
@@ -294,6 +295,10 @@ class Parser {
       diagnostics_.error(word.span, "'" + word.text +
                                         "' is reserved in C++ (two underscores, or one before a "
                                         "capital); choose another name");
+    } else if (isCppMacro(word.text)) {
+      diagnostics_.error(word.span, "'" + word.text +
+                                        "' is a macro of the headers that C++ code includes, which "
+                                        "would replace it; choose another name");
     }
     return word;
   }
@@ -916,31 +921,6 @@ std::string syntax::documentation(const Item& item) {
 
 syntax::File parse(const SourceFile& file, Diagnostics& diagnostics) {
   return Parser(file, diagnostics).run();
-}
-
-bool isCppKeyword(std::string_view word) {
-  static const std::set<std::string_view> keywords = {
-      "alignas",   "alignof",   "and",      "and_eq",        "asm",
-      "auto",      "bitand",    "bitor",    "bool",          "break",
-      "case",      "catch",     "char",     "char16_t",      "char32_t",
-      "char8_t",   "class",     "co_await", "co_return",     "co_yield",
-      "compl",     "concept",   "const",    "const_cast",    "consteval",
-      "constexpr", "constinit", "continue", "decltype",      "default",
-      "delete",    "do",        "double",   "dynamic_cast",  "else",
-      "enum",      "explicit",  "export",   "extern",        "false",
-      "float",     "for",       "friend",   "goto",          "if",
-      "inline",    "int",       "long",     "mutable",       "namespace",
-      "new",       "noexcept",  "not",      "not_eq",        "nullptr",
-      "operator",  "or",        "or_eq",    "private",       "protected",
-      "public",    "register",  "requires", "return",        "short",
-      "signed",    "sizeof",    "static",   "static_assert", "static_cast",
-      "struct",    "switch",    "template", "this",          "thread_local",
-      "throw",     "true",      "try",      "typedef",       "typeid",
-      "typename",  "union",     "unsigned", "using",         "virtual",
-      "void",      "volatile",  "wchar_t",  "while",         "xor",
-      "xor_eq",
-  };
-  return keywords.count(word) != 0;
 }
 
 }  // namespace tdc

@@ -10,7 +10,4 @@ namespace tdc {
 /// `}`; the tree then lacks what was wrong. The tree points into the file.
 syntax::File parse(const SourceFile& file, Diagnostics& diagnostics);
 
-/// Whether the word may name nothing, since it would not be a name in C++.
-bool isCppKeyword(std::string_view word);
-
 }  // namespace tdc

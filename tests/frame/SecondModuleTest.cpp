@@ -134,6 +134,21 @@ TEST(SecondModuleLifetime, everyLevelOfAnOwnerIsThereUntilTheLastRemoval) {
   EXPECT_EQ(Tovo::AllocTrackTypeInfo::totalLiveObjects(), before);
 }
 
+TEST(GeneratedCode, mayUseTheNamesOfParametersAndTables) {
+  const auto rack = Sample::rackFactory("rack");
+  rack->heightIs(6);
+  EXPECT_THROW(rack->heightIs(5), Tovo::RangeException);
+  const auto tray = rack->trayIs("1", 2, 3);
+  EXPECT_EQ(rack->trayIs("1", 2, 3), tray);
+  EXPECT_THROW(rack->trayIs("1", 3, 3), Tovo::MutatorReinstantiatingException);
+  EXPECT_THROW(rack->trayIs("1", 2, 4), Tovo::MutatorReinstantiatingException);
+  EXPECT_EQ(rack->hooks(), 1);
+  rack->levelIs(5);
+  EXPECT_THROW(rack->levelIs(6), Tovo::RangeException);
+  EXPECT_EQ(rack->level(), 5);
+  EXPECT_EQ(rack->deep().level(), 7);
+}
+
 TEST(SameTree, findsADifferenceBelowACollection) {
   const auto a = Sample::chassisFactory("chassis");
   const auto b = Sample::chassisFactory("chassis");

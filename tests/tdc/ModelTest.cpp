@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <map>
 
-#include "tdc/model/AccessorNames.h"
 #include "tests/tdc/Scratch.h"
 
 namespace tdc::test {

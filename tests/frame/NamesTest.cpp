@@ -1,0 +1,106 @@
+// A module whose members are called like everything in the runtime that tdc does not refuse.
+#include <gtest/gtest.h>
+
+#include "Tovo/AllocTrack.h"
+#include "Tovo/Entity.h"
+#include "Tovo/GenericIf.h"
+#include "Tovo/Inspect.h"
+#include "Tovo/ValueOps.h"
+#include "names/Names.h"
+
+namespace {
+
+const Tovo::TovoModule& module() { return *Names::Fields0::tovoStaticType().module; }
+
+uint8_t operation(Tovo::TovoTypeBase type, void* object, Tovo::AttributeId id, uint32_t code,
+                  uint16_t* result, const uint16_t* argument) {
+  const Pelmo::FieldDescriptor field(&id);
+  return genericIf(type).genericIfAttributeOp(type, result, object, &field, code, nullptr,
+                                              argument);
+}
+
+class Counter : public Pelmo::Observer {
+ public:
+  void handleChange(const Pelmo::Change&) override { ++changes; }
+  void handlePublisherGone(Pelmo::Publisher&) override { gone = true; }
+  size_t changes = 0;
+  bool gone = false;
+};
+
+// Objects are counted, observed, set, read and destroyed by the runtime's own functions.
+TEST(RuntimeNames, HideNothingFromTheRuntime) {
+  const size_t before = Tovo::AllocTrackTypeInfo::totalLiveObjects();
+  size_t attributes = 0;
+  for (uint32_t index = 0; index < module().typeCount; ++index) {
+    const Tovo::TovoTypeBase type{&module(), index};
+    if (typeDescriptor(type).kind != Tovo::TypeKind::entity) continue;
+    SCOPED_TRACE(typeName(type));
+    Counter counter;
+    {
+      const Pelmo::String name("one");
+      const auto entity = genericIf(type).newEntityForDir(type, name, {});
+      EXPECT_EQ(entity->references(), 1u);
+      EXPECT_EQ(entity->name(), name);
+      EXPECT_EQ(entity->tovoType(), type);
+      EXPECT_EQ(entity->parent(), nullptr);
+      counter.observe(entity->publisher());
+      size_t set = 0;
+      for (const Tovo::AttributeDescriptor& own : Tovo::ownAttributes(type)) {
+        if (own.kind != Tovo::AttributeKind::attribute) continue;
+        const auto value = static_cast<uint16_t>(1000 + own.id);
+        uint16_t read = 0;
+        EXPECT_EQ(operation(type, entity.get(), own.id, Tovo::OperationCode::set, nullptr, &value),
+                  0);
+        EXPECT_EQ(operation(type, entity.get(), own.id, Tovo::OperationCode::get, &read, nullptr),
+                  0);
+        EXPECT_EQ(read, value);
+        EXPECT_EQ(counter.changes, ++set);
+      }
+      attributes += set;
+    }
+    EXPECT_TRUE(counter.gone);
+  }
+  EXPECT_GT(attributes, 200u);
+  EXPECT_EQ(Tovo::AllocTrackTypeInfo::totalLiveObjects(), before);
+}
+
+TEST(RuntimeNames, HideNothingFromValues) {
+  size_t fields = 0;
+  for (uint32_t index = 0; index < module().typeCount; ++index) {
+    const Tovo::TovoTypeBase type{&module(), index};
+    if (typeDescriptor(type).kind != Tovo::TypeKind::value) continue;
+    SCOPED_TRACE(typeName(type));
+    const Tovo::ValueOps& ops = *Tovo::valueOps(type);
+    Tovo::ValueBuffer value(ops);
+    Tovo::ValueBuffer initial(ops);
+    value.constructDefault();
+    initial.constructDefault();
+    for (const Tovo::AttributeDescriptor& own : Tovo::ownAttributes(type)) {
+      const uint16_t number = 9;
+      EXPECT_EQ(operation(type, value.get(), own.id, Tovo::OperationCode::set, nullptr, &number),
+                0);
+      ++fields;
+    }
+    EXPECT_FALSE(ops.equal(value.get(), initial.get()));
+    EXPECT_TRUE(ops.less(initial.get(), value.get()));
+    EXPECT_NE(ops.hash(initial.get()), ops.hash(value.get()));
+    EXPECT_EQ(ops.number, nullptr);
+    std::string text;
+    ops.print(text, value.get());
+    Tovo::CharRange range(text);
+    Tovo::ValueBuffer parsed(ops);
+    parsed.parse(range);
+    EXPECT_TRUE(ops.equal(value.get(), parsed.get()));
+    std::vector<uint8_t> bytes(ops.attrLogSize(value.get()));
+    EXPECT_EQ(bytes.size(), 2 * Tovo::ownAttributes(type).size());
+    Tovo::NboAttrLog::Out out(bytes);
+    ops.write(out, value.get());
+    Tovo::NboAttrLog::In in(bytes);
+    Tovo::ValueBuffer arrived(ops);
+    arrived.read(in);
+    EXPECT_TRUE(ops.equal(value.get(), arrived.get()));
+  }
+  EXPECT_GT(fields, 200u);
+}
+
+}  // namespace
