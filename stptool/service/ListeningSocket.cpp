@@ -102,7 +102,7 @@ class FolderLock {
 
  private:
   static constexpr std::chrono::seconds patience{2};
-  static constexpr std::chrono::milliseconds nap{10};
+  static constexpr std::chrono::milliseconds nap{1};
 
   int fd_ = -1;
 };

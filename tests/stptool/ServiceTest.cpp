@@ -165,7 +165,7 @@ TEST(ListeningSocket, OneOfManyThatStartAtOnceServes) {
   const TemporaryFolder folder;
   const std::string path = folder.file("socket");
   constexpr int many = 6;
-  for (int round = 0; round < 30; ++round) {
+  for (int round = 0; round < 500; ++round) {
     { const OtherSocket stale(path, SOCK_STREAM, 1); }
     std::barrier together(many);
     std::atomic<int> serving = 0;

@@ -39,7 +39,7 @@ class StuckFifo {
   int fd_;
 };
 
-bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
+bool isThere(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
 // Waits until it has so many connections.
 void awaitConnections(const RunningServer& server, size_t count) {
@@ -67,7 +67,7 @@ TEST(Serving, IsNotHeldUpByWhoDoesNotReadWhatItSays) {
   }
   EXPECT_EQ(runTool(get).code, 0);
   EXPECT_EQ(server.stop().code, 0);
-  EXPECT_FALSE(exists(socket));
+  EXPECT_FALSE(isThere(socket));
 }
 
 TEST(Serving, EndsInOrderByEachSignal) {
@@ -81,8 +81,8 @@ TEST(Serving, EndsInOrderByEachSignal) {
     EXPECT_NE(runTool({"decode", file}).out.find("end  stopped by a signal\n"), std::string::npos);
     server.tool().signal(number);
     EXPECT_EQ(server.tool().end().code, 0) << number;
-    EXPECT_FALSE(exists(server.socket())) << number;
-    EXPECT_TRUE(exists(server.dumpFile())) << number;
+    EXPECT_FALSE(isThere(server.socket())) << number;
+    EXPECT_TRUE(isThere(server.dumpFile())) << number;
   }
   // As nohup starts it.
   const TemporaryFolder folder;
@@ -275,7 +275,7 @@ TEST(Readiness, IsToldToWhoeverStartedIt) {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     EXPECT_EQ(runTool(tree).code, 0);
-    EXPECT_FALSE(exists("/proc/" + std::to_string(server.pid()) + "/fd/4"));
+    EXPECT_FALSE(isThere("/proc/" + std::to_string(server.pid()) + "/fd/4"));
   }
   const Ended refused = Tool(Tool::Script{serve + " --ready-fd 4 4</dev/null"}).end();
   EXPECT_EQ(refused.code, 1);
@@ -305,8 +305,8 @@ TEST(Readiness, SocketsOfAServiceManagerAreServedAndLeft) {
     EXPECT_EQ(early.end().code, 0) << early.err();
     EXPECT_EQ(runTool({"tree", "--socket", also.empty() ? socket : also}).code, 0);
     EXPECT_EQ(server.stop().code, 0);
-    EXPECT_TRUE(exists(socket));
-    EXPECT_FALSE(exists(second));
+    EXPECT_TRUE(isThere(socket));
+    EXPECT_FALSE(isThere(second));
   }
   ::close(fd);
   const Ended wrong = Tool(Tool::Script{passed + "serve 3</dev/null"}).end();
@@ -359,7 +359,7 @@ TEST(ExampleAgent, LooksAfterItsSocket) {
     }
     agent.signal(number);
     EXPECT_EQ(agent.end().code, number == SIGKILL ? -SIGKILL : 0);
-    EXPECT_EQ(exists(socket), number == SIGKILL);
+    EXPECT_EQ(isThere(socket), number == SIGKILL);
   }
 }
 
