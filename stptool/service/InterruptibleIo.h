@@ -21,6 +21,8 @@ int writeAll(int fd, std::string_view bytes);
 ssize_t readSome(int fd, void* room, size_t size);
 
 /// As open() with O_CLOEXEC; -1 with errno. A FIFO is waited for until somebody has its other end.
+/// While there are StopSignals the new descriptor is non-blocking; what the two above do with it is
+/// the same.
 int openFile(const char* path, int flags, mode_t mode = 0666);
 
 }  // namespace stptool
