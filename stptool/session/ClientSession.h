@@ -71,8 +71,8 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   Tovo::NboAttrLog::Connection* connection() noexcept { return link_.connection(); }
   /// Throws Failure while there is none.
   void demandConnection();
-  /// Waits until the mirrors hold what the server has now. False when that could not be: there is no
-  /// connection, it ends or takes longer than the timeout, or a signal comes. What was refused
+  /// Waits until the mirrors hold what the server has now. False when that could not be: there is
+  /// no connection, it ends or takes longer than the timeout, or a signal comes. What was refused
   /// before is not told again.
   bool catchUp(const StopSignals& signals);
   /// Waits and works on what arrives, at most so long; -1 is without end. False when a signal came.
