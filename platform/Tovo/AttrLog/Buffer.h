@@ -3,9 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <utility>
+#include <new>
 
 namespace Tovo::NboAttrLog {
 
@@ -16,13 +17,13 @@ class Buffer {
   const uint8_t* data() const noexcept { return bytes_.get(); }
   size_t size() const noexcept { return size_; }
 
-  /// Takes another block of at least `kept` bytes, which is how many go along from `from` on.
-  /// Throws std::bad_alloc, then nothing has changed.
+  /// Another size. So many bytes from `from` on come to its beginning, the others are lost. A large
+  /// block grows where it is, so that there are never two. Throws std::bad_alloc, then nothing has
+  /// changed.
   void sizeIs(size_t size, size_t from, size_t kept) {
-    auto bytes = std::make_unique_for_overwrite<uint8_t[]>(size);
-    if (kept > 0) std::memcpy(bytes.get(), bytes_.get() + from, kept);
-    bytes_ = std::move(bytes);
-    size_ = size;
+    if (size > size_) resize(size);
+    if (kept > 0 && from > 0) std::memmove(bytes_.get(), bytes_.get() + from, kept);
+    if (size < size_) resize(size);
   }
   void release() noexcept {
     bytes_.reset();
@@ -30,7 +31,21 @@ class Buffer {
   }
 
  private:
-  std::unique_ptr<uint8_t[]> bytes_;
+  // NOLINTBEGIN(cppcoreguidelines-no-malloc): new[] knows no growing
+  struct Free {
+    void operator()(uint8_t* bytes) const noexcept { std::free(bytes); }
+  };
+
+  void resize(size_t size) {
+    auto* const bytes = static_cast<uint8_t*>(std::realloc(bytes_.get(), size));
+    if (!bytes) throw std::bad_alloc();
+    static_cast<void>(bytes_.release());
+    bytes_.reset(bytes);
+    size_ = size;
+  }
+  // NOLINTEND(cppcoreguidelines-no-malloc)
+
+  std::unique_ptr<uint8_t, Free> bytes_;
   size_t size_ = 0;
 };
 

@@ -103,8 +103,10 @@ class Connection::Busy {
 
 void Connection::handleReadable() {
   if (closed() || busy_ || Turn::anyOpen()) return;
-  Busy(*this).run([&] {
+  Busy busy(*this);
+  busy.run([&] {
     if (readSome()) applyArrived();
+    if (busy.gone()) return;
     trimInput();
     charge(0);
   });
@@ -455,6 +457,10 @@ void Connection::shut(Ending ending, std::string reason) noexcept {
   inStart_ = inScanned_ = inEnd_ = 0;
   hostMounts_.clear();
   guestMounts_.clear();
+  if (budget_ && charged_ > held().itself) {
+    budget_->give(charged_ - held().itself);
+    charged_ = held().itself;
+  }
   unbindAll();
 }
 

@@ -148,7 +148,7 @@ void StreamAdapter::unbind(Entity& entity) noexcept {
   bindings_.erase(id);
   for (auto it = transfers_.lower_bound({&entity, 0});
        it != transfers_.end() && it->first.first == &entity;) {
-    it = transfers_.erase(it);
+    takeTransfer(it++);
   }
   waiting_.removeAll(entity);
   underWay_.removeAll(entity);
@@ -175,6 +175,7 @@ void StreamAdapter::unbindAll() noexcept {
   ids_.clear();
   reservations_.clear();
   transfers_.clear();
+  seenBytes_ = 0;
   waiting_.clear();
   underWay_.clear();
   owesTaken_ = false;

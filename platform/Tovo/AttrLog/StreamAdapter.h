@@ -139,7 +139,8 @@ class StreamAdapter {
   size_t heldBytes() const noexcept { return keyBytes_; }
   /// For all that is carried, with that.
   size_t entityBytes() const noexcept {
-    return bindings_.bytes() + ids_.bytes() + flows_ * sizeof(FlowOut) + keyBytes_;
+    return bindings_.bytes() + ids_.bytes() + flows_ * sizeof(FlowOut) + keyBytes_ + seenBytes_ +
+           waiting_.bytes();
   }
   FlowOut::Dirty dirty() const noexcept;
 
@@ -302,6 +303,7 @@ class StreamAdapter {
     uint64_t messagesReceived = 0;
     uint64_t unknownEntities = 0;    ///< messages for entities that are gone here
     uint64_t unknownAttributes = 0;  ///< messages with an id that the type does not have
+    uint64_t unknownControls = 0;    ///< control messages that this release does not have
   };
   const Counters& counters() const noexcept { return counters_; }
 
@@ -373,6 +375,7 @@ class StreamAdapter {
     uint32_t number;
     std::unordered_set<std::string> seen;  // of elements that are carried, their bindings say it
   };
+  using Transfers = std::map<std::pair<const Entity*, AttributeId>, Transfer>;
 
   [[noreturn]] void throwTooLong(size_t bytes) const;
   [[noreturn]] static void throwNotGiven(uint32_t id);
@@ -424,6 +427,8 @@ class StreamAdapter {
   void tellReference(const Place& reference);
   void beginTransfer(Entity& entity, Attribute collection);
   void endTransfer(Entity& owner, Attribute collection);
+  void noteSeen(Transfer& transfer, const std::string& key);
+  Transfer takeTransfer(Transfers::iterator at) noexcept;
 
   FlatMap<uint32_t, Binding> bindings_;
   FlatMap<const Entity*, uint32_t> ids_;  // the number that is sent
@@ -431,7 +436,7 @@ class StreamAdapter {
   mutable Carried asked_;           // the last one: most questions are about the entity in hand
   FlowOut* firstQueued_ = nullptr;  // what is dirty, the longest waiting first
   FlowOut* lastQueued_ = nullptr;
-  std::map<std::pair<const Entity*, AttributeId>, Transfer> transfers_;
+  Transfers transfers_;
   WaitingReferences waiting_;
   UnderWay underWay_;
   uint64_t taken_ = 0;  // the host has seen so many messages
@@ -443,8 +448,9 @@ class StreamAdapter {
   FlowOut* behind_ = nullptr;   // it, or the last one that was put in behind it meanwhile
   uintptr_t lastBound_ = 0;     // where the entity lies
   uint32_t flags_ = 0;
-  size_t flows_ = 0;     // that are bound
-  size_t keyBytes_ = 0;  // that the flows hold beyond their own objects
+  size_t flows_ = 0;      // that are bound
+  size_t keyBytes_ = 0;   // that the flows hold beyond their own objects
+  size_t seenBytes_ = 0;  // of keys that whole transfers have mentioned
   uint32_t lastId_ = 0;
   uint32_t lastTransfer_ = 0;
   bool outAgain_ = false;

@@ -133,7 +133,7 @@ void StreamAdapter::takenIs(uint32_t count) {
     if (FlowOut* whole = key.empty() ? flow(*entity) : nullptr) whole->forgetMentioned(attribute);
     // A transfer that is under way may have gone past its place.
     const auto transfer = transfers_.find({entity, attribute});
-    if (transfer != transfers_.end()) transfer->second.seen.insert(key);
+    if (transfer != transfers_.end()) noteSeen(transfer->second, key);
   });
 }
 
@@ -153,7 +153,29 @@ void StreamAdapter::eraseEntry(Entity& owner, Attribute collection, const void* 
 }
 
 void StreamAdapter::beginTransfer(Entity& entity, Attribute collection) {
-  transfers_.insert_or_assign({&entity, collection.id()}, Transfer{++lastTransfer_, {}});
+  const auto before = transfers_.find({&entity, collection.id()});
+  if (before != transfers_.end()) takeTransfer(before);
+  transfers_.emplace(std::pair(&entity, collection.id()), Transfer{++lastTransfer_, {}});
+}
+
+namespace {
+
+// A node and its place in the index.
+size_t costOf(const std::string& key) noexcept {
+  return sizeof(std::string) + 4 * sizeof(void*) + key.size();
+}
+
+}  // namespace
+
+void StreamAdapter::noteSeen(Transfer& transfer, const std::string& key) {
+  if (transfer.seen.insert(key).second) seenBytes_ += costOf(key);
+}
+
+StreamAdapter::Transfer StreamAdapter::takeTransfer(Transfers::iterator at) noexcept {
+  for (const std::string& key : at->second.seen) seenBytes_ -= costOf(key);
+  Transfer transfer = std::move(at->second);
+  transfers_.erase(at);
+  return transfer;
 }
 
 void StreamAdapter::endTransfer(Entity& owner, Attribute collection) {
@@ -162,8 +184,7 @@ void StreamAdapter::endTransfer(Entity& owner, Attribute collection) {
     throw StreamException("the end of a transfer of " + pathOf(owner, collection.name()) +
                           " that did not begin");
   }
-  const Transfer transfer = std::move(it->second);
-  transfers_.erase(it);
+  const Transfer transfer = takeTransfer(it);
   const AttributeId id = collection.id();
   waiting_.removeUnless(owner, id,
                         [&](const std::string& key) { return transfer.seen.contains(key); });
@@ -194,9 +215,9 @@ void StreamAdapter::seenKey(Entity& owner, Attribute collection, const std::stri
   const auto it = transfers_.find({&owner, collection.id()});
   if (it == transfers_.end()) return;
   if (there) {
-    it->second.seen.insert(key);
-  } else {
-    it->second.seen.erase(key);
+    noteSeen(it->second, key);
+  } else if (it->second.seen.erase(key) > 0) {
+    seenBytes_ -= costOf(key);
   }
 }
 

@@ -11,6 +11,13 @@ void WaitingReferences::add(Place place, uint32_t target) {
     targets_.erase(reference);
     throw;
   }
+  bytes_ += costOf(reference->first);
+}
+
+// A node in each map.
+size_t WaitingReferences::costOf(const Place& place) noexcept {
+  return sizeof(Targets::value_type) + sizeof(Places::value_type) + 8 * sizeof(void*) +
+         place.key.size();
 }
 
 void WaitingReferences::remove(const Place& place) noexcept {
@@ -20,6 +27,7 @@ void WaitingReferences::remove(const Place& place) noexcept {
 }
 
 void WaitingReferences::remove(Targets::iterator reference) noexcept {
+  bytes_ -= costOf(reference->first);
   places_.erase({reference->second.number, &reference->first});
   targets_.erase(reference);
 }
@@ -34,6 +42,7 @@ void WaitingReferences::removeAll(Entity& holder) noexcept {
 void WaitingReferences::clear() noexcept {
   places_.clear();
   targets_.clear();
+  bytes_ = 0;
 }
 
 WaitingReferences::Places::const_iterator WaitingReferences::lowerBound(

@@ -16,6 +16,8 @@ namespace Tovo::NboAttrLog {
 class WaitingReferences {
  public:
   bool empty() const noexcept { return targets_.empty(); }
+  /// That they take.
+  size_t bytes() const noexcept { return bytes_; }
 
   /// A reference waits for a number from now on, and no more for another one. Throws
   /// std::bad_alloc; then it waits for none.
@@ -65,8 +67,11 @@ class WaitingReferences {
   void remove(Targets::iterator reference) noexcept;
   Places::const_iterator lowerBound(uint32_t target) const noexcept;
 
+  static size_t costOf(const Place& place) noexcept;
+
   Targets targets_;
   Places places_;
+  size_t bytes_ = 0;
 };
 
 }  // namespace Tovo::NboAttrLog
