@@ -1,5 +1,7 @@
 #include "Tovo/Directory.h"
 
+#include <algorithm>
+
 #include "Tovo/Exceptions.h"
 
 namespace Tovo {
@@ -23,9 +25,7 @@ void checkPath(std::string_view path) {
   if (path.back() == '/') wrong("it does not end in a slash");
 }
 
-bool isBelow(std::string_view path, std::string_view above) noexcept {
-  return path.size() > above.size() && path.starts_with(above) && path[above.size()] == '/';
-}
+constexpr size_t keptChanges = 4096;
 
 }  // namespace
 
@@ -38,24 +38,47 @@ Directory::~Directory() {
 void Directory::mount(std::string_view path, const Pelmo::Ptr<Entity>& entity) {
   checkPath(path);
   if (!entity) throw PathException("nothing to mount at '" + std::string(path) + "'");
-  for (const auto& [other, root] : mounts_) {
-    if (other == path || isBelow(path, other) || isBelow(other, path)) {
-      throw PathException("'" + std::string(path) + "' cannot be mounted: '" + other + "' is a " +
-                          typeName(root->tovoType()) + " already");
-    }
+  auto other = mountAbove(path);
+  if (other == mounts_.end()) {
+    const std::string below = std::string(path) + "/";
+    other = mounts_.lower_bound(below);
+    if (other != mounts_.end() && !other->first.starts_with(below)) other = mounts_.end();
   }
-  mounts_.emplace(std::string(path), entity);
-  ++changes_;
+  if (other != mounts_.end()) {
+    throw PathException("'" + std::string(path) + "' cannot be mounted: '" + other->first +
+                        "' is a " + typeName(other->second->tovoType()) + " already");
+  }
+  noteChange(path);
+  const auto mounted = mounts_.emplace(std::string(path), entity).first;
+  try {
+    places_.emplace(entity.get(), &mounted->first);
+  } catch (...) {
+    mounts_.erase(mounted);
+    throw;
+  }
   enter();
 }
 
 Pelmo::Ptr<Entity> Directory::unmount(std::string_view path) {
   const auto it = mounts_.find(path);
   if (it == mounts_.end()) return nullptr;
+  noteChange(path);
+  places_.erase({it->second.get(), &it->first});
   Pelmo::Ptr<Entity> entity = std::move(it->second);
   mounts_.erase(it);
-  ++changes_;
   return entity;
+}
+
+// Before it is made, since there may be no memory for it: one too many does no harm.
+void Directory::noteChange(std::string_view path) {
+  changed_.emplace_back(path);
+  if (changed_.size() > keptChanges) changed_.pop_front();
+  ++changes_;
+}
+
+const std::string* Directory::changedPath(uint64_t change) const noexcept {
+  const uint64_t known = changes_ - changed_.size();
+  return change > known && change <= changes_ ? &changed_[change - known - 1] : nullptr;
 }
 
 Pelmo::Ptr<Entity> Directory::newEntity(std::string_view path, std::string_view typeName,
@@ -77,11 +100,19 @@ Entity* Directory::mounted(std::string_view path) const noexcept {
   return it == mounts_.end() ? nullptr : it->second.get();
 }
 
-const std::string* Directory::mountPath(const Entity& entity) const noexcept {
-  for (const auto& [path, root] : mounts_) {
-    if (root.get() == &entity) return &path;
+Directory::Mounts::const_iterator Directory::mountAbove(std::string_view path) const noexcept {
+  for (size_t end = 0; end < path.size();) {
+    end = std::min(path.find_first_of("/[", end + 1), path.size());
+    const auto mounted = mounts_.find(path.substr(0, end));
+    if (mounted != mounts_.end() || end == path.size() || path[end] == '[') return mounted;
   }
-  return nullptr;
+  return mounts_.end();
+}
+
+const std::string* Directory::mountPath(const Entity& entity) const noexcept {
+  static const std::string first;
+  const auto place = places_.lower_bound({&entity, &first});
+  return place != places_.end() && place->first == &entity ? place->second : nullptr;
 }
 
 const Directory* Directory::first() noexcept { return firstDirectory; }

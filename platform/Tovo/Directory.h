@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -33,7 +35,8 @@ class PathException : public std::runtime_error {
 
 /// Root entities under paths such as "/stp/hw": segments of any characters but '/', '[', ']' and
 /// control characters, each behind a slash. Holds a reference on each root. Roots know the
-/// directory only through it: an entity can be mounted in several.
+/// directory only through it: an entity can be mounted in several. Each operation costs the
+/// logarithm of how many there are, unless it says otherwise.
 class Directory {
  public:
   Directory() = default;
@@ -56,21 +59,37 @@ class Directory {
   using Mounts = std::map<std::string, Pelmo::Ptr<Entity>, std::less<>>;
   const Mounts& mounts() const noexcept { return mounts_; }
   Entity* mounted(std::string_view path) const noexcept;
-  /// The path at which an entity is mounted, or null.
+  /// What is mounted at or above a path; mounts().end() when nothing is.
+  Mounts::const_iterator mountAbove(std::string_view path) const noexcept;
+  /// The path at which an entity is mounted, the first of several, or null.
   const std::string* mountPath(const Entity& entity) const noexcept;
 
   /// Counts mounts and unmounts: who looks after something that is mounted compares it.
   uint64_t changes() const noexcept { return changes_; }
+  /// The path of one of them, counted from 1; null when that many have been since (4096 or more)
+  /// that it is not known any more. Cost: constant.
+  const std::string* changedPath(uint64_t change) const noexcept;
 
   /// The directories of the process, for paths in messages.
   static const Directory* first() noexcept;
   const Directory* next() const noexcept { return next_; }
 
  private:
+  /// A root, and where it is mounted: a key of mounts_.
+  using Place = std::pair<const Entity*, const std::string*>;
+  struct ByRoot {
+    bool operator()(const Place& a, const Place& b) const noexcept {
+      return a.first != b.first ? a.first < b.first : *a.second < *b.second;
+    }
+  };
+
+  void noteChange(std::string_view path);
   void enter() noexcept;
   void leave() noexcept;
 
   Mounts mounts_;
+  std::set<Place, ByRoot> places_;
+  std::deque<std::string> changed_;  // the last paths
   uint64_t changes_ = 0;
   Directory* next_ = nullptr;
   bool entered_ = false;

@@ -70,17 +70,22 @@ class Steps {
 };
 
 const std::string& findMount(const Directory& directory, std::string_view path) {
-  for (const auto& [mounted, entity] : directory.mounts()) {
-    if (path == mounted || (path.starts_with(mounted) &&
-                            (path[mounted.size()] == '/' || path[mounted.size()] == '['))) {
-      return mounted;
-    }
-  }
+  const auto mounted = directory.mountAbove(path);
+  if (mounted != directory.mounts().end()) return mounted->first;
+  constexpr size_t shownMounts = 16;
+  constexpr size_t mostMounts = 10000;  // that somebody may have meant
   std::vector<std::string> known;
-  for (const auto& [mounted, entity] : directory.mounts()) known.push_back(mounted);
+  for (const auto& [other, entity] : directory.mounts()) {
+    if (known.size() == mostMounts) break;
+    known.push_back(other);
+  }
+  std::vector<std::string> shown(
+      known.begin(),
+      known.begin() + static_cast<std::ptrdiff_t>(std::min(known.size(), shownMounts)));
+  if (known.size() > shownMounts) shown.emplace_back("...");
   throw PathException(
       "nothing is mounted at " + quoted(path) + "; " +
-          (known.empty() ? "nothing is mounted at all" : "mounted: " + joined(known)),
+          (known.empty() ? "nothing is mounted at all" : "mounted: " + joined(shown)),
       std::string(path), known);
 }
 

@@ -99,12 +99,12 @@ LiveNames::LiveNames(std::string socket) : socket_(std::move(socket)) {}
 std::vector<Candidate> LiveNames::paths(const std::string& typed) const {
   ClientSession session({socket_, patience, 0});
   std::vector<Candidate> candidates;
-  for (const auto& mount : session.remoteMounts()) {
-    const TovoTypeBase type = Tovo::typeByName(mount.type);
-    if (mount.path.starts_with(typed)) {
-      candidates.push_back({mount.path + (type && owns(type) ? "/" : ""), mount.type});
-    } else if (type && typed.starts_with(mount.path)) {
-      const std::optional<Place> place = placeOf(typed, mount.path, type);
+  for (const auto& [path, typeName] : session.remoteMounts()) {
+    const TovoTypeBase type = Tovo::typeByName(typeName);
+    if (path.starts_with(typed)) {
+      candidates.push_back({path + (type && owns(type) ? "/" : ""), typeName});
+    } else if (type && typed.starts_with(path)) {
+      const std::optional<Place> place = placeOf(typed, path, type);
       if (!place) continue;
       if (!place->collection) {
         addNames(*place, candidates);
@@ -121,10 +121,10 @@ std::vector<Candidate> LiveNames::paths(const std::string& typed) const {
 
 TovoTypeBase LiveNames::typeAt(const std::string& path) const {
   ClientSession session({socket_, patience, 0});
-  for (const auto& mount : session.remoteMounts()) {
-    const TovoTypeBase type = Tovo::typeByName(mount.type);
-    if (!type || !path.starts_with(mount.path)) continue;
-    const std::optional<Place> place = placeOf(path + "/", mount.path, type);
+  for (const auto& [mounted, typeName] : session.remoteMounts()) {
+    const TovoTypeBase type = Tovo::typeByName(typeName);
+    if (!type || !path.starts_with(mounted)) continue;
+    const std::optional<Place> place = placeOf(path + "/", mounted, type);
     if (place && !place->collection) return place->type;
   }
   return {};

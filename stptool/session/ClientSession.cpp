@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <set>
+#include <vector>
 
 #include "Tovo/AttrLog/UnixStream.h"
 #include "Tovo/Module.h"
@@ -83,6 +84,7 @@ ClientSession::ClientSession(const SessionOptions& options)
   link_.observerIs(this);
   try {
     connect();
+    link_.connection()->followMounts();
     list();
   } catch (const Failure& failure) {
     throw Failure(failure.what(), ExitCode::cannotConnect);
@@ -182,29 +184,33 @@ void ClientSession::list() {
   await([&] { return link_.connection()->listings() > before; }, "list of what is mounted");
 }
 
-const std::vector<ClientSession::RemoteMount>& ClientSession::remoteMounts() {
+const ClientSession::RemoteMounts& ClientSession::remoteMounts() {
   return link_.connection()->remoteMounts();
 }
 
-const ClientSession::RemoteMount* ClientSession::mountOf(std::string_view path) {
-  for (const RemoteMount& mount : remoteMounts()) {
-    if (!path.starts_with(mount.path)) continue;
-    const std::string_view rest = path.substr(mount.path.size());
-    if (rest.empty() || rest.front() == '/' || rest.front() == '[') return &mount;
+// At the path or above it; no segment of a mount has a bracket.
+ClientSession::RemoteMounts::const_iterator ClientSession::mountOf(std::string_view path) {
+  const RemoteMounts& mounts = remoteMounts();
+  for (size_t end = 0; end < path.size();) {
+    end = std::min(path.find_first_of("/[", end + 1), path.size());
+    const auto mount = mounts.find(path.substr(0, end));
+    if (mount != mounts.end()) return mount;
   }
-  return nullptr;
+  return mounts.end();
 }
 
-bool ClientSession::isServed(std::string_view path) { return mountOf(path) != nullptr; }
+bool ClientSession::isServed(std::string_view path) {
+  return mountOf(path) != remoteMounts().end();
+}
 
 void ClientSession::mirror(std::string_view path, Access access) {
-  const RemoteMount* mount = mountOf(path);
-  if (!mount) {
+  const auto mount = mountOf(path);
+  if (mount == remoteMounts().end()) {
     std::vector<std::string> known;
     std::string all;
-    for (const RemoteMount& other : remoteMounts()) {
-      known.push_back(other.path);
-      all += (all.empty() ? "; mounted: " : ", ") + other.path;
+    for (const auto& [other, type] : remoteMounts()) {
+      known.push_back(other);
+      all += (all.empty() ? "; mounted: " : ", ") + other;
     }
     const std::string hint = suggestion(path, known);
     throw Failure(std::string(path) + ": nothing is mounted there" +
@@ -213,12 +219,12 @@ void ClientSession::mirror(std::string_view path, Access access) {
                                      : all),
                   {.path = std::string(path), .suggestion = nearest(path, known)});
   }
-  if (!isKnown(mount->type)) {
-    throw Failure(unknownTypeText(mount->path, mount->type) + "; --library loads one",
-                  {.path = mount->path, .value = mount->type});
+  const auto& [root, type] = *mount;
+  if (!isKnown(type)) {
+    throw Failure(unknownTypeText(root, type) + "; --library loads one",
+                  {.path = root, .value = type});
   }
-  if (canRefer(mount->type)) return mirrorAll(access);
-  const std::string root = mount->path;
+  if (canRefer(type)) return mirrorAll(access);
   mirrorEntity(root, access);
   checkAccess(root, access);
 }
@@ -238,8 +244,13 @@ void ClientSession::mirrorEntity(const std::string& path, Access access) {
 void ClientSession::mirrorAll(Access access) {
   link_.mountAll(access == Access::read);
   await([&] { return link_.state() == LinkState::synced; }, "tree");
-  checkRefusals();
-  for (const RemoteMount& mount : remoteMounts()) checkAccess(mount.path, access);
+  // A root that went before it could be mirrored is refused, and is none of them any more.
+  const bool whole = std::all_of(
+      remoteMounts().begin(), remoteMounts().end(),
+      [&](const auto& mount) { return link_.isMirrored(mount.first) || !isKnown(mount.second); });
+  if (!whole) checkRefusals();
+  refusalsSeen_ = link_.connection()->refusals().size();
+  for (const auto& [path, type] : remoteMounts()) checkAccess(path, access);
 }
 
 void ClientSession::mirrorOrAll(std::string_view path, Access access) {
@@ -253,13 +264,11 @@ void ClientSession::mirrorOrAll(std::string_view path, Access access) {
 void ClientSession::createRoot(const std::string& path, const Tovo::Entity& like) {
   link_.connection()->create(path, like);
   sync();
-  list();
 }
 
 void ClientSession::removeRoot(const std::string& path) {
   link_.connection()->remove(path);
   sync();
-  list();
 }
 
 std::string ClientSession::status() {

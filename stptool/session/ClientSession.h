@@ -4,7 +4,6 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "Tovo/AttrLog/Link.h"
 #include "Tovo/Directory.h"
@@ -47,12 +46,12 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   /// Mirrors an entity and what is below it, not what that refers to.
   void mirrorOnly(const std::string& path);
 
-  /// What the server had mounted when it was asked last.
-  using RemoteMount = Tovo::NboAttrLog::Connection::RemoteMount;
-  const std::vector<RemoteMount>& remoteMounts();
+  /// What the server has mounted, as far as it has said so.
+  using RemoteMounts = Tovo::NboAttrLog::Connection::RemoteMounts;
+  const RemoteMounts& remoteMounts();
 
   /// Asks the server for a root entity of the type and with the constructor values of another one,
-  /// or to remove a root, and learns what it has mounted since.
+  /// or to remove a root; remoteMounts() knows of it then.
   void createRoot(const std::string& path, const Tovo::Entity& like);
   void removeRoot(const std::string& path);
 
@@ -92,7 +91,7 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   bool wait(int milliseconds);
   bool runUntil(const std::function<bool()>& done);
   int timeoutMilliseconds() const;
-  const RemoteMount* mountOf(std::string_view path);
+  RemoteMounts::const_iterator mountOf(std::string_view path);
   void list();
   void mirrorEntity(const std::string& path, Access access);
   bool isLost() const noexcept;

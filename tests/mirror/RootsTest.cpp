@@ -10,7 +10,7 @@ class RootsTest : public Test {};
 
 std::vector<std::string> pathsAt(const Connection& guest) {
   std::vector<std::string> paths;
-  for (const auto& mount : guest.remoteMounts()) paths.push_back(mount.path);
+  for (const auto& [path, type] : guest.remoteMounts()) paths.push_back(path);
   return paths;
 }
 
@@ -61,6 +61,72 @@ TEST_F(RootsTest, AreRefusedInWords) {
     EXPECT_NE(refusals[i].find(reasons[i]), std::string::npos) << refusals[i];
   }
   EXPECT_EQ(pair.hostDirectory.mounts().size(), 1u);
+  pair.expectOpen();
+}
+
+std::string numbered(int i) { return "/root" + std::to_string(i); }
+
+// Many roots cost neither end more than a bounded room, and nobody the connection: who lists them,
+// who mounts all of them, who makes and removes them, and who does not read meanwhile.
+TEST_F(RootsTest, ThousandsComeAndGo) {
+  constexpr int count = 6000;
+  Pair reader;
+  for (int i = 0; i < count; ++i) reader.root(numbered(i), "Stp::Hw");
+  reader.guest->followMounts();
+  reader.guest->askMounts();
+  reader.settle();
+  ASSERT_EQ(reader.guest->remoteMounts().size(), size_t{count});
+  for (const auto& [path, type] : reader.guest->remoteMounts()) reader.guest->mount(path, true);
+  reader.settle();
+  EXPECT_EQ(reader.guestDirectory.mounts().size(), size_t{count});
+  EXPECT_EQ(reader.guest->synced(), uint32_t{count});
+
+  const Sockets sockets;
+  Connection host(sockets.a, reader.hostDirectory);
+  Directory none;
+  Connection writer(sockets.b, none);
+  for (int i = 0; i < count; i += 2) {
+    writer.remove(numbered(i));
+    writer.create(numbered(count + i), "Stp::Status");
+  }
+  for (int quiet = 0; quiet < 2; ++quiet) {
+    writer.flush();
+    for (Connection* end : {&host, &writer}) {
+      while (readable(end->readFd())) {
+        end->handleReadable();
+        quiet = -1;
+      }
+    }
+    host.flush();
+    reader.host->flush();
+    EXPECT_LT(reader.host->held().output, 130u * 1024);
+  }
+  EXPECT_FALSE(writer.closed()) << writer.closeReason();
+  EXPECT_TRUE(writer.refusals().empty());
+  reader.settle();
+  reader.expectOpen();
+  EXPECT_EQ(reader.guestDirectory.mounts().size(), size_t{count} / 2);
+  std::vector<std::string> expected;
+  for (const auto& [path, root] : reader.hostDirectory.mounts()) expected.push_back(path);
+  EXPECT_EQ(pathsAt(*reader.guest), expected);
+}
+
+// What is mounted elsewhere is gone from where it was, and a list is as long as it takes.
+TEST_F(RootsTest, ARootThatIsMountedElsewhereHasGone) {
+  Pair pair;
+  const Ptr<Entity> hw = pair.root("/a", "Stp::Hw");
+  const auto status = Stp::statusFactory("below");
+  status->stpiStatusIs("Mst");
+  pair.hostDirectory.mount("/below", status);
+  pair.mirror("/a");
+  pair.mirror("/below/stpiStatus/Mst");
+  pair.hostDirectory.unmount("/a");
+  pair.hostDirectory.mount("/b", hw);
+  pair.hostDirectory.unmount("/below");
+  pair.hostDirectory.mount("/elsewhere", status);
+  pair.settle();
+  EXPECT_TRUE(pair.guestDirectory.mounts().empty());
+  pair.mirror("/b");
   pair.expectOpen();
 }
 

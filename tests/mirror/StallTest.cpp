@@ -1,10 +1,13 @@
 // A reader that does not read: what is held for it is bounded, whatever is written, and the last
 // state arrives when it reads again.
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <random>
 #include <string>
+#include <thread>
 
 #include "Stp/StpHw.h"
 #include "Stp/StpStatus.h"
@@ -157,6 +160,23 @@ TEST_F(StallTest, OneStalledReaderDoesNotHoldUpAnother) {
   }
   stalled.settle();
   expectSame(*status, *stalled.guestDirectory.mounted("/status"));
+}
+
+// Who waits for the end of its own output waits for room as well.
+TEST_F(StallTest, RunUntilWritesWhenThereIsRoom) {
+  const Sockets sockets;
+  Directory directory;
+  Connection guest(sockets.a, directory);
+  for (int i = 0; i < 20000; ++i) guest.create("/root" + std::to_string(i), "Stp::Hw");
+  std::thread reader([&] {
+    char buffer[4096];
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    while (::read(sockets.b, buffer, sizeof buffer) > 0) continue;
+  });
+  EXPECT_TRUE(guest.runUntil([&] { return guest.outputWaiting() == 0; }, 20000));
+  guest.close("enough");
+  reader.join();
+  ::close(sockets.b);
 }
 
 }  // namespace

@@ -144,9 +144,8 @@ bool Connection::readSome() {
 
 // Of such a peer nothing is held: what it says is a short request, or is not allowed.
 bool Connection::onlyListens() const noexcept {
-  return !writable_ && requests_ == 0 && !asksMounts_ &&
-         std::all_of(hostMounts_.begin(), hostMounts_.end(),
-                     [](const HostMount& mount) { return mount.readOnly; });
+  return !writable_ && requests_ == 0 && listingsAsked_ == 0 && !followsMounts_ &&
+         writableMounts_ == 0;
 }
 
 void Connection::checkLength(uint32_t length) const {
@@ -240,33 +239,32 @@ bool Connection::flush() {
 void Connection::fillAndWrite() {
   if (changeLost_) throw EndingException(Ending::failed, "no memory to note what changed");
   const Liveness::Watch watch(liveness_);
-  sendUnmounted();
-  if (owesMounts()) sendMounts();
   while (!closed()) {
+    askQueuedMounts();
+    answer();
+    if (watch.gone()) return;
     // A writer that is faster than its reader would never come to the end of a turn: then what is
     // dirty now is encoded once, whatever the room.
     unlimited_ = sentAgain_ > longTurn * limits_.outputBytes;
     const bool sentAll = sendTaken() && pump();
     if (watch.gone()) return;
-    if (sentAll && turnOpen_ &&
-        sendControl(
-            Control::turn, 0, [](Out&) {}, false)) {
+    if (sentAll && turnOpen_ && sendControl(Control::turn, 0, Beyond::nothing, [](Out&) {})) {
       turnOpen_ = false;
       sentAgain_ = 0;
       ++turnsSent_;
     }
     if (std::exchange(unlimited_, false)) roomEnd_ = room_;
-    if (!turnOpen_ && idle() && !whenIdle_.empty()) {
+    if (!turnOpen_ && idle() && !whenIdle_.empty() && !owesAnswers()) {
       const auto due = std::move(whenIdle_);
       whenIdle_.clear();
       for (const auto& [id, number] : due) {
-        sendControl(id, sizeof number, [&, n = number](Out& out) { out << n; });
+        sendControl(id, sizeof number, Beyond::answers, [&, n = number](Out& out) { out << n; });
       }
     }
     if (outputWaiting() == 0) return;
     switch (writeOut()) {
       case Written::all:
-        if (sentAll && !turnOpen_) return;
+        if (sentAll && !turnOpen_ && !owesAnswers()) return;
         break;
       case Written::some:
         return;
@@ -284,8 +282,8 @@ void Connection::fillAndWrite() {
 bool Connection::sendTaken() {
   if (!owesTaken_) return true;
   const auto count = static_cast<uint32_t>(counters().messagesReceived);
-  owesTaken_ = !sendControl(
-      Control::taken, sizeof count, [&](Out& out) { out << count; }, false);
+  owesTaken_ =
+      !sendControl(Control::taken, sizeof count, Beyond::nothing, [&](Out& out) { out << count; });
   return !owesTaken_;
 }
 
@@ -432,7 +430,7 @@ void Connection::sayGoodBye(Ending ending, std::string_view reason) {
   if (closed()) return;
   std::string why = printable(reason);
   try {
-    sendText(Control::goodBye, why);
+    sendText(Control::goodBye, Beyond::any, why);
     writeOut();
   } catch (const std::exception&) {
     // No room to say it: the peer sees the end of the stream.
@@ -455,8 +453,15 @@ void Connection::shut(Ending ending, std::string reason) noexcept {
   outStart_ = 0;
   room_ = roomEnd_ = nullptr;
   inStart_ = inScanned_ = inEnd_ = 0;
-  hostMounts_.clear();
+  hostRoots_.clear();
+  hostElements_.clear();
   guestMounts_.clear();
+  toAsk_.clear();
+  gone_.clear();
+  mountRequests_.clear();
+  requestBytes_ = 0;
+  listingsOwed_ = 0;
+  tellsMounts_ = false;
   if (budget_ && charged_ > held().itself) {
     budget_->give(charged_ - held().itself);
     charged_ = held().itself;
@@ -466,15 +471,15 @@ void Connection::shut(Ending ending, std::string reason) noexcept {
 
 // -------------------------------------------------------------------------------------- messages
 
-uint8_t* Connection::startControl(AttributeId id, size_t size, bool always) {
+uint8_t* Connection::startControl(AttributeId id, size_t size, Beyond beyond) {
   if (closed()) return nullptr;
   const size_t bytes = messageHeader + size;
   const size_t total = frameHeader + bytes;
   if (!needRoom(bytes)) {
-    if (!always) return nullptr;
-    // Control messages are few and small, and answer the peer: they may exceed the bound, until
-    // it is clear that the peer asks and does not read.
-    if (outputWaiting() > limits_.outputBytes + limits_.answerBytes && id != Control::goodBye) {
+    if (beyond == Beyond::nothing) return nullptr;
+    // They answer the peer, and are small: they may exceed the bound, until it is clear that the
+    // peer asks and does not read.
+    if (beyond == Beyond::answers && outputWaiting() > limits_.outputBytes + limits_.answerBytes) {
       throw EndingException(Ending::unread, "the peer does not read the answers to what it asks");
     }
     const size_t needed = outputWaiting() + total;
@@ -487,12 +492,12 @@ uint8_t* Connection::startControl(AttributeId id, size_t size, bool always) {
   return room_ + frameHeader + messageHeader;
 }
 
-void Connection::sendText(AttributeId id, std::string_view text) {
-  sendControl(id, textSize(text), [&](Out& out) { writeText(out, text); });
+void Connection::sendText(AttributeId id, Beyond beyond, std::string_view text) {
+  sendControl(id, textSize(text), beyond, [&](Out& out) { writeText(out, text); });
 }
 
 void Connection::sendGreeting() {
-  sendControl(Control::greeting, greetingSize(), [](Out& out) { writeGreeting(out); });
+  sendControl(Control::greeting, greetingSize(), Beyond::any, [](Out& out) { writeGreeting(out); });
 }
 
 inline void Connection::handleFrame(std::span<const uint8_t> frame) {
@@ -518,19 +523,13 @@ void Connection::handleControl(AttributeId id, In in) {
     }
     case Control::askMounts:
       in.expectEnd();
-      return sendMounts();
-    case Control::mounts: {
-      const uint32_t count = in.nextCount(8);
-      std::vector<RemoteMount> mounts;
-      for (uint32_t i = 0; i < count; ++i) {
-        std::string path(in.nextString().view());
-        mounts.push_back({std::move(path), std::string(in.nextString().view())});
-      }
-      in.expectEnd();
-      remoteMounts_ = std::move(mounts);
-      ++listings_;
+      ++listingsOwed_;
       return;
-    }
+    case Control::someMounts:
+    case Control::mounts:
+      return handleRemoteMounts(in, id == Control::mounts);
+    case Control::root:
+      return handleRemoteMount(in);
     case Control::mount:
       return handleMountRequest(in);
     case Control::mounted:
@@ -550,8 +549,7 @@ void Connection::handleControl(AttributeId id, In in) {
       return handleRemove(in);
     case Control::followMounts:
       in.expectEnd();
-      tellsMounts_ = true;
-      mountsTold_ = directory_.changes();
+      if (!std::exchange(tellsMounts_, true)) mountsTold_ = directory_.changes();
       return;
     case Control::unmounted:
       return handleUnmounted(in);
@@ -573,7 +571,8 @@ void Connection::handleControl(AttributeId id, In in) {
       endTurn();
       ++turns_;
       filling_ = 0;
-      return completeMounts();
+      synced_ += std::exchange(syncing_, 0);
+      return;
     case Control::ping: {
       const uint32_t number = in.nextU32();
       in.expectEnd();
@@ -586,17 +585,23 @@ void Connection::handleControl(AttributeId id, In in) {
       whenIdle_.emplace_back(Control::pong, number);
       return;
     }
-    case Control::pong:
-      pongs_ = in.nextU32();
+    case Control::pong: {
+      const uint32_t number = in.nextU32();
       in.expectEnd();
+      // Each is answered in its turn.
+      if (pongs_ == pings_ || number != pongs_ + 1) {
+        throw StreamException("a pong " + std::to_string(number) + " that was not asked for");
+      }
+      pongs_ = number;
       return;
+    }
     case Control::taken: {
       const uint32_t count = in.nextU32();
       in.expectEnd();
       return takenIs(count);
     }
     default:
-      throw StreamException("an unknown control message " + std::to_string(id));
+      ++counters_.unknownControls;
   }
 }
 
@@ -614,6 +619,7 @@ Connection::Held Connection::held() const noexcept {
   held.input = in_.size();
   held.output = out_.size();
   held.entities = entityBytes();
+  held.requests = requestBytes_;
   return held;
 }
 
@@ -652,7 +658,7 @@ void Connection::entitiesGrow() {
 void Connection::askStatus() {
   ++requests_;
   ++statusesAsked_;
-  sendControl(Control::askStatus, 0, [](Out&) {});
+  sendControl(Control::askStatus, 0, Beyond::any, [](Out&) {});
 }
 
 void Connection::answerStatus() {
@@ -660,13 +666,15 @@ void Connection::answerStatus() {
   const StatusProvider provider = statusProvider_;
   std::string status;
   callOut([&] { status = provider(); });
-  sendText(Control::status, status);
+  sendText(Control::status, Beyond::answers, status);
 }
 
 Connection::Figures Connection::figures() const {
   Figures figures;
-  for (const HostMount& mount : hostMounts_) {
-    figures.mounts.push_back({mount.path, MountSide::host, mount.readOnly});
+  for (const HostMounts* mounts : {&hostRoots_, &hostElements_}) {
+    for (const auto& [path, mount] : *mounts) {
+      figures.mounts.push_back({path, MountSide::host, mount.readOnly});
+    }
   }
   for (const auto& [path, mount] : guestMounts_) {
     figures.mounts.push_back({path, MountSide::guest, mount.readOnly});

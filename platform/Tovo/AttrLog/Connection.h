@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -32,6 +33,9 @@ struct Limits {
   size_t pings = 1024;                   ///< of the peer that wait for their answer
   /// What answers may take beyond outputBytes before it is clear that the peer does not read.
   size_t answerBytes = 64 * 1024;
+  /// Requests of the peer to mount something that wait for room for their answers: their paths, and
+  /// 64 bytes for each.
+  size_t requestsBytes = 1024 * 1024;
   /// From the first tick until the peer's greeting has arrived.
   std::chrono::milliseconds greetingTime{10000};
 };
@@ -70,7 +74,7 @@ class Connection : public StreamAdapter {
   /// Something waits to be written: call flush when the descriptor takes it.
   bool wantsWrite() const noexcept {
     return outputWaiting() > 0 || !idle() || turnOpen_ || !whenIdle_.empty() || owesTaken_ ||
-           changeLost_ || hostedHasGone() || owesMounts();
+           changeLost_ || mayAsk() || hostedMayHaveGone() || owesAnswers();
   }
   /// Bytes that wait for the descriptor.
   size_t outputWaiting() const noexcept {
@@ -118,20 +122,21 @@ class Connection : public StreamAdapter {
   /// The greeting of the peer has arrived.
   bool greeted() const noexcept { return greeted_; }
 
-  struct RemoteMount {
-    std::string path;
-    std::string type;
-  };
+  /// Paths and the names of types.
+  using RemoteMounts = std::map<std::string, std::string, std::less<>>;
   /// Asks what the peer has mounted; the answer replaces remoteMounts and adds one to listings.
+  /// What comes or goes while it is on its way may be in it or not.
   void askMounts();
-  const std::vector<RemoteMount>& remoteMounts() const noexcept { return remoteMounts_; }
+  const RemoteMounts& remoteMounts() const noexcept { return remoteMounts_; }
   uint32_t listings() const noexcept { return listings_; }
 
   /// Mirrors the peer's entity at a path (mounted there, or anything below what is mounted) into
   /// the directory, at the same path. An entity that is there already, of the same type and
   /// constructor parameters, is brought up to date; another one is replaced. A refusal of the peer
   /// lands in refusals, and the connection stays. When the peer unmounts the path, or what stands
-  /// there is deleted, it is unmounted here as well.
+  /// there is deleted, it is unmounted here as well. Nothing is done for a path that is asked for
+  /// or mounted already. Any number may be asked for at once: they wait here until the peer has
+  /// answered others.
   void mount(std::string_view path, bool readOnly);
   enum class MountState : uint8_t {
     none,      ///< not asked for, refused, or gone
@@ -142,8 +147,8 @@ class Connection : public StreamAdapter {
   MountState mountState(std::string_view path) const noexcept;
   /// Why a path that was asked for writing is mounted read-only; empty when it is not.
   std::string_view whyReadOnly(std::string_view path) const noexcept;
-  /// From now on remoteMounts is renewed, and listings goes up, whenever the peer mounts or
-  /// unmounts a root.
+  /// From now on remoteMounts follows whatever root the peer mounts or unmounts. Where these were
+  /// too many to be told one by one, a whole list comes as if it had been asked for.
   void followMounts();
   /// Asks the peer to create a root entity by the name of its type.
   void create(std::string_view path, std::string_view typeName);
@@ -153,6 +158,8 @@ class Connection : public StreamAdapter {
   void remove(std::string_view path);
   /// Mounts that were answered with an entity whose first transfer is complete.
   uint32_t synced() const noexcept { return synced_; }
+  /// Mounts whose first transfer is under way.
+  uint32_t syncing() const noexcept { return syncing_; }
   /// What the peer refused, in its words, the oldest first.
   const std::vector<std::string>& refusals() const noexcept { return refusals_; }
 
@@ -228,6 +235,8 @@ class Connection : public StreamAdapter {
   virtual void mountBegan(const std::string& path, Entity& entity);
   /// The peer has refused the path, or does not have it any more.
   virtual void mountEnded(const std::string& path, const std::string& reason);
+  /// The peer, whose roots are followed, has mounted something at the path, or has not any more.
+  virtual void remoteMountChanged(const std::string& path, bool mounted);
   bool makeRoom(size_t bytes) override;
   void entitiesGrow() override;
 
@@ -235,10 +244,16 @@ class Connection : public StreamAdapter {
   class Busy;
 
   void sendGreeting();
-  /// False: no room, and it need not be sent now.
+  /// What a control message may take beyond outputBytes.
+  enum class Beyond : uint8_t {
+    nothing,  ///< where there is no room it is not sent
+    answers,  ///< answerBytes; then the peer asks and does not read
+    any,      ///< of this side's own
+  };
+  /// False: it was not sent.
   template <class Write>
-  bool sendControl(AttributeId id, size_t size, const Write& write, bool always = true) {
-    uint8_t* const payload = startControl(id, size, always);
+  bool sendControl(AttributeId id, size_t size, Beyond beyond, const Write& write) {
+    uint8_t* const payload = startControl(id, size, beyond);
     if (!payload) return false;
     Out out({payload, size});
     write(out);
@@ -247,8 +262,8 @@ class Connection : public StreamAdapter {
   }
   /// Writes the head of a message; null where sendControl is false. What was begun is part of the
   /// output when room_ moves behind it.
-  uint8_t* startControl(AttributeId id, size_t size, bool always);
-  void sendText(AttributeId id, std::string_view text);
+  uint8_t* startControl(AttributeId id, size_t size, Beyond beyond);
+  void sendText(AttributeId id, Beyond beyond, std::string_view text);
   bool readSome();
   void trimInput();
   void growOutput(size_t size);
@@ -263,22 +278,42 @@ class Connection : public StreamAdapter {
   void handleFrame(std::span<const uint8_t> frame);
   void handleControl(AttributeId id, In in);
   void handleGreeting(In& in);
+  struct MountRequest {
+    std::string path;
+    bool readOnly;
+  };
   void handleMountRequest(In& in);
+  void answerMount(const MountRequest& request);
+  void mountHere(const MountRequest& request, Entity& entity);
   void handleMounted(In& in);
   void handleUnmounted(In& in);
   void handleReadOnly(In& in);
   void handleCreate(In& in);
   void handleCreateWith(In& in);
   void handleRemove(In& in);
-  void sendMounts();
-  bool owesMounts() const noexcept { return tellsMounts_ && mountsTold_ != directory_.changes(); }
-  void sendPathText(AttributeId id, std::string_view path, std::string_view text);
+  void handleRemoteMounts(In& in, bool isWhole);
+  void handleRemoteMount(In& in);
+  void askQueuedMounts();
+  bool mayAsk() const noexcept;
+  /// Answers and what else the peer is to be told of roots, in as much of the output as is theirs.
+  void answer();
+  bool owesAnswers() const noexcept {
+    return !gone_.empty() || !mountRequests_.empty() || listingsOwed_ > 0 || owesChanges();
+  }
+  bool owesChanges() const noexcept { return tellsMounts_ && mountsTold_ != directory_.changes(); }
+  bool roomToAnswer() const noexcept { return 2 * outputWaiting() < limits_.outputBytes; }
+  void tellGone();
+  void tellChanges();
+  bool tellChange(const std::string& path);
+  void sendListing();
+  bool sendListed(Directory::Mounts::const_iterator from, Directory::Mounts::const_iterator to);
+  bool sendPathText(AttributeId id, Beyond beyond, std::string_view path, std::string_view text);
   bool isHosted(uint32_t id, std::string_view path) const noexcept;
-  bool hostedHasGone() const noexcept;
-  void sendUnmounted();
+  bool hostedMayHaveGone() const noexcept;
+  void findGone();
+  void findGone(const std::string& path);
   void refuse(std::string_view reason);
   void answerStatus();
-  void completeMounts();
   void fillAndWrite();
   bool sendTaken();
   enum class Written { all, some, failed };
@@ -310,14 +345,26 @@ class Connection : public StreamAdapter {
   size_t charged_ = 0;
   std::string closeReason_;
   std::shared_ptr<const Applied> applied_;
-  std::vector<RemoteMount> remoteMounts_;
+  RemoteMounts remoteMounts_;
+  RemoteMounts listed_;  // so far of a list that is on its way
+  size_t listedBytes_ = 0;
   std::vector<std::string> refusals_;
-  std::map<std::string, bool, std::less<>> asked_;  // mounts: path, read-only
+  struct Asked {
+    bool readOnly;
+    size_t bytes;  // that its request counts at the peer; 0: it is still in toAsk_
+  };
+  using AskedMounts = std::map<std::string, Asked, std::less<>>;
+  AskedMounts::iterator findAsked(std::string_view path) noexcept;
+  void answered(AskedMounts::iterator asked) noexcept;
+  AskedMounts asked_;
+  std::deque<std::string> toAsk_;
+  size_t askedBytes_ = 0;  // of requests that the peer has not answered
   struct GuestMount {
     uint32_t id;
-    bool complete;
+    uint64_t turn;  // in which it began: complete with the next one
     bool readOnly;
   };
+  bool isComplete(const GuestMount& mount) const noexcept { return mount.turn != turns_; }
   std::map<std::string, GuestMount, std::less<>> guestMounts_;
   StatusProvider statusProvider_;
   std::string remoteStatus_;
@@ -329,22 +376,36 @@ class Connection : public StreamAdapter {
   uint32_t statusesAsked_ = 0;
   std::map<std::string, std::string, std::less<>> readOnlyReasons_;
   struct HostMount {
-    std::string path;
     uint32_t id;
-    bool isRoot;
     bool readOnly;
   };
-  std::vector<HostMount> hostMounts_;
-  uint64_t mountsTold_ = 0;   // the directory as the peer knows it
-  bool tellsMounts_ = false;  // and wants to go on knowing
+  // By path: roots, which go when they are unmounted, and what is below one.
+  using HostMounts = std::map<std::string, HostMount, std::less<>>;
+  HostMounts hostRoots_;
+  HostMounts hostElements_;
+  size_t writableMounts_ = 0;  // of both
+  struct Gone {
+    std::string path;
+    bool wasRoot;
+  };
+  std::deque<Gone> gone_;  // and the peer is to be told
+  std::deque<MountRequest> mountRequests_;
+  size_t requestBytes_ = 0;
+  uint32_t listingsOwed_ = 0;
+  std::optional<std::string> listedTo_;  // the last path of a list that is being sent
+  uint64_t listedSince_ = 0;             // changes() of the directory when it began
+  uint64_t mountsTold_ = 0;              // the directory as the peer knows it
+  bool tellsMounts_ = false;             // and wants to go on knowing
   std::string whyReadOnly_;
   Clock::time_point greetingDue_ = Clock::time_point::min();  // until the first tick: at once
   // Pings and pongs that go out behind everything that is dirty: message id and number.
   std::vector<std::pair<AttributeId, uint32_t>> whenIdle_;
   uint64_t turns_ = 0;
-  uint64_t directorySeen_ = 0;  // its changes() when hostMounts_ was compared with it
+  uint64_t directorySeen_ = 0;  // its changes() when what is mounted here was compared with it
   uint32_t listings_ = 0;
+  uint32_t listingsAsked_ = 0;
   uint32_t synced_ = 0;
+  uint32_t syncing_ = 0;
   uint32_t pings_ = 0;
   uint32_t pongs_ = 0;
   uint32_t requests_ = 0;        // of this side that may be refused
@@ -353,12 +414,11 @@ class Connection : public StreamAdapter {
   bool busy_ = false;            // in flush or handleReadable, which do not nest
   size_t takenFromAnybody_ = 0;  // the longest message that is taken without a question
   bool greeted_ = false;
-  bool asksMounts_ = false;
+  bool followsMounts_ = false;
   bool serves_ = true;
   bool writable_ = true;
   bool isSocket_ = true;
-  bool unlimited_ = false;      // the turn is completed whatever the room
-  bool hostsElements_ = false;  // some of hostMounts_ are no roots
+  bool unlimited_ = false;  // the turn is completed whatever the room
   Ending ending_ = Ending::none;
 };
 

@@ -37,6 +37,8 @@ constexpr AttributeId time = 20;  ///< in recordings only
 constexpr AttributeId createWith = 21;
 constexpr AttributeId remove = 22;
 constexpr AttributeId followMounts = 23;
+constexpr AttributeId someMounts = 24;
+constexpr AttributeId root = 25;
 }  // namespace Control
 
 inline size_t textSize(std::string_view text) { return 4 + text.size(); }

@@ -39,6 +39,9 @@ class Link::Peer final : public Connection {
   void mountEnded(const std::string& path, const std::string& reason) override {
     link_.mountEnded(path, reason);
   }
+  void remoteMountChanged(const std::string& path, bool mounted) override {
+    link_.remoteMountChanged(path, mounted);
+  }
 
  private:
   Link& link_;
@@ -172,7 +175,7 @@ void Link::finishConnecting() {
   listingsSeen_ = 0;
   listing_ = false;
   for (auto& [path, wanted] : wanted_) {
-    wanted.want = Want::asked;
+    wantIs(wanted, Want::asked);
     peer_->mount(path, wanted.readOnly);
   }
   if (allReadOnly_) listMounts();
@@ -208,15 +211,9 @@ void Link::follow() {
     mountListed();
     if (watch.gone()) return;
   }
-  bool complete = !listing_ || state_ == LinkState::synced;
-  bool again = allReadOnly_.has_value();
-  for (auto& [path, wanted] : wanted_) {
-    if (wanted.want == Want::open && peer_->mountState(path) == Connection::MountState::complete) {
-      wanted.want = Want::mirrored;
-    }
-    complete = complete && wanted.want != Want::asked && wanted.want != Want::open;
-    again = again || wanted.want == Want::missing;
-  }
+  const bool listed = !listing_ || state_ == LinkState::synced;
+  const bool complete = listed && counted(Want::asked) == 0 && peer_->syncing() == 0;
+  const bool again = allReadOnly_ || counted(Want::missing) > 0;
   if (again && due_ == Clock::time_point::max()) due_ = now_ + jittered(options_.longestWait);
   if (complete && state_ != LinkState::synced) syncedSince_ = now_;
   stateIs(complete ? LinkState::synced : LinkState::syncing);
@@ -230,20 +227,20 @@ void Link::listMounts() {
 }
 
 void Link::mountListed() {
-  // A copy: the list is replaced by the next answer.
-  const std::vector<Connection::RemoteMount> mounts = peer_->remoteMounts();
-  const std::set<std::string> leftOutBefore = std::exchange(leftOut_, {});
+  for (auto at = wanted_.begin(); at != wanted_.end();) forgetGone(at++);
+  std::erase_if(leftOut_, [&](const auto& path) { return !peer_->remoteMounts().contains(path); });
   const Liveness::Watch watch(liveness_);
-  for (const Connection::RemoteMount& remote : mounts) {
-    if (isKnownEntityType(remote.type)) {
-      mount(remote.path, *allReadOnly_);
-    } else {
-      leftOut_.insert(remote.path);
-      if (leftOutBefore.contains(remote.path) || !observer_) continue;
-      observer_->handleLeftOut(*this, remote.path, remote.type);
-    }
+  for (const auto& [path, type] : peer_->remoteMounts()) {
+    wantListed(path, type);
     if (watch.gone()) return;
   }
+}
+
+void Link::wantListed(const std::string& path, const std::string& type) {
+  if (isKnownEntityType(type)) return want(path, *allReadOnly_, false);
+  if (!leftOut_.insert(path).second || !observer_) return;
+  // The observer may destroy the link, and what the peer listed with it.
+  observer_->handleLeftOut(*this, std::string(path), std::string(type));
 }
 
 // Asks again for what was not there.
@@ -252,7 +249,7 @@ void Link::probe() {
   if (peer_->closed()) return;
   for (auto& [path, wanted] : wanted_) {
     if (wanted.want != Want::missing) continue;
-    wanted.want = Want::probing;
+    wantIs(wanted, Want::probing);
     peer_->mount(path, wanted.readOnly);
   }
   if (allReadOnly_ && !listing_) listMounts();
@@ -296,14 +293,24 @@ void Link::stateIs(LinkState state) {
 
 // -------------------------------------------------------------------------------- what is mirrored
 
-void Link::mount(std::string_view path, bool readOnly) {
-  const auto [at, isNew] = wanted_.try_emplace(std::string(path), Wanted{readOnly, {}, {}});
+void Link::mount(std::string_view path, bool readOnly) { want(path, readOnly, true); }
+
+void Link::want(std::string_view path, bool readOnly, bool byName) {
+  const auto [at, isNew] = wanted_.try_emplace(std::string(path), Wanted{readOnly, byName, {}, {}});
+  at->second.byName |= byName;
   // What was missing may have come.
-  const bool isMissing = at->second.want == Want::missing;
+  const bool isMissing = !isNew && at->second.want == Want::missing;
+  if (isNew) ++counted(Want::asked);
   if ((!isNew && !isMissing) || !peer_ || peer_->closed()) return;
-  if (isMissing) at->second.want = Want::probing;
+  if (isMissing) wantIs(at->second, Want::probing);
   peer_->mount(path, readOnly);
   if (isNew && state_ == LinkState::synced) stateIs(LinkState::syncing);
+}
+
+void Link::wantIs(Wanted& wanted, Want want) noexcept {
+  --counted(wanted.want);
+  ++counted(want);
+  wanted.want = want;
 }
 
 void Link::mountAll(bool readOnly) {
@@ -315,13 +322,14 @@ void Link::mountAll(bool readOnly) {
 
 bool Link::isMirrored(std::string_view path) const noexcept {
   const auto wanted = wanted_.find(path);
-  return peer_ && wanted != wanted_.end() && wanted->second.want == Want::mirrored;
+  return peer_ && wanted != wanted_.end() && wanted->second.want == Want::mirrored &&
+         peer_->mountState(path) == Connection::MountState::complete;
 }
 
 void Link::mountBegan(const std::string& path, Entity& entity) {
   const auto at = wanted_.find(path);
   if (at == wanted_.end()) return;
-  at->second.want = Want::open;
+  wantIs(at->second, Want::mirrored);
   const bool isNew = at->second.entity.get() != &entity;
   at->second.entity = Pelmo::Ptr<Entity>(&entity);
   if (observer_) observer_->handleMounted(*this, path, entity, isNew);
@@ -330,10 +338,34 @@ void Link::mountBegan(const std::string& path, Entity& entity) {
 void Link::mountEnded(const std::string& path, const std::string& reason) {
   const auto at = wanted_.find(path);
   if (at == wanted_.end()) return;
-  const bool known = std::exchange(at->second.want, Want::missing) == Want::probing;
+  const bool known = at->second.want == Want::probing;
   const Pelmo::Ptr<Entity> entity = std::exchange(at->second.entity, nullptr);
+  wantIs(at->second, Want::missing);
+  forgetGone(at);
   if (entity && directory_.mounted(path) == entity.get()) directory_.unmount(path);
   if (!known && observer_) observer_->handleUnmounted(*this, path, reason);
+}
+
+void Link::remoteMountChanged(const std::string& path, bool mounted) {
+  if (!allReadOnly_) return;
+  const auto at = wanted_.find(path);
+  if (at != wanted_.end() && at->second.want == Want::missing && !at->second.byName) forget(at);
+  if (mounted) {
+    wantListed(path, peer_->remoteMounts().at(path));
+  } else {
+    leftOut_.erase(path);
+  }
+}
+
+// Of what the peer had as one of all, and has not any more, nothing is kept.
+void Link::forgetGone(AllWanted::iterator at) {
+  if (at->second.want != Want::missing || at->second.byName) return;
+  if (!peer_ || !peer_->remoteMounts().contains(at->first)) forget(at);
+}
+
+void Link::forget(AllWanted::iterator at) {
+  --counted(at->second.want);
+  wanted_.erase(at);
 }
 
 }  // namespace Tovo::NboAttrLog

@@ -150,15 +150,16 @@ class Link {
   enum class Want : uint8_t {
     asked,     // or to be asked when there is a connection
     probing,   // asked again for what the peer did not have
-    open,      // its first transfer is under way
-    mirrored,  // and complete
+    mirrored,  // what the peer has at the path, or comes from there
     missing,   // the peer does not have it, or refuses
   };
   struct Wanted {
     bool readOnly;
+    bool byName;  // and not as one of all that the peer has
     Want want = Want::asked;
     Pelmo::Ptr<Entity> entity;  // that was mirrored last
   };
+  using AllWanted = std::map<std::string, Wanted, std::less<>>;
 
   void begin();
   void finishConnecting();
@@ -168,21 +169,29 @@ class Link {
   void follow();
   void listMounts();
   void mountListed();
+  void wantListed(const std::string& path, const std::string& type);
   void probe();
   void lost(Ending ending, std::string reason);
   void stateIs(LinkState state);
   std::chrono::milliseconds jittered(std::chrono::milliseconds wait);
+  void want(std::string_view path, bool readOnly, bool byName);
+  void wantIs(Wanted& wanted, Want want) noexcept;
+  size_t& counted(Want want) noexcept { return counts_[static_cast<size_t>(want)]; }
   void mountBegan(const std::string& path, Entity& entity);
   void mountEnded(const std::string& path, const std::string& reason);
+  void remoteMountChanged(const std::string& path, bool mounted);
+  void forgetGone(AllWanted::iterator at);
+  void forget(AllWanted::iterator at);
 
   Connect connect_;
   Directory& directory_;
   LinkOptions options_;
   LinkObserver* observer_ = nullptr;
   std::minstd_rand random_;
-  std::map<std::string, Wanted, std::less<>> wanted_;
+  AllWanted wanted_;
+  std::array<size_t, 4> counts_{};   // of them, by what is wanted
   std::optional<bool> allReadOnly_;  // mountAll was called
-  std::set<std::string> leftOut_;    // of what the peer listed last
+  std::set<std::string> leftOut_;    // of what the peer has
   Stream stream_;                    // while connecting
   std::unique_ptr<Peer> peer_;
   Clock::time_point now_{};
