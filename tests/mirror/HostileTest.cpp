@@ -90,6 +90,8 @@ TEST_F(HostileTest, EveryWrongMessageHasItsReason) {
        "the peer speaks version 2 of the protocol; this is version 1"},
       {"cut greeting", message(0, 1, u32(0x54414c31) + u16(1) + u16(1) + u32(70)), "70 bytes"},
       {"rest", message(0, 1, u32(0x54414c31) + u16(1) + u16(0) + u8(0)), "left behind"},
+      {"a module twice", greeting(2, text("A") + text("1") + text("A") + text("1")),
+       "the peer names the module A twice"},
       {"a long greeting", u32(65537), "a message of 65537 bytes; 6 to 65536 are allowed"},
       {"another protocol", "GET / HTTP/1.1\r\n\r\n", "a message of 1195725856 bytes"},
   };
@@ -97,10 +99,19 @@ TEST_F(HostileTest, EveryWrongMessageHasItsReason) {
       {"second greeting", greeting(), "a second greeting"},
       {"too short", u32(5) + "12345", "a message of 5 bytes; 6 to 16777216 are allowed"},
       {"too long", u32(16777217), "a message of 16777217 bytes"},
-      {"unknown control", message(0, 99), "unknown control message 99"},
+      {"good-bye with rest", message(0, 2, text("bye") + u8(0)), "left behind"},
       {"control with rest", message(0, 3, u8(0)), "left behind"},
       {"count above what is left", message(0, 4, u32(0xffffffff)), "a list of 4294967295 elements"},
       {"refusal", message(0, 7, text("no")), "a refusal of nothing"},
+      {"list not asked for", message(0, 4, u32(0)), "a list of mounts that was not asked for"},
+      {"part of a list not asked for", message(0, 24, u32(0)), "a list of mounts that was not"},
+      {"root not followed", message(0, 25, text("/x") + text("Stp::Hw")), "which are not followed"},
+      {"pong not asked for", message(0, 11, u32(1)), "a pong 1 that was not asked for"},
+      {"status not asked for", message(0, 16, text("{}")), "a status that was not asked for"},
+      {"unmount not mounted", message(0, 13, text("/hw") + text("gone")),
+       "the peer unmounts /hw, which is not mounted from there"},
+      {"read-only not asked for", message(0, 14, text("/hw") + text("why")),
+       "which was not asked for"},
       {"mount not asked for",
        message(0, 6, text("/hw") + u8(0) + text("Stp::Hw") + u32(1) + text("evil")),
        "which was not asked for"},
@@ -208,8 +219,10 @@ TEST_F(HostileTest, UnknownIdsAndGoneEntitiesAreCounted) {
   peer.send(message(Served::quiesce, 154, text("name")) + message(Served::quiesce, 9999, "any") +
             message(Served::quiesce, 65536 - 258, "any") +
             message(Served::quiesce, 3, u16(258) + u16(263) + "any") +
-            message(0x80000003, 258, "gone") + message(77, 258, "never there") + endOfTurn);
+            message(0x80000003, 258, "gone") + message(77, 258, "never there") +
+            message(0, 99, "any") + endOfTurn);
   EXPECT_FALSE(peer.connection().closed()) << peer.connection().closeReason();
+  EXPECT_EQ(peer.connection().counters().unknownControls, 1u);
   EXPECT_EQ(peer.connection().counters().unknownAttributes, 4u);
   EXPECT_EQ(peer.connection().counters().unknownEntities, 2u);
   EXPECT_EQ(served.directory.mounted("/quiesce")->name().view(), "quiesce");
@@ -235,10 +248,117 @@ TEST_F(HostileTest, ARootOfAnUnknownTypeIsLeftOut) {
   EXPECT_NE(peer.connection().closeReason(), "");
 }
 
+// Numbers may be left out, and given again when nobody has them any more.
+TEST_F(HostileTest, NumbersNeedNotFollowOneAnother) {
+  Served served;
+  const auto& hw = static_cast<const Stp::Hw&>(*served.directory.mounted("/hw"));
+  RawPeer peer(served.directory);
+  peer.send(Served::opening());
+  const auto element = [](const char* name, uint32_t number) {
+    return message(Served::hw, 258, text(name) + text(name) + u32(number));
+  };
+  peer.send(element("A", 1) + element("B", 7) + element("C", 0x7fffffff) + endOfTurn);
+  peer.send(message(Served::hw, 65536 - 258, text("B")) + element("D", 7) + endOfTurn);
+  peer.send(message(7, 258, text("Et1") + text("Et1") + u32(9)) + endOfTurn);
+  EXPECT_EQ(peer.connection().closeReason(), "");
+  EXPECT_TRUE(hw.mstiHw("A") && hw.mstiHw("C") && !hw.mstiHw("B"));
+  EXPECT_TRUE(hw.mstiHw("D")->mstiPortHw("Et1"));
+}
+
+// A peer that asks twice keeps what it has, and is told so.
+TEST_F(HostileTest, ASecondMountOfAPathIsRefused) {
+  Served served;
+  const auto& hw = static_cast<const Stp::Hw&>(*served.directory.mounted("/hw"));
+  RawPeer peer(served.directory);
+  peer.send(Served::opening());
+  peer.received();
+  peer.send(message(0, 5, text("/hw") + u8(1)));
+  EXPECT_EQ(peer.received(), message(0, 7, text("/hw is mounted already")));
+  peer.send(message(Served::hw, 258, text("A") + text("A") + u32(1)) + endOfTurn);
+  EXPECT_TRUE(hw.mstiHw("A"));
+  // This side does not even ask.
+  Pair pair;
+  pair.root("/hw", "Stp::Hw");
+  pair.guest->mount("/hw", true);
+  pair.mirror("/hw", true);
+  pair.mirror("/hw", true);
+  pair.expectOpen();
+  EXPECT_TRUE(pair.guest->refusals().empty());
+  EXPECT_EQ(pair.host->figures().refused, 0u);
+}
+
+// The end of one direction is the end of both; what is whole by then counts.
+TEST_F(HostileTest, AStreamThatIsHalfClosedEnds) {
+  for (const bool insideATurn : {false, true}) {
+    Served served;
+    const auto& hw = static_cast<const Stp::Hw&>(*served.directory.mounted("/hw"));
+    RawPeer peer(served.directory);
+    peer.send(Served::opening());
+    const auto element = [](const char* name, uint32_t number) {
+      return message(Served::hw, 258, text(name) + text(name) + u32(number));
+    };
+    peer.send(element("A", 1) + endOfTurn + (insideATurn ? element("B", 2) : ""));
+    ::shutdown(peer.fd(), SHUT_WR);
+    peer.settle();
+    EXPECT_TRUE(hw.mstiHw("A"));
+    EXPECT_FALSE(hw.mstiHw("B"));
+    EXPECT_EQ(peer.connection().closeReason(),
+              insideATurn ? "end of stream inside a turn" : "end of stream");
+    EXPECT_EQ(peer.connection().ending(), Tovo::NboAttrLog::Ending::peerGone);
+  }
+}
+
 // ------------------------------------------------------------------------------------- limits
 
+TEST_F(HostileTest, AMessageMayBeAsLongAsTheLimit) {
+  for (const uint32_t length : {1000u, 1001u}) {
+    Directory directory;
+    Limits limits;
+    limits.messageBytes = 1000;
+    RawPeer peer(directory, limits);
+    peer.send(greeting() + message(0, 99, std::string(length - 6, 'x')));
+    EXPECT_EQ(peer.connection().closeReason(),
+              length == 1000 ? "" : "a message of 1001 bytes; 6 to 1000 are allowed");
+  }
+}
+
+// Whatever the peer says of it, a mirror that is to be read-only is.
+TEST_F(HostileTest, AMirrorIsNoMoreWritableThanWasAsked) {
+  for (const bool readOnly : {false, true}) {
+    Directory directory;
+    RawPeer peer(directory);
+    peer.connection().mount("/hw", readOnly);
+    peer.send(greeting() +
+              message(0, 6, text("/hw") + u8(0) + text("Stp::Hw") + u32(1) + text("hw")) +
+              endOfTurn);
+    ASSERT_TRUE(directory.mounted("/hw")) << peer.connection().closeReason();
+    EXPECT_EQ(peer.connection().flowCount(), readOnly ? 0u : 1u);
+  }
+}
+
+// A list costs the peer nothing to ask for: it is told when there is room.
+TEST_F(HostileTest, ListsAreOwedAndNotHeld) {
+  Served served;
+  const Sockets sockets;
+  Limits limits;
+  limits.outputBytes = 4096;
+  Connection connection(sockets.a, served.directory, limits);
+  std::string bytes = greeting();
+  for (int i = 0; i < 1000; ++i) bytes += message(0, 3);
+  for (int round = 0; round < 100; ++round) {
+    ASSERT_EQ(::send(sockets.b, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(bytes.size()));
+    bytes.erase(0, bytes.size() - size_t{1000} * 10);
+    while (readable(connection.readFd())) connection.handleReadable();
+    connection.flush();
+    EXPECT_LT(connection.held().sum(), 20u * 1024);
+  }
+  EXPECT_EQ(connection.closeReason(), "");
+  ::close(sockets.b);
+}
+
 TEST_F(HostileTest, WhoAsksMustRead) {
-  const std::string requests[] = {message(0, 3), message(0, 5, text("/nothing") + u8(1)),
+  const std::string requests[] = {message(0, 5, text("/nothing") + u8(1)),
                                   message(0, 8, text("wrong") + text("wrong"))};
   for (const std::string& request : requests) {
     Served served;
@@ -255,6 +375,7 @@ TEST_F(HostileTest, WhoAsksMustRead) {
       while (readable(connection.readFd())) connection.handleReadable();
       connection.flush();
       EXPECT_LT(connection.outputWaiting(), 200u * 1024);
+      EXPECT_LE(connection.held().requests, limits.requestsBytes);
     }
     EXPECT_NE(connection.closeReason().find("does not read"), std::string::npos)
         << connection.closeReason();

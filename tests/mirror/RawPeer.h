@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Support.h"
 
@@ -33,6 +34,8 @@ class RawPeer {
   void settle();
   /// The reason of the good-bye that arrived, if one did.
   std::string goodBye();
+  /// All that arrived since it was asked last.
+  std::string received() { return std::exchange(received_, {}); }
   int fd() const noexcept { return fd_; }
 
  private:

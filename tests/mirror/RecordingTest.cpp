@@ -98,6 +98,26 @@ TEST_F(RecordingTest, PlaysWhatTheMirrorWas) {
 }
 
 // Over a tree that is something else already: what the recording does not mention goes.
+// A mount that was refused is none, and its end is not recorded.
+TEST_F(RecordingTest, LeavesOutWhatWasRefused) {
+  Bytes bytes;
+  Pair pair;
+  pair.root("/hw", "Stp::Hw");
+  RecordingWriter recording(
+      [&](std::span<const uint8_t> more) { bytes.insert(bytes.end(), more.begin(), more.end()); });
+  pair.guest->appliedIs([&](std::span<const uint8_t> message) { recording.take(message); });
+  pair.guest->mount("/nothing", true);
+  pair.mirror("/hw");
+  pair.hostDirectory.unmount("/hw");
+  pair.settle();
+  recording.end("enough");
+  Directory directory;
+  const Played played = play(bytes, directory);
+  EXPECT_EQ(played.reason, "");
+  EXPECT_EQ(played.farewell, "enough");
+  EXPECT_TRUE(directory.mounts().empty());
+}
+
 TEST_F(RecordingTest, MakesAnotherTreeTheRecordedOne) {
   const Recorded recorded("Stp::Hw", 6);
   Directory directory;

@@ -316,6 +316,39 @@ TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
   }
 }
 
+// An element that is only referred to any more goes with the reference, behind the turn.
+TEST_F(TurnTest, WhoLosesItsLastReferenceIsToldBehindTheTurn) {
+  Pair pair;
+  const auto status = Stp::statusFactory("status");
+  const auto msti = status->stpiStatusIs("Mst")->mstiStatusIs("Mst0", Stp::InstanceId(0));
+  pair.hostDirectory.mount("/status", status);
+  auto& mirror = static_cast<Stp::Status&>(pair.mirror("/status", false));
+  const auto mirrored = mirror.stpiStatus("Mst")->mstiStatus("Mst0");
+  // A port that is in no tree: only this end knows of it.
+  struct End : Pelmo::Observer {
+    std::function<void()> told;
+    void handleChange(const Pelmo::Change&) override {}
+    void handlePublisherGone(Pelmo::Publisher&) override { told(); }
+  } end;
+  {
+    const auto port = mirrored->mstiPortStatusIs("Et1", 1);
+    pair.settle();
+    mirrored->rootPortIs(port);
+    pair.settle();
+    mirrored->mstiPortStatusDel("Et1");
+    pair.settle();
+    end.observe(port->nodePublisher());
+  }
+  ASSERT_TRUE(mirrored->rootPort());
+  uint32_t seen = 0;
+  end.told = [&] { seen = mirrored->mcheckCount(); };
+  msti->rootPortIs(msti->mstiPortStatusIs("Et2", 2));
+  msti->mcheckCountIs(7);
+  pair.settle();
+  EXPECT_EQ(end.observed(), nullptr) << "it has gone";
+  EXPECT_EQ(seen, 7u);
+}
+
 // What the peer did not say is not taken for its own, whenever it is set.
 TEST_F(TurnTest, WhatIsSetWhileATurnIsAppliedIsSent) {
   Pair pair;

@@ -154,7 +154,7 @@ void Connection::handleRemoteMount(In& in) {
 
 void Connection::remoteMountChanged(const std::string&, bool) {}
 
-// ----------------------------------------------------------------------------- the peer\'s mounts
+// ----------------------------------------------------------------------------- the peer's mounts
 
 // At once where nothing else waits; else when there is room for the answer, as which it is held.
 void Connection::handleMountRequest(In& in) {

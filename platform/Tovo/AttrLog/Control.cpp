@@ -1,5 +1,7 @@
 #include "Tovo/AttrLog/Control.h"
 
+#include <set>
+
 #include "Tovo/AttrLog/Ending.h"
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
@@ -67,9 +69,13 @@ void readGreeting(In& in, std::string_view who) {
   }
   const uint16_t count = in.nextU16();
   std::string differences;
+  std::set<std::string> named;
   for (uint16_t i = 0; i < count; ++i) {
     const Pelmo::String name = in.nextString();
     const Pelmo::String hash = in.nextString();
+    if (!named.emplace(name.view()).second) {
+      throw StreamException(std::string(who) + " names the module " + printable(name) + " twice");
+    }
     for (const TovoModule* module : tovoModules()) {
       if (moduleName(*module) != name.view() || moduleHash(*module) == hash.view()) continue;
       differences += differences.empty() ? "" : "; ";
