@@ -167,10 +167,7 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
 }
 
 std::string boundExpression(const Bound& bound) {
-  if (!bound.constant) return std::to_string(bound.value);
-  // A setter's parameter is called so too.
-  const bool hidden = bound.constant->name == "value";
-  return hidden ? bound.constant->owner->name + "::value" : bound.constant->name;
+  return bound.constant ? bound.constant->name : std::to_string(bound.value);
 }
 
 std::string rangeMessage(const Member& member) {

@@ -627,7 +627,10 @@ class ValueClass {
         alternatives += (alternatives.empty() ? "" : ", ") + cppType(alternative->type, space_);
       }
       const std::string initial = initialValue(*stored.front(), space_);
-      out.line("std::variant<" + alternatives + "> held_{" + initial + "};");
+      // A bare number might become any alternative that is made from one.
+      const bool bare = stored.front()->type.type->isBuiltIn() && !initial.empty();
+      out.line("std::variant<" + alternatives + "> held_{" +
+               (bare ? "std::in_place_index<0>, " : "") + initial + "};");
       return;
     }
     for (const Member* field : storedFields(type_)) {

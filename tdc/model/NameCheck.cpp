@@ -130,6 +130,12 @@ class ClassCheck {
                                           "take it away");
       return;
     }
+    if (member.isConstant() && member.name == "value") {
+      diagnostics_.error(member.span,
+                         "'value' is the parameter of every setter, which would hide the constant; "
+                         "choose another name");
+      return;
+    }
     const bool isHash = member.kind == MemberKind::query && member.name == ValueNames::hash.name;
     if (type_.identityHash && !isHash && member.name == ValueNames::hash.name) {
       diagnostics_.error(member.span, "'hash' is the hash of the value; make it a 'query'");

@@ -149,6 +149,16 @@ TEST(GeneratedCode, mayUseTheNamesOfParametersAndTables) {
   EXPECT_EQ(rack->deep().level(), 7);
 }
 
+TEST(GeneratedCode, takesAnAlternativeByItsPlace) {
+  Sample::Place place;
+  EXPECT_EQ(place.slot(), 4);
+  place.costIs(7);
+  EXPECT_EQ(place.cost(), 7);
+  EXPECT_THROW(place.slot(), Tovo::BadAlternativeException);
+  place.slotIs(1);
+  EXPECT_EQ(place.heldIndex(), 0);
+}
+
 TEST(SameTree, findsADifferenceBelowACollection) {
   const auto a = Sample::chassisFactory("chassis");
   const auto b = Sample::chassisFactory("chassis");

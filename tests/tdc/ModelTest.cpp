@@ -158,21 +158,20 @@ TEST(Names, AreFoundFromWithinOutwards) {
       "namespace A; enum E : u8 { a = 0 } enum F : u8 { f = 0 }\n"
       "namespace A::B; enum E : u8 { b = 0 }\n"
       "entity Base { enum E : u8 { c = 0 } }\n"
-      "entity X { enum E : u8 { d = 0 } 258 attr e : E; 259 attr outer : B::E; 260 attr f : F; "
-      "261 attr full : A::E; }\n"
+      "entity X { enum E : u8 { d = 0 } 258 attr e : E; 259 attr f : F; 260 attr full : A::E; }\n"
       "entity Y : Base { 386 attr e : E; }\n"
-      "entity Z { 258 attr e : E; 259 attr optional : optional; }\n"
-      "value optional { 2 field range : u8 range 0..1; 3 field key : optional bool; }");
+      "entity Z { 258 attr e : E; 259 attr outer : B::E; 260 attr optional : Optional; }\n"
+      "value Optional { 2 field range : u8 range 0..1; 3 field key : optional bool; }");
   ASSERT_NE(loaded.module(), nullptr) << loaded.errors();
   struct Case {
     const char* type;
     const char* member;
     const char* found;
   };
-  for (const Case& c : {Case{"A::B::X", "e", "A::B::X::E"}, Case{"A::B::X", "outer", "A::B::E"},
+  for (const Case& c : {Case{"A::B::X", "e", "A::B::X::E"}, Case{"A::B::Z", "outer", "A::B::E"},
                         Case{"A::B::X", "f", "A::F"}, Case{"A::B::X", "full", "A::E"},
                         Case{"A::B::Y", "e", "A::B::Base::E"}, Case{"A::B::Z", "e", "A::B::E"},
-                        Case{"A::B::Z", "optional", "A::B::optional"}}) {
+                        Case{"A::B::Z", "optional", "A::B::Optional"}}) {
     EXPECT_EQ(loaded.member(c.type, c.member).type.type->qualifiedName, c.found)
         << c.type << "::" << c.member;
   }
