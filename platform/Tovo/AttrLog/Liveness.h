@@ -1,8 +1,6 @@
 // Whether an object still lives when what it has called comes back.
 #pragma once
 
-#include <utility>
-
 namespace Tovo::NboAttrLog {
 
 /// A member of an object that calls code which may destroy it. Each call that reaches such code has
@@ -19,7 +17,7 @@ class Liveness {
 
   class Watch {
    public:
-    explicit Watch(Liveness& of) noexcept : of_(&of), outer_(std::exchange(of.innermost_, this)) {}
+    explicit Watch(Liveness& of) noexcept : of_(&of), outer_(of.innermost_) { enter(); }
     ~Watch() {
       if (of_) of_->innermost_ = outer_;
     }
@@ -30,6 +28,10 @@ class Liveness {
 
    private:
     friend class Liveness;
+    // Not inlined, since GCC would warn of a place on the stack that is left behind; it is taken out
+    // again by the destructor.
+    [[gnu::noinline]] void enter() noexcept { of_->innermost_ = this; }
+
     Liveness* of_;
     Watch* const outer_;
   };
