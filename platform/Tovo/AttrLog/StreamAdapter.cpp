@@ -64,8 +64,9 @@ uint32_t StreamAdapter::bind(Entity& entity, Mount mount, AttributeId start, uin
     binding.keeps = Pelmo::Ptr<Entity>(&entity);
   }
   ids_[&entity] = id;
-  flows_ += binding.hasFlow ? 1 : 0;
+  const bool hasFlow = binding.hasFlow;
   bindings_[id] = std::move(binding);
+  flows_ += hasFlow ? 1 : 0;
   if (asked_.entity == &entity) asked_ = {};
   if (reserved != 0) reservations_.erase(reserved);
   if (reserved != 0 && reserved != id) resendReferences(entity);
