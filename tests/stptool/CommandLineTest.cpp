@@ -187,7 +187,7 @@ TEST(Errors, OutputThatIsClosed) {
   const std::string line = std::string("'") + STPTOOL + "' dump --socket '" + server.socket() +
                            "' >&- 2>'" + err + "' <&-";
   const int status = std::system(line.c_str());
-  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_EQ(WEXITSTATUS(status), 5);
   EXPECT_EQ(readFile(err), "stptool: cannot write to standard output: Bad file descriptor\n");
   EXPECT_EQ(server.output({"status"}).find("message-size"), std::string::npos);
 }
