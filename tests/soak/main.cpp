@@ -39,9 +39,11 @@ constexpr auto patience = std::chrono::minutes(2);  // with a machine that has o
 constexpr size_t mostBadClients = 100;
 constexpr size_t mostVisitors = 5;
 constexpr int roundMilliseconds = 10;
-constexpr uint64_t memoryToSpare = 16 << 20;
 #ifdef __SANITIZE_ADDRESS__
 constexpr const char* sanitizerOptions = ":quarantine_size_mb=1";  // what is freed is to be seen
+constexpr uint64_t memoryToSpare = 64 << 20;
+#else
+constexpr uint64_t memoryToSpare = 16 << 20;
 #endif
 
 class SoakFailure : public std::runtime_error {
