@@ -2,30 +2,13 @@
 // out, and small numbers are likely.
 #pragma once
 
-#include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "fuzz/Input.h"
+
 namespace fuzz {
-
-class Input {
- public:
-  Input(const uint8_t* data, size_t size) : at_(data), end_(data + size) {}
-  bool empty() const { return at_ == end_; }
-  uint8_t byte() { return empty() ? 0 : *at_++; }
-  std::string bytes() {
-    const size_t wanted = byte();
-    const size_t count = std::min(wanted, static_cast<size_t>(end_ - at_));
-    at_ += count;
-    return {reinterpret_cast<const char*>(at_ - count), count};
-  }
-
- private:
-  const uint8_t* at_;
-  const uint8_t* end_;
-};
 
 enum Step : uint8_t {
   control,       ///< id, payload

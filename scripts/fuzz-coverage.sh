@@ -8,6 +8,7 @@ cd "$(dirname "$0")/.."
 build=build/fuzz-coverage
 declare -A sources=(
   [json_load]='stptool/json/'
+  [observers]='platform/(Pelmo/(Node|Publisher)|Tovo/(Entity|HashMap2018|AttrLog/(Link|StreamAdapter(Receive|Send)?|Turn)))\.|frame/(Collections|Nodes|Setters|LogHooks)'
   [paths]='platform/Tovo/(Path|Inspect|Directory)\.'
   [recording]='platform/Tovo/AttrLog/(Recording|Control|StreamAdapter(Receive)?)\.|frame/LogHooksReceive|stptool/commands/Decode'
   [stream]='platform/Tovo/AttrLog/(Connection(Mounts)?|Control|FlowOut|StreamAdapter(Receive|Send)?|Turn|UnderWay|WaitingReferences)\.|frame/LogHooks'
