@@ -22,7 +22,7 @@ uint8_t operation(Tovo::TovoTypeBase type, void* object, Tovo::AttributeId id, u
 class Counter : public Pelmo::Observer {
  public:
   void handleChange(const Pelmo::Change&) override { ++changes; }
-  void handlePublisherGone(Pelmo::Publisher&) override { gone = true; }
+  void handlePublisherGone() override { gone = true; }
   size_t changes = 0;
   bool gone = false;
 };

@@ -138,7 +138,7 @@ class EndWatch : public Pelmo::Observer {
     observe(entity.nodePublisher());
   }
   void handleChange(const Pelmo::Change&) override {}
-  void handlePublisherGone(Pelmo::Publisher&) override { told_(); }
+  void handlePublisherGone() override { told_(); }
 
  private:
   std::function<void()> told_;

@@ -328,7 +328,7 @@ TEST_F(TurnTest, WhoLosesItsLastReferenceIsToldBehindTheTurn) {
   struct End : Pelmo::Observer {
     std::function<void()> told;
     void handleChange(const Pelmo::Change&) override {}
-    void handlePublisherGone(Pelmo::Publisher&) override { told(); }
+    void handlePublisherGone() override { told(); }
   } end;
   {
     const auto port = mirrored->mstiPortStatusIs("Et1", 1);

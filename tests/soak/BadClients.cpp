@@ -97,10 +97,8 @@ void BadClients::add() {
   };
   const auto mountAll = [](Connection& connection) {
     if (connection.listings() == 0) connection.askMounts();
-    for (const Connection::RemoteMount& mount : connection.remoteMounts()) {
-      if (connection.mountState(mount.path) == Connection::MountState::none) {
-        connection.mount(mount.path, true);
-      }
+    for (const auto& [path, type] : connection.remoteMounts()) {
+      if (connection.mountState(path) == Connection::MountState::none) connection.mount(path, true);
     }
   };
   const auto kind = static_cast<Kind>(upTo(kinds - 1));
