@@ -228,7 +228,9 @@ class Meddler : public Pelmo::Observer {
  public:
   Meddler(Tovo::Entity& owner, Samples& samples)
       : owner_(owner), type_(owner.tovoType()), samples_(samples) {
-    forEachChild(owner, [&](Tovo::Entity& child, Tovo::Attribute) { own_.insert(&child); });
+    forEachChild(owner, [&](Tovo::Entity& child, Tovo::Attribute each) {
+      own_.insert(lineOf(each, child));
+    });
     observeRecursive(owner.publisher());
   }
   void handleChange(const Pelmo::Change& change) override {
@@ -237,9 +239,8 @@ class Meddler : public Pelmo::Observer {
     if (change.previous && collection.kind() == Tovo::AttributeKind::ownCollection) {
       const Pelmo::Ptr<Tovo::Entity>& removed =
           *static_cast<const Pelmo::Ptr<Tovo::Entity>*>(change.previous);
-      if (own_.contains(removed.get())) {
-        told.push_back(std::string(collection.name()) + " " + removed->nameString().data());
-      }
+      const std::string line = lineOf(collection, *removed);
+      if (own_.contains(line)) told.push_back(line);
     }
     if (std::exchange(meddling_, true)) return;
     EXPECT_EQ(owner_.tovoType(), type_);
@@ -253,6 +254,9 @@ class Meddler : public Pelmo::Observer {
   Lines told;
 
  private:
+  static std::string lineOf(Tovo::Attribute collection, const Tovo::Entity& element) {
+    return std::string(collection.name()) + " " + element.nameString().data();
+  }
   void touch(Tovo::Attribute each) {
     if (each.isCollection()) {
       fill(owner_, each, ++keys_, samples_);
@@ -269,7 +273,7 @@ class Meddler : public Pelmo::Observer {
   Tovo::Entity& owner_;
   const Tovo::TovoTypeBase type_;
   Samples& samples_;
-  std::set<const Tovo::Entity*> own_;  // what it owned before
+  std::set<std::string> own_;  // what it owned before
   bool meddling_ = false;
   int keys_ = 10;
 };
