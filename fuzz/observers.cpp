@@ -532,7 +532,10 @@ class World : private LinkObserver {
     if (!entity) return;
     Place* place = placeOf(*entity);
     const Ptr<Entity> kept(entity);
-    if (place && place != &origin() && place->readOnly) place->meddled = true;
+    // It travels upwards until somebody may only read.
+    Place* last = place;
+    while (last && last->above && !last->readOnly) last = last->above;
+    if (last && last->above) last->meddled = true;
     Hand(*input_).change(*entity, entitiesOf(place ? *place : origin()));
   }
 
