@@ -217,6 +217,14 @@ class ModuleCheck {
     return contains(runtimeNamespaces, name) || outer_.count(name) != 0;
   }
 
+  /// Code in a namespace does not name it, unless from another one within.
+  bool isOwnNamespace(const Type& type) const {
+    const std::string within = type.nameSpace + "::";
+    return type.name == type.nameSpace &&
+           std::none_of(module_.owned.begin(), module_.owned.end(),
+                        [&](const auto& other) { return other->nameSpace.starts_with(within); });
+  }
+
   void checkNamespace(const syntax::Word& name) {
     const std::vector<std::string> parts = partsOf(name.text);
     if (contains(runtimeNamespaces, parts.front()) || contains(tableTypes, parts.front()) ||
@@ -251,7 +259,7 @@ class ModuleCheck {
       diagnostics_.error(type.span, what +
                                         " begins with no capital letter, as functions and "
                                         "parameters of generated code do; write it with one");
-    } else if (isOuter(type.name)) {
+    } else if (isOuter(type.name) && !isOwnNamespace(type)) {
       diagnostics_.error(type.span, what + " would hide the namespace " + inQuotes(type.name) +
                                         " from generated code; choose another name");
     } else if (contains(flowTypes, type.name) ||
