@@ -35,7 +35,8 @@ Directory::~Directory() {
   while (!mounts_.empty()) const Mounts ending = std::exchange(mounts_, {});
 }
 
-void Directory::mount(std::string_view path, const Pelmo::Ptr<Entity>& entity) {
+void Directory::mount(std::string_view path, const Pelmo::Ptr<Entity>& entity,
+                      std::string whyReadOnly) {
   checkPath(path);
   if (!entity) throw PathException("nothing to mount at '" + std::string(path) + "'");
   auto other = mountAbove(path);
@@ -51,8 +52,10 @@ void Directory::mount(std::string_view path, const Pelmo::Ptr<Entity>& entity) {
   noteChange(path);
   const auto mounted = mounts_.emplace(std::string(path), entity).first;
   try {
+    if (!whyReadOnly.empty()) readOnly_.emplace(mounted->first, std::move(whyReadOnly));
     places_.emplace(entity.get(), &mounted->first);
   } catch (...) {
+    readOnly_.erase(mounted->first);
     mounts_.erase(mounted);
     throw;
   }
@@ -65,6 +68,7 @@ Pelmo::Ptr<Entity> Directory::unmount(std::string_view path) {
   noteChange(path);
   places_.erase({it->second.get(), &it->first});
   Pelmo::Ptr<Entity> entity = std::move(it->second);
+  readOnly_.erase(it->first);
   mounts_.erase(it);
   return entity;
 }
@@ -98,6 +102,11 @@ Pelmo::Ptr<Entity> Directory::newEntity(std::string_view path, std::string_view 
 Entity* Directory::mounted(std::string_view path) const noexcept {
   const auto it = mounts_.find(path);
   return it == mounts_.end() ? nullptr : it->second.get();
+}
+
+std::string_view Directory::whyReadOnly(std::string_view root) const noexcept {
+  const auto it = readOnly_.find(root);
+  return it == readOnly_.end() ? std::string_view() : it->second;
 }
 
 Directory::Mounts::const_iterator Directory::mountAbove(std::string_view path) const noexcept {

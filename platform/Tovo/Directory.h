@@ -44,9 +44,10 @@ class Directory {
   Directory& operator=(const Directory&) = delete;
   ~Directory();
 
-  /// The entity is not null. Throws PathException when the path is wrong or taken, or lies below or
+  /// The entity is not null. Peers may only read it, at any path below, where there is a reason
+  /// why: they are told it. Throws PathException when the path is wrong or taken, or lies below or
   /// above a mounted one; nothing has changed then.
-  void mount(std::string_view path, const Pelmo::Ptr<Entity>& entity);
+  void mount(std::string_view path, const Pelmo::Ptr<Entity>& entity, std::string whyReadOnly = {});
   /// Null when nothing was mounted there.
   Pelmo::Ptr<Entity> unmount(std::string_view path);
 
@@ -63,6 +64,12 @@ class Directory {
   Mounts::const_iterator mountAbove(std::string_view path) const noexcept;
   /// The path at which an entity is mounted, the first of several, or null.
   const std::string* mountPath(const Entity& entity) const noexcept;
+
+  /// Why peers may only read what is mounted at a path; empty where they may write.
+  std::string_view whyReadOnly(std::string_view root) const noexcept;
+  /// While they are, peers can neither make nor remove roots. Default: they can.
+  bool rootsAreFixed() const noexcept { return rootsAreFixed_; }
+  void rootsAreFixedIs(bool fixed) noexcept { rootsAreFixed_ = fixed; }
 
   /// Counts mounts and unmounts: who looks after something that is mounted compares it.
   uint64_t changes() const noexcept { return changes_; }
@@ -89,10 +96,12 @@ class Directory {
 
   Mounts mounts_;
   std::set<Place, ByRoot> places_;
-  std::deque<std::string> changed_;  // the last paths
+  std::deque<std::string> changed_;                           // the last paths
+  std::map<std::string, std::string, std::less<>> readOnly_;  // reasons by path
   uint64_t changes_ = 0;
   Directory* next_ = nullptr;
   bool entered_ = false;
+  bool rootsAreFixed_ = false;
 };
 
 }  // namespace Tovo

@@ -130,5 +130,29 @@ TEST_F(RootsTest, ARootThatIsMountedElsewhereHasGone) {
   pair.expectOpen();
 }
 
+TEST_F(RootsTest, OfAHostThatKeepsSomeOfThemToItself) {
+  Pair pair;
+  const Ptr<Entity> root = Stp::statusFactory("status");
+  pair.hostDirectory.mount("/status", root, "the agent writes it");
+  pair.hostDirectory.newEntity("/hw", "Stp::Hw");
+  for (const char* path : {"/status", "/hw"}) pair.guest->mount(path, false);
+  pair.settle();
+  EXPECT_EQ(pair.guest->whyReadOnly("/status"), "the agent writes it");
+  EXPECT_EQ(pair.guest->whyReadOnly("/hw"), "");
+
+  pair.hostDirectory.rootsAreFixedIs(true);
+  pair.guest->create("/more", *pair.hostDirectory.mounted("/hw"));
+  pair.guest->remove("/hw");
+  pair.settle();
+  EXPECT_EQ(pair.guest->refusals(), (std::vector<std::string>{"nothing can be created here",
+                                                              "nothing can be removed here"}));
+  EXPECT_EQ(pair.hostDirectory.mounts().size(), 2u);
+  // The reason goes with the root.
+  pair.hostDirectory.unmount("/status");
+  pair.hostDirectory.mount("/status", root);
+  EXPECT_EQ(pair.hostDirectory.whyReadOnly("/status"), "");
+  pair.expectOpen();
+}
+
 }  // namespace
 }  // namespace Mirror

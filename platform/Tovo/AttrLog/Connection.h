@@ -274,6 +274,7 @@ class Connection : public StreamAdapter {
   void tellApplied(std::span<const uint8_t> message);
   bool fillsOnly() const noexcept { return filling_ > 0 && filling_ == roots_; }
   bool onlyListens() const noexcept;
+  bool takesRoots() const noexcept { return serves_ && writable_ && !directory_.rootsAreFixed(); }
   void checkLength(uint32_t length) const;
   void handleFrame(std::span<const uint8_t> frame);
   void handleControl(AttributeId id, In in);

@@ -195,9 +195,12 @@ void Connection::answerMount(const MountRequest& request) {
 
 void Connection::mountHere(const MountRequest& request, Entity& entity) {
   const std::string& path = request.path;
-  const bool readOnly = request.readOnly || !writable_;
+  const auto root = directory_.mountAbove(path);
+  const std::string_view why =
+      writable_ ? directory_.whyReadOnly(root->first) : std::string_view(whyReadOnly_);
+  const bool readOnly = request.readOnly || !writable_ || !why.empty();
   if (readOnly && !request.readOnly) {
-    sendPathText(Control::readOnly, Beyond::answers, path, whyReadOnly_);
+    sendPathText(Control::readOnly, Beyond::answers, path, why);
   }
   const uint32_t id = bind(entity, {MountSide::host, readOnly}, 0);
   ++roots_;
@@ -418,7 +421,7 @@ void Connection::handleCreate(In& in) {
   const Pelmo::String type = in.nextString();
   in.expectEnd();
   try {
-    if (!serves_ || !writable_) throw PathException("nothing can be created here");
+    if (!takesRoots()) throw PathException("nothing can be created here");
     directory_.newEntity(path, type);
   } catch (const std::exception& error) {
     refuse(printable(error.what()));
@@ -446,7 +449,7 @@ void Connection::handleCreateWith(In& in) {
   const ConstructorValues values(type, in);
   in.expectEnd();
   try {
-    if (!serves_ || !writable_) throw PathException("nothing can be created here");
+    if (!takesRoots()) throw PathException("nothing can be created here");
     directory_.mount(path, entityHooks(type)->create(values.arguments()));
   } catch (const std::exception& error) {
     refuse(printable(error.what()));
@@ -461,7 +464,7 @@ void Connection::remove(std::string_view path) {
 void Connection::handleRemove(In& in) {
   const Pelmo::String path = in.nextString();
   in.expectEnd();
-  if (!serves_ || !writable_) return refuse("nothing can be removed here");
+  if (!takesRoots()) return refuse("nothing can be removed here");
   const Pelmo::Ptr<Entity> root = directory_.unmount(path);
   if (!root) return refuse("no root is mounted at '" + printable(path) + "'");
   keepForTurn(root.get());
