@@ -1,5 +1,6 @@
 # What `cmake --install` puts where. Components: runtime (the shared libraries), dev (headers, tdc,
-# descriptions, the CMake package, the pkg-config file), tools (stptool) and, only when asked for by
+# descriptions, the CMake package, the pkg-config file), tools (stptool), linux (stp-linux, where it is
+# built) and, only when asked for by
 # name, debug (debug symbols apart, found by build id).
 include(CMakePackageConfigHelpers)
 
@@ -20,13 +21,26 @@ install(
   EXPORT StpTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT dev
   INCLUDES DESTINATION "${stp_include_dir}")
+install(TARGETS stp_service EXPORT StpTargets ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        COMPONENT dev INCLUDES DESTINATION "${stp_include_dir}")
 install(TARGETS tdc EXPORT StpTargets RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT dev)
 install(TARGETS stptool RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+set(stp_programs tdc stptool)
+if(TARGET stp-linux)
+  list(APPEND stp_programs stp-linux)
+  install(TARGETS stp-linux RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT linux)
+  install(FILES "${PROJECT_SOURCE_DIR}/agents/linux/stp-linux.8"
+          DESTINATION "${CMAKE_INSTALL_MANDIR}/man8" COMPONENT linux)
+  install(FILES "${PROJECT_SOURCE_DIR}/agents/linux/stp-linux.service"
+          DESTINATION "lib/systemd/system" COMPONENT linux)
+endif()
 
 # ---- headers and descriptions
 
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/" "${PROJECT_SOURCE_DIR}/frame"
         DESTINATION "${stp_include_dir}" COMPONENT dev FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/agents/service" DESTINATION "${stp_include_dir}/agents"
+        COMPONENT dev FILES_MATCHING PATTERN "*.h")
 install(FILES "${PROJECT_SOURCE_DIR}/Stp/PortStateString.h" $<TARGET_PROPERTY:Stp,TDL_HEADERS>
         DESTINATION "${stp_include_dir}/Stp" COMPONENT dev)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/Stp/" DESTINATION "${stp_tdl_dir}" COMPONENT dev
@@ -94,7 +108,7 @@ endif()
 # ---- debug symbols apart
 
 set(stp_files_with_symbols)
-foreach(target IN LISTS stp_libraries ITEMS tdc stptool)
+foreach(target IN LISTS stp_libraries stp_programs)
   string(APPEND stp_files_with_symbols "\n  \"$<TARGET_FILE:${target}>\"")
 endforeach()
 set(stp_debug_dir lib/debug)

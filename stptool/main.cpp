@@ -3,11 +3,11 @@
 
 #include "Tovo/Assert.h"
 #include "Tovo/Path.h"
+#include "agents/service/StandardStreams.h"
 #include "stptool/Failure.h"
 #include "stptool/commandline/CommandLine.h"
 #include "stptool/commandline/Completion.h"
 #include "stptool/commandline/ManPage.h"
-#include "stptool/service/StandardStreams.h"
 #include "stptool/text/ErrorText.h"
 #include "stptool/text/Output.h"
 #include "stptool/text/Suggest.h"
@@ -36,7 +36,7 @@ int end(const Failure& failure, bool json) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  occupyClosedStreams();
+  service::occupyClosedStreams();
   std::signal(SIGPIPE, SIG_IGN);
   // What a person types, or a peer sends, may fail an assertion; that is one more error.
   Tovo::assertionHandlerIs(&Tovo::throwAssertionError);

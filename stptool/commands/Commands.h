@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "stptool/service/ClientLimits.h"
+#include "agents/service/ClientLimits.h"
 #include "stptool/session/ClientSession.h"
 
 namespace stptool {
@@ -62,7 +62,7 @@ struct ServeOptions {
   std::string socket;         ///< may be empty where a service manager passes one
   std::string mode = "0600";  ///< of the socket, octal
   std::vector<std::string> allowWrite;
-  ClientLimits clients;
+  service::ClientLimits clients;
   size_t mebibytes = clients.bytes >> 20;
   size_t mebibytesOfOneUser = clients.bytesOfOneUser >> 20;
   std::optional<int> readyFd;

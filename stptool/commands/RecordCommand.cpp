@@ -82,7 +82,7 @@ class Recorder {
   }
 
   const RecordOptions& options_;
-  const StopSignals signals_;
+  const service::StopSignals signals_;
   const ErrorLog errors_;
   ClientSession session_;
   OutputFile file_;

@@ -87,7 +87,7 @@ class Printer {
         observers_([this](const Pelmo::Change& change) { show(change); }) {}
 
   void run() {
-    const StopSignals signals;
+    const service::StopSignals signals;
     const ErrorLog errors;
     const Wait wait = [&](const std::optional<SteadyTime>& until) {
       return until && millisecondsUntil(until) > 0 ? waitUntil(signals, until) : !signals.came();
@@ -121,7 +121,7 @@ class Printer {
     }
   }
 
-  bool waitUntil(const StopSignals& signals, const std::optional<SteadyTime>& until) {
+  bool waitUntil(const service::StopSignals& signals, const std::optional<SteadyTime>& until) {
     out_.flush();
     return signals.poll({}, millisecondsUntil(until));
   }
@@ -210,7 +210,7 @@ class Feeder {
   }
 
   const ReplayOptions& options_;
-  const StopSignals signals_;
+  const service::StopSignals signals_;
   const ErrorLog errors_;
   ClientSession session_;
   PlayedRecording recording_;

@@ -1,29 +1,24 @@
 // stptool serve: hosts a tree for others to mirror.
-#include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
 #include "Tovo/Directory.h"
+#include "agents/service/Activation.h"
+#include "agents/service/Readiness.h"
+#include "agents/service/Server.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Dump.h"
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
 #include "stptool/output/OutputFile.h"
-#include "stptool/service/Activation.h"
-#include "stptool/service/Readiness.h"
-#include "stptool/service/Server.h"
 #include "stptool/text/Output.h"
 #include "stptool/text/Printable.h"
 
 namespace stptool {
 
 namespace {
-
-// Beside those of the clients: standard streams, sockets, files, and some to spare.
-constexpr size_t ownDescriptors = 64;
 
 // All files or nothing: what is wrong in one of them leaves the directory empty. What a server
 // dumped at its end is what it starts from again, whatever the log had brought it.
@@ -39,32 +34,6 @@ void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory
   }
 }
 
-std::vector<ListeningSocket> listen(const ServeOptions& options) {
-  std::vector<ListeningSocket> sockets;
-  for (const PassedSocket& passed : passedSockets()) {
-    try {
-      sockets.emplace_back(passed.fd);
-    } catch (const std::runtime_error& error) {
-      throw Failure("LISTEN_FDS: '" + passed.name + "': " + error.what());
-    }
-  }
-  const bool isPassed = std::any_of(sockets.begin(), sockets.end(), [&](const auto& socket) {
-    return socket.path() == options.socket;
-  });
-  if (!options.socket.empty() && !isPassed) {
-    sockets.emplace_back(options.socket, static_cast<mode_t>(std::stoul(options.mode, nullptr, 8)));
-  }
-  return sockets;
-}
-
-// The limit that a shell sets by default is below what the clients may need.
-void allowDescriptors(size_t count) {
-  rlimit limit{};
-  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count) return;
-  limit.rlim_cur = std::min<rlim_t>(count, limit.rlim_max);
-  ::setrlimit(RLIMIT_NOFILE, &limit);
-}
-
 std::string announcement(const ServeOptions& options, size_t count, const std::string& socket) {
   if (options.json) {
     const Json ready{{"serving", count}, {"socket", socket}};
@@ -74,8 +43,8 @@ std::string announcement(const ServeOptions& options, size_t count, const std::s
          printable(socket) + "\n";
 }
 
-ServerOptions serverOptions(const ServeOptions& options) {
-  ServerOptions served{WriteAccess(::geteuid()), options.clients, {}};
+service::ServerOptions serverOptions(const ServeOptions& options) {
+  service::ServerOptions served{service::WriteAccess(::geteuid()), options.clients, {}};
   served.clients.bytes = options.mebibytes << 20;
   served.clients.bytesOfOneUser = options.mebibytesOfOneUser << 20;
   try {
@@ -86,18 +55,18 @@ ServerOptions serverOptions(const ServeOptions& options) {
   return served;
 }
 
-void serve(const ServeOptions& options, Tovo::Directory& directory, ServerOptions served,
-           Readiness& readiness, const StopSignals& signals) {
-  std::vector<ListeningSocket> sockets = listen(options);
+void serve(const ServeOptions& options, Tovo::Directory& directory, service::ServerOptions served,
+           service::Readiness& readiness, const service::StopSignals& signals) {
+  std::vector<service::ListeningSocket> sockets = service::listeningSockets(
+      options.socket, static_cast<mode_t>(std::stoul(options.mode, nullptr, 8)));
   if (sockets.empty()) {
     throw Failure("--socket is required where no service manager passes a socket", ExitCode::usage);
   }
-  allowDescriptors(options.clients.all + ownDescriptors);
   const std::string socket = sockets.front().path();
   ErrorLog errors;
-  Server server(directory, std::move(sockets), std::move(served), errors.log());
+  service::Server server(directory, std::move(sockets), std::move(served), errors.log());
   // Whoever reads it may be slow, or not there: that is no reason not to serve.
-  Log out(STDOUT_FILENO, {});
+  service::Log out(STDOUT_FILENO, {});
   out.show(announcement(options, directory.mounts().size(), socket));
   const auto told = [](const std::string& trouble) {
     if (!trouble.empty()) complain(trouble);
@@ -110,13 +79,13 @@ void serve(const ServeOptions& options, Tovo::Directory& directory, ServerOption
 }  // namespace
 
 void runServe(const ServeOptions& options) {
-  ServerOptions served = serverOptions(options);
-  Readiness readiness(options.readyFd);
+  service::ServerOptions served = serverOptions(options);
+  service::Readiness readiness(options.readyFd);
   if (!options.dumpAtEnd.empty()) OutputFile::check(options.dumpAtEnd);
   Tovo::Directory directory;
   loadFiles(options.load, directory);
   // Until here there is nothing that a signal would leave behind.
-  const StopSignals signals;
+  const service::StopSignals signals;
   serve(options, directory, std::move(served), readiness, signals);
   if (options.dumpAtEnd.empty()) return;
   writeFile(options.dumpAtEnd,

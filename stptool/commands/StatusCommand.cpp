@@ -98,6 +98,9 @@ std::string statusText(const Json& status) {
           number(limits, "clientsOfOneUser") + " of one user, memory " + sized(limits, "bytes") +
           ", " + sized(limits, "bytesOfOneUser") + " of one user" +
           (turnedAway == 0 ? "" : "; turned away: " + std::to_string(turnedAway)) + "\n";
+  for (const Json& note : status.at("notes")) {
+    text += "note: " + printable(note.get<std::string>()) + "\n";
+  }
   return text + connectionTable(status.at("connections"));
 }
 

@@ -85,7 +85,7 @@ class Watch {
   }
 
   void run() {
-    const StopSignals signals;
+    const service::StopSignals signals;
     const ErrorLog errors;
     const std::optional<SteadyTime> end = timeAfter(options_.seconds);
     complain("watching " + (options_.path.empty() ? "everything" : options_.path) + " on " +
@@ -111,7 +111,7 @@ class Watch {
   }
 
   // A second signal ends what the first one left to wait for.
-  void dump(const StopSignals& signals) {
+  void dump(const service::StopSignals& signals) {
     if (!session_.catchUp(signals)) {
       complain(session_.socket() + ": is away; " + options_.dumpAtEnd +
                " gets what was mirrored last");

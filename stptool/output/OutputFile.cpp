@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "stptool/Failure.h"
-#include "stptool/service/InterruptibleIo.h"
+#include "agents/service/InterruptibleIo.h"
 #include "stptool/text/Output.h"
 
 namespace stptool {
@@ -47,7 +47,7 @@ std::string resolved(const std::string& path) {
 
 OutputFile::OutputFile(std::string path, Existing existing) : path_(std::move(path)) {
   // The system checks whether this user may follow the links and write there.
-  fd_ = openFile(path_.c_str(), openFlags);
+  fd_ = service::openFile(path_.c_str(), openFlags);
   try {
     if (fd_ >= 0) {
       openThere(existing);
@@ -139,7 +139,7 @@ void OutputFile::takeOverAttributes() const noexcept {
 
 void OutputFile::write(std::string_view bytes) {
   if (readerGone_) return;
-  const int error = writeAll(fd_, bytes);
+  const int error = service::writeAll(fd_, bytes);
   readerGone_ = isReaderGone(fd_, error);
   if (error != 0 && !readerGone_) fail("cannot be written", error);
 }

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "agents/service/InterruptibleIo.h"
 #include "stptool/Failure.h"
-#include "stptool/service/InterruptibleIo.h"
 
 namespace stptool {
 
@@ -20,7 +20,7 @@ namespace {
 }
 
 int openToRead(const std::string& file) {
-  const int fd = file == "-" ? ::dup(STDIN_FILENO) : openFile(file.c_str(), O_RDONLY);
+  const int fd = file == "-" ? ::dup(STDIN_FILENO) : service::openFile(file.c_str(), O_RDONLY);
   if (fd < 0) fail(file, "cannot be read", errno);
   return fd;
 }
@@ -40,7 +40,7 @@ PlayedRecording::PlayedRecording(const std::string& file, Tovo::Directory& direc
 PlayedRecording::~PlayedRecording() { ::close(fd_); }
 
 size_t PlayedRecording::read(std::span<uint8_t> room) const {
-  const ssize_t got = readSome(fd_, room.data(), room.size());
+  const ssize_t got = service::readSome(fd_, room.data(), room.size());
   if (got < 0) fail(file_, "cannot be read", errno);
   return static_cast<size_t>(got);
 }

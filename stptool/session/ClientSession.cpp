@@ -63,7 +63,7 @@ bool isAbsent(const std::error_code& error) {
 
 // poll(); false when a signal came that had not come before.
 bool waitFor(std::span<pollfd> fds, int milliseconds) {
-  const StopSignals* const signals = StopSignals::current();
+  const service::StopSignals* const signals = service::StopSignals::current();
   if (!signals) {
     ::poll(fds.data(), fds.size(), milliseconds);
     return true;
@@ -219,14 +219,16 @@ void ClientSession::mirror(std::string_view path, Access access) {
                                      : all),
                   {.path = std::string(path), .suggestion = nearest(path, known)});
   }
-  const auto& [root, type] = *mount;
+  const auto [root, type] = *mount;  // a copy: the list changes
   if (!isKnown(type)) {
     throw Failure(unknownTypeText(root, type) + "; --library loads one",
                   {.path = root, .value = type});
   }
-  if (canRefer(type)) return mirrorAll(access);
+  const bool refers = canRefer(type);
   mirrorEntity(root, access);
   checkAccess(root, access);
+  // What it refers to is looked at and not written, and need not be writable.
+  if (refers) mirrorAll(Access::read);
 }
 
 void ClientSession::mirrorOnly(const std::string& path) { mirrorEntity(path, Access::read); }
@@ -300,13 +302,13 @@ void ClientSession::sync() {
 
 void ClientSession::follow(RootHandler newRoot) { newRoot_ = std::move(newRoot); }
 
-bool ClientSession::work(const StopSignals& signals, int milliseconds) {
+bool ClientSession::work(const service::StopSignals& signals, int milliseconds) {
   if (!wait(milliseconds) || signals.came()) return false;
   link_.handle(Link::Clock::now());
   return true;
 }
 
-bool ClientSession::catchUp(const StopSignals& signals) {
+bool ClientSession::catchUp(const service::StopSignals& signals) {
   const int before = signals.count();
   std::optional<uint32_t> ping;  // sent when all of the trees have arrived
   const auto done = [&] {

@@ -8,7 +8,7 @@
 #include "Tovo/AttrLog/Link.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Path.h"
-#include "stptool/service/StopSignals.h"
+#include "agents/service/StopSignals.h"
 
 namespace stptool {
 
@@ -73,9 +73,9 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   /// Waits until the mirrors hold what the server has now. False when that could not be: there is
   /// no connection, it ends or takes longer than the timeout, or a signal comes. What was refused
   /// before is not told again.
-  bool catchUp(const StopSignals& signals);
+  bool catchUp(const service::StopSignals& signals);
   /// Waits and works on what arrives, at most so long; -1 is without end. False when a signal came.
-  bool work(const StopSignals& signals, int milliseconds);
+  bool work(const service::StopSignals& signals, int milliseconds);
 
  private:
   void handleLinkState(Tovo::NboAttrLog::Link& link) override;

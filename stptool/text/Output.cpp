@@ -9,15 +9,15 @@
 #include <cstdio>
 #include <cstring>
 
+#include "agents/service/InterruptibleIo.h"
 #include "stptool/Failure.h"
-#include "stptool/service/InterruptibleIo.h"
 #include "stptool/text/Printable.h"
 
 namespace stptool {
 
 namespace {
 
-Log* errorLog = nullptr;
+service::Log* errorLog = nullptr;
 
 }  // namespace
 
@@ -28,7 +28,7 @@ bool isReaderGone(int fd, int error) noexcept {
 }
 
 bool writeOut(std::string_view text) {
-  const int error = writeAll(STDOUT_FILENO, text);
+  const int error = service::writeAll(STDOUT_FILENO, text);
   if (error == 0) return true;
   if (error == ECANCELED || isReaderGone(STDOUT_FILENO, error)) return false;
   throw Failure(std::string("cannot write to standard output: ") + std::strerror(error),
@@ -66,7 +66,7 @@ void complain(std::string_view message) {
 }
 
 // What cannot be said cannot be reported either.
-void writeError(std::string_view text) { (void)writeAll(STDERR_FILENO, text); }
+void writeError(std::string_view text) { (void)service::writeAll(STDERR_FILENO, text); }
 
 void showOnTerminal(std::string_view text) { errorLog ? errorLog->show(text) : writeError(text); }
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "stptool/service/Log.h"
+#include "agents/service/Log.h"
 
 namespace stptool {
 
@@ -56,10 +56,10 @@ class ErrorLog {
   ErrorLog(const ErrorLog&) = delete;
   ErrorLog& operator=(const ErrorLog&) = delete;
 
-  Log& log() noexcept { return log_; }
+  service::Log& log() noexcept { return log_; }
 
  private:
-  Log log_;
+  service::Log log_;
 };
 
 }  // namespace stptool

@@ -75,6 +75,8 @@ case $step in
   cmake)
     configure_and_build "$here/program" program
     expect "$program_output" "$("$stage/program/program")"
+    expect "has served $stage/socket" "$("$stage/program/agent" "$stage/socket")"
+    [ ! -e "$stage/socket" ] || fail "the agent has left its socket"
     ;;
   pkg_config)
     flags=$(PKG_CONFIG_PATH=$(echo "$prefix"/lib*/pkgconfig) pkg-config --cflags --libs stp)

@@ -7,18 +7,18 @@
 #include <stdexcept>
 
 #include "RunningServer.h"
-#include "stptool/service/WriteAccess.h"
+#include "agents/service/WriteAccess.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using stptool::PeerCredentials;
-using stptool::WriteAccess;
+using service::PeerCredentials;
+using service::WriteAccess;
 
 TEST(Access, OfUsersAndGroups) {
   const struct {
     std::vector<std::string> rules;
-    PeerCredentials peer;
+    service::PeerCredentials peer;
     bool allowed;
   } cases[] = {
       {{}, {1, 0, 0, {}}, true},
@@ -33,12 +33,12 @@ TEST(Access, OfUsersAndGroups) {
       {{"gid:root"}, {1, 1002, 0, {}}, true},
   };
   for (const auto& [rules, peer, allowed] : cases) {
-    WriteAccess access(4000000002);
+    service::WriteAccess access(4000000002);
     for (const std::string& rule : rules) access.allow(rule);
     EXPECT_EQ(access.allows(peer), allowed)
         << peer.uid << " " << peer.gid << " with " << (rules.empty() ? "" : rules[0]);
   }
-  WriteAccess access(4000000002);
+  service::WriteAccess access(4000000002);
   access.allow("gid:4000000000");
   for (const char* wrong : {"", "1000", "uid:", "gid:", "pid:1", "uid:4294967295", "uid:-1",
                             "gid:no-such-group", "uid:no-such-user"}) {

@@ -16,10 +16,10 @@
 #include <thread>
 
 #include "RunningServer.h"
-#include "stptool/service/ListeningSocket.h"
-#include "stptool/service/Log.h"
-#include "stptool/service/Server.h"
-#include "stptool/service/StopSignals.h"
+#include "agents/service/ListeningSocket.h"
+#include "agents/service/Log.h"
+#include "agents/service/Server.h"
+#include "agents/service/StopSignals.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ std::string readQuiet(int fd) {
 
 TEST(Log, NeverWaitsAndCountsWhatItLeavesOut) {
   const struct {
-    LogOptions options;
+    service::LogOptions options;
     int lines;
     bool isRead;  // from the start
   } cases[] = {
@@ -64,7 +64,7 @@ TEST(Log, NeverWaitsAndCountsWhatItLeavesOut) {
       ::fcntl(pipe.ends[1], F_SETFL, 0);
     }
     {
-      Log log(pipe.ends[1], "test", options);
+      service::Log log(pipe.ends[1], "test", options);
       for (int i = 0; i < lines; ++i) log.line("line \033[2J");
       EXPECT_EQ(::fcntl(pipe.ends[1], F_GETFL) & O_NONBLOCK, 0);
     }
@@ -88,7 +88,7 @@ TEST(StopSignals, AreNoticedByABusyLoopAndLetAnIgnoredHangUpBe) {
   ASSERT_EQ(::write(pipe.ends[1], "x", 1), 1);
   pollfd ready{pipe.ends[0], POLLIN, 0};
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    const StopSignals signals;
+    const service::StopSignals signals;
     EXPECT_TRUE(signals.poll({&ready, 1}, -1));
     ::raise(number);
     EXPECT_FALSE(signals.poll({&ready, 1}, -1)) << number;
@@ -96,7 +96,7 @@ TEST(StopSignals, AreNoticedByABusyLoopAndLetAnIgnoredHangUpBe) {
   }
   const auto before = std::signal(SIGHUP, SIG_IGN);
   {
-    const StopSignals signals;
+    const service::StopSignals signals;
     ::raise(SIGHUP);
     EXPECT_TRUE(signals.poll({&ready, 1}, -1));
   }
@@ -125,7 +125,7 @@ class OtherSocket {
 
 std::string refusalOf(const std::string& path) {
   try {
-    const ListeningSocket socket(path);
+    const service::ListeningSocket socket(path);
     return {};
   } catch (const std::runtime_error& error) {
     return error.what();
@@ -154,7 +154,7 @@ TEST(ListeningSocket, TakesOverOnlyFromTheDeadAndRemovesOnlyItsOwn) {
   ::unlink(path.c_str());
   std::unique_ptr<OtherSocket> other;
   {
-    const ListeningSocket replaced(path);
+    const service::ListeningSocket replaced(path);
     ::unlink(path.c_str());
     other = std::make_unique<OtherSocket>(path, SOCK_STREAM, 1);
   }
@@ -174,7 +174,7 @@ TEST(ListeningSocket, OneOfManyThatStartAtOnceServes) {
       threads.emplace_back([&] {
         together.arrive_and_wait();
         try {
-          const ListeningSocket socket(path);
+          const service::ListeningSocket socket(path);
           ++serving;
           together.arrive_and_wait();
         } catch (const std::runtime_error&) {
@@ -192,13 +192,13 @@ TEST(Server, GivesUpSilentClientsWhenNothingElseHappens) {
   const TemporaryFolder folder;
   Tovo::Directory directory;
   const Pipe pipe;
-  Log log(pipe.ends[1], "test");
-  std::vector<ListeningSocket> sockets;
+  service::Log log(pipe.ends[1], "test");
+  std::vector<service::ListeningSocket> sockets;
   sockets.emplace_back(folder.file("socket"));
-  ServerOptions options{WriteAccess(::geteuid()), {}, {}};
+  service::ServerOptions options{service::WriteAccess(::geteuid()), {}, {}};
   options.connection.greetingTime = std::chrono::milliseconds(50);
-  Server server(directory, std::move(sockets), std::move(options), log);
-  const StopSignals signals;
+  service::Server server(directory, std::move(sockets), std::move(options), log);
+  const service::StopSignals signals;
   bool isClosed = false;
   std::thread client([&] {
     isClosed = RawClient(folder.file("socket")).isClosedByServer();

@@ -6,7 +6,7 @@
 #include <csignal>
 #include <span>
 
-namespace stptool {
+namespace service {
 
 /// While one exists, SIGINT, SIGTERM and SIGHUP do not end the process but the next wait; SIGHUP
 /// stays ignored where it was, as nohup has it. They are blocked outside of waits, so that none
@@ -53,4 +53,4 @@ class StopSignals {
   Action actions_[4];
 };
 
-}  // namespace stptool
+}  // namespace service

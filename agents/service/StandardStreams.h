@@ -1,10 +1,10 @@
 // Standard input, output and error of a process that was started without them.
 #pragma once
 
-namespace stptool {
+namespace service {
 
 /// A standard stream that was closed fails when it is used, from now on. Otherwise the next socket
 /// would get its number, and be sent what is printed. To be called before anything is opened.
 void occupyClosedStreams() noexcept;
 
-}  // namespace stptool
+}  // namespace service

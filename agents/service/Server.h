@@ -11,13 +11,14 @@
 #include "Tovo/AttrLog/Budget.h"
 #include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
-#include "stptool/service/ClientLimits.h"
-#include "stptool/service/ListeningSocket.h"
-#include "stptool/service/Log.h"
-#include "stptool/service/StopSignals.h"
-#include "stptool/service/WriteAccess.h"
+#include "agents/service/ClientLimits.h"
+#include "agents/service/ListeningSocket.h"
+#include "agents/service/Log.h"
+#include "agents/service/StopSignals.h"
+#include "agents/service/Work.h"
+#include "agents/service/WriteAccess.h"
 
-namespace stptool {
+namespace service {
 
 struct ServerOptions {
   WriteAccess writeAccess;  ///< who may write
@@ -25,18 +26,34 @@ struct ServerOptions {
   Tovo::NboAttrLog::Limits connection;  ///< of each client's connection
 };
 
-/// One loop. Whatever a client does ends at most its own connection, with one line in the log.
+/// One loop: it accepts clients, mirrors the directory to them, and looks after the work of the
+/// process. Whatever a client does ends at most its own connection, with one line in the log. A
+/// whole agent:
+///
+///   const service::StopSignals signals;
+///   service::Log log(STDERR_FILENO, "my-agent");
+///   Tovo::Directory directory;
+///   MyAgent agent(directory);  // a service::Work; mounts its roots
+///   service::Server server(directory, service::listeningSockets("/run/my-agent"),
+///                          {service::WriteAccess(::geteuid()), {}, {}}, log);
+///   server.add(agent);
+///   server.run(signals);
 class Server {
  public:
   /// The directory and the log outlive the server. The sockets are those it listens at; status
-  /// names the first.
+  /// names the first. The process's limit of descriptors is raised, as far as it may be, to what
+  /// the clients may need.
   Server(Tovo::Directory& directory, std::vector<ListeningSocket> sockets, ServerOptions options,
          Log& log);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  /// Returns when a signal asks to stop. Throws std::system_error when it cannot go on.
+  /// From now on the loop looks after it, too. It outlives the server.
+  void add(Work& work) { work_.push_back(&work); }
+
+  /// Returns when a signal asks to stop. Throws std::system_error when it cannot go on, and what
+  /// work throws.
   void run(const StopSignals& signals);
 
  private:
@@ -64,6 +81,8 @@ class Server {
   void turnedAway(uint64_t number, const std::string& why);
   void forgetUser(uid_t uid);
   void tickClients();
+  bool handleWork(const pollfd* ready);
+  void flushClients();
   void serveClient(Client& client, short events);
   std::string status() const;
   void dropClosed();
@@ -73,6 +92,7 @@ class Server {
   ServerOptions options_;
   std::vector<ListeningSocket> sockets_;
   Log& log_;
+  std::vector<Work*> work_;
   Tovo::NboAttrLog::Budget budget_;
   std::map<uid_t, User> users_;  // that have clients
   std::list<Client> clients_;
@@ -86,4 +106,4 @@ class Server {
   bool exhausted_ = false;  // not even that helps: clients wait
 };
 
-}  // namespace stptool
+}  // namespace service

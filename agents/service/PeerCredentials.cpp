@@ -1,10 +1,10 @@
-#include "stptool/service/PeerCredentials.h"
+#include "agents/service/PeerCredentials.h"
 
 #include <sys/socket.h>
 
 #include <cerrno>
 
-namespace stptool {
+namespace service {
 
 std::optional<PeerCredentials> peerCredentials(int fd) {
   ucred known{};
@@ -21,4 +21,4 @@ std::optional<PeerCredentials> peerCredentials(int fd) {
   }
 }
 
-}  // namespace stptool
+}  // namespace service

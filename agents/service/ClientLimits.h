@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace stptool {
+namespace service {
 
 /// How many clients there may be, and how many bytes their connections may hold. Who comes or
 /// holds more is told so, and goes.
@@ -14,4 +14,4 @@ struct ClientLimits {
   size_t bytesOfOneUser = size_t{512} << 20;
 };
 
-}  // namespace stptool
+}  // namespace service

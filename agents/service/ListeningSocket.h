@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace stptool {
+namespace service {
 
 /// A listening socket. Never blocks, and is closed on exec. Failures are std::runtime_error that
 /// name the path; nothing has changed then.
@@ -45,4 +45,4 @@ class ListeningSocket {
   ino_t inode_ = 0;
 };
 
-}  // namespace stptool
+}  // namespace service

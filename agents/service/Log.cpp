@@ -1,4 +1,4 @@
-#include "stptool/service/Log.h"
+#include "agents/service/Log.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -12,9 +12,9 @@
 #include <thread>
 #include <utility>
 
-#include "stptool/text/Printable.h"
+#include "Tovo/Printable.h"
 
-namespace stptool {
+namespace service {
 
 namespace {
 
@@ -124,7 +124,7 @@ Log::~Log() {
 void Log::line(std::string_view text) {
   const bool isLong = text.size() > longestLine;
   const std::string line =
-      shared_->name + ": " + printable(text.substr(0, longestLine)) + (isLong ? "...\n" : "\n");
+      shared_->name + ": " + Tovo::printable(text.substr(0, longestLine)) + (isLong ? "...\n" : "\n");
   const std::lock_guard lock(shared_->mutex);
   const auto now = Clock::now();
   if (!shared_->allowance.take(now) || !shared_->add(line)) shared_->leaveOut(now);
@@ -182,4 +182,4 @@ void Log::write(const std::shared_ptr<Shared>& shared) {
   shared->changed.notify_all();
 }
 
-}  // namespace stptool
+}  // namespace service

@@ -1,11 +1,11 @@
-#include "stptool/service/StandardStreams.h"
+#include "agents/service/StandardStreams.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <initializer_list>
 
-namespace stptool {
+namespace service {
 
 void occupyClosedStreams() noexcept {
   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -15,4 +15,4 @@ void occupyClosedStreams() noexcept {
   }
 }
 
-}  // namespace stptool
+}  // namespace service

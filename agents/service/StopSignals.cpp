@@ -1,10 +1,10 @@
-#include "stptool/service/StopSignals.h"
+#include "agents/service/StopSignals.h"
 
 #include <cassert>
 #include <cerrno>
 #include <system_error>
 
-namespace stptool {
+namespace service {
 
 namespace {
 
@@ -79,4 +79,4 @@ StopSignals::Open::Open(const StopSignals& signals) noexcept {
 
 StopSignals::Open::~Open() { sigprocmask(SIG_SETMASK, &closed_, nullptr); }
 
-}  // namespace stptool
+}  // namespace service

@@ -1,4 +1,4 @@
-#include "stptool/service/ListeningSocket.h"
+#include "agents/service/ListeningSocket.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -15,7 +15,7 @@
 #include <thread>
 #include <utility>
 
-namespace stptool {
+namespace service {
 
 namespace {
 
@@ -184,4 +184,4 @@ int ListeningSocket::accept(Waiting& waiting) const {
   return fd;
 }
 
-}  // namespace stptool
+}  // namespace service

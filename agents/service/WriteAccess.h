@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "stptool/service/PeerCredentials.h"
+#include "agents/service/PeerCredentials.h"
 
-namespace stptool {
+namespace service {
 
 /// The user that serves and root may write, and whom the rules name.
 class WriteAccess {
@@ -26,4 +26,4 @@ class WriteAccess {
   std::vector<gid_t> groups_;
 };
 
-}  // namespace stptool
+}  // namespace service

@@ -1,4 +1,4 @@
-#include "stptool/service/InterruptibleIo.h"
+#include "agents/service/InterruptibleIo.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,9 +10,9 @@
 #include <climits>
 #include <optional>
 
-#include "stptool/service/StopSignals.h"
+#include "agents/service/StopSignals.h"
 
-namespace stptool {
+namespace service {
 
 namespace {
 
@@ -119,4 +119,4 @@ int openFile(const char* path, int flags, mode_t mode) {
   }
 }
 
-}  // namespace stptool
+}  // namespace service

@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-namespace stptool {
+namespace service {
 
 /// As the system knew the process when it connected.
 struct PeerCredentials {
@@ -19,4 +19,4 @@ struct PeerCredentials {
 /// None for a descriptor that is no Unix socket.
 std::optional<PeerCredentials> peerCredentials(int fd);
 
-}  // namespace stptool
+}  // namespace service

@@ -1,4 +1,4 @@
-#include "stptool/service/Readiness.h"
+#include "agents/service/Readiness.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,9 +13,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "stptool/service/InterruptibleIo.h"
+#include "agents/service/InterruptibleIo.h"
 
-namespace stptool {
+namespace service {
 
 namespace {
 
@@ -82,4 +82,4 @@ std::string Readiness::ready() {
 
 std::string Readiness::stopping() const { return notify("STOPPING=1\n"); }
 
-}  // namespace stptool
+}  // namespace service

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace stptool {
+namespace service {
 
 struct LogOptions {
   /// So many lines at once, and from then on so many a second; the rest is left out.
@@ -49,4 +49,4 @@ class Log {
   std::shared_ptr<Shared> shared_;
 };
 
-}  // namespace stptool
+}  // namespace service

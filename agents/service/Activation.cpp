@@ -1,14 +1,15 @@
-#include "stptool/service/Activation.h"
+#include "agents/service/Activation.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
 
-namespace stptool {
+namespace service {
 
 namespace {
 
@@ -49,4 +50,19 @@ std::vector<PassedSocket> passedSockets() {
   return passed;
 }
 
-}  // namespace stptool
+std::vector<ListeningSocket> listeningSockets(const std::string& path, mode_t mode) {
+  std::vector<ListeningSocket> sockets;
+  for (const PassedSocket& passed : passedSockets()) {
+    try {
+      sockets.emplace_back(passed.fd);
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error("LISTEN_FDS: '" + passed.name + "': " + error.what());
+    }
+  }
+  const bool isPassed = std::any_of(sockets.begin(), sockets.end(),
+                                    [&](const auto& socket) { return socket.path() == path; });
+  if (!path.empty() && !isPassed) sockets.emplace_back(path, mode);
+  return sockets;
+}
+
+}  // namespace service

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-namespace stptool {
+#include "agents/service/ListeningSocket.h"
+
+namespace service {
 
 struct PassedSocket {
   int fd;
@@ -17,4 +19,8 @@ struct PassedSocket {
 /// sense or name what is not open.
 std::vector<PassedSocket> passedSockets();
 
-}  // namespace stptool
+/// Those, and one at a path unless it is among them or the path is empty. Throws std::runtime_error
+/// as they do, and for a passed descriptor that is no listening socket.
+std::vector<ListeningSocket> listeningSockets(const std::string& path, mode_t mode = 0600);
+
+}  // namespace service

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace stptool {
+namespace service {
 
 // Without StopSignals these wait as the plain calls do, and a signal ends the process. With them, a
 // wait ends when a signal comes, and one that begins after a signal came lasts at most two seconds
@@ -25,4 +25,4 @@ ssize_t readSome(int fd, void* room, size_t size);
 /// the same.
 int openFile(const char* path, int flags, mode_t mode = 0666);
 
-}  // namespace stptool
+}  // namespace service

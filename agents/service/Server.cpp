@@ -1,19 +1,21 @@
-#include "stptool/service/Server.h"
+#include "agents/service/Server.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
+#include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
-#include "stptool/json/Json.h"
-
-namespace stptool {
+namespace service {
 
 using Tovo::NboAttrLog::Connection;
 using Tovo::NboAttrLog::Ending;
+using Json = nlohmann::ordered_json;
 
 namespace {
 
@@ -21,6 +23,17 @@ namespace {
 constexpr int exhaustedMilliseconds = 200;
 // New clients between two looks at those that are there: who connects without end holds up nobody.
 constexpr int clientsAtOnce = 64;
+
+// Beside those of the clients: standard streams, sockets, files, and some to spare.
+constexpr size_t ownDescriptors = 64;
+
+// The limit that a shell sets by default is below what the clients may need.
+void allowDescriptors(size_t count) {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= count) return;
+  limit.rlim_cur = std::min<rlim_t>(count, limit.rlim_max);
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
 
 int newReserve() { return ::open("/dev/null", O_RDONLY | O_CLOEXEC); }
 
@@ -38,7 +51,9 @@ Server::Server(Tovo::Directory& directory, std::vector<ListeningSocket> sockets,
       sockets_(std::move(sockets)),
       log_(log),
       budget_("all clients", options_.clients.bytes),
-      reserve_(newReserve()) {}
+      reserve_(newReserve()) {
+  allowDescriptors(options_.clients.all + ownDescriptors);
+}
 
 Server::User::User(uid_t uid, size_t bytes, Tovo::NboAttrLog::Budget& all)
     : budget("uid " + std::to_string(uid), bytes, &all) {}
@@ -60,12 +75,15 @@ void Server::run(const StopSignals& signals) {
       fds.push_back(
           {client.connection->readFd(), static_cast<short>(POLLIN | (writes ? POLLOUT : 0)), 0});
     }
+    for (const Work* work : work_) fds.push_back({work->fd(), POLLIN, 0});
     if (!signals.poll(fds, untilDue())) return;
     size_t at = sockets_.size();
     for (Client& client : clients_) {
       const short events = fds[at++].revents;
       if (events != 0) serveClient(client, events);
     }
+    // Behind the clients, so that what they have written is worked on in the same turn.
+    if (handleWork(fds.data() + at)) flushClients();
     // Behind what has arrived: a process that was stopped for a while finds it all at once.
     tickClients();
     dropClosed();
@@ -79,14 +97,35 @@ void Server::run(const StopSignals& signals) {
 int Server::untilDue() const {
   const auto now = Connection::Clock::now();
   int wait = exhausted_ ? exhaustedMilliseconds : -1;
-  for (const Client& client : clients_) {
-    const auto due = client.connection->due();
-    if (!due) continue;
+  const auto until = [&](const std::optional<Connection::Clock::time_point>& due) {
+    if (!due) return;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(std::max(*due, now) - now);
-    const auto milliseconds = static_cast<int>(left.count());
+    const auto milliseconds =
+        static_cast<int>(std::min<int64_t>(left.count(), std::numeric_limits<int>::max()));
     wait = wait < 0 ? milliseconds : std::min(wait, milliseconds);
-  }
+  };
+  for (const Client& client : clients_) until(client.connection->due());
+  for (const Work* work : work_) until(work->due());
   return wait;
+}
+
+// True when there was something to do.
+bool Server::handleWork(const pollfd* ready) {
+  bool worked = false;
+  for (Work* work : work_) {
+    const auto due = work->due();
+    const auto now = Work::Clock::now();
+    if ((ready++)->revents == 0 && (!due || *due > now)) continue;
+    work->handle(now);
+    worked = true;
+  }
+  return worked;
+}
+
+void Server::flushClients() {
+  for (Client& client : clients_) {
+    if (client.connection && client.connection->wantsWrite()) serveClient(client, POLLOUT);
+  }
 }
 
 void Server::tickClients() {
@@ -290,7 +329,12 @@ std::string Server::status() const {
   status["refused"] = refused;
   status["closed"] = std::move(closed);
   status["connections"] = std::move(connections);
+  Json notes = Json::array();
+  for (const Work* work : work_) {
+    for (std::string& note : work->notes()) notes.push_back(std::move(note));
+  }
+  status["notes"] = std::move(notes);
   return status.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-}  // namespace stptool
+}  // namespace service

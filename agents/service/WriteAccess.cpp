@@ -1,4 +1,4 @@
-#include "stptool/service/WriteAccess.h"
+#include "agents/service/WriteAccess.h"
 
 #include <grp.h>
 #include <pwd.h>
@@ -8,7 +8,7 @@
 #include <optional>
 #include <stdexcept>
 
-namespace stptool {
+namespace service {
 
 namespace {
 
@@ -81,4 +81,4 @@ std::string WriteAccess::refusal(const PeerCredentials& peer) const {
   return text;
 }
 
-}  // namespace stptool
+}  // namespace service

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace stptool {
+namespace service {
 
 /// Two ways, both for a process that is started and waited for: a descriptor that gets the line
 /// "ready" and is closed, and the datagrams of systemd's notification, to the socket that
@@ -28,4 +28,4 @@ class Readiness {
   std::optional<int> fd_;
 };
 
-}  // namespace stptool
+}  // namespace service
