@@ -23,7 +23,7 @@
 
 namespace {
 
-using namespace stptool;
+using namespace service;
 
 struct Pipe {
   Pipe() { EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0); }
