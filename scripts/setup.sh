@@ -24,6 +24,8 @@ probe() { # probe PACKAGE
     libabsl-dev) echo absl/base/config.h ;;
     libhiredis-dev) echo hiredis/hiredis.h ;;
     redis-tools) echo redis-check-rdb ;;
+    libmnl-dev) echo libmnl/libmnl.h ;;
+    iproute2) echo ip ;;
     *) echo "$1" ;;
   esac
 }
@@ -204,7 +206,7 @@ the details); check the network, or $advice"
 }
 
 need_for_build() {
-  need g++ cmake ninja-build libboost-dev nlohmann-json3-dev libcli11-dev "$@"
+  need g++ cmake ninja-build libboost-dev nlohmann-json3-dev libcli11-dev libmnl-dev "$@"
   need_fmt
 }
 
