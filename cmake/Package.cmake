@@ -1,10 +1,13 @@
-# cpack makes four Debian packages of the components that Install.cmake names: libstp0, libstp-dev,
-# stptool, and the debug symbols of each.
+# cpack makes Debian packages of the components that Install.cmake names: libstp0, libstp-dev, stptool,
+# stp-linux where it is built, and the debug symbols of each.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR "${PROJECT_NAME}")
 set(CPACK_PACKAGE_CONTACT "Stp developers <stp@localhost>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime dev tools)
+if(TARGET stp-linux)
+  list(APPEND CPACK_COMPONENTS_ALL linux)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES OFF)  # taken apart below instead
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -46,5 +49,14 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION
     "shows, changes and mirrors the state of a spanning tree agent
 Reads and writes a live tree of state by paths, follows its changes, saves and loads it as JSON and
 draws it. Types of other described libraries are loaded at run time.")
+
+set(CPACK_DEBIAN_LINUX_PACKAGE_NAME stp-linux)
+set(CPACK_DEBIAN_LINUX_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_LINUX_PACKAGE_DEPENDS "${runtime_package} ${same_version}")
+set(CPACK_DEBIAN_LINUX_PACKAGE_RECOMMENDS "stptool ${same_version}")
+set(CPACK_COMPONENT_LINUX_DESCRIPTION
+    "publishes the spanning trees of this machine's bridges
+Mirrors what the kernel's bridges do to whoever connects, and passes configuration to them. With a
+systemd unit, stp-linux.service.")
 
 include(CPack)
