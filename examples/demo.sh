@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Three acts: the state of an access switch mirrored between two processes; an agent with its
-# configuration, status and hardware state; a reader that outlives the process it reads from. Each
-# checks what the processes have in the end. Takes seconds; leaves no process and no file behind.
+# Four acts: the state of an access switch mirrored between two processes; an agent with its
+# configuration, status and hardware state; a reader that outlives the process it reads from; bridges
+# of the kernel, where that is allowed. Each checks what the processes have in the end. Takes seconds;
+# leaves no process and no file behind.
 #
 # usage: examples/demo.sh BUILD_DIR
 set -euo pipefail
@@ -18,11 +19,11 @@ examples=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 patience=${STP_DEMO_PATIENCE:-10} # seconds that anything may take
 dir=$(mktemp -d "${TMPDIR:-/tmp}/stp-demo.XXXXXX")
 export STP_SOCKET=$dir/socket
-agent='' reader='' mirror='' server=''
+agent='' reader='' mirror='' server='' lab=''
 
 clean_up() {
   local pid
-  for pid in $reader $mirror $agent $server; do
+  for pid in $reader $mirror $agent $server $lab; do
     kill "$pid" 2>/dev/null || true
     wait "$pid" 2>/dev/null || true
   done
@@ -110,3 +111,5 @@ printf '\n'
 . "$examples/demo/agent.sh"
 printf '\n'
 . "$examples/demo/restart.sh"
+printf '\n'
+. "$examples/demo/linux_bridges.sh"
