@@ -123,8 +123,8 @@ Log::~Log() {
 
 void Log::line(std::string_view text) {
   const bool isLong = text.size() > longestLine;
-  const std::string line =
-      shared_->name + ": " + Tovo::printable(text.substr(0, longestLine)) + (isLong ? "...\n" : "\n");
+  const std::string line = shared_->name + ": " + Tovo::printable(text.substr(0, longestLine)) +
+                           (isLong ? "...\n" : "\n");
   const std::lock_guard lock(shared_->mutex);
   const auto now = Clock::now();
   if (!shared_->allowance.take(now) || !shared_->add(line)) shared_->leaveOut(now);

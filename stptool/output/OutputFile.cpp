@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <utility>
 
-#include "stptool/Failure.h"
 #include "agents/service/InterruptibleIo.h"
+#include "stptool/Failure.h"
 #include "stptool/text/Output.h"
 
 namespace stptool {

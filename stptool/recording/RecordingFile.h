@@ -26,8 +26,8 @@ class PlayedRecording {
   const Reader& reader() const noexcept { return reader_; }
 
   /// As the reader's; what cannot be read, and an end without a farewell, is a Failure with
-  /// ExitCode::damaged, and what came before has been given out then. Interrupted when a stop signal
-  /// came while more was waited for.
+  /// ExitCode::damaged, and what came before has been given out then. Interrupted when a stop
+  /// signal came while more was waited for.
   const Reader::Message* next();
   void apply();
 

@@ -28,8 +28,8 @@ class Liveness {
 
    private:
     friend class Liveness;
-    // Not inlined, since GCC would warn of a place on the stack that is left behind; it is taken out
-    // again by the destructor.
+    // Not inlined, since GCC would warn of a place on the stack that is left behind; it is taken
+    // out again by the destructor.
     [[gnu::noinline]] void enter() noexcept { of_->innermost_ = this; }
 
     Liveness* of_;
