@@ -42,7 +42,7 @@ class Entity : public Pelmo::ObservableNode {
   virtual void handleParent(const Pelmo::Ptr<Entity>& parent);
   /// The exact type.
   virtual TovoTypeBase tovoType() const noexcept = 0;
-  void lastUserGone() noexcept override;
+  void lastUserGone() noexcept override;  ///< Tears the entity down, as said above.
 
   /// Empty for the types whose key is a parameter.
   const Pelmo::String& name() const noexcept { return name_; }

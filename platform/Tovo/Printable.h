@@ -14,7 +14,7 @@ size_t printableLength(std::string_view text) noexcept;
 
 bool isPrintable(std::string_view text) noexcept;
 
-/// The text with each byte of everything else as \xHH, so that it can neither command a terminal
+/// The text with each byte of everything else as `\xHH`, so that it can neither command a terminal
 /// nor look like another one.
 std::string printable(std::string_view text);
 
