@@ -7,7 +7,7 @@ title "values: a bridge, and what it tells its neighbours"
 bridge="Value('Stp::BridgeId', priority=32768, systemId=1, address=00:00:5e:00:53:01)"
 root="Value('Stp::BridgeId', priority=4096, systemId=1, address=00:00:5e:00:53:11)"
 expect '80 00 00 01 00 00 5e 00 53 01' encode Stp::BridgeId "$bridge"
-expect 'priority=32768, systemId=1' decode Stp::BridgeId 80:00:00:01:00:00:5e:00:53:01
+expect 'priority=32768, systemId=1' decode Stp::BridgeId 8000000100005e005301
 vector="Value('Stp::PriorityVector', cistRootBridgeId=$root, extRootPathCost=0,\
  regionalRootBridgeId=$root, intRootPathCost=2000, bridgeId=$bridge,\
  portId=Value('Stp::PortId', portPriority=128, portNumber=5))"

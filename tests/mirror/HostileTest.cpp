@@ -76,6 +76,10 @@ class Served {
   // Numbers in messages to the host.
   static constexpr uint32_t quiesce = 0x80000001;
   static constexpr uint32_t hw = 0x80000002;
+  // An instance in /hw.
+  static std::string element(const char* name, uint32_t number) {
+    return message(hw, 258, text(name) + text(name) + u32(number));
+  }
 
   Directory directory;
 };
@@ -254,11 +258,9 @@ TEST_F(HostileTest, NumbersNeedNotFollowOneAnother) {
   const auto& hw = static_cast<const Stp::Hw&>(*served.directory.mounted("/hw"));
   RawPeer peer(served.directory);
   peer.send(Served::opening());
-  const auto element = [](const char* name, uint32_t number) {
-    return message(Served::hw, 258, text(name) + text(name) + u32(number));
-  };
-  peer.send(element("A", 1) + element("B", 7) + element("C", 0x7fffffff) + endOfTurn);
-  peer.send(message(Served::hw, 65536 - 258, text("B")) + element("D", 7) + endOfTurn);
+  peer.send(Served::element("A", 1) + Served::element("B", 7) + Served::element("C", 0x7fffffff) +
+            endOfTurn);
+  peer.send(message(Served::hw, 65536 - 258, text("B")) + Served::element("D", 7) + endOfTurn);
   peer.send(message(7, 258, text("Et1") + text("Et1") + u32(9)) + endOfTurn);
   EXPECT_EQ(peer.connection().closeReason(), "");
   EXPECT_TRUE(hw.mstiHw("A") && hw.mstiHw("C") && !hw.mstiHw("B"));
@@ -274,7 +276,7 @@ TEST_F(HostileTest, ASecondMountOfAPathIsRefused) {
   peer.received();
   peer.send(message(0, 5, text("/hw") + u8(1)));
   EXPECT_EQ(peer.received(), message(0, 7, text("/hw is mounted already")));
-  peer.send(message(Served::hw, 258, text("A") + text("A") + u32(1)) + endOfTurn);
+  peer.send(Served::element("A", 1) + endOfTurn);
   EXPECT_TRUE(hw.mstiHw("A"));
   // This side does not even ask.
   Pair pair;
@@ -294,10 +296,7 @@ TEST_F(HostileTest, AStreamThatIsHalfClosedEnds) {
     const auto& hw = static_cast<const Stp::Hw&>(*served.directory.mounted("/hw"));
     RawPeer peer(served.directory);
     peer.send(Served::opening());
-    const auto element = [](const char* name, uint32_t number) {
-      return message(Served::hw, 258, text(name) + text(name) + u32(number));
-    };
-    peer.send(element("A", 1) + endOfTurn + (insideATurn ? element("B", 2) : ""));
+    peer.send(Served::element("A", 1) + endOfTurn + (insideATurn ? Served::element("B", 2) : ""));
     ::shutdown(peer.fd(), SHUT_WR);
     peer.settle();
     EXPECT_TRUE(hw.mstiHw("A"));
