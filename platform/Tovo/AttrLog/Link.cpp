@@ -229,8 +229,10 @@ void Link::listMounts() {
 void Link::mountListed() {
   for (auto at = wanted_.begin(); at != wanted_.end();) forgetGone(at++);
   std::erase_if(leftOut_, [&](const auto& path) { return !peer_->remoteMounts().contains(path); });
+  // A copy: who is told may replace the list.
+  const Connection::RemoteMounts listed = peer_->remoteMounts();
   const Liveness::Watch watch(liveness_);
-  for (const auto& [path, type] : peer_->remoteMounts()) {
+  for (const auto& [path, type] : listed) {
     wantListed(path, type);
     if (watch.gone()) return;
   }
