@@ -244,7 +244,7 @@ Writer::Value Writer::key(const ValueOps& ops) {
 
 Entity* Writer::target(Attribute attribute) {
   std::vector<Entity*> fitting;
-  for (Entity* entity : entitiesOf(root_)) {
+  for (Entity* entity : all()) {
     if (isDerived(entity->tovoType(), attribute.type())) fitting.push_back(entity);
   }
   return fitting.empty() ? nullptr : fitting[below(static_cast<uint32_t>(fitting.size()))];
@@ -296,14 +296,14 @@ void Writer::remove(Entity& owner, Attribute collection, const void* key) {
 }
 
 void Writer::clearDangling() {
-  const std::vector<Entity*> all = entitiesOf(root_);
+  const std::vector<Entity*> there = all();
   clearReferences([&](const Entity* target) {
-    return target && std::find(all.begin(), all.end(), target) == all.end();
+    return target && std::find(there.begin(), there.end(), target) == there.end();
   });
 }
 
 void Writer::clearReferences(const std::function<bool(const Entity*)>& to) {
-  for (Entity* holder : entitiesOf(root_)) {
+  for (Entity* holder : all()) {
     forEachAttribute(holder->tovoType(), [&](Attribute attribute) {
       if (attribute.kind() == AttributeKind::pointer) {
         if (to(pointerAt(*holder, attribute))) pointerIs(*holder, attribute, nullptr);
@@ -350,9 +350,21 @@ void Writer::change(Entity& entity, Attribute attribute) {
   }
 }
 
-void Writer::step() {
+std::vector<Entity*> Writer::all() const {
+  std::vector<Entity*> all = entitiesOf(root_);
+  if (!beside_) return all;
+  const std::vector<Entity*> more = entitiesOf(*beside_);
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+
+Entity& Writer::anyEntity() {
   const std::vector<Entity*> all = entitiesOf(root_);
-  Entity& entity = *all[below(static_cast<uint32_t>(all.size()))];
+  return *all[below(static_cast<uint32_t>(all.size()))];
+}
+
+void Writer::step() {
+  Entity& entity = anyEntity();
   std::vector<Attribute> logged;
   forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
     if (!attribute.isLogged()) return;
@@ -368,6 +380,49 @@ void Writer::steps(int count) {
 }
 
 void Writer::fill() { fillBelow(root_); }
+
+void Writer::changeAll() {
+  std::vector<Ptr<Entity>> there;
+  for (Entity* entity : entitiesOf(root_)) there.emplace_back(entity);
+  for (const Ptr<Entity>& entity : there) {
+    if (entity.get() != &root_ && !entity->parent()) continue;
+    forEachAttribute(entity->tovoType(), [&](Attribute attribute) {
+      if (attribute.isLogged()) change(*entity, attribute);
+    });
+  }
+}
+
+void Writer::burst() {
+  Entity& entity = anyEntity();
+  forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
+    if (attribute.isLogged() && !attribute.isCollection()) change(entity, attribute);
+  });
+}
+
+void Writer::remake() {
+  const Ptr<Entity> before(&anyEntity());
+  Entity* const owner = before->parent();
+  if (!owner || before.get() == &root_) return;
+  forEachAttribute(owner->tovoType(), [&](Attribute collection) {
+    if (collection.kind() != AttributeKind::ownCollection) return;
+    ValueBuffer key(collection.keyOps());
+    bool found = false;
+    forEachElement(*owner, collection, [&](const void* at, const void* item) {
+      if (item != before.get()) return;
+      key.constructFrom(at);
+      found = true;
+    });
+    if (!found) return;
+    std::vector<const void*> parameters;
+    for (const Attribute parameter : constructorParameters(collection.type())) {
+      parameters.push_back(storage(*before, parameter));
+    }
+    remove(*owner, collection, key.get());
+    const Ptr<Entity> now = collectionOps(collection).create(*owner, key.get(), parameters);
+    Writer below(*now, random_(), &root_);
+    below.steps(static_cast<int>(below.below(4)));
+  });
+}
 
 void Writer::fillBelow(Entity& entity) {
   forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
@@ -401,6 +456,7 @@ void Replay::handleChange(const Pelmo::Change& change) {
                                  : hex(encoded(attribute.ops(), change.previous));
   const std::string now = isPointer ? byIdentity(pointerAt(entity, attribute))
                                     : hex(encoded(attribute.ops(), storage(entity, attribute)));
+  EXPECT_NE(before, now) << path << " has not changed";
   std::string& known = plain_[path];
   if (arrived_.erase(path) == 0) {
     EXPECT_EQ(known, before) << path;

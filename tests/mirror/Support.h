@@ -92,16 +92,25 @@ struct Pair {
 void expectSame(const Entity& a, const Entity& b);
 
 /// Writes at random through reflection; every value has a form that the log can carry and that
-/// equals itself. References lead to elements of the tree and are cleared when these go.
+/// equals itself. References lead to elements of the tree, or of another one beside it, and are
+/// cleared when these go.
 class Writer {
  public:
-  Writer(Entity& root, uint64_t seed) : root_(root), random_(seed) {}
+  Writer(Entity& root, uint64_t seed, Entity* beside = nullptr)
+      : root_(root), beside_(beside), random_(seed) {}
 
   /// One change somewhere, or an attempt that changes nothing.
   void step();
   void steps(int count);
   /// Sets most attributes and fills every collection.
   void fill();
+  /// Tries to change each attribute and each collection that is there now.
+  void changeAll();
+  /// Sets all values of one entity.
+  void burst();
+  /// Deletes an element and makes it again as it was, mostly with other things below it. References
+  /// lead to the new one then, or nowhere.
+  void remake();
   uint32_t below(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
   /// Deletes an element and every reference to it or to what is below it.
   void remove(Entity& owner, Attribute collection, const void* key);
@@ -117,10 +126,14 @@ class Writer {
   void insert(Entity& owner, Attribute collection);
   void erase(Entity& owner, Attribute collection);
   void fillBelow(Entity& entity);
+  Entity& anyEntity();
+  /// Of both trees.
+  std::vector<Entity*> all() const;
   void clearReferences(const std::function<bool(const Entity*)>& to);
   Entity* target(Attribute attribute);
 
   Entity& root_;
+  Entity* beside_;
   std::mt19937_64 random_;
 };
 

@@ -28,6 +28,10 @@ struct Step {
 ///   t  time passes
 ///   r  it is killed and starts again with nothing (the origin: with another tree)
 ///   u  the origin unmounts its root, or mounts it again
+///   b  writes there as 'w': many values of one entity, lives under one key, in either tree
+///   p  the origin gets a second tree, or that one changes places with the first, or goes; others
+///      mirror it
+///   o  nobody observes its trees any more, or somebody does again
 ///   a  all work, a few times
 struct Schedule {
   uint64_t seed = 0;  ///< of the world: how many places, what type, what limits, who writes
