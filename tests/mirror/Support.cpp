@@ -280,11 +280,11 @@ void Writer::insert(Entity& owner, Attribute collection) {
   collectionOps(collection).put(owner, at->get(), item->get());
 }
 
-void Writer::remove(Entity& owner, Attribute collection, const void* key) {
+void Writer::remove(Entity& owner, Attribute collection, const void* key, bool references) {
   const void* item = collectionFind(owner, collection, key);
   if (!item) return;
   std::vector<Entity*> gone;
-  if (collection.kind() == AttributeKind::ownCollection) {
+  if (references && collection.kind() == AttributeKind::ownCollection) {
     gone = entitiesOf(*Tovo::elementEntity(item));
   }
   const Ptr<Entity> keep(gone.empty() ? nullptr : gone.front());
@@ -381,13 +381,15 @@ void Writer::steps(int count) {
 
 void Writer::fill() { fillBelow(root_); }
 
-void Writer::changeAll() {
+void Writer::changeAll(bool referencesOnly) {
   std::vector<Ptr<Entity>> there;
   for (Entity* entity : entitiesOf(root_)) there.emplace_back(entity);
   for (const Ptr<Entity>& entity : there) {
     if (entity.get() != &root_ && !entity->parent()) continue;
     forEachAttribute(entity->tovoType(), [&](Attribute attribute) {
-      if (attribute.isLogged()) change(*entity, attribute);
+      const bool refers = attribute.kind() == AttributeKind::pointer ||
+                          attribute.kind() == AttributeKind::refCollection;
+      if (attribute.isLogged() && (refers || !referencesOnly)) change(*entity, attribute);
     });
   }
 }
@@ -417,7 +419,8 @@ void Writer::remake() {
     for (const Attribute parameter : constructorParameters(collection.type())) {
       parameters.push_back(storage(*before, parameter));
     }
-    remove(*owner, collection, key.get());
+    remove(*owner, collection, key.get(), below(2) == 0);
+    if (below(4) == 0) return;
     const Ptr<Entity> now = collectionOps(collection).create(*owner, key.get(), parameters);
     Writer below(*now, random_(), &root_);
     below.steps(static_cast<int>(below.below(4)));

@@ -104,16 +104,16 @@ class Writer {
   void steps(int count);
   /// Sets most attributes and fills every collection.
   void fill();
-  /// Tries to change each attribute and each collection that is there now.
-  void changeAll();
+  /// Tries to change each attribute and each collection that is there now, or each reference.
+  void changeAll(bool referencesOnly = false);
   /// Sets all values of one entity.
   void burst();
-  /// Deletes an element and makes it again as it was, mostly with other things below it. References
-  /// lead to the new one then, or nowhere.
+  /// Deletes an element and mostly makes it again as it was, with other things below it. References
+  /// lead nowhere then, or to what has gone.
   void remake();
   uint32_t below(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
-  /// Deletes an element and every reference to it or to what is below it.
-  void remove(Entity& owner, Attribute collection, const void* key);
+  /// Deletes an element and, if told to, every reference to it or to what is below it.
+  void remove(Entity& owner, Attribute collection, const void* key, bool references = true);
   /// Clears references to what is not in the tree: they are null at the other end.
   void clearDangling();
 

@@ -180,7 +180,7 @@ class Place : private LinkObserver {
     std::minstd_rand random(seed);
     Writer(*root(), seed, root(besidePath)).steps(static_cast<int>(1 + chosen(random, 12)));
   }
-  // Values of one entity together, lives that follow one another, the other tree.
+  // Values of one entity together, all references, lives that follow one another, the other tree.
   void writeMore(uint32_t seed) {
     std::minstd_rand random(seed);
     const char* const paths[] = {rootPath, besidePath};
@@ -190,10 +190,15 @@ class Place : private LinkObserver {
     Writer writer(*tree, seed, root(paths[1 - first]));
     for (uint32_t i = chosen(random, 6); i > 0; --i) {
       writer.steps(static_cast<int>(chosen(random, 6)));
-      if (chosen(random, 2) == 0) {
-        writer.burst();
-      } else {
-        writer.remake();
+      switch (chosen(random, 3)) {
+        case 0:
+          writer.burst();
+          break;
+        case 1:
+          writer.changeAll(true);
+          break;
+        default:
+          writer.remake();
       }
     }
   }
@@ -247,6 +252,7 @@ class Place : private LinkObserver {
     expectAgree(mine, peers);
     expectAgree(peers, mine);
     EXPECT_EQ(mine.entities, peers.entities);
+    if (!traits_.writes) EXPECT_EQ(mine.messages.unknownEntities, 0u);
     EXPECT_EQ(peers.flows, peers.entities);
     EXPECT_EQ(mine.flows, traits_.writes ? mine.entities : 0);
     ASSERT_EQ(mine.mounts.size(), directory_->mounts().size());
@@ -390,7 +396,10 @@ class World {
         }
         return;
       case 'b':
-        return place.writeMore(step.b);
+        if (step.b % 2 == 0) return place.writeMore(step.b);
+        // Mostly they meet at the same places.
+        for (const auto& each : places_) each->writeMore(step.b);
+        return;
       case 'p':
         return &place == &origin() ? changeBeside(step.b) : place.mirrorBeside();
       case 'o':
