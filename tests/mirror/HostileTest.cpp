@@ -229,6 +229,10 @@ TEST_F(HostileTest, UnknownIdsAndGoneEntitiesAreCounted) {
   EXPECT_EQ(peer.connection().counters().unknownControls, 1u);
   EXPECT_EQ(peer.connection().counters().unknownAttributes, 4u);
   EXPECT_EQ(peer.connection().counters().unknownEntities, 2u);
+  // They are taken as well: what they said is not under way any more.
+  peer.received();
+  peer.send(message(77, 258, "never there") + endOfTurn);
+  EXPECT_EQ(peer.received(), message(0, 12, u32(7)));
   EXPECT_EQ(served.directory.mounted("/quiesce")->name().view(), "quiesce");
 }
 
@@ -422,6 +426,20 @@ TEST_F(HostileTest, TooManyEntities) {
   // The mount's number exists when its request is handled.
   peer.send(bytes + endOfTurn);
   EXPECT_EQ(peer.connection().closeReason(), "more than 10 entities");
+  EXPECT_EQ(static_cast<Stp::Hw*>(directory.mounted("/hw"))->mstiHw().size(), 9u);
+
+  // Mounts are counted like elements.
+  Directory mirrors;
+  limits.entities = 1;
+  RawPeer host(mirrors, limits);
+  bytes = greeting();
+  for (const char* path : {"/a", "/b"}) {
+    host.connection().mount(path, true);
+    bytes += message(0, 6, text(path) + u8(1) + text("Stp::Hw") + u32(path[1]) + text("hw"));
+  }
+  host.send(bytes + endOfTurn);
+  EXPECT_EQ(host.connection().closeReason(), "more than 1 entities");
+  EXPECT_EQ(mirrors.mounts().size(), 1u);
 }
 
 TEST_F(HostileTest, TooDeep) {

@@ -298,6 +298,7 @@ TEST_F(LinkTest, WaitsGrowWithinTheirBoundsAndStartOver) {
     server.stop();
     client.settle();
     EXPECT_LE(*client.link.nextTry() - client.now, milliseconds(100));
+    EXPECT_EQ(client.link.failures(), 7u) << "those that were made are none";
   }
   const auto [least, most] = std::minmax_element(shares.begin(), shares.end());
   EXPECT_LT(*least, 0.55) << "all come at the same time";

@@ -7,6 +7,7 @@
 #include <random>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "RawPeer.h"
@@ -347,6 +348,21 @@ TEST_F(TurnTest, WhoLosesItsLastReferenceIsToldBehindTheTurn) {
   pair.settle();
   EXPECT_EQ(end.observed(), nullptr) << "it has gone";
   EXPECT_EQ(seen, 7u);
+  // The same of one that this end refers to for a part of the turn only.
+  bool refers = false;
+  pair.guest->appliedIs([&](std::span<const uint8_t>) {
+    if (std::exchange(refers, true)) return;
+    auto port = Stp::MstiPortStatus::MstiPortStatusIs("Et3", 3);
+    end.observe(port->nodePublisher());
+    mirrored->rootPortIs(port);
+    port = nullptr;
+    mirrored->rootPortIs(nullptr);
+    EXPECT_TRUE(end.observed());
+  });
+  msti->mcheckCountIs(8);
+  pair.settle();
+  EXPECT_EQ(end.observed(), nullptr);
+  EXPECT_EQ(seen, 8u);
 }
 
 // What the peer did not say is not taken for its own, whenever it is set.

@@ -2,7 +2,10 @@
 #include <random>
 #include <string>
 
+#include "RawPeer.h"
 #include "Stp/StpConfig.h"
+#include "Stp/StpHw.h"
+#include "Stp/StpQuiesceConfig.h"
 #include "Support.h"
 #include "Tovo/Inspect.h"
 
@@ -133,6 +136,56 @@ TEST_F(WritableTest, TheGuestsWriteStaysWhenTheHostHasNotSeenIt) {
     }
     pair_->expectOpen();
   }
+}
+
+// What a host says of an element that the guest has made: of a key that the guest has mentioned it
+// counts when that message is taken, of others when the whole transfer is.
+TEST_F(WritableTest, WhatIsSaidOfANewElementCountsWhenItIsTaken) {
+  const struct {
+    uint32_t taken;
+    bool mentionedStays;
+    bool otherComes;
+  } cases[] = {{0, true, false}, {3, false, false}, {4, false, true}};
+  for (const auto& [taken, mentionedStays, otherComes] : cases) {
+    SCOPED_TRACE(taken);
+    Directory directory;
+    RawPeer host(directory);
+    host.connection().mount("/hw", false);
+    host.send(greeting() +
+              message(0, 6, text("/hw") + u8(0) + text("Stp::Hw") + u32(1) + text("hw")) +
+              message(0, 9));
+    auto& mirror = static_cast<Stp::Hw&>(*directory.mounted("/hw"));
+    const auto made = mirror.mstiHwIs("Mst0");
+    made->mstiPortHwIs("Et1");
+    host.settle();
+    const uint32_t number = 0x80000001;
+    host.send((taken > 0 ? message(0, 12, u32(taken)) : "") +
+              message(number, 65536 - 258, text("Et1")) +
+              message(number, 258, text("Et2") + text("Et2") + u32(2)) + message(0, 9));
+    EXPECT_EQ(made->mstiPortHwContains("Et1"), mentionedStays);
+    EXPECT_EQ(made->mstiPortHwContains("Et2"), otherComes);
+    EXPECT_EQ(host.connection().closeReason(), "");
+  }
+}
+
+// A guest's reference to what it has from before travels under another number when that is mounted.
+TEST_F(WritableTest, AReferenceToWhatIsBeingMountedIsSentAgain) {
+  const auto quiesce = Stp::quiesceConfigFactory("quiesce");
+  const auto config = Stp::configFactory("config");
+  pair_->hostDirectory.mount("/quiesce", quiesce);
+  pair_->hostDirectory.mount("/config", config);
+  const auto known = Stp::configFactory("config");
+  pair_->guestDirectory.mount("/config", known);
+  auto& mirrored = static_cast<Stp::QuiesceConfig&>(pair_->mirror("/quiesce", false));
+  pair_->guest->mount("/config", false);
+  pair_->guest->flush();
+  pair_->host->handleReadable();
+  pair_->host->flush();
+  mirrored.stpConfigIs(known);
+  pair_->guest->flush();
+  pair_->settle();
+  EXPECT_EQ(quiesce->stpConfig(), config);
+  EXPECT_EQ(mirrored.stpConfig(), known);
 }
 
 TEST_F(WritableTest, WritesToWhatTheHostHasDeletedAreCounted) {

@@ -40,6 +40,10 @@ const char* const treeTypes[] = {"Stp::Hw",
                                  "Stp::PortCounterDir",
                                  "Stp::OCMstiConfigDir",
                                  "Stp::OCInterfaceStateDir"};
+// Those in which something refers to something.
+const char* const referringTypes[] = {"Stp::Status", "Stp::Config", "Stp::Input::Config"};
+// Worlds from this number on are of these more often, and more of them are written by mirrors.
+constexpr uint64_t firstReferring = 1u << 31;
 constexpr const char* rootPath = "/root";
 constexpr const char* besidePath = "/beside";
 constexpr uint32_t mostPlaces = 6;
@@ -321,10 +325,12 @@ class Place : private LinkObserver {
 class World {
  public:
   explicit World(uint64_t seed) : random_(static_cast<uint32_t>(seed % 2147483646 + 1)) {
+    const bool refers = seed >= firstReferring;
     type_ = treeTypes[below(std::size(treeTypes))];
+    if (refers && below(2) == 0) type_ = referringTypes[below(std::size(referringTypes))];
     const uint32_t count = 2 + below(mostPlaces - 1);
     const bool chain = below(3) == 0;
-    const bool writable = below(3) == 0;
+    const bool writable = below(refers ? 2 : 3) == 0;
     static constexpr size_t outputs[] = {1, 40, 300, 4000, 256 * 1024};
     for (uint32_t i = 0; i < count; ++i) {
       Place::Traits traits;
@@ -460,16 +466,15 @@ class World {
     Writer(*tree, seed).steps(static_cast<int>(seed % 60));
   }
 
-  // The tree beside the first one comes, changes places with it, or goes.
+  // The tree beside the first one comes, its references leading to that and the other way round,
+  // changes places with it, or goes.
   void changeBeside(uint32_t seed) {
     Directory& directory = origin().directory();
     if (!origin().root(besidePath)) {
-      // Its references lead to the first one, or the other way round.
-      const bool refers = type_ == std::string_view("Stp::Config") && seed % 2 == 0;
-      const Ptr<Entity> tree =
-          directory.newEntity(besidePath, refers ? "Stp::QuiesceConfig" : type_);
+      const char* const types[] = {type_, "Stp::Status", "Stp::Config", "Stp::QuiesceConfig"};
+      const Ptr<Entity> tree = directory.newEntity(besidePath, types[seed % std::size(types)]);
       origin().watch(besidePath, *tree);
-      Writer(*tree, seed, origin().root()).steps(static_cast<int>(seed % 30));
+      Writer(*tree, seed, origin().root()).steps(static_cast<int>(seed % 90));
     } else if (seed % 3 == 0 || !origin().root()) {
       origin().unmount(besidePath);
     } else {
@@ -535,13 +540,12 @@ class World {
 
 Schedule scheduleOf(uint64_t seed) {
   // Worlds of numbers that lie side by side would be alike: the generator begins near its seed.
-  Schedule schedule{seed * 1327217885 % 2147483646, {}};
+  Schedule schedule{firstReferring + seed * 1327217885 % 2147483646, {}};
   std::minstd_rand random(static_cast<uint32_t>(seed * 7919 % 2147483646 + 1));
   // Each kind as often as it stands here; some worlds are quiet but for one kind of trouble.
   static constexpr std::string_view mixes[] = {
-      "wwwkkkkkaa",    "wwwkkkffffaa",   "wwkkkccttaa",      "wwkkmmmttaa",
-      "wxxkkkttaa",    "wwkkrrttaau",    "wwwxkkkfmcttrua",  "wwbbbkkkkaap",
-      "wbbbkkffaaopo", "wwbbkkkccttapp", "wbbxkkkfmcttruapo"};
+      "wwwkkkkkaa",   "wwbkkkffffaap", "wbkkkccttaap",      "wbkkmmmttaap", "wxxbkkkttaap",
+      "wbkkrrttaaup", "wbbbkkkkaappo", "wbbxkkkfmcttruapo", "bbbkkkffaap",  "bbkkkaappu"};
   const std::string_view kinds = mixes[chosen(random, std::size(mixes))];
   const uint32_t count = 20 + chosen(random, 120);
   for (uint32_t i = 0; i < count; ++i) {
