@@ -41,8 +41,8 @@ std::string byIdentity(const Entity* target) {
   return std::to_string(reinterpret_cast<uintptr_t>(target));
 }
 
-std::string entryPath(const Entity& owner, Attribute collection, const void* key) {
-  return pathOf(owner, collection.name()) + "{" + hex(encoded(collection.keyOps(), key)) + "}";
+std::string entryKey(Attribute collection, const void* key) {
+  return "{" + hex(encoded(collection.keyOps(), key)) + "}";
 }
 
 std::string itemText(Attribute collection, const void* item, TargetText targetText) {
@@ -57,17 +57,18 @@ std::string itemText(Attribute collection, const void* item, TargetText targetTe
 }
 
 void addPlain(const Entity& entity, Plain& plain, TargetText targetText) {
+  const std::string own = pathOf(entity) + "/";
   forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
+    const std::string path = own + attribute.name();
     if (attribute.isCollection()) {
       forEachElement(entity, attribute, [&](const void* key, const void* item) {
-        plain[entryPath(entity, attribute, key)] = itemText(attribute, item, targetText);
+        plain[path + entryKey(attribute, key)] = itemText(attribute, item, targetText);
         if (attribute.kind() == AttributeKind::ownCollection) {
           addPlain(*Tovo::elementEntity(item), plain, targetText);
         }
       });
       return;
     }
-    const std::string path = pathOf(entity, attribute.name());
     if (attribute.kind() == AttributeKind::pointer) {
       plain[path] = targetText(pointerAt(entity, attribute));
     } else if (attribute.kind() == AttributeKind::attribute ||
@@ -168,6 +169,7 @@ namespace {
 
 // Both as "path: value" lines that only one side has.
 void expectSamePlain(const Plain& expected, const Plain& found) {
+  if (expected == found) return;
   for (const auto& [path, value] : expected) {
     const auto at = found.find(path);
     EXPECT_EQ(at == found.end() ? "nothing" : at->second, value) << path;
@@ -244,9 +246,13 @@ Writer::Value Writer::key(const ValueOps& ops) {
 
 Entity* Writer::target(Attribute attribute) {
   std::vector<Entity*> fitting;
-  for (Entity* entity : all()) {
-    if (isDerived(entity->tovoType(), attribute.type())) fitting.push_back(entity);
-  }
+  const auto look = [&](const std::vector<Entity*>& there) {
+    for (Entity* entity : there) {
+      if (isDerived(entity->tovoType(), attribute.type())) fitting.push_back(entity);
+    }
+  };
+  if (beside_ && below(2) == 0) look(entitiesOf(*beside_));
+  if (fitting.empty()) look(all());
   return fitting.empty() ? nullptr : fitting[below(static_cast<uint32_t>(fitting.size()))];
 }
 
@@ -379,7 +385,7 @@ void Writer::steps(int count) {
   for (int i = 0; i < count; ++i) step();
 }
 
-void Writer::fill() { fillBelow(root_); }
+void Writer::fill(int each) { fillBelow(root_, each); }
 
 void Writer::changeAll(bool referencesOnly) {
   std::vector<Ptr<Entity>> there;
@@ -427,12 +433,12 @@ void Writer::remake() {
   });
 }
 
-void Writer::fillBelow(Entity& entity) {
+void Writer::fillBelow(Entity& entity, int each) {
   forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
     if (!attribute.isCollection()) return;
-    for (int i = 0; i < 5; ++i) insert(entity, attribute);
+    for (int i = 0; i < each; ++i) insert(entity, attribute);
   });
-  forEachChild(entity, [&](Entity& child, Attribute) { fillBelow(child); });
+  forEachChild(entity, [&](Entity& child, Attribute) { fillBelow(child, each); });
   forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
     if (attribute.isLogged() && !attribute.isCollection()) change(entity, attribute);
     if (attribute.kind() == AttributeKind::refCollection) insert(entity, attribute);
@@ -469,7 +475,7 @@ void Replay::handleChange(const Pelmo::Change& change) {
 
 // An element arrives with what is in it, which is published behind it as its writer made it.
 void Replay::collectionChanged(Entity& owner, Attribute collection, const Pelmo::Change& change) {
-  const std::string path = entryPath(owner, collection, change.key);
+  const std::string path = pathOf(owner, collection.name()) + entryKey(collection, change.key);
   const void* item = collectionFind(owner, collection, change.key);
   const bool known = plain_.contains(path);
   if (change.previous || !known) {
@@ -493,12 +499,14 @@ void Replay::collectionChanged(Entity& owner, Attribute collection, const Pelmo:
     // Another one may be there already; then it is published next.
     std::string below = pathOf(owner, collection.name());
     Tovo::appendKey(below, Tovo::plainText(collection.keyOps(), change.key));
-    const auto isGone = [&](const std::string& at) {
-      return at == path || (at.starts_with(below) && at.size() > below.size() &&
-                            (at[below.size()] == '/' || at[below.size()] == '['));
-    };
-    std::erase_if(plain_, [&](const auto& entry) { return isGone(entry.first); });
-    std::erase_if(arrived_, isGone);
+    plain_.erase(path);
+    arrived_.erase(path);
+    for (const char next : {'/', '['}) {
+      const std::string from = below + next;
+      const std::string to = below + static_cast<char>(next + 1);
+      plain_.erase(plain_.lower_bound(from), plain_.lower_bound(to));
+      arrived_.erase(arrived_.lower_bound(from), arrived_.lower_bound(to));
+    }
     return;
   }
   if (item) {

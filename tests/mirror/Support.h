@@ -102,8 +102,8 @@ class Writer {
   /// One change somewhere, or an attempt that changes nothing.
   void step();
   void steps(int count);
-  /// Sets most attributes and fills every collection.
-  void fill();
+  /// Sets most attributes and puts so many into every collection.
+  void fill(int each = 5);
   /// Tries to change each attribute and each collection that is there now, or each reference.
   void changeAll(bool referencesOnly = false);
   /// Sets all values of one entity.
@@ -125,7 +125,7 @@ class Writer {
   void change(Entity& entity, Attribute attribute);
   void insert(Entity& owner, Attribute collection);
   void erase(Entity& owner, Attribute collection);
-  void fillBelow(Entity& entity);
+  void fillBelow(Entity& entity, int each);
   Entity& anyEntity();
   /// Of both trees.
   std::vector<Entity*> all() const;

@@ -21,6 +21,7 @@
 #include "Tovo/AttrLog/Budget.h"
 #include "Tovo/AttrLog/Link.h"
 #include "Tovo/Collection.h"
+#include "Tovo/Inspect.h"
 
 namespace Mirror {
 
@@ -192,11 +193,14 @@ class Place : private LinkObserver {
     Entity* const tree = root(paths[first]);
     if (!writes() || !tree) return;
     Writer writer(*tree, seed, root(paths[1 - first]));
-    for (uint32_t i = chosen(random, 6); i > 0; --i) {
+    for (uint32_t i = chosen(random, 4); i > 0; --i) {
       writer.steps(static_cast<int>(chosen(random, 6)));
-      switch (chosen(random, 3)) {
+      switch (chosen(random, 4)) {
         case 0:
           writer.burst();
+          break;
+        case 2:
+          writer.fill(1);
           break;
         case 1:
           writer.changeAll(true);
@@ -325,12 +329,12 @@ class Place : private LinkObserver {
 class World {
  public:
   explicit World(uint64_t seed) : random_(static_cast<uint32_t>(seed % 2147483646 + 1)) {
-    const bool refers = seed >= firstReferring;
+    refers_ = seed >= firstReferring;
     type_ = treeTypes[below(std::size(treeTypes))];
-    if (refers && below(2) == 0) type_ = referringTypes[below(std::size(referringTypes))];
+    if (refers_ && below(2) == 0) type_ = referringTypes[below(std::size(referringTypes))];
     const uint32_t count = 2 + below(mostPlaces - 1);
     const bool chain = below(3) == 0;
-    const bool writable = below(refers ? 2 : 3) == 0;
+    const bool writable = below(refers_ ? 2 : 3) == 0;
     static constexpr size_t outputs[] = {1, 40, 300, 4000, 256 * 1024};
     for (uint32_t i = 0; i < count; ++i) {
       Place::Traits traits;
@@ -463,20 +467,24 @@ class World {
     shelved_ = nullptr;
     const Ptr<Entity> tree = origin().directory().newEntity(rootPath, type_);
     origin().watch(rootPath, *tree);
-    Writer(*tree, seed).steps(static_cast<int>(seed % 60));
+    Writer writer(*tree, seed);
+    if (refers_) writer.fill(static_cast<int>(seed % 3));
+    writer.steps(static_cast<int>(seed % (refers_ ? 10 : 60)));
   }
 
   // The tree beside the first one comes, its references leading to that and the other way round,
-  // changes places with it, or goes.
+  // refers to other elements, changes places with it, or goes.
   void changeBeside(uint32_t seed) {
     Directory& directory = origin().directory();
     if (!origin().root(besidePath)) {
       const char* const types[] = {type_, "Stp::Status", "Stp::Config", "Stp::QuiesceConfig"};
       const Ptr<Entity> tree = directory.newEntity(besidePath, types[seed % std::size(types)]);
       origin().watch(besidePath, *tree);
-      Writer(*tree, seed, origin().root()).steps(static_cast<int>(seed % 90));
-    } else if (seed % 3 == 0 || !origin().root()) {
+      Writer(*tree, seed, origin().root()).fill(static_cast<int>(1 + seed % 2));
+    } else if (!origin().root() || seed % 4 == 0) {
       origin().unmount(besidePath);
+    } else if (seed % 4 != 1) {
+      Writer(*origin().root(), seed, origin().root(besidePath)).changeAll(true);
     } else {
       const Ptr<Entity> first = origin().unmount(rootPath);
       const Ptr<Entity> second = origin().unmount(besidePath);
@@ -497,7 +505,8 @@ class World {
       ASSERT_EQ(place.link()->state(), LinkState::synced) << place.link()->reason();
       for (const auto& [path, tree] : origin().directory().mounts()) {
         ASSERT_NE(place.root(path.c_str()), nullptr);
-        expectSame(*tree, *place.root(path.c_str()));
+        std::string difference;
+        EXPECT_TRUE(sameTree(*tree, *place.root(path.c_str()), difference)) << difference;
       }
       place.expectPublished();
       place.expectFigures();
@@ -529,6 +538,7 @@ class World {
   std::minstd_rand random_;
   uint64_t failing_ = 0;
   Link::Clock::time_point now_ = Link::Clock::now();
+  bool refers_ = false;
   const char* type_ = nullptr;
   std::vector<std::unique_ptr<Place>> places_;
   Ptr<Entity> shelved_;
