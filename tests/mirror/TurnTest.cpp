@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "RawPeer.h"
+#include "Stp/StpConfig.h"
 #include "Stp/StpHw.h"
 #include "Stp/StpQuiesceConfig.h"
 #include "Stp/StpStatus.h"
@@ -363,6 +364,19 @@ TEST_F(TurnTest, WhoLosesItsLastReferenceIsToldBehindTheTurn) {
   pair.settle();
   EXPECT_EQ(end.observed(), nullptr);
   EXPECT_EQ(seen, 8u);
+  // And of one that another takes the place of in a collection.
+  const auto config = Stp::configFactory("config");
+  pair.hostDirectory.mount("/config", config);
+  config->backupToBackupIntfConfigIs("Et2", config->backupIntfConfigIs("Et1", "Et2"));
+  const auto& mirroredConfig = static_cast<Stp::Config&>(pair.mirror("/config"));
+  end.observe(mirroredConfig.backupIntfConfig("Et1")->nodePublisher());
+  config->backupIntfConfigDel("Et1");
+  pair.settle();
+  ASSERT_TRUE(end.observed());
+  end.told = [&] { EXPECT_FALSE(Pelmo::Publisher::catcher()) << "in the middle of the turn"; };
+  config->backupToBackupIntfConfigIs("Et2", config->backupIntfConfigIs("Et3", "Et4"));
+  pair.settle();
+  EXPECT_EQ(end.observed(), nullptr);
 }
 
 // What the peer did not say is not taken for its own, whenever it is set.

@@ -105,6 +105,40 @@ TEST_F(WritableTest, NothingOfAGuestComesBack) {
   EXPECT_EQ(pair_->host->counters().messagesSent, before);
   EXPECT_EQ(replay.changes(), own);
   expectSame(*config_, guest);
+  // Nor what the host was about to say of it.
+  config_->portConfigDel("Ethernet1");
+  config_->portConfigIs("Ethernet1");
+  config_->portConfigIs("Ethernet2");
+  guest.portConfigDel("Ethernet1");
+  guest.portConfigIs("Ethernet2");
+  pair_->guest->flush();
+  pair_->host->handleReadable();
+  pair_->settle();
+  EXPECT_EQ(pair_->host->counters().messagesSent, before);
+  EXPECT_EQ(config_->portConfig().size(), 1u);
+  expectSame(*config_, guest);
+}
+
+// A guest's write to what waits for its target stays when that arrives.
+TEST_F(WritableTest, WhatWaitedAndWasWrittenWaitsNoMore) {
+  const auto quiesce = Stp::quiesceConfigFactory("quiesce");
+  const auto config = Stp::configFactory("config");
+  pair_->hostDirectory.mount("/quiesce", quiesce);
+  pair_->hostDirectory.mount("/config", config);
+  const auto target = config->backupIntfConfigIs("Ethernet1", "Ethernet2");
+  quiesce->stpConfigIs(config);
+  config_->backupToBackupIntfConfigIs("Ethernet2", target);
+  auto& input = mirror(false);
+  auto& mirrored = static_cast<Stp::QuiesceConfig&>(pair_->mirror("/quiesce", false));
+  mirrored.stpConfigIs(Stp::configFactory("elsewhere"));
+  mirrored.stpConfigIs(nullptr);
+  input.backupToBackupIntfConfigIs("Ethernet2", Stp::backupIntfConfigFactory("x", "y"));
+  input.backupToBackupIntfConfigDel("Ethernet2");
+  pair_->settle();
+  pair_->mirror("/config");
+  expectSame(*quiesce, mirrored);
+  expectSame(*config_, input);
+  EXPECT_FALSE(mirrored.stpConfig());
 }
 
 // A guest's write is not lost to what the host says of the time before it knew of it, however the
