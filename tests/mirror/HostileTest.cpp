@@ -336,6 +336,10 @@ TEST_F(HostileTest, AMirrorIsNoMoreWritableThanWasAsked) {
               endOfTurn);
     ASSERT_TRUE(directory.mounted("/hw")) << peer.connection().closeReason();
     EXPECT_EQ(peer.connection().flowCount(), readOnly ? 0u : 1u);
+    // Its number is not given twice.
+    peer.connection().mount("/b", true);
+    peer.send(message(0, 6, text("/b") + u8(0) + text("Stp::Hw") + u32(1) + text("hw")));
+    EXPECT_EQ(peer.connection().closeReason(), "the number 2147483649 for a mounted entity");
   }
 }
 
@@ -358,6 +362,15 @@ TEST_F(HostileTest, ListsAreOwedAndNotHeld) {
   }
   EXPECT_EQ(connection.closeReason(), "");
   ::close(sockets.b);
+  // Who asks holds one at a time.
+  limits.turnBytes = 100;
+  RawPeer host(served.directory, limits);
+  host.send(greeting());
+  for (int i = 0; i < 10; ++i) {
+    host.connection().askMounts();
+    host.send(message(0, 4, u32(1) + text("/hw") + text("Stp::Hw")));
+  }
+  EXPECT_EQ(host.connection().closeReason(), "");
 }
 
 TEST_F(HostileTest, WhoAsksMustRead) {
@@ -392,12 +405,19 @@ TEST_F(HostileTest, OfAListenerNothingIsHeld) {
     Served served;
     RawPeer peer(served.directory);
     peer.connection().servesIs(true, mayWrite);
-    peer.send(Served::opening() + message(77, 258, std::string(60000, 'x')));
+    peer.send(Served::opening());
+    peer.connection().servesIs(true, false);  // what is mounted stays as it is
+    peer.send(message(77, 258, std::string(60000, 'x')));
     EXPECT_EQ(peer.connection().counters().unknownEntities, mayWrite ? 0u : 1u)
         << "held for the end of its turn";
     peer.send(message(77, 258, std::string(70000, 'x')));
     EXPECT_EQ(peer.connection().closeReason(),
               mayWrite ? "" : "a message of 70006 bytes; 6 to 65536 are allowed");
+    // Who has nothing left to write to listens as well.
+    for (const char* path : {"/quiesce", "/hw"}) served.directory.unmount(path);
+    peer.settle();
+    peer.send(message(77, 258, std::string(70000, 'x')));
+    EXPECT_EQ(peer.connection().closeReason(), "a message of 70006 bytes; 6 to 65536 are allowed");
   }
 }
 
@@ -410,6 +430,10 @@ TEST_F(HostileTest, TooManyPings) {
   ASSERT_EQ(::send(peer.fd(), pings.data(), pings.size(), 0), static_cast<ssize_t>(pings.size()));
   peer.connection().handleReadable();
   EXPECT_EQ(peer.connection().closeReason(), "too many unanswered pings");
+  RawPeer asked(directory);
+  for (int i = 0; i < 2; ++i) asked.connection().ping();
+  asked.send(greeting() + message(0, 11, u32(2)));
+  EXPECT_EQ(asked.connection().closeReason(), "a pong 2 that was not asked for");
 }
 
 TEST_F(HostileTest, TooManyEntities) {

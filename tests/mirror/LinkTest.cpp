@@ -350,6 +350,33 @@ TEST_F(LinkTest, RootsThatGoAndCome) {
   EXPECT_NE(dynamic_cast<Stp::Hw*>(client.directory.mounted("/other")), nullptr);
 }
 
+// What a link asks for again is not here before it is answered and whole.
+TEST_F(LinkTest, IsSyncedAgainWhenAllIsAnswered) {
+  Directory directory;
+  int peer = -1;
+  const auto connect = [&] {
+    const Sockets sockets;
+    peer = sockets.a;
+    return Link::Stream{sockets.b, sockets.b};
+  };
+  Link link(connect, directory, options());
+  link.mount("/hw", true);
+  auto now = Link::Clock::now();
+  const std::string hw = message(0, 6, text("/hw") + u8(1) + text("Stp::Hw") + u32(1) + text("hw"));
+  for (int time = 0; time < 2; ++time) {
+    for (const std::string& bytes : {greeting(), hw, message(0, 9)}) {
+      link.handle(now);
+      EXPECT_NE(link.state(), LinkState::synced);
+      ASSERT_EQ(::send(peer, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+      link.handle(now);
+    }
+    EXPECT_EQ(link.state(), LinkState::synced);
+    ::close(peer);
+    link.handle(now);
+    now = link.nextTry().value_or(now);
+  }
+}
+
 TEST_F(LinkTest, FollowsAllRoots) {
   Server server;
   server.start();

@@ -1,4 +1,6 @@
 // Roots that a guest has made and removed, and how others hear of it.
+#include <sys/socket.h>
+
 #include "Stp/StpStatus.h"
 #include "Support.h"
 #include "Tovo/Exceptions.h"
@@ -69,7 +71,7 @@ std::string numbered(int i) { return "/root" + std::to_string(i); }
 // Many roots cost neither end more than a bounded room, and nobody the connection: who lists them,
 // who mounts all of them, who makes and removes them, and who does not read meanwhile.
 TEST_F(RootsTest, ThousandsComeAndGo) {
-  constexpr int count = 6000;
+  constexpr int count = 8000;
   Pair reader;
   for (int i = 0; i < count; ++i) reader.root(numbered(i), "Stp::Hw");
   reader.guest->followMounts();
@@ -109,6 +111,28 @@ TEST_F(RootsTest, ThousandsComeAndGo) {
   std::vector<std::string> expected;
   for (const auto& [path, root] : reader.hostDirectory.mounts()) expected.push_back(path);
   EXPECT_EQ(pathsAt(*reader.guest), expected);
+}
+
+TEST_F(RootsTest, WhatComesAndGoesWhileAListIsSentIsToldBehindIt) {
+  Limits limits;
+  limits.outputBytes = 4096;
+  Pair pair(limits);
+  for (int i = 0; i < 3000; ++i) pair.root(numbered(i), "Stp::Hw");
+  const int smallest = 1;
+  ::setsockopt(pair.host->writeFd(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
+  pair.guest->followMounts();
+  pair.guest->askMounts();
+  pair.guest->flush();
+  pair.host->handleReadable();
+  pair.host->flush();
+  // Both stand in the part that is sent already.
+  pair.hostDirectory.unmount(numbered(0));
+  pair.root("/first", "Stp::Hw");
+  pair.settle();
+  const std::vector<std::string> paths = pathsAt(*pair.guest);
+  ASSERT_EQ(paths.size(), 3000u);
+  EXPECT_EQ(paths.front(), "/first");
+  EXPECT_EQ(paths[1], numbered(1));
 }
 
 // What is mounted elsewhere is gone from where it was, and a list is as long as it takes.

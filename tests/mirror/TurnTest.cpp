@@ -377,6 +377,11 @@ TEST_F(TurnTest, WhoLosesItsLastReferenceIsToldBehindTheTurn) {
   config->backupToBackupIntfConfigIs("Et2", config->backupIntfConfigIs("Et3", "Et4"));
   pair.settle();
   EXPECT_EQ(end.observed(), nullptr);
+  // And of a root that the peer removes.
+  end.observe(pair.hostDirectory.newEntity("/hw", "Stp::Hw")->nodePublisher());
+  pair.guest->remove("/hw");
+  pair.settle();
+  EXPECT_EQ(end.observed(), nullptr);
 }
 
 // What the peer did not say is not taken for its own, whenever it is set.
@@ -436,17 +441,19 @@ TEST_F(TurnTest, ATurnAboveTheLimitEndsTheConnection) {
   const auto hw = Stp::hwFactory("hw");
   directory.mount("/hw", hw);
   Limits limits;
-  limits.turnBytes = 1000;
-  RawPeer peer(directory, limits);
-  peer.send(greeting() + message(0, 5, text("/hw") + u8(0)));
   const auto make = [](uint32_t number) {
     const std::string name = text("Mst" + std::to_string(number));
     return message(0x80000001, 258, name + name + u32(number));
   };
+  limits.turnBytes = 10 * make(101).size();
+  RawPeer peer(directory, limits);
+  peer.send(greeting() + message(0, 5, text("/hw") + u8(0)));
   for (uint32_t number = 1; number <= 100; ++number) peer.send(make(number) + endOfTurn);
   EXPECT_EQ(hw->mstiHw().size(), 100u);
-  for (uint32_t number = 101; number <= 200; ++number) peer.send(make(number));
-  EXPECT_EQ(peer.goodBye(), "a turn of more than 1000 bytes");
+  for (uint32_t number = 101; number <= 110; ++number) peer.send(make(number));
+  EXPECT_EQ(peer.connection().closeReason(), "");
+  peer.send(make(111));
+  EXPECT_EQ(peer.goodBye(), "a turn of more than " + std::to_string(limits.turnBytes) + " bytes");
   EXPECT_EQ(hw->mstiHw().size(), 100u);
 }
 
@@ -513,6 +520,12 @@ TEST_F(TurnTest, AWriterThatIsFasterThanItsReaderEndsItsTurns) {
   EXPECT_LT(most, limits.outputBytes + 2 * ports * message);
   pair.settle();
   pair.expectOpen();
+  // The next turn has its bound again.
+  for (int round = 0; round < 5; ++round) {
+    for (const auto& port : all) port->activeIs(!port->active());
+    pair.host->flush();
+    EXPECT_LE(pair.host->outputWaiting(), limits.outputBytes);
+  }
 }
 
 }  // namespace

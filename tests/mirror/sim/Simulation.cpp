@@ -146,7 +146,7 @@ class Place : private LinkObserver {
   bool writes() const noexcept { return traits_.writes || !above_; }
 
   void work() {
-    if (link_) link_->handle(now_);
+    if (link_) workOnLink();
     turnsAreOver();
     for (const auto& client : clients_) {
       client->handleReadable();
@@ -298,6 +298,21 @@ class Place : private LinkObserver {
   }
   void handleUnmounted(Link&, const std::string& path, const std::string&) override {
     witnesses_.erase(path);
+  }
+  // What is mirrored changes turn by turn.
+  void workOnLink() {
+    Connection* const connection = link_->connection();
+    const bool wasSynced = link_->state() == LinkState::synced;
+    const uint64_t turns = connection ? connection->turns() : 0;
+    const size_t changes = published();
+    link_->handle(now_);
+    if (!wasSynced || link_->state() != LinkState::synced || connection->turns() != turns) return;
+    EXPECT_LE(published(), changes) << "a part of a turn";
+  }
+  size_t published() const {
+    size_t sum = 0;
+    for (const auto& [path, witness] : witnesses_) sum += witness->changes();
+    return sum;
   }
   void turnsAreOver() {
     for (const auto& [path, witness] : witnesses_) witness->turnIsOver();
