@@ -57,6 +57,18 @@ TEST_F(BudgetTest, WhatABurstTookIsGivenBack) {
   EXPECT_GT(all.peak(), 1u << 19);
 }
 
+TEST_F(BudgetTest, TheLastByteIsThereAndNoneBehindIt) {
+  Budget above("all", 100);
+  Budget budget("one", 10, &above);
+  EXPECT_EQ(budget.take(10), nullptr);
+  EXPECT_EQ(budget.take(1), &budget);
+  budget.takeAnyway(5);
+  EXPECT_EQ(budget.take(1), &budget) << "beyond its bound already";
+  budget.give(15);
+  EXPECT_EQ(budget.held() + above.held(), 0u);
+  EXPECT_EQ(budget.peak(), 15u);
+}
+
 // Each kind of greed ends the one whose it is, in words; a neighbour goes on.
 TEST_F(BudgetTest, GreedIsTurnedAwayAndOthersGoOn) {
   const std::string mount = message(0, 5, text("/hw") + u8(0));

@@ -231,6 +231,15 @@ TEST_F(TransferTest, ReferenceAcrossMountsWaitsForTheOther) {
   quiesce->stpConfigIs(config);
   pair.settle();
   EXPECT_EQ(mirror.stpConfig().get(), &mirroredConfig);
+  // What it waited for last counts.
+  const auto third = Stp::configFactory("third");
+  pair.hostDirectory.mount("/third", third);
+  for (const auto& target : {third, config}) {
+    quiesce->stpConfigIs(target);
+    pair.settle();
+  }
+  pair.mirror("/third");
+  EXPECT_EQ(mirror.stpConfig().get(), &mirroredConfig);
   pair.expectOpen();
 }
 
@@ -245,6 +254,10 @@ TEST_F(TransferTest, ReferencesInACollection) {
   pair.settle();
   EXPECT_EQ(mirror.backupToBackupIntfConfig("Ethernet2"), mirror.backupIntfConfig("Ethernet1"));
   EXPECT_FALSE(mirror.backupToBackupIntfConfig("Ethernet3"));  // not part of what is carried
+  EXPECT_TRUE(mirror.backupToBackupIntfConfig("Ethernet2"));
+  config->backupToBackupIntfConfigIs("Ethernet2", config->backupToBackupIntfConfig("Ethernet3"));
+  pair.settle();
+  EXPECT_FALSE(mirror.backupToBackupIntfConfig("Ethernet2"));  // not any more
   config->backupToBackupIntfConfigDel("Ethernet2");
   config->backupToBackupIntfConfigDel("Ethernet3");
   pair.settle();
