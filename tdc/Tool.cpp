@@ -200,9 +200,15 @@ class Run {
     if (lines.empty()) {
       return 0;
     }
-    err_ << lines << "'" << options_.target
-         << "' is out of date. If every line above is meant, accept them with\n    tdc --lock "
-         << options_.target;
+    if (isOfThisForm(old)) {
+      err_ << lines << "'" << options_.target
+           << "' is out of date. If every line above is meant, accept them with\n    tdc --lock ";
+    } else {
+      err_ << "'" << options_.target
+           << "' is no id list of this form, or one of an earlier tdc, which had other columns. "
+              "Write it again from the descriptions that it was made of\n    tdc --lock ";
+    }
+    err_ << options_.target;
     for (const std::string& folder : options_.folders) {
       err_ << " -I " << folder;
     }

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <initializer_list>
 #include <set>
 #include <sstream>
+#include <string_view>
+#include <utility>
 
 #include "tdc/model/Numbers.h"
 
@@ -43,17 +46,18 @@ std::string escaped(const std::string& text) {
   return out + '"';
 }
 
+/// "-" where it is what the type itself starts from.
 std::string defaultOf(const Member& member) {
   const Default& value = member.initial;
   switch (value.kind) {
     case Default::Kind::implicit:
-      return "-";
+      return member.type.optional ? "none" : "-";
     case Default::Kind::number:
       return std::to_string(value.number);
     case Default::Kind::real:
       return plainText(value.real);
     case Default::Kind::text:
-      return escaped(value.text);
+      return value.text.empty() ? "-" : escaped(value.text);
     case Default::Kind::boolean:
       return value.boolean ? "true" : "false";
     case Default::Kind::absent:
@@ -86,26 +90,49 @@ std::string wireType(const Member& member) {
   return member.key == nullptr ? text : member.key->qualifiedName + "->" + text;
 }
 
-std::string boundsOf(const Member& member) {
-  if (!member.range) {
-    return "-";
+std::string boundOf(const Bound& bound) {
+  std::string number = std::to_string(bound.value);
+  return bound.constant == nullptr ? number : bound.constant->name + "=" + number;
+}
+
+/// The words that hold, between commas; "-" where none does.
+std::string marks(std::initializer_list<std::pair<bool, const char*>> words) {
+  std::string text;
+  for (const auto& [holds, word] : words) {
+    if (holds) {
+      text += (text.empty() ? "" : ",") + std::string(word);
+    }
   }
-  return std::to_string(member.range->low.value) + ".." + std::to_string(member.range->high.value);
+  return text.empty() ? "-" : text;
 }
 
 void writeType(std::string& out, const Module& module, const Type& type) {
   out += module.name + " " + std::to_string(type.index) + " " + type.qualifiedName + " " +
-         kindName(type) + " " + (type.encodedSize ? std::to_string(*type.encodedSize) : "-") +
-         (type.base != nullptr ? " " + type.base->qualifiedName : "") + "\n";
+         kindName(type) + " " + (type.encodedSize ? std::to_string(*type.encodedSize) : "-") + " " +
+         marks({{type.hashable, type.identityHash ? "identityhash" : "hash"},
+                {type.order != Order::none, "order"},
+                {type.noArguments, "noargs"},
+                {type.factory, "factory"}}) +
+         " " + (type.base != nullptr ? type.base->qualifiedName : "-") + "\n";
   std::string prefix = module.name + " " + type.qualifiedName + " ";
   for (const Literal& literal : type.literals) {
     out += prefix + std::to_string(literal.number) + " " + literal.name + "\n";
   }
   for (const Member& member : type.members) {
     out += prefix + std::to_string(member.id) + " " + member.name + " " + keyword(member.kind) +
-           " " + wireType(member) + " " + defaultOf(member) + " " + boundsOf(member) + "\n";
+           " " + wireType(member) + " " + defaultOf(member) + " " +
+           (member.range ? boundOf(member.range->low) + ".." + boundOf(member.range->high) : "-") +
+           " " +
+           marks({{member.readonly, "readonly"},
+                  {member.fixed, "fixed"},
+                  {member.constTarget, "const"},
+                  {member.nocompare, "nocompare"}}) +
+           " " + (member.unit.empty() ? "-" : escaped(member.unit)) + "\n";
   }
 }
+
+constexpr std::string_view formLine =
+    "# Id list, form 2, by tdc --lock: every line is part of what peers must agree on.";
 
 std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> result;
@@ -122,13 +149,18 @@ std::string lockText(std::vector<const Module*> modules) {
   std::stable_sort(modules.begin(), modules.end(),
                    [](const Module* a, const Module* b) { return a->order < b->order; });
   modules.erase(std::unique(modules.begin(), modules.end()), modules.end());
-  std::string out = "# Written by tdc --lock; every line is part of what peers must agree on.\n";
+  std::string out = std::string(formLine) + "\n";
   for (const Module* module : modules) {
+    out += module->name + " record " + module->record + "\n";
     for (const Type* type : module->types) {
       writeType(out, *module, *type);
     }
   }
   return out;
+}
+
+bool isOfThisForm(const std::string& text) {
+  return text.empty() || text.starts_with(std::string(formLine) + "\n");
 }
 
 std::string difference(const std::string& oldText, const std::string& newText) {
