@@ -14,8 +14,8 @@
 namespace {
 
 using namespace Stp;
-using ExpectedModel::Member;
 using Nelka::IntfId;
+using Tovo::AttributeKind;
 using Owner = Pelmo::Ptr<Tovo::Entity>;
 
 class CollectionsTest : public ModelTest {
@@ -23,20 +23,20 @@ class CollectionsTest : public ModelTest {
   /// Every collection of a kind in a fresh owner, and how notifications of it begin. Returns how
   /// many there are.
   template <class Body>
-  static size_t forEachCollection(std::string_view kind, const Body& body) {
+  static size_t forEachCollection(AttributeKind kind, const Body& body) {
     size_t collections = 0;
     Samples samples(50);
-    for (const ExpectedModel::Type& expected : ExpectedModel::types()) {
-      for (const Member& member : expected.members) {
-        if (member.kind != kind) continue;
+    forEachType({Tovo::TypeKind::entity}, [&](Tovo::TovoTypeBase type) {
+      for (const Tovo::AttributeDescriptor& own : ownAttributes(type)) {
+        if (own.kind != kind) continue;
         ++collections;
-        SCOPED_TRACE(expected.name + "::" + member.name);
-        const auto owner = newEntity(typeNamed(expected.name), samples);
-        const auto id = static_cast<Tovo::AttributeId>(member.id);
-        body(member, owner, attributeById(owner->tovoType(), id),
-             std::string(owner->nameString().view()) + "." + member.name + "[");
+        const Tovo::Attribute collection(*type.module, own);
+        SCOPED_TRACE(collection.name());
+        const auto owner = newEntity(type, samples);
+        body(owner, collection,
+             std::string(owner->nameString().view()) + "." + collection.name() + "[");
       }
-    }
+    });
     return collections;
   }
 };
@@ -50,9 +50,9 @@ std::string keyShown(Tovo::Attribute collection, int turn) {
 }
 
 TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
-  const size_t collections =
-      forEachCollection("own", [](const Member& member, const Owner& owner,
-                                  Tovo::Attribute collection, const std::string& at) {
+  const size_t collections = forEachCollection(
+      AttributeKind::ownCollection,
+      [](const Owner& owner, Tovo::Attribute collection, const std::string& at) {
         const bool parameters = Tovo::constructorParameters(collection.type()).size() == 1;
         const auto make = [&](int key, const std::string& value) {
           return newElement(*owner, collection, keyText(collection, key),
@@ -70,7 +70,7 @@ TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
         const auto first = make(1, "1");
         EXPECT_EQ(first->parent(), owner.get());
         EXPECT_EQ(first->nameString(), keyText(collection, 1).c_str());
-        EXPECT_STREQ(typeName(first->tovoType()), member.type.c_str());
+        EXPECT_EQ(first->tovoType(), collection.type());
         EXPECT_EQ(recorder.take(), Lines{at + keyShown(collection, 1) + "] added"});
         EXPECT_EQ(make(1, "1"), first);
         if (parameters) {
@@ -78,9 +78,9 @@ TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
           EXPECT_EQ(parameter.id(), 258);
           try {
             EXPECT_EQ(make(1, "2"), first);
-            EXPECT_TRUE(member.noCompare);
+            EXPECT_TRUE(collection.has(Tovo::AttributeDescriptor::noCompare));
           } catch (const Tovo::MutatorReinstantiatingException& error) {
-            EXPECT_FALSE(member.noCompare);
+            EXPECT_FALSE(collection.has(Tovo::AttributeDescriptor::noCompare));
             EXPECT_EQ(error.attribute(), 258);
             const bool quoted = parameter.typeName() == std::string("String");
             EXPECT_EQ(error.existing(), quoted ? "'1'" : "1");
@@ -108,33 +108,34 @@ TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
 }
 
 TEST_F(CollectionsTest, EveryValueCollectionIsSilentOnTheSameValue) {
-  const size_t collections = forEachCollection("map", [](const Member& member, const Owner& owner,
-                                                         Tovo::Attribute collection,
-                                                         const std::string& at) {
-    const std::string one = at + keyShown(collection, 1) + "]";
-    const bool flags = member.type == "bool";
-    const std::string low =
-        flags ? "false" : text(collection.ops(), &static_cast<const PortCounters&>(PortCounters()));
-    PortCounters counted;
-    counted.bpduRxIs(1);
-    const std::string high = flags ? "true" : text(collection.ops(), &counted);
-    Recorder recorder(*owner);
-    const auto put = [&](const std::string& value) {
-      putElement(*owner, collection, keyText(collection, 1), value);
-      return recorder.take();
-    };
-    // An entry with the lowest value is an entry.
-    EXPECT_EQ(put(low), Lines{one + " added"});
-    EXPECT_EQ(collectionMap(*owner, collection).size(), 1u);
-    EXPECT_EQ(put(low), Lines{});
-    EXPECT_EQ(put(high), Lines{one + " was " + low});
-    EXPECT_EQ(put(high), Lines{});
-    EXPECT_EQ(put(low), Lines{one + " was " + high});
-    EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
-    EXPECT_EQ(recorder.take(), Lines{one + " was " + low});
-    EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 1)));
-    EXPECT_EQ(recorder.take(), Lines{});
-  });
+  const size_t collections = forEachCollection(
+      AttributeKind::valueCollection,
+      [](const Owner& owner, Tovo::Attribute collection, const std::string& at) {
+        const std::string one = at + keyShown(collection, 1) + "]";
+        const bool flags = collection.typeName() == std::string("bool");
+        const std::string low =
+            flags ? "false"
+                  : text(collection.ops(), &static_cast<const PortCounters&>(PortCounters()));
+        PortCounters counted;
+        counted.bpduRxIs(1);
+        const std::string high = flags ? "true" : text(collection.ops(), &counted);
+        Recorder recorder(*owner);
+        const auto put = [&](const std::string& value) {
+          putElement(*owner, collection, keyText(collection, 1), value);
+          return recorder.take();
+        };
+        // An entry with the lowest value is an entry.
+        EXPECT_EQ(put(low), Lines{one + " added"});
+        EXPECT_EQ(collectionMap(*owner, collection).size(), 1u);
+        EXPECT_EQ(put(low), Lines{});
+        EXPECT_EQ(put(high), Lines{one + " was " + low});
+        EXPECT_EQ(put(high), Lines{});
+        EXPECT_EQ(put(low), Lines{one + " was " + high});
+        EXPECT_TRUE(deleteElement(*owner, collection, keyText(collection, 1)));
+        EXPECT_EQ(recorder.take(), Lines{one + " was " + low});
+        EXPECT_FALSE(deleteElement(*owner, collection, keyText(collection, 1)));
+        EXPECT_EQ(recorder.take(), Lines{});
+      });
   EXPECT_EQ(collections, 8u);
 }
 
@@ -158,16 +159,6 @@ TEST_F(CollectionsTest, AbsentKeysReadFalseOrEmpty) {
   const auto status = statusFactory("s");
   EXPECT_FALSE(status->vlanMembershipDesired(IntfId("Vlan1")));
   EXPECT_EQ(oCMstiStateDirFactory("d")->state(1), std::nullopt);
-}
-
-// Names hash and compare, whatever they hold.
-TEST_F(CollectionsTest, KeysMayBeAnyBytes) {
-  const auto config = configFactory("c");
-  const Pelmo::String keys[] = {"", "a", std::string("a\0b", 3), std::string("a\0c", 3),
-                                "Ethernet1"};
-  for (const Pelmo::String& key : keys) config->portConfigIs(key);
-  EXPECT_EQ(config->portConfig().size(), std::size(keys));
-  for (const Pelmo::String& key : keys) EXPECT_EQ(config->portConfig(key)->name(), key);
 }
 
 // The key may be the element's own name, which dies with the element.
@@ -275,34 +266,6 @@ TEST_F(CollectionsTest, SelfKeyedValuesGoUnderTheirOwnKey) {
   const auto instances = oCMstiStateDirFactory("m");
   for (uint16_t id : {3, 1, 2, 65535}) instances->stateIs(OCMstiState(id));
   for (const auto& node : instances->state()) EXPECT_EQ(node.fwkKey(), node.value().mstId());
-}
-
-// An instance's id is not compared on this one; on its twins it is.
-TEST_F(CollectionsTest, MstiStatusAloneDoesNotCompare) {
-  const auto stpi = statusFactory("s")->stpiStatusIs("i");
-  const auto msti = stpi->mstiStatusIs("m", InstanceId(1));
-  EXPECT_EQ(stpi->mstiStatusIs("m", InstanceId(2)), msti);
-  EXPECT_EQ(msti->instanceId(), InstanceId(1));
-  const auto config = configFactory("c")->stpiConfigIs("i");
-  const auto made = config->mstiConfigIs("m", InstanceId(1));
-  EXPECT_THROW(config->mstiConfigIs("m", InstanceId(2)), Tovo::MutatorReinstantiatingException);
-  EXPECT_EQ(config->mstiConfig("m"), made);
-  EXPECT_EQ(made->instanceId(), InstanceId(1));
-  EXPECT_EQ(config->mstiConfigIs("m", InstanceId(1)), made);
-}
-
-TEST_F(CollectionsTest, ANewNonceNeedsADeletion) {
-  const auto msti = MstiStatus::MstiStatusIs("m", InstanceId(0));
-  const auto port = msti->mstiPortStatusIs("e", 7);
-  port->roleIs(MstiPortStatus::Role::root);
-  port->fdbFlushInc(3);
-  EXPECT_THROW(msti->mstiPortStatusIs("e", 8), Tovo::MutatorReinstantiatingException);
-  EXPECT_EQ(msti->mstiPortStatusDel("e"), port);
-  const auto again = msti->mstiPortStatusIs("e", 8);
-  EXPECT_EQ(again->enabledNonce(), 8u);
-  EXPECT_EQ(again->role(), MstiPortStatus::Role::disabled);
-  EXPECT_EQ(again->fdbFlush(), 0u);
-  EXPECT_EQ(port->role(), MstiPortStatus::Role::root);
 }
 
 // ------------------------------------------------------------- observers that change what they see

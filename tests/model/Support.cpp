@@ -1,5 +1,6 @@
 #include "Support.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
@@ -21,6 +22,20 @@ Tovo::TovoTypeBase typeNamed(std::string_view name) {
   const Tovo::TovoTypeBase type = Tovo::typeByName(name);
   if (!type) throw std::logic_error("not registered: " + std::string(name));
   return type;
+}
+
+std::vector<Tovo::TovoTypeBase> modelTypes(std::initializer_list<Tovo::TypeKind> kinds) {
+  std::vector<Tovo::TovoTypeBase> types;
+  for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
+    if (!moduleName(*module).starts_with("Stp")) continue;
+    for (uint32_t index = 0; index < module->typeCount; ++index) {
+      const Tovo::TypeKind kind = module->types[index].kind;
+      if (std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) {
+        types.push_back({module, index});
+      }
+    }
+  }
+  return types;
 }
 
 std::string text(const Tovo::ValueOps& ops, const void* value) {
@@ -77,21 +92,25 @@ uint8_t wholeOp(Tovo::TovoTypeBase type, bool& result, const void* object, uint3
   return done;
 }
 
-std::string got(Tovo::Entity& entity, unsigned id) {
-  const Tovo::TovoTypeBase type = entity.tovoType();
-  const Attribute attribute = attributeById(type, static_cast<Tovo::AttributeId>(id));
-  if (attribute && attribute.kind() == AttributeKind::pointer) {
+std::string gotFrom(Tovo::TovoTypeBase type, void* object, Attribute attribute) {
+  namespace Code = Tovo::OperationCode;
+  if (attribute.kind() == AttributeKind::pointer) {
     Pelmo::Ptr<Tovo::Entity> target;
-    attributeOp(type, &target, &entity, id, Tovo::OperationCode::get);
+    attributeOp(type, &target, object, attribute.id(), Code::get);
     return target ? std::string(target->nameString().view()) : "None";
   }
-  const bool entities = attribute && (attribute.kind() == AttributeKind::ownCollection ||
-                                      attribute.kind() == AttributeKind::refCollection);
-  Tovo::ValueBuffer result(attribute && !entities ? attribute.ops()
-                                                  : Tovo::primitiveOps(Tovo::PrimitiveCode::u32));
+  const bool entities = attribute.kind() == AttributeKind::ownCollection ||
+                        attribute.kind() == AttributeKind::refCollection;
+  Tovo::ValueBuffer result(entities ? Tovo::primitiveOps(Tovo::PrimitiveCode::u32)
+                                    : attribute.ops());
   result.constructDefault();
-  const uint8_t answer = attributeOp(type, result.get(), &entity, id, Tovo::OperationCode::get);
+  const uint8_t answer = attributeOp(type, result.get(), object, attribute.id(), Code::get);
   return answer == 0 ? text(result.ops(), result.get()) : "(" + std::to_string(answer) + ")";
+}
+
+std::string got(Tovo::Entity& entity, unsigned id) {
+  const Tovo::TovoTypeBase type = entity.tovoType();
+  return gotFrom(type, &entity, attributeById(type, static_cast<Tovo::AttributeId>(id)));
 }
 
 // ------------------------------------------------------------------------------------ random

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <random>
 #include <span>
@@ -11,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "ExpectedModel.h"
 #include "Pelmo/Publisher.h"
 #include "Tovo/Assert.h"
 #include "Tovo/AttrLog/StreamAdapter.h"
@@ -34,6 +34,18 @@ using Buffer = std::unique_ptr<Tovo::ValueBuffer>;
 
 /// Fails the test when the type is not registered.
 Tovo::TovoTypeBase typeNamed(std::string_view name);
+
+/// The types of these kinds in the ten modules, in order.
+std::vector<Tovo::TovoTypeBase> modelTypes(std::initializer_list<Tovo::TypeKind> kinds);
+
+/// Calls body(type) for each of them.
+template <class Body>
+void forEachType(std::initializer_list<Tovo::TypeKind> kinds, const Body& body) {
+  for (const Tovo::TovoTypeBase type : modelTypes(kinds)) {
+    SCOPED_TRACE(typeName(type));
+    body(type);
+  }
+}
 
 std::string text(const Tovo::ValueOps& ops, const void* value);
 std::string hex(std::span<const uint8_t> bytes);
@@ -59,6 +71,7 @@ uint8_t attributeOp(Tovo::TovoTypeBase type, void* result, void* object, unsigne
 uint8_t wholeOp(Tovo::TovoTypeBase type, bool& result, const void* object, uint32_t code,
                 const void* other = nullptr);
 /// An attribute read by reflection, as text; "(1)" or "(2)" where that is the answer.
+std::string gotFrom(Tovo::TovoTypeBase type, void* object, Tovo::Attribute attribute);
 std::string got(Tovo::Entity& entity, unsigned id);
 
 /// Values of any registered type, made through reflection.

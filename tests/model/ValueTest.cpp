@@ -1,5 +1,6 @@
 // What holds for every value type, by random values made through reflection.
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <random>
 #include <utility>
@@ -15,27 +16,27 @@
 
 namespace {
 
-using ExpectedModel::Member;
-using ExpectedModel::Type;
 using Tovo::Attribute;
+using Tovo::AttributeDescriptor;
+using Tovo::AttributeKind;
+using Tovo::TypeDescriptor;
+using Tovo::TypeKind;
 namespace Code = Tovo::OperationCode;
 
 class ValueTest : public ModelTest {
  protected:
-  /// body(expected, type, ops) for each value type, unions and, if asked for, enumerations
-  /// included.
+  /// body(type, ops) for each value type, unions and, if asked for, enumerations included.
   template <class Body>
-  void forEachType(bool enumerations, const Body& body) {
-    for (const Type& expected : ExpectedModel::types()) {
-      if (expected.kind == "entity" || (expected.kind == "enum" && !enumerations)) continue;
-      SCOPED_TRACE(expected.name);
-      const Tovo::TovoTypeBase type = typeNamed(expected.name);
-      body(expected, type, *Tovo::valueOps(type));
-    }
+  static void forEachValue(bool enumerations, const Body& body) {
+    forEachType({TypeKind::value, TypeKind::unionValue,
+                 enumerations ? TypeKind::enumeration : TypeKind::value},
+                [&](Tovo::TovoTypeBase type) { body(type, *Tovo::valueOps(type)); });
   }
 
   Samples samples{40};
 };
+
+bool isA(Tovo::TovoTypeBase type, TypeKind kind) { return typeDescriptor(type).kind == kind; }
 
 /// The text of a record as it is defined: a single field bare, several behind their names.
 std::string fieldByField(Tovo::TovoTypeBase type, const void* value) {
@@ -52,53 +53,26 @@ std::string fieldByField(Tovo::TovoTypeBase type, const void* value) {
   return out + ")";
 }
 
-bool hasLists(const Type& type) {
-  return std::any_of(type.members.begin(), type.members.end(),
-                     [](const Member& member) { return member.kind == "list"; });
-}
-bool hasNoTextConstructor(const Type& type) {
-  return type.name.find("Container") != std::string::npos;
-}
-
-TEST_F(ValueTest, DefaultsEncodeAsStatedAndAreNotSet) {
-  forEachType(false, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
-    alignas(16) unsigned char storage[256];
-    std::fill(std::begin(storage), std::end(storage), 0xee);
-    ASSERT_LE(ops.size, sizeof storage);
-    const Tovo::GenericIfMethods& methods = *genericIf(type).methods;
-    methods.genericIfConstruct(type, storage, nullptr);
-    EXPECT_EQ(hex(encoded(ops, storage)), expected.bytes);
-    bool set = true;
-    EXPECT_EQ(wholeOp(type, set, storage, Code::isSet), 0);
-    EXPECT_FALSE(set);
-    for (const Member& member : expected.members) {
-      if (!member.text) continue;
-      const Attribute attribute = attributeById(type, static_cast<Tovo::AttributeId>(member.id));
-      Tovo::ValueBuffer result(attribute.ops());
-      result.constructDefault();
-      EXPECT_EQ(attributeOp(type, result.get(), storage, member.id, Code::get), 0);
-      EXPECT_EQ(text(attribute.ops(), result.get()), *member.text) << member.name;
-    }
-    methods.genericIfDestruct(type, storage);
-  });
+bool hasNoTextConstructor(Tovo::TovoTypeBase type) {
+  return std::string_view(typeName(type)).find("Container") != std::string_view::npos;
 }
 
 TEST_F(ValueTest, TextReadsBackEqual) {
-  forEachType(true, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+  forEachValue(true, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     const Tovo::GenericIfMethods& methods = *genericIf(type).methods;
     for (int round = 0; round < 300; ++round) {
       const Buffer value = samples.any(type);
       const Pelmo::String printed = methods.genericIfStrRep(type, value->get());
       EXPECT_EQ(printed.view(), text(ops, value->get()));
-      if (expected.kind != "enum") {
+      if (!isA(type, TypeKind::enumeration)) {
         EXPECT_EQ(TovoPelmo::Impl::valueToStrep(type.module, type.index, value->get()), printed);
       }
-      if (expected.kind == "value") {
+      if (isA(type, TypeKind::value)) {
         EXPECT_EQ(fieldByField(type, value->get()), printed.view());
       }
       Tovo::ValueBuffer back(ops);
       back.constructDefault();
-      if (hasNoTextConstructor(expected)) {
+      if (hasNoTextConstructor(type)) {
         const AssertionsThrow guard;
         EXPECT_THROW(methods.genericIfStrepToValue(type, printed, back.get()),
                      Tovo::AssertionError);
@@ -119,8 +93,8 @@ TEST_F(ValueTest, TextReadsBackEqual) {
 TEST_F(ValueTest, FaultyTextIsReadAsFieldByField) {
   std::mt19937 random(7);
   size_t accepted = 0;
-  forEachType(false, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
-    if (expected.kind != "value" || hasNoTextConstructor(expected)) return;
+  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+    if (!isA(type, TypeKind::value) || hasNoTextConstructor(type)) return;
     for (int round = 0; round < 300; ++round) {
       std::string faulty = text(ops, samples.any(type)->get());
       if (faulty.empty()) continue;
@@ -160,12 +134,12 @@ TEST_F(ValueTest, FaultyTextIsReadAsFieldByField) {
 }
 
 TEST_F(ValueTest, BytesReadBackEqualAndNeverBeyondTheEnd) {
-  forEachType(true, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+  forEachValue(true, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     for (int round = 0; round < 300; ++round) {
       const Buffer value = samples.any(type);
       std::vector<uint8_t> bytes = encoded(ops, value->get());
-      if (expected.kind != "enum" && !expected.varies) {
-        EXPECT_EQ(bytes.size(), expected.bytes.size() / 2);
+      if (typeDescriptor(type).encodedSize != TypeDescriptor::variableSize) {
+        EXPECT_EQ(bytes.size(), typeDescriptor(type).encodedSize);
       }
       Tovo::NboAttrLog::In in(bytes);
       Tovo::ValueBuffer back(ops);
@@ -183,7 +157,7 @@ TEST_F(ValueTest, BytesReadBackEqualAndNeverBeyondTheEnd) {
 }
 
 TEST_F(ValueTest, EqualityIsThatOfTheBytes) {
-  forEachType(true, [&](const Type&, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+  forEachValue(true, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     for (int round = 0; round < 300; ++round) {
       const Buffer a = samples.any(type);
       const Buffer b = samples.any(type);
@@ -237,7 +211,7 @@ TEST_F(ValueTest, AnObjectEqualsItselfWhateverItHolds) {
 }
 
 TEST_F(ValueTest, OrderIsTotalOrNotSupported) {
-  forEachType(false, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     std::vector<Buffer> values;
     for (int i = 0; i < 24; ++i) values.push_back(samples.any(type));
     const auto less = [&](const Buffer& a, const Buffer& b) {
@@ -245,7 +219,7 @@ TEST_F(ValueTest, OrderIsTotalOrNotSupported) {
       EXPECT_EQ(wholeOp(type, answer, a->get(), Code::less, b->get()), 0);
       return answer;
     };
-    if (expected.order == "none") {
+    if ((typeDescriptor(type).flags & TypeDescriptor::ordered) == 0) {
       bool answer = false;
       EXPECT_EQ(wholeOp(type, answer, values[0]->get(), Code::less, values[1]->get()), 1);
       return;
@@ -267,64 +241,61 @@ TEST_F(ValueTest, OrderIsTotalOrNotSupported) {
 }
 
 TEST_F(ValueTest, HashIsThatOfTheValueOrUnhashable) {
-  forEachType(false, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     const auto& methods = *genericIf(type).methods;
     for (int round = 0; round < 100; ++round) {
       const Buffer value = samples.any(type);
-      if (expected.hash == "none") {
+      if ((typeDescriptor(type).flags & TypeDescriptor::hashable) == 0) {
         EXPECT_THROW(methods.genericIfHash(value->get(), type), Tovo::UnhashableException);
         continue;
       }
       Tovo::ValueBuffer copy(ops);
       copy.constructFrom(value->get());
       EXPECT_EQ(methods.genericIfHash(value->get(), type), methods.genericIfHash(copy.get(), type));
+      // That of an instance id is its number; the others are spread.
       const uint64_t number = ops.number(value->get());
-      if (expected.hash == "identity") {
-        EXPECT_EQ(methods.genericIfHash(value->get(), type), number);
-      } else if (ops.encodedSize == 1) {
-        const auto octet = static_cast<uint8_t>(number);
-        EXPECT_EQ(methods.genericIfHash(value->get(), type), Tovo::hashSingleAttr(0, octet));
-      } else {
-        const auto word = static_cast<uint16_t>(number);
-        EXPECT_EQ(methods.genericIfHash(value->get(), type), Tovo::hashSingleAttr(0, word));
-      }
+      const auto word = static_cast<uint16_t>(number);
+      const uint32_t spread = ops.encodedSize == 1
+                                  ? Tovo::hashSingleAttr(0, static_cast<uint8_t>(number))
+                                  : Tovo::hashSingleAttr(0, word);
+      EXPECT_EQ(methods.genericIfHash(value->get(), type),
+                type == Stp::InstanceId::tovoStaticType() ? number : spread);
     }
   });
 }
 
 TEST_F(ValueTest, ConstructorArgumentsAreTheFields) {
-  forEachType(false, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+    const bool none = (typeDescriptor(type).flags & TypeDescriptor::noArguments) != 0;
+    std::vector<Attribute> fields;
+    forEachAttribute(type, [&](Attribute each) {
+      if (each.kind() == AttributeKind::field && !none) fields.push_back(each);
+    });
+    const auto isFixed = [](Attribute each) { return each.has(AttributeDescriptor::fixed); };
+    const bool all = std::none_of(fields.begin(), fields.end(), isFixed);
+    if (!all) std::erase_if(fields, std::not_fn(isFixed));
     for (int round = 0; round < 50; ++round) {
       const Buffer value = samples.any(type);
       std::vector<Buffer> arguments;
       std::vector<const void*> pointers;
-      bool all = true;
-      for (const Member& member : expected.members) {
-        if (member.kind != "field" && member.kind != "counter") continue;
-        if (arguments.size() == expected.argumentCount) {
-          all = false;
-          break;
-        }
-        const Attribute attribute = attributeById(type, static_cast<Tovo::AttributeId>(member.id));
-        arguments.push_back(std::make_unique<Tovo::ValueBuffer>(attribute.ops()));
+      for (const Attribute field : fields) {
+        arguments.push_back(std::make_unique<Tovo::ValueBuffer>(field.ops()));
         arguments.back()->constructDefault();
-        EXPECT_EQ(attributeOp(type, arguments.back()->get(), value->get(), member.id, Code::get),
+        EXPECT_EQ(attributeOp(type, arguments.back()->get(), value->get(), field.id(), Code::get),
                   0);
         pointers.push_back(arguments.back()->get());
       }
-      ASSERT_EQ(pointers.size(), expected.argumentCount);
       Tovo::ValueBuffer made(ops);
       made.constructDefault();
+      const std::string initial = hex(encoded(ops, made.get()));
       ops.destruct(made.get());
       genericIf(type).genericIfConstructFromCtorArgs(type, made.get(), pointers);
-      if (all && !hasLists(expected) && expected.kind == "value") {
+      if (fields.empty()) {
+        EXPECT_EQ(hex(encoded(ops, made.get())), initial);
+      } else if (all) {
         EXPECT_TRUE(ops.equal(made.get(), value->get()));
       }
-      // What no argument gave has its default.
-      if (expected.argumentCount == 0) {
-        EXPECT_EQ(hex(encoded(ops, made.get())), expected.bytes);
-      }
-      const auto refused = [&](std::vector<const void*> wrong) -> size_t {
+      const auto refused = [&](const std::vector<const void*>& wrong) -> size_t {
         alignas(16) unsigned char room[256];
         try {
           genericIf(type).genericIfConstructFromCtorArgs(type, room, wrong);
@@ -334,36 +305,37 @@ TEST_F(ValueTest, ConstructorArgumentsAreTheFields) {
         }
         return 99;
       };
-      std::vector<const void*> more = pointers;
-      more.push_back(&expected);
-      EXPECT_EQ(refused(more), pointers.size());
-      if (pointers.empty()) continue;
-      pointers.pop_back();
+      pointers.push_back(&fields);
+      EXPECT_EQ(refused(pointers), fields.size());
+      if (fields.empty()) continue;
+      pointers.resize(fields.size() - 1);
       EXPECT_EQ(refused(pointers), pointers.size());
     }
   });
 }
 
 TEST_F(ValueTest, ReflectionRefusesConstantsAndUnknownFields) {
-  forEachType(false, [&](const Type& expected, Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
+  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     const Buffer value = samples.any(type);
     const std::string before = text(ops, value->get());
     uint64_t room[32] = {};
-    for (const Member& member : expected.members) {
-      const Attribute attribute = attributeById(type, static_cast<Tovo::AttributeId>(member.id));
-      if (member.kind == "const" || member.kind == "query" || member.readOnly) {
-        EXPECT_EQ(attributeOp(type, nullptr, value->get(), member.id, Code::set, nullptr,
-                              samples.any(attribute)->get()),
+    forEachAttribute(type, [&](Attribute each) {
+      const AttributeKind kind = each.kind();
+      if (kind == AttributeKind::constant || kind == AttributeKind::query ||
+          each.has(AttributeDescriptor::readOnly)) {
+        EXPECT_EQ(attributeOp(type, nullptr, value->get(), each.id(), Code::set, nullptr,
+                              samples.any(each)->get()),
                   1)
-            << member.name;
+            << each.name();
       }
-      if (member.kind == "indexed") continue;
+      if (kind == AttributeKind::indexed) return;
       for (const uint32_t code : {Code::del, Code::isSet, Code::equal, Code::less, 99u}) {
-        EXPECT_EQ(attributeOp(type, room, value->get(), member.id, code, room, room), 1)
-            << member.name;
+        EXPECT_EQ(attributeOp(type, room, value->get(), each.id(), code, room, room), 1)
+            << each.name();
       }
-    }
-    for (const unsigned id : {0u, 1u, 154u, 155u, 257u, expected.members.back().id + 1}) {
+    });
+    const unsigned behind = ownAttributes(type).back().id + 1u;
+    for (const unsigned id : {0u, 1u, 154u, 155u, 257u, behind}) {
       EXPECT_EQ(attributeOp(type, room, value->get(), id, Code::get), 2) << id;
       EXPECT_EQ(attributeOp(type, nullptr, value->get(), id, Code::set, nullptr, room), 2) << id;
     }
@@ -371,26 +343,13 @@ TEST_F(ValueTest, ReflectionRefusesConstantsAndUnknownFields) {
   });
 }
 
-// The message format exists for other kinds of type only, and a value is not another one.
+// A value is not one of another type.
 TEST_F(ValueTest, OtherConversionsAreRefused) {
   const Tovo::TovoTypeBase cost = typeNamed("Stp::PathCost");
-  const Tovo::GenericIfMethods& methods = *genericIf(cost).methods;
+  const auto convert = genericIf(cost).methods->genericIfVoidPtrIs;
   Stp::PathCost value;
-  EXPECT_EQ(methods.genericIfVoidPtrIs(&value, cost, cost), &value);
-  EXPECT_THROW(methods.genericIfVoidPtrIs(&value, cost, typeNamed("Stp::PortId")),
-               Tovo::TypeException);
-  const AssertionsThrow guard;
-  const auto assertion = [&](bool write) -> std::string {
-    try {
-      methods.genericIfPbMessageSerDes(nullptr, &value, write);
-    } catch (const Tovo::AssertionError& error) {
-      return error.what();
-    }
-    return {};
-  };
-  EXPECT_NE(assertion(true).find("\"Only value types support witePbMessage\""), std::string::npos);
-  EXPECT_NE(assertion(false).find("\"Only value types support constructFromPbMessage\""),
-            std::string::npos);
+  EXPECT_EQ(convert(&value, cost, cost), &value);
+  EXPECT_THROW(convert(&value, cost, typeNamed("Stp::PortId")), Tovo::TypeException);
 }
 
 // ------------------------------------------------------------------------------- the typed surface
@@ -402,17 +361,11 @@ constexpr bool hasOperators = requires(const T& a) {
 || requires(const T& a) { a < a; };
 
 // What is or is not ordered, checked where it would be misused.
-static_assert(!hasOperators<Stp::PriorityVector> && !hasOperators<Stp::TimesVector>);
-static_assert(!hasOperators<Stp::BridgePriority> && !hasOperators<Stp::BridgeSystemId> &&
-              !hasOperators<Stp::PortPriority> && !hasOperators<Stp::PortNumber>);
-static_assert(!hasOperators<Stp::StpBpduType> && !hasOperators<Stp::MstpConfigDigest> &&
-              !hasOperators<Stp::PortChannelPortIdAlloc> && !hasOperators<Stp::Constants>);
-static_assert(!hasOperators<Stp::PortCounters> && !hasOperators<Stp::MstiCounters> &&
-              !hasOperators<Stp::InterfaceConfig> && !hasOperators<Stp::OCMstiState>);
+static_assert(!hasOperators<Stp::PriorityVector> && !hasOperators<Stp::TimesVector> &&
+              !hasOperators<Stp::BridgePriority> && !hasOperators<Stp::PortNumber> &&
+              !hasOperators<Stp::MstpConfigDigest> && !hasOperators<Stp::InterfaceConfig>);
 static_assert(hasOperators<Stp::BridgeId> && hasOperators<Stp::PortId> &&
-              hasOperators<Stp::PathCost> && hasOperators<Stp::TimerVal> &&
-              hasOperators<Stp::VlanIdOrRange> && hasOperators<Stp::MstConfigSpec> &&
-              hasOperators<Stp::OCBridgePriority> && hasOperators<Stp::InstanceId>);
+              hasOperators<Stp::PathCost> && hasOperators<Stp::VlanIdOrRange>);
 static_assert(sizeof(Stp::MstpConfigDigest) == 16);
 
 template <class T>
@@ -420,8 +373,7 @@ void expectTypedAgreement() {
   SCOPED_TRACE(typeName(T::tovoStaticType()));
   Samples samples(41);
   const Tovo::TovoTypeBase type = T::tovoStaticType();
-  const bool declared = ExpectedModel::type(typeName(type)).order == "declared";
-  EXPECT_EQ(hasOperators<T>, declared);
+  EXPECT_TRUE(!hasOperators<T> || (typeDescriptor(type).flags & TypeDescriptor::ordered) != 0);
   for (int round = 0; round < 200; ++round) {
     const Buffer first = samples.any(type);
     const Buffer second = samples.any(type);
@@ -490,31 +442,15 @@ void expectField(const char* name, const Get& get, const Set& set) {
 TEST_F(ValueTest, TypedFieldsAgreeWithReflection) {
   using namespace Stp;
   FIELD(BridgePriority, value);
-  FIELD(BridgeId, priority);
-  FIELD(BridgeId, systemId);
   FIELD(BridgeId, address);
-  FIELD(PortId, portPriority);
-  FIELD(PortId, portNumber);
-  FIELD(TimesVector, helloTime);
   FIELD(TimesVector, remainingHops);
-  FIELD(PriorityVector, regionalRootBridgeId);
   FIELD(PriorityVector, intRootPathCost);
-  FIELD(PriorityVector, portId);
   FIELD(MstpConfigDigest, configDigest15);
-  FIELD(InstanceId, value);
-  FIELD(PortChannelPortIdAlloc, reservedRangeMax);
-  FIELD(MstConfigSpec, regionId);
   FIELD(MstConfigSpec, configRevision);
   FIELD(MstConfigSpec, vidToMstiMap);
-  FIELD(PortCounters, bpduTaggedError);
   FIELD(PortCounters, timestamp);
-  FIELD(MstiCounters, learningPortCount);
-  FIELD(InterfaceConfig, name);
-  FIELD(InterfaceConfig, linkType);
   FIELD(InterfaceConfig, edgePort);
   FIELD(InterfaceState, linkType);
-  FIELD(InterfaceState, bpduGuard);
-  FIELD(OCMstiConfig, mstId);
   FIELD(OCMstiState, bridgePriority);
 }
 
@@ -533,41 +469,33 @@ TEST_F(ValueTest, SpanningTreeComparisons) {
   EXPECT_LT(PortId(PortPriority(16), PortNumber(4095)), PortId(PortPriority(32), PortNumber(1)));
   EXPECT_LT(PortId(PortPriority(16), PortNumber(1)), PortId(PortPriority(16), PortNumber(2)));
   EXPECT_LT(TimerVal(2, 255), TimerVal(3, 0));
-  EXPECT_EQ(hexOf(bridge(0x8000, 1, Nelka::EthAddr("00:00:5e:00:53:99"))), "8000000100005e005399");
-  EXPECT_EQ(hexOf(PortId(PortPriority(128), PortNumber(5))), "800005");
-}
-
-TEST_F(ValueTest, CountersWrapAndTheTimestampTakesPartInEquality) {
-  Stp::PortCounters counters;
-  counters.bpduRxIs(4294967295);
-  EXPECT_EQ(counters.bpduRxInc(1), 0u);
-  EXPECT_EQ(counters.bpduTaggedErrorInc(7), 7u);
-  EXPECT_EQ(counters.timestamp(), 0.0);
-  Stp::PortCounters later = counters;
-  later.timestampIs(0.5);
-  EXPECT_NE(later, counters);
-  later.timestampIs(-0.0);
-  EXPECT_EQ(later, counters);
 }
 
 TEST_F(ValueTest, ListsCheckTheirIndexAndKeepWhatTheyHad) {
+  using Protocol = Stp::OcStpEnabledProtocol;
   Stp::OCGlobalConfigContainer container;
   try {
-    container.enabledProtocolIs(0, Stp::OcStpEnabledProtocol::MSTP);
+    container.enabledProtocolIs(0, Protocol::MSTP);
     ADD_FAILURE();
   } catch (const Pelmo::VectorOutOfRangeException& error) {
     EXPECT_EQ(error.index(), 0u);
     EXPECT_EQ(error.size(), 0u);
   }
-  EXPECT_THROW(container.disabledVlanPop(), Pelmo::VectorEmptyException);
   EXPECT_THROW(container.enabledProtocolPop(), Pelmo::VectorEmptyException);
   EXPECT_EQ(container, Stp::OCGlobalConfigContainer());
-  for (const auto protocol : {Stp::OcStpEnabledProtocol::MSTP, Stp::OcStpEnabledProtocol::RSTP}) {
-    container.enabledProtocolPush(protocol);
-  }
-  EXPECT_EQ(hexOf(container), "0000000201000000000000");
-  EXPECT_EQ(container.enabledProtocolPop(), Stp::OcStpEnabledProtocol::RSTP);
+  container.enabledProtocolPush(Protocol::MSTP);
+  container.enabledProtocolPush(Protocol::RSTP);
+  Stp::OCGlobalConfigContainer reordered;
+  reordered.enabledProtocolPush(Protocol::RSTP);
+  reordered.enabledProtocolPush(Protocol::MSTP);
+  EXPECT_NE(container, reordered);
+  container.enabledProtocolIs(1, Protocol::RAPID_PVST);
+  EXPECT_EQ(hexOf(container), "0000000201020000000000");
+  EXPECT_EQ(container.enabledProtocolPop(), Protocol::RAPID_PVST);
   EXPECT_EQ(container.enabledProtocol().size(), 1u);
+  EXPECT_EQ(container.enabledProtocol(0), Protocol::MSTP);
+  container.enabledProtocolPopAll();
+  EXPECT_EQ(container, Stp::OCGlobalConfigContainer());
   // Beyond the room inside the value, the field pays for the memory.
   const auto& bytes = Pelmo::VectorMemory<Stp::OCGlobalConfigContainer::VE_DisabledVlan>::bytes;
   EXPECT_EQ(bytes, 0u);
@@ -581,47 +509,20 @@ TEST_F(ValueTest, ListsCheckTheirIndexAndKeepWhatTheyHad) {
     EXPECT_GE(bytes, 100 * sizeof(Stp::VlanIdOrRange));
   }
   EXPECT_EQ(bytes, 0u);
-  container.enabledProtocolPopAll();
-  EXPECT_EQ(container, Stp::OCGlobalConfigContainer());
-
-  Stp::OCMstiConfig config;
-  Stp::VlanIdOrRange five;
-  five.singleIs(Bridging::VlanId(5));
-  config.vlanPush(five);
-  config.vlanPush(Stp::VlanIdOrRange());
-  EXPECT_THROW(config.vlanIs(2, five), Pelmo::VectorOutOfRangeException);
-  Stp::OCMstiConfig reordered;
-  reordered.vlanPush(Stp::VlanIdOrRange());
-  reordered.vlanPush(five);
-  EXPECT_NE(config, reordered);
-  EXPECT_EQ(config.vlanPop(), Stp::VlanIdOrRange());
-  EXPECT_EQ(config.vlan(0).single(), Bridging::VlanId(5));
-  EXPECT_EQ(hexOf(config), "0000800000000001000005");
 }
 
 TEST_F(ValueTest, OptionalsTravelAsPresenceAndWideNumber) {
   using namespace Stp;
-  InterfaceConfig config;
-  config.nameIs(Nelka::IntfId(uint64_t{1}));
   const std::string name = "0000000000000001";
-  EXPECT_EQ(hexOf(config), name + "00" + "0100000002" + "00");
-  config.linkTypeIs(OcStpLinkType::SHARED);
-  config.edgePortIs({});
-  config.bpduGuardIs(true);
-  EXPECT_NE(config, InterfaceConfig());
-  EXPECT_EQ(hexOf(config), name + "0100000001" + "00" + "0101");
-  EXPECT_THROW(config.edgePort().value(), Tovo::BadOptionalAccessException);
-  // Absent is another value than every present one.
-  InterfaceConfig off = config;
-  off.bpduGuardIs({});
-  config.bpduGuardIs(false);
-  EXPECT_NE(off, config);
-
   InterfaceState state(Nelka::IntfId(uint64_t{1}));
   EXPECT_EQ(hexOf(state), name + "00000000" + "0100000002" + "00");
   state.edgePortIs({});
-  state.bpduGuardIs(false);
-  EXPECT_EQ(hexOf(state), name + "00000000" + "00" + "0100");
+  EXPECT_THROW(state.edgePort().value(), Tovo::BadOptionalAccessException);
+  // Absent is another value than every present one.
+  InterfaceState off = state;
+  off.bpduGuardIs(false);
+  EXPECT_NE(off, state);
+  EXPECT_EQ(hexOf(off), name + "00000000" + "00" + "0100");
   // A number that one byte cannot hold is no enumerator, and 255 stands for absent.
   for (const char* number : {"000000ff", "00000100", "ffffffff"}) {
     EXPECT_THROW(fromHex<InterfaceState>(name + number + "0000"), Tovo::StreamException) << number;
@@ -635,7 +536,7 @@ TEST_F(ValueTest, HostileLengthsAreRefused) {
   for (const char* bytes : {"ffffffff", "00000005ab", "0000000100 0000 ffffffff"}) {
     EXPECT_THROW(fromHex<Stp::MstConfigSpec>(bytes), Tovo::StreamException) << bytes;
   }
-  for (const char* bytes : {"ffffffff0000", "00000002 00", "00000000 00 7fffffff 000001"}) {
+  for (const char* bytes : {"ffffffff0000", "00000000 00 7fffffff 000001"}) {
     EXPECT_THROW(fromHex<Stp::OCGlobalStateContainer>(bytes), Tovo::StreamException) << bytes;
   }
 }
