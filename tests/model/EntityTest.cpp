@@ -203,6 +203,16 @@ TEST_F(EntityTest, TypedAndReflectedSettersAgree) {
   AGREES(OCInterface, config);
 }
 
+// What the log has brought is out of range, and yet no change when it is set again.
+TEST_F(EntityTest, TypedSettersTakeTheValueThatIsThere) {
+  const auto config = Stp::configFactory("c");
+  Receiver receiver(*config);
+  receiver.apply(261, "000000ff");
+  EXPECT_EQ(rangeError([&] { config->maxAgeIs(255); }), "none");
+  EXPECT_EQ(rangeError([&] { config->maxAgeIs(254); }), Stp::ConfigBase::maxAgeRange);
+  EXPECT_EQ(config->maxAge(), 255u);
+}
+
 // A node that is no entity has nothing below it that a recursive observer could be told of.
 TEST_F(EntityTest, OtherNodesAreObservedFromAboveLikeThemselves) {
   struct Plain : Pelmo::ObservableNode {};
