@@ -47,7 +47,7 @@ std::string escaped(const std::string& text) {
 }
 
 /// "-" where it is what the type itself starts from.
-std::string defaultOf(const Member& member) {
+std::string valueOf(const Member& member) {
   const Default& value = member.initial;
   switch (value.kind) {
     case Default::Kind::implicit:
@@ -66,6 +66,11 @@ std::string defaultOf(const Member& member) {
       return value.literal->name;
   }
   return "-";
+}
+
+/// With the name of the constant or attribute that it is.
+std::string named(const Member* origin, const std::string& value) {
+  return origin == nullptr ? value : origin->name + "=" + value;
 }
 
 std::string wireType(const Member& member) {
@@ -91,8 +96,7 @@ std::string wireType(const Member& member) {
 }
 
 std::string boundOf(const Bound& bound) {
-  std::string number = std::to_string(bound.value);
-  return bound.constant == nullptr ? number : bound.constant->name + "=" + number;
+  return named(bound.constant, std::to_string(bound.value));
 }
 
 /// The words that hold, between commas; "-" where none does.
@@ -120,7 +124,7 @@ void writeType(std::string& out, const Module& module, const Type& type) {
   }
   for (const Member& member : type.members) {
     out += prefix + std::to_string(member.id) + " " + member.name + " " + keyword(member.kind) +
-           " " + wireType(member) + " " + defaultOf(member) + " " +
+           " " + wireType(member) + " " + named(member.initial.origin, valueOf(member)) + " " +
            (member.range ? boundOf(member.range->low) + ".." + boundOf(member.range->high) : "-") +
            " " +
            marks({{member.readonly, "readonly"},

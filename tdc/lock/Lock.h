@@ -16,10 +16,10 @@ namespace tdc {
 ///     module type number literal
 ///     module type id name kind type default low..high marks unit
 ///
-/// The size is that of an encoded value where all have the same. Marks stand between commas: of a
-/// type `hash` or `identityhash`, `order`, `noargs`, `factory`; of a member `readonly`, `fixed`,
-/// `const` (a pointer's target), `nocompare`. What reflection says of the built types reads the
-/// same, line by line.
+/// The size is that of an encoded value where all have the same. Defaults and bounds that are
+/// constants say so, as `low=6`. Marks stand between commas: of a type `hash` or `identityhash`,
+/// `order`, `noargs`, `factory`; of a member `readonly`, `fixed`, `const` (a pointer's target),
+/// `nocompare`. What reflection says of the built types reads the same, line by line.
 std::string lockText(std::vector<const Module*> modules);
 
 /// False for a list that an earlier tdc wrote, with other columns.

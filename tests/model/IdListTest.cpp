@@ -82,17 +82,19 @@ std::string typeOf(TovoTypeBase owner, Attribute attribute) {
 
 std::string defaultOf(Attribute attribute) {
   const void* value = attribute.detail().value;
-  if (!value) return attribute.has(AttributeDescriptor::optional) ? "none" : "-";
+  const char* constant = attribute.detail().valueName;
+  const std::string name = constant ? std::string(constant) + "=" : "";
+  if (!value) return name + (attribute.has(AttributeDescriptor::optional) ? "none" : "-");
   std::string shown = Tovo::defaultText(attribute);
   const TovoTypeBase type = attribute.type();
   const bool ofLibrary = type && !moduleName(*type.module).starts_with("Stp");
   // The list knows no literals of a library, and of its other values what was written.
   if (ofLibrary && isEnumeration(type)) {
-    return std::to_string(encoded(attribute.ops(), value).back());
+    return name + std::to_string(encoded(attribute.ops(), value).back());
   }
   if (ofLibrary && shown.find(':') != std::string::npos) shown = "'" + shown + "'";
   std::replace(shown.begin(), shown.end(), '\'', '"');
-  return shown;
+  return name + shown;
 }
 
 std::string boundsOf(TovoTypeBase owner, Attribute attribute) {

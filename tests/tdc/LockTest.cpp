@@ -41,7 +41,7 @@ TEST(Lock, HasALineForEverythingThatPeersShare) {
             "B T::E 0 red\n"
             "B T::E 2 green\n"
             "B 1 T::V value 2 hash -\n"
-            "B T::V 2 a field u16 1 low=1..9 - \"1/256\\x20s\"\n"
+            "B T::V 2 a field u16 low=1 low=1..9 - \"1/256\\x20s\"\n"
             "B T::V 3 low const u16 1 - - -\n"
             "B 2 T::W value - - -\n"
             "B T::W 2 e field optional:T::E:u32 none - - -\n"
