@@ -49,15 +49,8 @@ Corpus presentForms(const Tovo::TovoModule& module) {
   return corpus;
 }
 
-// "filled log" of a value; the messages of an entity are one form.
-std::string formName(const std::string& form) {
-  const size_t message = form.find(" log ");
-  return message == std::string::npos ? form : form.substr(0, message + 4) + " (transfer)";
-}
-
-// What a reader of the report wants to know: which form, and where it differs first.
+// What a reader of the report wants to know: which form differs first, and how.
 void reportType(const std::string& type, const Forms& kept, const Forms& present) {
-  std::string reported;
   Forms both = kept;
   both.insert(present.begin(), present.end());
   for (const auto& [form, value] : both) {
@@ -65,11 +58,10 @@ void reportType(const std::string& type, const Forms& kept, const Forms& present
     const auto is = present.find(form);
     const std::string before = was == kept.end() ? "nothing" : was->second;
     const std::string after = is == present.end() ? "nothing" : is->second;
-    if (before == after || formName(form) == reported) continue;
-    reported = formName(form);
-    std::cout << type << ": " << reported << " changed";
-    if (form != reported) std::cout << ", first in message " << form.substr(form.rfind(' ') + 1);
-    std::cout << "\n  was " << before << "\n  is  " << after << '\n';
+    if (before == after) continue;
+    std::cout << type << ": " << form << " changed\n  was " << before << "\n  is  " << after
+              << '\n';
+    return;
   }
 }
 
