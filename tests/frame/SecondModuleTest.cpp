@@ -4,12 +4,10 @@
 
 #include <memory>
 
-#include "Tovo/AllocTrack.h"
 #include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
-#include "Tovo/Path.h"
 #include "Tovo/ValueOps.h"
 #include "frame/Sample.h"
 
@@ -102,36 +100,6 @@ TEST_F(SecondModule, valuesPrintAndParseThroughTheSameCode) {
   } catch (const Tovo::RangeException& error) {
     EXPECT_STREQ(error.what(), "unit: Sample::Slot::unit < 1 or > 48 not allowed");
   }
-}
-
-// What is removed last is inherited over two levels; the object that publishes it is still the
-// whole.
-TEST(SecondModuleLifetime, everyLevelOfAnOwnerIsThereUntilTheLastRemoval) {
-  struct Recorder : Pelmo::Observer {
-    void handleChange(const Pelmo::Change& change) override {
-      auto* site = dynamic_cast<Sample::Site*>(&Tovo::entityOf(change.source));
-      ASSERT_TRUE(site);
-      const Tovo::Attribute attribute = attributeById(site->tovoType(), change.attribute);
-      if (!change.previous || attribute.kind() != Tovo::AttributeKind::ownCollection) return;
-      removed.push_back(change.attribute);
-      site->noteIs("going");
-      site->firstIs("late", Sample::chassisFactory("late"));
-      site->mainIs(Sample::chassisFactory("later"));
-      site->cableIs("late");
-    }
-    std::vector<Tovo::AttributeId> removed;
-  };
-  const size_t before = Tovo::AllocTrackTypeInfo::totalLiveObjects();
-  auto site = Sample::siteFactory("site");
-  site->rackIs("r")->cardIs("c");
-  site->spareIs("s");
-  site->trayIs("t");
-  site->cableIs("c");
-  Recorder recorder;
-  recorder.observe(site->publisher());
-  site = nullptr;
-  EXPECT_EQ(recorder.removed, (std::vector<Tovo::AttributeId>{514, 515, 386, 258}));
-  EXPECT_EQ(Tovo::AllocTrackTypeInfo::totalLiveObjects(), before);
 }
 
 TEST(GeneratedCode, mayUseTheNamesOfParametersAndTables) {
