@@ -113,8 +113,7 @@ std::string got(Tovo::Entity& entity, unsigned id) {
   return gotFrom(type, &entity, attributeById(type, static_cast<Tovo::AttributeId>(id)));
 }
 
-// ------------------------------------------------------------------------------------ random
-// values
+// ---------------------------------------------------------------------------------- random values
 
 namespace {
 

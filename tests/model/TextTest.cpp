@@ -44,8 +44,6 @@ TEST(Text, GoesIntoAnyStreamAsItIs) {
 }
 
 TEST(Text, ErrorsNameTheField) {
-  const std::string portNumber =
-      "Stp::PortNumber::value < Stp::PortNumber::min or > Stp::PortNumber::max not allowed";
   struct Row {
     const char* type;
     std::string text;
@@ -53,16 +51,10 @@ TEST(Text, ErrorsNameTheField) {
     std::string message;  // how it begins
   };
   const Row rows[] = {
-      {"Stp::PathCost", "x", "value", "expected a decimal number at character 0, found 'x'"},
-      {"Stp::PathCost", "0x10", "", "expected the end of the text"},
       {"Stp::PathCost", "4294967296", "value",
        "the number 4294967296 at character 0 is above 4294967295"},
-      {"Stp::PortId", "Value('Stp::PortId', portPriority=1, portNumber=4096)", "portNumber",
-       portNumber},
       {"Stp::PortId", "Value('Stp::PortId', portPriority=300, portNumber=1)", "portPriority.value",
        "the number 300 at character 34 is above 255"},
-      {"Stp::PortId", "Value('Stp::PortId', portPriority=1, portNumbr=1)", "",
-       "expected \", portNumber=\" at character 35"},
       {"Stp::PriorityVector",
        "Value('Stp::PriorityVector', cistRootBridgeId=Value('Stp::BridgeId', priority=61441",
        "cistRootBridgeId.priority",

@@ -68,21 +68,6 @@ TEST_F(ModelThreads, EachWithATreeOfItsOwn) {
   EXPECT_EQ(changes[0], 4 * rounds);
 }
 
-// Another thread may drop the last reference meanwhile, and would not see a mark.
-TEST_F(ModelThreads, ANotificationHoldsItsEntityByAReference) {
-  struct Reader : Pelmo::Observer {
-    void handleChange(const Pelmo::Change& change) override {
-      references = Tovo::entityOf(change.source).references();
-    }
-    size_t references = 0;
-  };
-  const auto status = Stp::statusFactory("status");
-  Reader reader;
-  reader.observe(status->publisher());
-  status->stableIs(true);
-  EXPECT_EQ(reader.references, 2u);
-}
-
 // Nobody writes any more: then all may read, copy, and be the last to let go.
 TEST_F(ModelThreads, OneTreeThatAllReadAndTheLastOneDeletes) {
   for (int round = 0; round < rounds; ++round) {

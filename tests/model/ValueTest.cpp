@@ -1,6 +1,5 @@
 // What holds for every value type, by random values made through reflection.
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <random>
 #include <utility>
@@ -17,8 +16,6 @@
 namespace {
 
 using Tovo::Attribute;
-using Tovo::AttributeDescriptor;
-using Tovo::AttributeKind;
 using Tovo::TypeDescriptor;
 using Tovo::TypeKind;
 namespace Code = Tovo::OperationCode;
@@ -57,32 +54,55 @@ bool hasNoTextConstructor(Tovo::TovoTypeBase type) {
   return std::string_view(typeName(type)).find("Container") != std::string_view::npos;
 }
 
-TEST_F(ValueTest, TextReadsBackEqual) {
+TEST_F(ValueTest, TextAndBytesReadBackEqual) {
   forEachValue(true, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     const Tovo::GenericIfMethods& methods = *genericIf(type).methods;
+    const uint32_t size = typeDescriptor(type).encodedSize;
     for (int round = 0; round < 300; ++round) {
       const Buffer value = samples.any(type);
+      const Buffer other = samples.any(type);
+      std::vector<uint8_t> bytes = encoded(ops, value->get());
+      EXPECT_TRUE(size == TypeDescriptor::variableSize || bytes.size() == size);
+      Tovo::NboAttrLog::In in(bytes);
+      Tovo::ValueBuffer received(ops);
+      received.read(in);
+      EXPECT_EQ(in.remaining(), 0u);
+      EXPECT_EQ(encoded(ops, received.get()), bytes);
+      // Equal are those of the same bytes; zero has two encodings as Seconds, which no sample has.
+      bool answer = false;
+      EXPECT_EQ(wholeOp(type, answer, value->get(), Code::equal, received.get()), 0);
+      EXPECT_TRUE(answer);
+      EXPECT_EQ(wholeOp(type, answer, value->get(), Code::equal, other->get()), 0);
+      EXPECT_EQ(answer, encoded(ops, other->get()) == bytes);
+      EXPECT_EQ(wholeOp(type, answer, value->get(), 14), 1);
+      if (!isA(type, TypeKind::enumeration)) {
+        Tovo::ValueBuffer initial(ops);
+        initial.constructDefault();
+        EXPECT_EQ(wholeOp(type, answer, value->get(), Code::isSet), 0);
+        EXPECT_EQ(answer, !ops.equal(value->get(), initial.get()));
+      }
+      if (!bytes.empty()) {
+        bytes.pop_back();
+        Tovo::NboAttrLog::In cut(bytes);
+        Tovo::ValueBuffer none(ops);
+        EXPECT_THROW(none.read(cut), Tovo::StreamException);
+      }
+
       const Pelmo::String printed = methods.genericIfStrRep(type, value->get());
       EXPECT_EQ(printed.view(), text(ops, value->get()));
-      if (!isA(type, TypeKind::enumeration)) {
-        EXPECT_EQ(TovoPelmo::Impl::valueToStrep(type.module, type.index, value->get()), printed);
-      }
       if (isA(type, TypeKind::value)) {
         EXPECT_EQ(fieldByField(type, value->get()), printed.view());
       }
-      Tovo::ValueBuffer back(ops);
-      back.constructDefault();
+      alignas(16) unsigned char room[256];
       if (hasNoTextConstructor(type)) {
         const AssertionsThrow guard;
-        EXPECT_THROW(methods.genericIfStrepToValue(type, printed, back.get()),
-                     Tovo::AssertionError);
+        EXPECT_THROW(methods.genericIfStrepToValue(type, printed, room), Tovo::AssertionError);
         continue;
       }
-      ops.destruct(back.get());
-      methods.genericIfStrepToValue(type, printed, back.get());
-      EXPECT_TRUE(ops.equal(back.get(), value->get())) << printed;
+      methods.genericIfStrepToValue(type, printed, room);
+      EXPECT_TRUE(ops.equal(room, value->get())) << printed;
+      methods.genericIfDestruct(type, room);
       // Nothing may stand behind it.
-      alignas(16) unsigned char room[256];
       EXPECT_THROW(methods.genericIfStrepToValue(type, std::string(printed) + "\x01", room),
                    Tovo::ParseException);
     }
@@ -133,223 +153,61 @@ TEST_F(ValueTest, FaultyTextIsReadAsFieldByField) {
   EXPECT_GT(accepted, 100u);
 }
 
-TEST_F(ValueTest, BytesReadBackEqualAndNeverBeyondTheEnd) {
-  forEachValue(true, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
-    for (int round = 0; round < 300; ++round) {
-      const Buffer value = samples.any(type);
-      std::vector<uint8_t> bytes = encoded(ops, value->get());
-      if (typeDescriptor(type).encodedSize != TypeDescriptor::variableSize) {
-        EXPECT_EQ(bytes.size(), typeDescriptor(type).encodedSize);
-      }
-      Tovo::NboAttrLog::In in(bytes);
-      Tovo::ValueBuffer back(ops);
-      back.read(in);
-      EXPECT_EQ(in.remaining(), 0u);
-      EXPECT_TRUE(ops.equal(back.get(), value->get()));
-      EXPECT_EQ(encoded(ops, back.get()), bytes);
-      if (bytes.empty()) continue;
-      bytes.pop_back();
-      Tovo::NboAttrLog::In cut(bytes);
-      Tovo::ValueBuffer none(ops);
-      EXPECT_THROW(none.read(cut), Tovo::StreamException);
-    }
-  });
-}
-
-TEST_F(ValueTest, EqualityIsThatOfTheBytes) {
-  forEachValue(true, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
-    for (int round = 0; round < 300; ++round) {
-      const Buffer a = samples.any(type);
-      const Buffer b = samples.any(type);
-      const bool same = encoded(ops, a->get()) == encoded(ops, b->get());
-      bool equal = false;
-      EXPECT_EQ(wholeOp(type, equal, a->get(), Code::equal, b->get()), 0);
-      // Zero has two encodings as Seconds, which no sample has.
-      EXPECT_EQ(equal, same);
-      Tovo::ValueBuffer copy(ops);
-      copy.constructFrom(a->get());
-      EXPECT_EQ(wholeOp(type, equal, a->get(), Code::equal, copy.get()), 0);
-      EXPECT_TRUE(equal);
-      Tovo::ValueBuffer initial(ops);
-      initial.constructDefault();
-      bool set = false;
-      EXPECT_EQ(wholeOp(type, set, a->get(), Code::isSet), 0);
-      if (typeDescriptor(type).kind != Tovo::TypeKind::enumeration) {
-        EXPECT_EQ(set, !ops.equal(a->get(), initial.get()));
-      }
-      EXPECT_EQ(wholeOp(type, set, a->get(), 14), 1);
-    }
-  });
-}
-
 // Seconds that are no number equal nothing, but a value that holds them is still the same value.
 TEST_F(ValueTest, AnObjectEqualsItselfWhateverItHolds) {
   Stp::PortCounters counters;
   counters.timestampIs(std::numeric_limits<double>::quiet_NaN());
   const Stp::PortCounters copy = counters;
-  for (const Stp::PortCounters* other : {&std::as_const(counters), &copy}) {
-    const bool same = other == &counters;
-    bool equal = !same;
-    EXPECT_EQ(wholeOp(Stp::PortCounters::tovoStaticType(), equal, &counters, Code::equal, other),
-              0);
-    EXPECT_EQ(equal, same);
-    EXPECT_EQ(Stp::PortCounters::isEq(&counters, other), same);
-    EXPECT_EQ(counters == *other, same);
-  }
-
+  EXPECT_TRUE(Stp::PortCounters::isEq(&counters, &counters));
+  EXPECT_FALSE(Stp::PortCounters::isEq(&counters, &copy));
+  EXPECT_TRUE(std::as_const(counters) == counters);
+  EXPECT_FALSE(counters == copy);
   const auto status = Stp::statusFactory("sw");
   const auto port = status->stpiStatusIs("Mstp")->stpiPortStatusIs("Ethernet1", 5.0);
   port->countersIs(counters);
   Recorder changes(*port);
   port->countersIs(port->counters());
-  EXPECT_EQ(attributeOp(port->tovoType(), nullptr, port.get(), 267, Code::set, nullptr,
-                        &port->counters()),
-            0);
   EXPECT_EQ(changes.take(), Lines());
   port->countersIs(copy);
   EXPECT_EQ(changes.take().size(), 1u);
 }
 
-TEST_F(ValueTest, OrderIsTotalOrNotSupported) {
+TEST_F(ValueTest, OrderAndHashAreThoseOfTheValueOrNotSupported) {
   forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
     std::vector<Buffer> values;
     for (int i = 0; i < 24; ++i) values.push_back(samples.any(type));
+    const uint8_t flags = typeDescriptor(type).flags;
+    const auto hash = [&](const Buffer& value) {
+      return genericIf(type).methods->genericIfHash(value->get(), type);
+    };
+    for (const Buffer& value : values) {
+      if ((flags & TypeDescriptor::hashable) == 0) {
+        EXPECT_THROW(hash(value), Tovo::UnhashableException);
+        continue;
+      }
+      // That of an instance id is its number; the others are spread.
+      const uint64_t number = ops.number(value->get());
+      const uint32_t spread = ops.encodedSize == 1
+                                  ? Tovo::hashSingleAttr(0, static_cast<uint8_t>(number))
+                                  : Tovo::hashSingleAttr(0, static_cast<uint16_t>(number));
+      EXPECT_EQ(hash(value), type == Stp::InstanceId::tovoStaticType() ? number : spread);
+    }
+    const bool ordered = (flags & TypeDescriptor::ordered) != 0;
     const auto less = [&](const Buffer& a, const Buffer& b) {
       bool answer = false;
-      EXPECT_EQ(wholeOp(type, answer, a->get(), Code::less, b->get()), 0);
+      EXPECT_EQ(wholeOp(type, answer, a->get(), Code::less, b->get()), ordered ? 0 : 1);
       return answer;
     };
-    if ((typeDescriptor(type).flags & TypeDescriptor::ordered) == 0) {
-      bool answer = false;
-      EXPECT_EQ(wholeOp(type, answer, values[0]->get(), Code::less, values[1]->get()), 1);
-      return;
-    }
     for (const Buffer& a : values) {
       for (const Buffer& b : values) {
         const bool ab = less(a, b);
         const bool ba = less(b, a);
         EXPECT_FALSE(ab && ba);
-        EXPECT_EQ(!ab && !ba, ops.equal(a->get(), b->get()));
-        for (const Buffer& c : values) {
-          if (ab && less(b, c)) {
-            EXPECT_TRUE(less(a, c));
-          }
-        }
+        EXPECT_TRUE(!ordered || (!ab && !ba) == ops.equal(a->get(), b->get()));
+        for (const Buffer& c : values) EXPECT_TRUE(!ab || !less(b, c) || less(a, c));
       }
     }
   });
-}
-
-TEST_F(ValueTest, HashIsThatOfTheValueOrUnhashable) {
-  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
-    const auto& methods = *genericIf(type).methods;
-    for (int round = 0; round < 100; ++round) {
-      const Buffer value = samples.any(type);
-      if ((typeDescriptor(type).flags & TypeDescriptor::hashable) == 0) {
-        EXPECT_THROW(methods.genericIfHash(value->get(), type), Tovo::UnhashableException);
-        continue;
-      }
-      Tovo::ValueBuffer copy(ops);
-      copy.constructFrom(value->get());
-      EXPECT_EQ(methods.genericIfHash(value->get(), type), methods.genericIfHash(copy.get(), type));
-      // That of an instance id is its number; the others are spread.
-      const uint64_t number = ops.number(value->get());
-      const auto word = static_cast<uint16_t>(number);
-      const uint32_t spread = ops.encodedSize == 1
-                                  ? Tovo::hashSingleAttr(0, static_cast<uint8_t>(number))
-                                  : Tovo::hashSingleAttr(0, word);
-      EXPECT_EQ(methods.genericIfHash(value->get(), type),
-                type == Stp::InstanceId::tovoStaticType() ? number : spread);
-    }
-  });
-}
-
-TEST_F(ValueTest, ConstructorArgumentsAreTheFields) {
-  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
-    const bool none = (typeDescriptor(type).flags & TypeDescriptor::noArguments) != 0;
-    std::vector<Attribute> fields;
-    forEachAttribute(type, [&](Attribute each) {
-      if (each.kind() == AttributeKind::field && !none) fields.push_back(each);
-    });
-    const auto isFixed = [](Attribute each) { return each.has(AttributeDescriptor::fixed); };
-    const bool all = std::none_of(fields.begin(), fields.end(), isFixed);
-    if (!all) std::erase_if(fields, std::not_fn(isFixed));
-    for (int round = 0; round < 50; ++round) {
-      const Buffer value = samples.any(type);
-      std::vector<Buffer> arguments;
-      std::vector<const void*> pointers;
-      for (const Attribute field : fields) {
-        arguments.push_back(std::make_unique<Tovo::ValueBuffer>(field.ops()));
-        arguments.back()->constructDefault();
-        EXPECT_EQ(attributeOp(type, arguments.back()->get(), value->get(), field.id(), Code::get),
-                  0);
-        pointers.push_back(arguments.back()->get());
-      }
-      Tovo::ValueBuffer made(ops);
-      made.constructDefault();
-      const std::string initial = hex(encoded(ops, made.get()));
-      ops.destruct(made.get());
-      genericIf(type).genericIfConstructFromCtorArgs(type, made.get(), pointers);
-      if (fields.empty()) {
-        EXPECT_EQ(hex(encoded(ops, made.get())), initial);
-      } else if (all) {
-        EXPECT_TRUE(ops.equal(made.get(), value->get()));
-      }
-      const auto refused = [&](const std::vector<const void*>& wrong) -> size_t {
-        alignas(16) unsigned char room[256];
-        try {
-          genericIf(type).genericIfConstructFromCtorArgs(type, room, wrong);
-        } catch (const Tovo::NewEntityArgsException& error) {
-          EXPECT_EQ(&error.module(), type.module);
-          return error.argument();
-        }
-        return 99;
-      };
-      pointers.push_back(&fields);
-      EXPECT_EQ(refused(pointers), fields.size());
-      if (fields.empty()) continue;
-      pointers.resize(fields.size() - 1);
-      EXPECT_EQ(refused(pointers), pointers.size());
-    }
-  });
-}
-
-TEST_F(ValueTest, ReflectionRefusesConstantsAndUnknownFields) {
-  forEachValue(false, [&](Tovo::TovoTypeBase type, const Tovo::ValueOps& ops) {
-    const Buffer value = samples.any(type);
-    const std::string before = text(ops, value->get());
-    uint64_t room[32] = {};
-    forEachAttribute(type, [&](Attribute each) {
-      const AttributeKind kind = each.kind();
-      if (kind == AttributeKind::constant || kind == AttributeKind::query ||
-          each.has(AttributeDescriptor::readOnly)) {
-        EXPECT_EQ(attributeOp(type, nullptr, value->get(), each.id(), Code::set, nullptr,
-                              samples.any(each)->get()),
-                  1)
-            << each.name();
-      }
-      if (kind == AttributeKind::indexed) return;
-      for (const uint32_t code : {Code::del, Code::isSet, Code::equal, Code::less, 99u}) {
-        EXPECT_EQ(attributeOp(type, room, value->get(), each.id(), code, room, room), 1)
-            << each.name();
-      }
-    });
-    const unsigned behind = ownAttributes(type).back().id + 1u;
-    for (const unsigned id : {0u, 1u, 154u, 155u, 257u, behind}) {
-      EXPECT_EQ(attributeOp(type, room, value->get(), id, Code::get), 2) << id;
-      EXPECT_EQ(attributeOp(type, nullptr, value->get(), id, Code::set, nullptr, room), 2) << id;
-    }
-    EXPECT_EQ(text(ops, value->get()), before);
-  });
-}
-
-// A value is not one of another type.
-TEST_F(ValueTest, OtherConversionsAreRefused) {
-  const Tovo::TovoTypeBase cost = typeNamed("Stp::PathCost");
-  const auto convert = genericIf(cost).methods->genericIfVoidPtrIs;
-  Stp::PathCost value;
-  EXPECT_EQ(convert(&value, cost, cost), &value);
-  EXPECT_THROW(convert(&value, cost, typeNamed("Stp::PortId")), Tovo::TypeException);
 }
 
 // ------------------------------------------------------------------------------- the typed surface
@@ -410,50 +268,6 @@ TEST_F(ValueTest, TypedEqualityAndOrderAgreeWithReflection) {
                             OCBridgePriority, OCMstiConfig, OCMstiState>();
 }
 
-template <class T, class Get, class Set>
-void expectField(const char* name, const Get& get, const Set& set) {
-  SCOPED_TRACE(name);
-  Samples samples(42);
-  const Tovo::TovoTypeBase type = T::tovoStaticType();
-  const Attribute attribute = attributeByName(type, name);
-  using Field = std::decay_t<decltype(get(std::declval<const T&>()))>;
-  for (int round = 0; round < 50; ++round) {
-    const Buffer start = samples.any(type);
-    const Buffer field = samples.any(attribute);
-    const Field& value = *static_cast<const Field*>(field->get());
-    T typed = *static_cast<const T*>(start->get());
-    T reflected = typed;
-    set(typed, value);
-    EXPECT_EQ(attributeOp(type, nullptr, &reflected, attribute.id(), Code::set, nullptr, &value),
-              0);
-    EXPECT_EQ(typed, reflected);
-    EXPECT_EQ(get(typed), value);
-    Field read{};
-    EXPECT_EQ(attributeOp(type, &read, &reflected, attribute.id(), Code::get), 0);
-    EXPECT_EQ(read, value);
-  }
-}
-
-#define FIELD(T, x)                                 \
-  expectField<T>(                                   \
-      #x, [](const T& value) { return value.x(); }, \
-      [](T& value, const auto& field) { value.x##Is(field); })
-
-TEST_F(ValueTest, TypedFieldsAgreeWithReflection) {
-  using namespace Stp;
-  FIELD(BridgePriority, value);
-  FIELD(BridgeId, address);
-  FIELD(TimesVector, remainingHops);
-  FIELD(PriorityVector, intRootPathCost);
-  FIELD(MstpConfigDigest, configDigest15);
-  FIELD(MstConfigSpec, configRevision);
-  FIELD(MstConfigSpec, vidToMstiMap);
-  FIELD(PortCounters, timestamp);
-  FIELD(InterfaceConfig, edgePort);
-  FIELD(InterfaceState, linkType);
-  FIELD(OCMstiState, bridgePriority);
-}
-
 // --------------------------------------------------------------------------------- single findings
 
 TEST_F(ValueTest, SpanningTreeComparisons) {
@@ -474,13 +288,7 @@ TEST_F(ValueTest, SpanningTreeComparisons) {
 TEST_F(ValueTest, ListsCheckTheirIndexAndKeepWhatTheyHad) {
   using Protocol = Stp::OcStpEnabledProtocol;
   Stp::OCGlobalConfigContainer container;
-  try {
-    container.enabledProtocolIs(0, Protocol::MSTP);
-    ADD_FAILURE();
-  } catch (const Pelmo::VectorOutOfRangeException& error) {
-    EXPECT_EQ(error.index(), 0u);
-    EXPECT_EQ(error.size(), 0u);
-  }
+  EXPECT_THROW(container.enabledProtocolIs(0, Protocol::MSTP), Pelmo::VectorOutOfRangeException);
   EXPECT_THROW(container.enabledProtocolPop(), Pelmo::VectorEmptyException);
   EXPECT_EQ(container, Stp::OCGlobalConfigContainer());
   container.enabledProtocolPush(Protocol::MSTP);
@@ -496,19 +304,6 @@ TEST_F(ValueTest, ListsCheckTheirIndexAndKeepWhatTheyHad) {
   EXPECT_EQ(container.enabledProtocol(0), Protocol::MSTP);
   container.enabledProtocolPopAll();
   EXPECT_EQ(container, Stp::OCGlobalConfigContainer());
-  // Beyond the room inside the value, the field pays for the memory.
-  const auto& bytes = Pelmo::VectorMemory<Stp::OCGlobalConfigContainer::VE_DisabledVlan>::bytes;
-  EXPECT_EQ(bytes, 0u);
-  {
-    Stp::OCGlobalConfigContainer one, other;
-    for (int i = 0; i < 50; ++i) {
-      one.disabledVlanPush({});
-      other.disabledVlanPush({});
-      EXPECT_EQ(one, other);
-    }
-    EXPECT_GE(bytes, 100 * sizeof(Stp::VlanIdOrRange));
-  }
-  EXPECT_EQ(bytes, 0u);
 }
 
 TEST_F(ValueTest, OptionalsTravelAsPresenceAndWideNumber) {
