@@ -53,18 +53,6 @@ TEST(Octets, EveryViewOfEveryOctet) {
   VIEW(RstpBpduFlags, masterFlag, bool, 263, 7, 1);
 }
 
-TEST(Octets, BitZeroOfTheRapidFlagsSurvives) {
-  RstpBpduFlags flags(0x01);
-  flags.portRoleIs(RstpBpduFlags::PortRole::designated);
-  EXPECT_EQ(flags.value(), 0x0d);
-  StpBpduFlags unused;
-  unused.unusedIs(0x3f);
-  EXPECT_EQ(unused.value(), 0x7e);
-  // No view has this bit, but equality and hash do.
-  EXPECT_NE(RstpBpduFlags(0), RstpBpduFlags(1));
-  EXPECT_NE(StpBpduFlags(0).hash(), StpBpduFlags(2).hash());
-}
-
 TEST(Octets, RawBytesAreTheDigestByPosition) {
   const Tovo::TovoTypeBase type = MstpConfigDigest::tovoStaticType();
   for (uint8_t index = 0; index < 16; ++index) {

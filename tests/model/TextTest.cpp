@@ -132,20 +132,4 @@ TEST(Text, RangesOfValues) {
   EXPECT_EQ(hash, 4095u);
 }
 
-// Lists forbid these to be read from text; asking is an error of the program.
-TEST(Text, ContainersCannotBeRead) {
-  const AssertionsThrow guard;
-  const Tovo::TovoTypeBase type = typeNamed("Stp::OCGlobalConfigContainer");
-  alignas(16) unsigned char room[256];
-  try {
-    genericIf(type).methods->genericIfStrepToValue(type, "x", room);
-    ADD_FAILURE();
-  } catch (const Tovo::AssertionError& error) {
-    EXPECT_NE(std::string_view(error.what())
-                  .find("'false && \"No String constructor for OCGlobalConfigContainer - has "
-                        "collection\"' failed in Stp/StpConfig:"),
-              std::string_view::npos);
-  }
-}
-
 }  // namespace

@@ -50,6 +50,7 @@ std::string fieldByField(Tovo::TovoTypeBase type, const void* value) {
   return out + ")";
 }
 
+// Lists forbid these to be read from text; asking is an error of the program.
 bool hasNoTextConstructor(Tovo::TovoTypeBase type) {
   return std::string_view(typeName(type)).find("Container") != std::string_view::npos;
 }
