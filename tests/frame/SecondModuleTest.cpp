@@ -91,8 +91,12 @@ TEST_F(SecondModule, valuesPrintAndParseThroughTheSameCode) {
   notes.appendText(text);
   EXPECT_EQ(text,
             "Value('Sample::Notes', lines=['it\\'s'], bridges=[Value('Stp::BridgeId', priority=0, "
-            "systemId=0, address=00:00:00:00:00:00)], urgent=None)");
+            "systemId=0, address=00:00:00:00:00:00)], urgent=None, face=front)");
   EXPECT_EQ(Tovo::strepToValue<Sample::Notes>(text), notes);
+  notes.faceIs(static_cast<Sample::Face>(200));  // as the log may bring it
+  text.clear();
+  notes.appendText(text);
+  EXPECT_TRUE(text.ends_with(", face=200)")) << text;
   EXPECT_THROW(Sample::Slot(1, 49), Tovo::RangeException);
   try {
     Tovo::strepToValue<Sample::Slot>("Value('Sample::Slot', rack=1, unit=0)");

@@ -67,6 +67,9 @@ TEST_F(CollectionsTest, EveryOwningCollectionMakesFindsRefusesAndRemoves) {
           const Tovo::Entity& element = removed ? **removed : *Tovo::elementEntity(item);
           EXPECT_EQ(element.parent(), removed ? nullptr : owner.get());
         };
+        EXPECT_THROW(
+            newElement(*owner, collection, keyText(collection, 1), Lines(parameters ? 2 : 1, "1")),
+            Tovo::NewEntityArgsException);
         const auto first = make(1, "1");
         EXPECT_EQ(first->parent(), owner.get());
         EXPECT_EQ(first->nameString(), keyText(collection, 1).c_str());

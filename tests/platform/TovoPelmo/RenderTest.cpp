@@ -33,9 +33,9 @@ TEST(Render, NoneOneAndSeveralFields) {
   Mark mark;
   mark.label = "it's";
   mark.at = 0.5;
-  mark.colour = static_cast<Colour>(177);  // a number without a literal
+  mark.colour = static_cast<Colour>(77);  // a number without a literal
   // Constants are no part of the text.
-  EXPECT_EQ(textOf(mark), "Value('Sample::Mark', level=7, label='it\\'s', at=0.5, colour=177)");
+  EXPECT_EQ(textOf(mark), "Value('Sample::Mark', level=7, label='it\\'s', at=0.5, colour=77)");
 }
 
 TEST(Render, WhatIsPrintedReadsBack) {
