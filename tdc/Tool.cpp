@@ -53,7 +53,7 @@ Options parseArguments(const std::vector<std::string>& arguments) {
   using Command = Options::Command;
   Options options;
   bool optionsEnded = false;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
     auto value = [&]() -> const std::string& {
       if (i + 1 == arguments.size() || arguments[i + 1].empty()) {
@@ -101,9 +101,7 @@ Options parseArguments(const std::vector<std::string>& arguments) {
   if (options.command == Command::none) {
     throw UsageError("give '--out', '--lock', '--check-lock' or '--print'");
   }
-  if (options.files.empty()) {
-    throw UsageError("give a file to read");
-  }
+  if (options.files.empty()) throw UsageError("give a file to read");
   bool single = options.command == Command::emit || options.command == Command::print;
   if (single && options.files.size() > 1) {
     throw UsageError("give one file, not " + std::to_string(options.files.size()));
@@ -142,18 +140,14 @@ class Run {
  private:
   /// Prints the errors; true where there are any.
   bool reportErrors() {
-    if (diagnostics_.empty()) {
-      return false;
-    }
+    if (diagnostics_.empty()) return false;
     err_ << diagnostics_.render();
     return true;
   }
 
   int print() {
     syntax::File tree = parse(files_.read(options_.files[0]), diagnostics_);
-    if (reportErrors()) {
-      return 1;
-    }
+    if (reportErrors()) return 1;
     out_ << tdc::print(tree);
     return 0;
   }
@@ -161,9 +155,7 @@ class Run {
   int emit() {
     Program program(files_, diagnostics_, options_.folders);
     const Module* module = program.load(options_.files[0]);
-    if (reportErrors()) {
-      return 1;
-    }
+    if (reportErrors()) return 1;
     std::string headerPath = joinPath(options_.target, module->name + ".h");
     std::string sourcePath = joinPath(options_.target, module->name + ".cpp");
     // Both texts are made before anything is written.
@@ -173,9 +165,7 @@ class Run {
     writeIfChanged(sourcePath, source);
     if (!options_.depfile.empty()) {
       std::vector<std::string> read;
-      for (const auto& file : files_.all()) {
-        read.push_back(file->path());
-      }
+      for (const auto& file : files_.all()) read.push_back(file->path());
       writeIfChanged(options_.depfile, makeRule({headerPath, sourcePath}, read));
     }
     return 0;
@@ -184,12 +174,8 @@ class Run {
   int lock() {
     Program program(files_, diagnostics_, options_.folders);
     std::vector<const Module*> modules;
-    for (const std::string& file : options_.files) {
-      modules.push_back(program.load(file));
-    }
-    if (reportErrors()) {
-      return 1;
-    }
+    for (const std::string& file : options_.files) modules.push_back(program.load(file));
+    if (reportErrors()) return 1;
     std::string text = lockText(modules);
     if (options_.command == Options::Command::lock) {
       writeIfChanged(options_.target, text);
@@ -197,9 +183,7 @@ class Run {
     }
     std::string old = isFile(options_.target) ? readFile(options_.target) : "";
     std::string lines = difference(old, text);
-    if (lines.empty()) {
-      return 0;
-    }
+    if (lines.empty()) return 0;
     if (isOfThisForm(old)) {
       err_ << lines << "'" << options_.target
            << "' is out of date. If every line above is meant, accept them with\n    tdc --lock ";
@@ -209,12 +193,8 @@ class Run {
               "Write it again from the descriptions that it was made of\n    tdc --lock ";
     }
     err_ << options_.target;
-    for (const std::string& folder : options_.folders) {
-      err_ << " -I " << folder;
-    }
-    for (const std::string& file : options_.files) {
-      err_ << " " << file;
-    }
+    for (const std::string& folder : options_.folders) err_ << " -I " << folder;
+    for (const std::string& file : options_.files) err_ << " " << file;
     err_ << "\n";
     return 1;
   }
@@ -235,9 +215,7 @@ int run(const std::vector<std::string>& arguments, const Emitter& emitter, std::
     Options options = parseArguments(arguments);
     int code = Run(options, emitter, out, err).command();
     out.flush();
-    if (!out) {
-      throw FileError("cannot write to the standard output");
-    }
+    if (!out) throw FileError("cannot write to the standard output");
     return code;
   } catch (const UsageError& error) {
     err << "tdc: " << error.what() << "; see 'tdc --help'\n";

@@ -152,9 +152,7 @@ class ValueClass {
     function.initializers = {storageName(field) + "(Tovo::fieldNumber<" +
                              cppType(field.type, space_) + ">(" + field.name + ", " +
                              rangeName(field) + "))"};
-    if (field.range) {
-      function.body = {rangeCall(field, "Frame::checkRange", storageName(field))};
-    }
+    if (field.range) function.body = {rangeCall(field, "Frame::checkRange", storageName(field))};
     return function;
   }
 

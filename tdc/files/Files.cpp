@@ -52,24 +52,18 @@ std::string folderOf(const std::string& path) { return fs::path(path).parent_pat
 
 std::string readFile(const std::string& path) {
   std::error_code error;
-  if (fs::is_directory(path, error)) {
-    throw FileError("cannot read '" + path + "': it is a folder");
-  }
+  if (fs::is_directory(path, error)) throw FileError("cannot read '" + path + "': it is a folder");
   std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    throw FileError("cannot read '" + path + "': " + reason(errno));
-  }
+  if (!in) throw FileError("cannot read '" + path + "': " + reason(errno));
   std::string text;
   char block[16384];
   while (in.read(block, sizeof(block)) || in.gcount() > 0) {
-    text.append(block, static_cast<std::size_t>(in.gcount()));
+    text.append(block, static_cast<size_t>(in.gcount()));
     if (text.size() > maxFileSize) {
       throw FileError("cannot read '" + path + "': it is longer than 8 MB");
     }
   }
-  if (in.bad()) {
-    throw FileError("cannot read '" + path + "': " + reason(errno));
-  }
+  if (in.bad()) throw FileError("cannot read '" + path + "': " + reason(errno));
   return text;
 }
 
@@ -77,15 +71,11 @@ bool writeIfChanged(const std::string& path, const std::string& text) {
   if (isFile(path)) {
     std::ifstream in(path, std::ios::binary);
     std::string old((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in && old == text) {
-      return false;
-    }
+    if (in && old == text) return false;
   }
   std::error_code error;
   std::string folder = folderOf(path);
-  if (!folder.empty()) {
-    fs::create_directories(folder, error);
-  }
+  if (!folder.empty()) fs::create_directories(folder, error);
   // The process id keeps two runs apart that a parallel build starts for one output.
   std::string temporary = path + ".new" + std::to_string(::getpid());
   {
@@ -114,9 +104,7 @@ std::string makeRule(const std::vector<std::string>& targets,
     rule += (rule.empty() ? "" : " ") + escapedForMake(target);
   }
   rule += ":";
-  for (const std::string& source : sources) {
-    rule += " \\\n  " + escapedForMake(source);
-  }
+  for (const std::string& source : sources) rule += " \\\n  " + escapedForMake(source);
   return rule + "\n";
 }
 

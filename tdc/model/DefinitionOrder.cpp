@@ -12,23 +12,17 @@ class Sorter {
  public:
   Sorter(const Module& module, Diagnostics& diagnostics)
       : module_(module), diagnostics_(diagnostics) {
-    for (const Type* type : module.declarations) {
-      collect(*type);
-    }
+    for (const Type* type : module.declarations) collect(*type);
     // A use that needs no complete type is honoured unless that would close a cycle.
     for (const Type* type : module.declarations) {
       for (const Type* other : soft_[type]) {
-        if (!reaches(other, type)) {
-          hard_[type].push_back(other);
-        }
+        if (!reaches(other, type)) hard_[type].push_back(other);
       }
     }
   }
 
   std::vector<const Type*> run() {
-    for (const Type* type : module_.declarations) {
-      visit(type);
-    }
+    for (const Type* type : module_.declarations) visit(type);
     return std::move(result_);
   }
 
@@ -51,18 +45,14 @@ class Sorter {
   }
 
   void add(std::vector<const Type*>& edges, const Type* from, const Type* to) {
-    if (to != nullptr && to->enclosing != nullptr) {
+    if (to && to->enclosing) {
       to = to->enclosing;
-      if (to == from) {
-        return;
-      }
+      if (to == from) return;
     }
-    bool known = to == nullptr || to->module != &module_ ||
-                 std::find(edges.begin(), edges.end(), to) != edges.end();
+    bool known =
+        !to || to->module != &module_ || std::find(edges.begin(), edges.end(), to) != edges.end();
     // A constant or a pointer of the own type needs nothing.
-    if (!known && !(to == from && &edges == &soft_[from])) {
-      edges.push_back(to);
-    }
+    if (!known && !(to == from && &edges == &soft_[from])) edges.push_back(to);
   }
 
   bool reaches(const Type* from, const Type* to) {
@@ -71,13 +61,9 @@ class Sorter {
     while (!open.empty()) {
       const Type* at = open.back();
       open.pop_back();
-      if (at == to) {
-        return true;
-      }
+      if (at == to) return true;
       for (const Type* next : hard_[at]) {
-        if (seen.insert(next).second) {
-          open.push_back(next);
-        }
+        if (seen.insert(next).second) open.push_back(next);
       }
     }
     return false;
@@ -85,29 +71,25 @@ class Sorter {
 
   void visit(const Type* type) {
     State& state = states_[type];
-    if (state == State::done) {
-      return;
-    }
+    if (state == State::done) return;
     if (state == State::open) {
       reportCycle(type);
       return;
     }
     state = State::open;
     path_.push_back(type);
-    for (const Type* next : hard_[type]) {
-      visit(next);
-    }
+    for (const Type* next : hard_[type]) visit(next);
     path_.pop_back();
     states_[type] = State::done;
     result_.push_back(type);
   }
 
   void reportCycle(const Type* type) {
-    constexpr std::size_t shown = 8;
+    constexpr size_t shown = 8;
     std::string way;
     auto begin = std::find(path_.begin(), path_.end(), type);
     for (auto at = begin; at != path_.end(); ++at) {
-      if (static_cast<std::size_t>(at - begin) == shown) {
+      if (static_cast<size_t>(at - begin) == shown) {
         way += " -> ...";
         break;
       }

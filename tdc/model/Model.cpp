@@ -9,7 +9,7 @@ namespace {
 /// Wrappers of wrappers; a longer chain is a cycle, which is reported elsewhere.
 constexpr int maxWrapping = 64;
 
-Type makeBuiltIn(TypeKind kind, const char* word, std::optional<std::uint64_t> size) {
+Type makeBuiltIn(TypeKind kind, const char* word, std::optional<uint64_t> size) {
   Type type;
   type.kind = kind;
   type.name = word;
@@ -29,9 +29,7 @@ const Type* builtIn(std::string_view word) {
       makeBuiltIn(TypeKind::string, "String", {}), makeBuiltIn(TypeKind::seconds, "Seconds", 8),
   };
   for (const Type& type : types) {
-    if (type.name == word) {
-      return &type;
-    }
+    if (type.name == word) return &type;
   }
   return nullptr;
 }
@@ -50,16 +48,10 @@ bool Member::isStored() const {
 
 const Member* Type::wrapped() const {
   const Member* only = nullptr;
-  if (kind != TypeKind::value) {
-    return nullptr;
-  }
+  if (kind != TypeKind::value) return nullptr;
   for (const Member& member : members) {
-    if (!member.isStored()) {
-      continue;
-    }
-    if (only != nullptr || member.kind == MemberKind::list) {
-      return nullptr;
-    }
+    if (!member.isStored()) continue;
+    if (only || member.kind == MemberKind::list) return nullptr;
     only = &member;
   }
   return only;
@@ -67,22 +59,20 @@ const Member* Type::wrapped() const {
 
 const Member* Type::number() const {
   const Member* field = wrapped();
-  return field != nullptr && field->type && field->type.type->isInteger() ? field : nullptr;
+  return field && field->type && field->type.type->isInteger() ? field : nullptr;
 }
 
 const Type* Type::underlying() const {
   const Type* type = this;
   for (int i = 0; i < maxWrapping; ++i) {
     const Member* field = type->wrapped();
-    if (field == nullptr || !field->type || field->type.optional) {
-      break;
-    }
+    if (!field || !field->type || field->type.optional) break;
     type = field->type.type;
   }
   return type;
 }
 
-std::uint64_t Type::maxNumber() const {
+uint64_t Type::maxNumber() const {
   switch (kind) {
     case TypeKind::u8:
       return 0xFF;
@@ -95,8 +85,8 @@ std::uint64_t Type::maxNumber() const {
     case TypeKind::externalValue:
     case TypeKind::externalEnumeration:
       // Defaults are held as signed 64-bit numbers.
-      return encodedSize.value_or(8) < 8 ? (std::uint64_t{1} << (8 * *encodedSize)) - 1
-                                         : std::uint64_t{INT64_MAX};
+      return encodedSize.value_or(8) < 8 ? (uint64_t{1} << (8 * *encodedSize)) - 1
+                                         : uint64_t{INT64_MAX};
     default:
       return 0;
   }
@@ -117,11 +107,9 @@ bool Type::isKey() const {
 }
 
 const Member* Type::find(std::string_view wanted) const {
-  for (const Type* type = this; type != nullptr; type = type->base) {
+  for (const Type* type = this; type; type = type->base) {
     for (const Member& member : type->members) {
-      if (member.name == wanted) {
-        return &member;
-      }
+      if (member.name == wanted) return &member;
     }
   }
   return nullptr;
@@ -129,18 +117,14 @@ const Member* Type::find(std::string_view wanted) const {
 
 const Literal* Type::findLiteral(std::string_view wanted) const {
   for (const Literal& literal : literals) {
-    if (literal.name == wanted) {
-      return &literal;
-    }
+    if (literal.name == wanted) return &literal;
   }
   return nullptr;
 }
 
-const Literal* Type::findLiteral(std::int64_t number) const {
+const Literal* Type::findLiteral(int64_t number) const {
   for (const Literal& literal : literals) {
-    if (literal.number == number) {
-      return &literal;
-    }
+    if (literal.number == number) return &literal;
   }
   return nullptr;
 }
@@ -148,19 +132,15 @@ const Literal* Type::findLiteral(std::int64_t number) const {
 std::vector<const Member*> Type::stored() const {
   std::vector<const Member*> result;
   for (const Member& member : members) {
-    if (member.isStored()) {
-      result.push_back(&member);
-    }
+    if (member.isStored()) result.push_back(&member);
   }
   return result;
 }
 
 const Member* Type::keyMember() const {
-  for (const Type* type = this; type != nullptr; type = type->base) {
+  for (const Type* type = this; type; type = type->base) {
     for (const Member& member : type->members) {
-      if (member.kind == MemberKind::key) {
-        return &member;
-      }
+      if (member.kind == MemberKind::key) return &member;
     }
   }
   return nullptr;
@@ -168,12 +148,10 @@ const Member* Type::keyMember() const {
 
 std::vector<const Member*> Type::parameters() const {
   std::vector<const Member*> result;
-  for (const Type* type = this; type != nullptr; type = type->base) {
+  for (const Type* type = this; type; type = type->base) {
     std::vector<const Member*> own;
     for (const Member& member : type->members) {
-      if (member.kind == MemberKind::parameter) {
-        own.push_back(&member);
-      }
+      if (member.kind == MemberKind::parameter) own.push_back(&member);
     }
     result.insert(result.begin(), own.begin(), own.end());
   }
@@ -182,9 +160,7 @@ std::vector<const Member*> Type::parameters() const {
 
 const Type* Module::find(std::string_view qualifiedName) const {
   for (const std::unique_ptr<Type>& type : owned) {
-    if (type->qualifiedName == qualifiedName) {
-      return type.get();
-    }
+    if (type->qualifiedName == qualifiedName) return type.get();
   }
   return nullptr;
 }

@@ -60,7 +60,7 @@ struct Default {
   };
 
   Kind kind = Kind::implicit;
-  std::int64_t number = 0;
+  int64_t number = 0;
   double real = 0;
   std::string text;
   bool boolean = false;
@@ -73,7 +73,7 @@ struct Default {
 
 /// An inclusive bound.
 struct Bound {
-  std::uint64_t value = 0;
+  uint64_t value = 0;
   /// The constant that is named, or null.
   const Member* constant = nullptr;
   /// The number or name as written.
@@ -87,7 +87,7 @@ struct Range {
 
 struct Literal {
   std::string name;
-  std::int64_t number = 0;
+  int64_t number = 0;
   std::string doc;
 };
 
@@ -183,7 +183,7 @@ struct Type {
   bool revalidates = false;
 
   /// Encoded bytes, where every instance has the same number. None for entities and scopes.
-  std::optional<std::uint64_t> encodedSize;
+  std::optional<uint64_t> encodedSize;
 
   Span span;  ///< the name
 
@@ -204,14 +204,14 @@ struct Type {
   /// The type itself, or what it wraps, or what that wraps.
   const Type* underlying() const;
   /// The largest number of an integer type, or of an enumeration's width.
-  std::uint64_t maxNumber() const;
+  uint64_t maxNumber() const;
   /// Whether it may be the key of a collection.
   bool isKey() const;
 
   /// A member of this type or, for an entity, of a base. Null if there is none.
   const Member* find(std::string_view wanted) const;
   const Literal* findLiteral(std::string_view wanted) const;
-  const Literal* findLiteral(std::int64_t number) const;
+  const Literal* findLiteral(int64_t number) const;
 
   /// Own members that an instance holds, in order of declaration.
   std::vector<const Member*> stored() const;

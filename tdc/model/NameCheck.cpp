@@ -12,8 +12,8 @@ namespace {
 
 std::vector<std::string> partsOf(const std::string& qualifiedName) {
   std::vector<std::string> parts;
-  for (std::size_t at = 0; at < qualifiedName.size();) {
-    const std::size_t end = std::min(qualifiedName.find("::", at), qualifiedName.size());
+  for (size_t at = 0; at < qualifiedName.size();) {
+    const size_t end = std::min(qualifiedName.find("::", at), qualifiedName.size());
     parts.push_back(qualifiedName.substr(at, end - at));
     at = end + 2;
   }
@@ -169,7 +169,7 @@ class ClassCheck {
              (name == known.member->name ? "" : ", which has " + inQuotes(name) + " as well");
     }
     const std::string derived = name == own ? "" : ", by its " + inQuotes(name) + ",";
-    const bool fixed = known.where.file == nullptr;
+    const bool fixed = !known.where.file;
     diagnostics_.error(where, subject + derived + " clashes with " + what +
                                   (fixed ? "; choose another name" : "; rename one"));
     note(known);

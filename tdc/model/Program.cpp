@@ -45,14 +45,12 @@ const Module* Program::load(const std::string& path) {
 
 Program::Loaded* Program::loadFile(const std::string& path) {
   std::unique_ptr<Loaded>& entry = loaded_[canonicalPath(path)];
-  if (entry != nullptr) {
-    return entry.get();
-  }
+  if (entry) return entry.get();
   entry = std::make_unique<Loaded>();
   Loaded& loaded = *entry;
   loaded.source = &files_.read(path);
 
-  std::size_t errorsBefore = diagnostics_.size();
+  size_t errorsBefore = diagnostics_.size();
   loaded.tree = parse(*loaded.source, diagnostics_);
   loaded.broken = diagnostics_.size() != errorsBefore;
 
@@ -73,9 +71,7 @@ Program::Loaded* Program::loadFile(const std::string& path) {
   ++depth_;
   loadImports(loaded);
   --depth_;
-  if (!loaded.broken) {
-    resolve(loaded.tree, module, diagnostics_);
-  }
+  if (!loaded.broken) resolve(loaded.tree, module, diagnostics_);
   loaded.loading = false;
   return &loaded;
 }
@@ -98,10 +94,10 @@ void Program::loadImports(Loaded& loaded) {
   // A module that another import describes has no file; that import may stand below.
   for (const syntax::Import* import : withoutFile) {
     const Module* module = described(loaded, import->name.text);
-    if (module == nullptr && loaded.broken) {
+    if (!module && loaded.broken) {
       continue;  // the import that describes it may be the broken one
     }
-    if (module == nullptr) {
+    if (!module) {
       std::string folders;
       for (const std::string& folder : searched(loaded)) {
         folders += (folders.empty() ? "'" : ", '") + (folder.empty() ? "." : folder) + "'";
@@ -143,9 +139,7 @@ void Program::loadImport(Loaded& loaded, const syntax::Import& import) {
     diagnostics_.note(imported->module.span, "it is named here");
     return;
   }
-  if (checkRecord(import, imported->module)) {
-    addImport(loaded, imported->module);
-  }
+  if (checkRecord(import, imported->module)) addImport(loaded, imported->module);
 }
 
 void Program::describe(Loaded& loaded, const syntax::Import& import) {
@@ -160,7 +154,7 @@ void Program::describe(Loaded& loaded, const syntax::Import& import) {
     auto type = std::make_unique<Type>();
     type->kind = external.enumeration ? TypeKind::externalEnumeration : TypeKind::externalValue;
     type->qualifiedName = external.name.text;
-    std::size_t colons = external.name.text.rfind("::");
+    size_t colons = external.name.text.rfind("::");
     bool global = colons == std::string::npos;
     type->name = global ? external.name.text : external.name.text.substr(colons + 2);
     type->nameSpace = global ? "" : external.name.text.substr(0, colons);
@@ -172,15 +166,13 @@ void Program::describe(Loaded& loaded, const syntax::Import& import) {
     type->header = external.headerText;
     type->encodedSize = external.bytes.value;
     type->span = external.name.span;
-    std::uint64_t bytes = external.bytes.value;
+    uint64_t bytes = external.bytes.value;
     if (bytes == 0 || bytes > 0xFFFF) {
       diagnostics_.error(external.bytes.span, "an encoded size is 1 to 65535 bytes");
     } else if (external.enumeration && bytes != 1 && bytes != 4) {
       diagnostics_.error(external.bytes.span, "an enumeration is encoded in 1 or 4 bytes");
     }
-    if (external.enumeration) {
-      type->width = static_cast<unsigned>(bytes & 0xF);
-    }
+    if (external.enumeration) type->width = static_cast<unsigned>(bytes & 0xF);
     if (external.headerText.empty()) {
       diagnostics_.error(external.header.span,
                          "the header that declares '" + external.name.text + "' has no name");
@@ -196,9 +188,7 @@ void Program::describe(Loaded& loaded, const syntax::Import& import) {
   }
 
   for (const std::unique_ptr<Module>& other : externals_) {
-    if (other->name != module->name) {
-      continue;
-    }
+    if (other->name != module->name) continue;
     if (other->record != module->record || !describesTheSame(*other, *module)) {
       diagnostics_.error(import.name.span, "module '" + module->name +
                                                "' is described differently elsewhere; write "
@@ -216,9 +206,7 @@ void Program::describe(Loaded& loaded, const syntax::Import& import) {
 
 const Module* Program::described(const Loaded& loaded, const std::string& name) const {
   for (const Module* module : loaded.module.reachable) {
-    if (module->external && module->name == name) {
-      return module;
-    }
+    if (module->external && module->name == name) return module;
   }
   return nullptr;
 }
@@ -237,17 +225,13 @@ std::vector<std::string> Program::searched(const Loaded& loaded) const {
 std::string Program::findFile(const Loaded& loaded, const std::string& name) const {
   for (const std::string& folder : searched(loaded)) {
     std::string path = joinPath(folder, name + ".tdl");
-    if (files_.exists(path)) {
-      return path;
-    }
+    if (files_.exists(path)) return path;
   }
   return "";
 }
 
 bool Program::checkRecord(const syntax::Import& import, const Module& module) {
-  if (import.record.text == module.record) {
-    return true;
-  }
+  if (import.record.text == module.record) return true;
   diagnostics_.error(import.record.span, "the record of module '" + module.name + "' is " +
                                              module.record + ", not " + import.record.text +
                                              "; write the one of the version that is meant");
@@ -263,9 +247,7 @@ void Program::addImport(Loaded& loaded, const Module& imported) {
       module.reachable.push_back(other);
     }
   };
-  for (const Module* other : imported.reachable) {
-    add(other);
-  }
+  for (const Module* other : imported.reachable) add(other);
   add(&imported);
   module.imports.push_back(&imported);
 }

@@ -18,9 +18,9 @@ constexpr unsigned firstEntityId = 258;
 /// Ids from one level of derivation to the next.
 constexpr unsigned idsPerLevel = 128;
 constexpr unsigned maxDepth = 250;
-constexpr std::size_t maxTypes = 4096;
+constexpr size_t maxTypes = 4096;
 /// Past this many errors a suggestion costs more than it helps.
-constexpr std::size_t maxSuggestions = 200;
+constexpr size_t maxSuggestions = 200;
 
 std::string textOf(const Span& span) {
   return std::string(span.file->text().substr(span.begin, span.end - span.begin));
@@ -35,23 +35,17 @@ class Resolver {
 
   void run() {
     declareTypes();
-    if (tooManyTypes_) {
-      return;
-    }
+    if (tooManyTypes_) return;
     resolveBases();
-    for (Declared& declared : declared_) {
-      declareMembers(declared);
-    }
+    for (Declared& declared : declared_) declareMembers(declared);
     forEachMember([this](Type& type, Member& member, const syntax::Member& tree) {
       resolveType(type, member, tree);
     });
     forEachMember([this](Type& type, Member& member, const syntax::Member& tree) {
       resolveReferences(type, member, tree);
     });
-    for (const Declared& declared : declared_) {
-      checkType(declared);
-    }
-    std::size_t errorsBefore = diagnostics_.size();
+    for (const Declared& declared : declared_) checkType(declared);
+    size_t errorsBefore = diagnostics_.size();
     module_.definitions = definitionOrder(module_, diagnostics_);
     if (diagnostics_.size() == errorsBefore) {  // what holds itself has no value and no size
       resolveValues();
@@ -69,15 +63,13 @@ class Resolver {
 
   void error(Span where, std::string text) { diagnostics_.error(where, std::move(text)); }
   void note(Span where, std::string text) {
-    if (where.file != nullptr) {
-      diagnostics_.note(where, std::move(text));
-    }
+    if (where.file) diagnostics_.note(where, std::move(text));
   }
 
   template <class Function>
   void forEachMember(Function function) {
     for (Declared& declared : declared_) {
-      for (std::size_t i = 0; i < declared.type->members.size(); ++i) {
+      for (size_t i = 0; i < declared.type->members.size(); ++i) {
         function(*declared.type, declared.type->members[i], *declared.memberTrees[i]);
       }
     }
@@ -87,9 +79,7 @@ class Resolver {
 
   void declareTypes() {
     for (const Module* module : module_.reachable) {
-      for (const std::unique_ptr<Type>& type : module->owned) {
-        declareName(*type, module_.span);
-      }
+      for (const std::unique_ptr<Type>& type : module->owned) declareName(*type, module_.span);
     }
     std::string nameSpace;
     for (const auto& declaration : file_.declarations) {
@@ -119,12 +109,12 @@ class Resolver {
     Type& type = *module_.owned.back();
     type.name = name.text;
     type.nameSpace = nameSpace;
-    std::string outer = enclosing != nullptr ? enclosing->qualifiedName : nameSpace;
+    std::string outer = enclosing ? enclosing->qualifiedName : nameSpace;
     type.qualifiedName = outer.empty() ? name.text : outer + "::" + name.text;
     type.module = &module_;
     type.enclosing = enclosing;
     type.span = name.span;
-    if (builtIn(name.text) != nullptr) {
+    if (builtIn(name.text)) {
       error(name.span, inQuotes(name.text) + " is a built-in type; choose another name");
     }
     declareName(type, name.span);
@@ -136,9 +126,7 @@ class Resolver {
     if (!added) {
       error(where, "type " + inQuotes(type.qualifiedName) + " is declared twice; rename one");
       note(known->second->span, "it is declared here as well");
-      if (where.begin != type.span.begin) {
-        note(type.span, "and here");
-      }
+      if (where.begin != type.span.begin) note(type.span, "and here");
     }
   }
 
@@ -169,9 +157,7 @@ class Resolver {
         type.kind = TypeKind::scope;
         break;
     }
-    if (type.kind != TypeKind::scope) {
-      addIndex(type);
-    }
+    if (type.kind != TypeKind::scope) addIndex(type);
     type.hashable = tree.hash.has_value();
     type.identityHash = tree.identity.has_value();
     if (tree.order) {
@@ -211,9 +197,9 @@ class Resolver {
       error(tree.name.span, "enumeration " + inQuotes(tree.name.text) + " has no literals");
     }
     std::map<std::string, Span> names;
-    std::map<std::int64_t, const syntax::Literal*> numbers;
-    std::uint64_t most = narrow ? 0xFF : 0x7FFFFFFF;
-    std::uint64_t least = narrow ? 0 : 0x80000000;
+    std::map<int64_t, const syntax::Literal*> numbers;
+    uint64_t most = narrow ? 0xFF : 0x7FFFFFFF;
+    uint64_t least = narrow ? 0 : 0x80000000;
     for (const syntax::Literal& literal : tree.literals) {
       if (literal.number.value > (literal.negative ? least : most)) {
         error(literal.number.span, std::string(literal.negative ? "-" : "") +
@@ -222,7 +208,7 @@ class Resolver {
                                        (narrow ? "0 to 255" : "-2147483648 to 2147483647"));
         continue;
       }
-      auto number = static_cast<std::int64_t>(literal.number.value);
+      auto number = static_cast<int64_t>(literal.number.value);
       number = literal.negative ? -number : number;
       auto [name, newName] = names.emplace(literal.name.text, literal.name.span);
       if (!newName) {
@@ -247,7 +233,7 @@ class Resolver {
     std::vector<std::string> scopes;
     while (!name.empty()) {
       scopes.push_back(name);
-      std::size_t colons = name.rfind("::");
+      size_t colons = name.rfind("::");
       name.resize(colons == std::string::npos ? 0 : colons);
     }
     scopes.emplace_back();
@@ -261,13 +247,9 @@ class Resolver {
 
   /// Null where there is no such type, which is reported.
   const Type* lookUp(const syntax::Word& name, const Type& user) {
-    if (const Type* type = builtIn(name.text)) {
-      return type;
-    }
-    for (const Type* type = &user; type != nullptr; type = type->base) {
-      if (const Type* found = named(type->qualifiedName + "::" + name.text)) {
-        return found;
-      }
+    if (const Type* type = builtIn(name.text)) return type;
+    for (const Type* type = &user; type; type = type->base) {
+      if (const Type* found = named(type->qualifiedName + "::" + name.text)) return found;
     }
     for (const std::string& scope : outwards(user.nameSpace)) {
       if (const Type* found = named(scope.empty() ? name.text : scope + "::" + name.text)) {
@@ -280,7 +262,7 @@ class Resolver {
       std::string sameName;
       for (const auto& [qualifiedName, type] : byName_) {
         names.push_back(qualifiedName);
-        bool near = type->nameSpace == user.nameSpace && type->enclosing == nullptr;
+        bool near = type->nameSpace == user.nameSpace && !type->enclosing;
         near = near || type->enclosing == &user;
         if (near) {
           names.push_back(type->name);
@@ -300,11 +282,9 @@ class Resolver {
 
   void resolveBases() {
     for (Declared& declared : declared_) {
-      if (!declared.tree->base) {
-        continue;
-      }
+      if (!declared.tree->base) continue;
       const Type* base = lookUp(*declared.tree->base, *declared.type);
-      if (base != nullptr && !base->isEntity()) {
+      if (base && !base->isEntity()) {
         error(declared.tree->base->span,
               inQuotes(base->name) + " is no entity and cannot be a base");
         note(base->span, "it is declared here");
@@ -312,9 +292,7 @@ class Resolver {
       }
       pendingBase_[declared.type] = base;
     }
-    for (Declared& declared : declared_) {
-      setBase(*declared.type, declared);
-    }
+    for (Declared& declared : declared_) setBase(*declared.type, declared);
     std::stable_sort(declared_.begin(), declared_.end(), [](const Declared& a, const Declared& b) {
       return a.type->depth < b.type->depth;
     });
@@ -327,9 +305,7 @@ class Resolver {
     for (;;) {
       auto pending = pendingBase_.find(at);
       const Type* next = pending != pendingBase_.end() ? pending->second : at->base;
-      if (next == nullptr) {
-        break;
-      }
+      if (!next) break;
       if (next == &type) {
         error(declared.tree->base->span,
               "entity " + inQuotes(type.name) + " derives from itself; take this base away");
@@ -362,7 +338,7 @@ class Resolver {
     for (const syntax::Member* tree : declared.memberTrees) {
       Member member;
       member.kind = tree->kind;
-      member.id = static_cast<unsigned>(std::min<std::uint64_t>(tree->id.value, 0xFFFFFFFF));
+      member.id = static_cast<unsigned>(std::min<uint64_t>(tree->id.value, 0xFFFFFFFF));
       member.name = tree->name.text;
       member.doc = documentation(*tree);
       member.owner = &type;
@@ -376,9 +352,7 @@ class Resolver {
       member.idSpan = tree->id.span;
       type.members.push_back(std::move(member));
     }
-    if (!declared.tree->base || type.base != nullptr) {
-      checkIds(type);
-    }
+    if (!declared.tree->base || type.base) checkIds(type);
   }
 
   void checkIds(const Type& type) {
@@ -390,13 +364,11 @@ class Resolver {
 
   /// The members' ids, either those of the bits or all others, from `first` to below `end`.
   void checkSequence(const Type& type, unsigned first, unsigned end, bool bits) {
-    std::uint64_t next = first;
+    uint64_t next = first;
     const Member* previous = nullptr;
     bool afterError = false;
     for (const Member& member : type.members) {
-      if ((member.kind == MemberKind::bits) != bits) {
-        continue;
-      }
+      if ((member.kind == MemberKind::bits) != bits) continue;
       // Behind an error, either numbering is taken as meant, so that one slip is one error.
       bool follows = member.id == next || (afterError && member.id == next + 1);
       if (!follows) {
@@ -404,7 +376,7 @@ class Resolver {
                                  " is out of sequence; the next id of " +
                                  (bits ? "the bits of " : "") + inQuotes(type.name) + " is " +
                                  std::to_string(next));
-        if (previous != nullptr) {
+        if (previous) {
           note(previous->idSpan,
                inQuotes(previous->name) + " has id " + std::to_string(previous->id));
         }
@@ -427,7 +399,7 @@ class Resolver {
 
   const Type* elementType(const Type& owner, const syntax::Member& tree, TypeKind wanted) {
     const Type* type = lookUp(tree.type.name, owner);
-    if (type != nullptr && type->kind != wanted) {
+    if (type && type->kind != wanted) {
       bool entity = wanted == TypeKind::entity;
       error(tree.type.span, inQuotes(tree.type.name.text) + " is no " +
                                 (entity ? "entity" : "value") + "; " +
@@ -442,9 +414,7 @@ class Resolver {
   /// A type that can be held by value.
   TypeUse storedType(const Type& owner, const syntax::TypeUse& tree, MemberKind kind) {
     const Type* type = lookUp(tree.name, owner);
-    if (type == nullptr) {
-      return {};
-    }
+    if (!type) return {};
     if (type->isEntity()) {
       error(tree.span, inQuotes(tree.name.text) +
                            " is an entity, which is never held by value; use 'ptr', 'own' or "
@@ -468,7 +438,7 @@ class Resolver {
                 inQuotes(tree.name.text) + " is neither");
       return {};
     }
-    if (tree.optional && type->findLiteral(255) != nullptr) {
+    if (tree.optional && type->findLiteral(255)) {
       error(tree.span, inQuotes(tree.name.text) + " cannot be optional: 255, its literal " +
                            inQuotes(type->findLiteral(255)->name) + ", stands for absent");
       return {};
@@ -478,9 +448,7 @@ class Resolver {
 
   const Type* keyType(const Type& owner, const syntax::TypeUse& tree) {
     const Type* type = lookUp(tree.name, owner);
-    if (type == nullptr) {
-      return nullptr;
-    }
+    if (!type) return nullptr;
     if (tree.optional || !type->isKey()) {
       reportNoKey(tree.span, tree.name.text, *type);
       return nullptr;
@@ -541,28 +509,22 @@ class Resolver {
   }
 
   std::string suggest(const Type& type, const std::string& name) const {
-    if (diagnostics_.size() >= maxSuggestions) {
-      return "";
-    }
+    if (diagnostics_.size() >= maxSuggestions) return "";
     std::vector<std::string> names;
-    for (const Type* at = &type; at != nullptr; at = at->base) {
-      for (const Member& member : at->members) {
-        names.push_back(member.name);
-      }
+    for (const Type* at = &type; at; at = at->base) {
+      for (const Member& member : at->members) names.push_back(member.name);
     }
     return didYouMean(name, names);
   }
 
   void resolveBits(const Type& type, Member& member, const syntax::Member& tree) {
     const Member* field = type.find(tree.field.text);
-    if (field == nullptr) {
+    if (!field) {
       error(tree.field.span, "there is no field " + inQuotes(tree.field.text) + " in " +
                                  inQuotes(type.name) + suggest(type, tree.field.text));
       return;
     }
-    if (!field->type) {
-      return;
-    }
+    if (!field->type) return;
     if (field->kind != MemberKind::field || !field->type.type->isInteger()) {
       error(tree.field.span, inQuotes(tree.field.text) +
                                  " has no bits to view; name a field that is u8, u16 or u32");
@@ -571,7 +533,7 @@ class Resolver {
     }
     member.field = field;
     const syntax::Number& high = tree.highBit ? *tree.highBit : tree.lowBit;
-    std::uint64_t width = *field->type.type->encodedSize * 8;
+    uint64_t width = *field->type.type->encodedSize * 8;
     if (tree.lowBit.value > high.value) {
       error(tree.lowBit.span + high.span, "the bits are reversed; write the lower one first");
       return;
@@ -587,15 +549,11 @@ class Resolver {
   }
 
   void checkBitsType(const Member& member, const syntax::Member& tree) {
-    if (!member.type) {
-      return;
-    }
+    if (!member.type) return;
     unsigned bits = member.highBit - member.lowBit + 1;
     const Type& type = *member.type.type;
     if (type.kind == TypeKind::boolean) {
-      if (bits != 1) {
-        error(tree.type.span, "bool has one bit, and these are " + count(bits));
-      }
+      if (bits != 1) error(tree.type.span, "bool has one bit, and these are " + count(bits));
     } else if (type.isInteger()) {
       if (bits > *type.encodedSize * 8) {
         error(tree.type.span, count(bits) + " do not fit " + type.name + "; take a wider type");
@@ -616,19 +574,16 @@ class Resolver {
   }
 
   void resolveOwn(Member& member, const syntax::Member& tree) {
-    if (!member.type) {
-      return;
-    }
+    if (!member.type) return;
     const Type& element = *member.type.type;
     member.keyMember = element.keyMember();
-    std::string keyName = member.keyMember == nullptr ? "name" : member.keyMember->name;
+    std::string keyName = !member.keyMember ? "name" : member.keyMember->name;
     if (tree.keyName.text != keyName) {
       error(tree.keyName.span, "the key of " + inQuotes(element.name) + " is " + inQuotes(keyName) +
                                    ", not " + inQuotes(tree.keyName.text));
-      note(member.keyMember == nullptr ? element.span : member.keyMember->span,
-           "it is declared here");
+      note(!member.keyMember ? element.span : member.keyMember->span, "it is declared here");
     }
-    member.key = member.keyMember == nullptr ? builtIn("String") : member.keyMember->type.type;
+    member.key = !member.keyMember ? builtIn("String") : member.keyMember->type.type;
     member.parameters = element.parameters();
     std::string wanted;
     for (const Member* parameter : member.parameters) {
@@ -653,20 +608,16 @@ class Resolver {
   }
 
   void resolveSet(Member& member, const syntax::Member& tree) {
-    if (!member.type) {
-      return;
-    }
+    if (!member.type) return;
     const Type& element = *member.type.type;
     const Member* field = element.find(tree.keyName.text);
-    if (field == nullptr || field->kind != MemberKind::field) {
+    if (!field || field->kind != MemberKind::field) {
       error(tree.keyName.span, "there is no field " + inQuotes(tree.keyName.text) + " in " +
                                    inQuotes(element.name) + suggest(element, tree.keyName.text));
       note(element.span, "it is declared here");
       return;
     }
-    if (!field->type) {
-      return;
-    }
+    if (!field->type) return;
     if (!field->type.type->isKey()) {
       reportNoKey(tree.keyName.span, field->name, *field->type.type);
       return;
@@ -703,9 +654,7 @@ class Resolver {
     }
     std::map<const Type*, const Member*> known;
     for (const Member* alternative : alternatives) {
-      if (!alternative->type) {
-        continue;
-      }
+      if (!alternative->type) continue;
       auto [other, added] = known.emplace(alternative->type.type, alternative);
       if (!added) {
         error(alternative->span, "alternatives of a union have different types, and " +
@@ -723,35 +672,35 @@ class Resolver {
     const Member* other = nullptr;
     for (const Member& member : type.members) {
       if (member.kind == MemberKind::key) {
-        const Member* before = type.base != nullptr ? type.base->keyMember() : nullptr;
-        before = before != nullptr ? before : key;
-        if (before != nullptr) {
+        const Member* before = type.base ? type.base->keyMember() : nullptr;
+        before = before ? before : key;
+        if (before) {
           error(member.span, "an entity has one key; make this an 'attr' or a 'param'");
           note(before->span, "the key is declared here");
-        } else if (type.base != nullptr) {
+        } else if (type.base) {
           error(member.span, "a key is declared by the first base, which is named without one");
           note(type.base->span, "the base is declared here");
         } else if (&member != &type.members.front()) {
           error(member.span, "a key is the first member; move it up");
         }
-        key = key != nullptr ? key : &member;
+        key = key ? key : &member;
       } else if (member.kind == MemberKind::parameter) {
-        if (other != nullptr) {
+        if (other) {
           error(member.span, "parameters stand before all other members; move it up");
           note(other->span, "this stands before it");
         }
-      } else if (other == nullptr) {
+      } else if (!other) {
         other = &member;
       }
     }
-    if (type.revalidates && type.base == nullptr) {
+    if (type.revalidates && !type.base) {
       error(declared.tree->revalidates->span,
             "'revalidates' checks inherited ranges again, and there is no base; remove it");
     }
   }
 
   void checkValueFlags(const Type& type, const syntax::Type& tree) {
-    if (type.identityHash && (type.wrapped() == nullptr || !type.underlying()->isInteger())) {
+    if (type.identityHash && (!type.wrapped() || !type.underlying()->isInteger())) {
       error(tree.identity->span, "'identity' is for values of one number; remove it");
     }
     if (type.handOrder && type.order == Order::none) {
@@ -760,9 +709,7 @@ class Resolver {
             "declared'");
     }
     for (const Member& member : type.members) {
-      if (!member.isStored() || !member.type) {
-        continue;
-      }
+      if (!member.isStored() || !member.type) continue;
       const Type& held = *member.type.type;
       if (type.hashable && !held.hashable) {
         error(tree.hash->span, inQuotes(type.name) + " cannot be hashed: " + inQuotes(member.name) +
@@ -790,14 +737,10 @@ class Resolver {
     Values values(diagnostics_);
     // Constants first: ranges and defaults name them before they stand.
     forEachMember([&](Type&, Member& member, const syntax::Member& tree) {
-      if (member.isConstant()) {
-        values.resolve(member, tree);
-      }
+      if (member.isConstant()) values.resolve(member, tree);
     });
     forEachMember([&](Type&, Member& member, const syntax::Member& tree) {
-      if (!member.isConstant()) {
-        values.resolve(member, tree);
-      }
+      if (!member.isConstant()) values.resolve(member, tree);
     });
     forEachMember(
         [&](Type&, Member& member, const syntax::Member& tree) { values.check(member, tree); });
@@ -805,14 +748,10 @@ class Resolver {
 
   void setEncodedSizes() {
     for (const std::unique_ptr<Type>& type : module_.owned) {
-      if (type->kind == TypeKind::enumeration) {
-        type->encodedSize = type->width;
-      }
+      if (type->kind == TypeKind::enumeration) type->encodedSize = type->width;
     }
     std::map<const Type*, Type*> own;
-    for (const std::unique_ptr<Type>& type : module_.owned) {
-      own[type.get()] = type.get();
-    }
+    for (const std::unique_ptr<Type>& type : module_.owned) own[type.get()] = type.get();
     for (const Type* definition : module_.definitions) {
       Type& type = *own[definition];
       if (type.kind == TypeKind::value) {
@@ -823,30 +762,25 @@ class Resolver {
     }
   }
 
-  static std::optional<std::uint64_t> sizeOfValue(const Type& type) {
-    std::uint64_t sum = 0;
+  static std::optional<uint64_t> sizeOfValue(const Type& type) {
+    uint64_t sum = 0;
     for (const Member* member : type.stored()) {
       bool fixed = member->type && !member->type.optional && member->kind != MemberKind::list &&
                    member->type.type->encodedSize;
-      if (!fixed) {
-        return {};
-      }
+      if (!fixed) return {};
       sum += member->wire32 ? 4 : *member->type.type->encodedSize;
     }
     return sum;
   }
 
-  static std::optional<std::uint64_t> sizeOfUnion(const Type& type) {
-    std::optional<std::uint64_t> common;
+  static std::optional<uint64_t> sizeOfUnion(const Type& type) {
+    std::optional<uint64_t> common;
     for (const Member* member : type.stored()) {
-      std::optional<std::uint64_t> size =
-          member->type ? member->type.type->encodedSize : std::nullopt;
-      if (!size || (common && *common != *size)) {
-        return {};
-      }
+      std::optional<uint64_t> size = member->type ? member->type.type->encodedSize : std::nullopt;
+      if (!size || (common && *common != *size)) return {};
       common = size;
     }
-    constexpr std::uint64_t tag = 1;
+    constexpr uint64_t tag = 1;
     return common ? std::optional(*common + tag) : std::nullopt;
   }
 

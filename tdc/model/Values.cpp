@@ -12,12 +12,10 @@ std::string written(const TypeUse& use) {
 
 /// The literals, or the first of many.
 std::string literals(const Type& type) {
-  constexpr std::size_t shown = 8;
+  constexpr size_t shown = 8;
   std::vector<std::string> names;
   for (const Literal& literal : type.literals) {
-    if (names.size() == shown) {
-      return alternatives(names) + " ...";
-    }
+    if (names.size() == shown) return alternatives(names) + " ...";
     names.push_back(literal.name);
   }
   return alternatives(names);
@@ -76,12 +74,10 @@ const Member* inner(const Member& member) {
 
 /// The number that a member starts from: its own default, or that of the outermost wrapper within
 /// that has one, or zero.
-std::int64_t startOf(const Member& member) {
+int64_t startOf(const Member& member) {
   const Member* at = &member;
-  for (int i = 0; at != nullptr && i < 64; ++i) {
-    if (at->initial.kind == Default::Kind::number) {
-      return at->initial.number;
-    }
+  for (int i = 0; at && i < 64; ++i) {
+    if (at->initial.kind == Default::Kind::number) return at->initial.number;
     at = inner(*at);
   }
   return 0;
@@ -95,12 +91,8 @@ void Values::mismatch(const Member& member, Span where, const std::string& found
 }
 
 void Values::resolve(Member& member, const syntax::Member& tree) {
-  if (tree.initial && member.type) {
-    resolveDefault(member, *tree.initial);
-  }
-  if (tree.range && member.type) {
-    resolveRange(member, *tree.range);
-  }
+  if (tree.initial && member.type) resolveDefault(member, *tree.initial);
+  if (tree.range && member.type) resolveRange(member, *tree.range);
   resolved_.insert(&member);
 }
 
@@ -138,16 +130,15 @@ void Values::resolveDefault(Member& member, const syntax::Default& tree) {
 void Values::resolveNumber(Member& member, const syntax::Default& tree) {
   const Type& type = *member.type.type->underlying();
   if (type.kind == TypeKind::enumeration) {
-    const Literal* literal = tree.number.value <= INT64_MAX
-                                 ? type.findLiteral(static_cast<std::int64_t>(tree.number.value) *
-                                                    (tree.negative ? -1 : 1))
-                                 : nullptr;
-    diagnostics_.error(tree.span,
-                       "a default of " + written(member.type) + " is a literal: " +
-                           (literal != nullptr ? inQuotes(literal->name) : wanted(member.type)));
+    const Literal* literal =
+        tree.number.value <= INT64_MAX
+            ? type.findLiteral(static_cast<int64_t>(tree.number.value) * (tree.negative ? -1 : 1))
+            : nullptr;
+    diagnostics_.error(tree.span, "a default of " + written(member.type) + " is a literal: " +
+                                      (literal ? inQuotes(literal->name) : wanted(member.type)));
     return;
   }
-  std::uint64_t most = type.kind == TypeKind::seconds ? INT64_MAX : type.maxNumber();
+  uint64_t most = type.kind == TypeKind::seconds ? INT64_MAX : type.maxNumber();
   if (most == 0) {
     mismatch(member, tree.span, inQuotes(member.initial.spelling));
     return;
@@ -160,7 +151,7 @@ void Values::resolveNumber(Member& member, const syntax::Default& tree) {
     return;
   }
   member.initial.kind = Default::Kind::number;
-  member.initial.number = static_cast<std::int64_t>(tree.number.value) * (negative ? -1 : 1);
+  member.initial.number = static_cast<int64_t>(tree.number.value) * (negative ? -1 : 1);
 }
 
 void Values::resolveWord(Member& member, const syntax::Default& tree) {
@@ -190,20 +181,12 @@ void Values::resolveWord(Member& member, const syntax::Default& tree) {
     return;
   }
   std::vector<std::string> names;
-  for (const Type* at = member.owner; at != nullptr; at = at->base) {
-    for (const Member& other : at->members) {
-      names.push_back(other.name);
-    }
+  for (const Type* at = member.owner; at; at = at->base) {
+    for (const Member& other : at->members) names.push_back(other.name);
   }
-  for (const Literal& literal : type.literals) {
-    names.push_back(literal.name);
-  }
-  if (member.type.optional) {
-    names.emplace_back("none");
-  }
-  if (type.kind == TypeKind::boolean) {
-    names.insert(names.end(), {"true", "false"});
-  }
+  for (const Literal& literal : type.literals) names.push_back(literal.name);
+  if (member.type.optional) names.emplace_back("none");
+  if (type.kind == TypeKind::boolean) names.insert(names.end(), {"true", "false"});
   std::string suggestion = didYouMean(word, names);
   diagnostics_.error(tree.span, "there is no literal, constant or attribute " + inQuotes(word) +
                                     (suggestion.empty() ? "; " + written(member.type) + " takes " +
@@ -234,9 +217,7 @@ bool Values::takeFrom(Member& member, const Member& origin, const syntax::Defaul
     return refuse("a default names what is declared before it; move " + inQuotes(origin.name) +
                   " up");
   }
-  if (!origin.type) {
-    return false;
-  }
+  if (!origin.type) return false;
   const Type& type = *member.type.type->underlying();
   const Default& value = origin.initial;
   // A constant may be narrower than what starts from it; an attribute is copied as it is.
@@ -245,7 +226,7 @@ bool Values::takeFrom(Member& member, const Member& origin, const syntax::Defaul
     switch (value.kind) {
       case Default::Kind::number:
         fits = type.kind == TypeKind::seconds ||
-               (value.number >= 0 && static_cast<std::uint64_t>(value.number) <= type.maxNumber() &&
+               (value.number >= 0 && static_cast<uint64_t>(value.number) <= type.maxNumber() &&
                 type.kind != TypeKind::enumeration);
         break;
       case Default::Kind::real:
@@ -280,18 +261,16 @@ bool Values::takeFrom(Member& member, const Member& origin, const syntax::Defaul
 
 bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound& bound) {
   bound.spelling = tree.word.text;
-  std::uint64_t most = member.type.type->underlying()->maxNumber();
+  uint64_t most = member.type.type->underlying()->maxNumber();
   if (tree.number) {
     bound.value = tree.number->value;
   } else {
     const Member* constant = member.owner->find(tree.word.text);
-    if (constant == nullptr) {
+    if (!constant) {
       std::vector<std::string> names;
-      for (const Type* at = member.owner; at != nullptr; at = at->base) {
+      for (const Type* at = member.owner; at; at = at->base) {
         for (const Member& other : at->members) {
-          if (other.isConstant()) {
-            names.push_back(other.name);
-          }
+          if (other.isConstant()) names.push_back(other.name);
         }
       }
       diagnostics_.error(tree.word.span, "there is no constant " + inQuotes(tree.word.text) +
@@ -310,9 +289,8 @@ bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound
     }
     bound.constant = constant;
     // A negative constant is one of Seconds; it is below every number here.
-    bound.value = constant->initial.number < 0
-                      ? UINT64_MAX
-                      : static_cast<std::uint64_t>(constant->initial.number);
+    bound.value =
+        constant->initial.number < 0 ? UINT64_MAX : static_cast<uint64_t>(constant->initial.number);
   }
   if (bound.value > most) {
     diagnostics_.error(tree.word.span, "bound " + inQuotes(bound.spelling) + " does not fit " +
@@ -330,7 +308,7 @@ void Values::resolveRange(Member& member, const syntax::Range& tree) {
     return;
   }
   const Type& type = *member.type.type;
-  if (!type.isInteger() && (type.number() == nullptr || type.number()->name != "value")) {
+  if (!type.isInteger() && (!type.number() || type.number()->name != "value")) {
     diagnostics_.error(tree.span,
                        "a range looks at the number of a value in its field 'value', and " +
                            written(member.type) + " has no such number");
@@ -339,9 +317,7 @@ void Values::resolveRange(Member& member, const syntax::Range& tree) {
   Range range;
   bool low = resolveBound(member, tree.low, range.low);
   bool high = resolveBound(member, tree.high, range.high);
-  if (!low || !high) {
-    return;
-  }
+  if (!low || !high) return;
   if (range.low.value > range.high.value) {
     diagnostics_.error(tree.span, "the bounds are reversed: " + std::to_string(range.low.value) +
                                       " is above " + std::to_string(range.high.value));
@@ -351,31 +327,27 @@ void Values::resolveRange(Member& member, const syntax::Range& tree) {
 }
 
 void Values::check(const Member& member, const syntax::Member& tree) {
-  if (!member.type) {
-    return;
-  }
+  if (!member.type) return;
   const Type& type = *member.type.type;
   bool starts = member.kind == MemberKind::field || member.kind == MemberKind::attribute ||
                 member.kind == MemberKind::alternative;
   if (starts && !tree.initial && !member.type.optional && type.kind == TypeKind::enumeration &&
-      type.findLiteral(0) == nullptr) {
+      !type.findLiteral(0)) {
     diagnostics_.error(member.span,
                        inQuotes(member.name) + " starts at 0, which is no literal of " +
                            inQuotes(type.name) + "; write a default: " + wanted(member.type));
     return;
   }
-  if (!type.underlying()->isInteger()) {
-    return;
-  }
+  if (!type.underlying()->isInteger()) return;
   bool written = member.initial.kind == Default::Kind::number;
   if (tree.initial && !written) {
     return;  // wrong, which is reported
   }
   // What stands inside a wrapper was checked where the wrapper is declared, unless it is replaced.
-  std::int64_t number = startOf(member);
+  int64_t number = startOf(member);
   const Member* checked = &member;
-  while (checked != nullptr) {
-    auto value = static_cast<std::uint64_t>(number);
+  while (checked) {
+    auto value = static_cast<uint64_t>(number);
     if (checked->range &&
         (value < checked->range->low.value || value > checked->range->high.value)) {
       reportOutside(member, *checked, number, tree);
@@ -385,25 +357,19 @@ void Values::check(const Member& member, const syntax::Member& tree) {
   }
 }
 
-void Values::reportOutside(const Member& member, const Member& checked, std::int64_t number,
+void Values::reportOutside(const Member& member, const Member& checked, int64_t number,
                            const syntax::Member& tree) {
   bool written = tree.initial.has_value();
   std::string what =
       written ? "default " + tree.initial->word.text
               : inQuotes(member.name) + " starts at " + std::to_string(number) + ", which";
-  if (member.initial.origin != nullptr) {
-    what += " (" + std::to_string(number) + ")";
-  }
+  if (member.initial.origin) what += " (" + std::to_string(number) + ")";
   what += " is outside the range " + std::to_string(checked.range->low.value) + ".." +
           std::to_string(checked.range->high.value);
-  if (&checked != &member) {
-    what += " of " + inQuotes(checked.owner->name);
-  }
+  if (&checked != &member) what += " of " + inQuotes(checked.owner->name);
   diagnostics_.error(written ? tree.initial->span : member.span,
                      what + (written ? "; write a value within" : "; write a default within"));
-  if (&checked != &member) {
-    diagnostics_.note(checked.span, "the range is declared here");
-  }
+  if (&checked != &member) diagnostics_.note(checked.span, "the range is declared here");
 }
 
 }  // namespace tdc

@@ -6,9 +6,9 @@ namespace tdc {
 
 namespace {
 
-constexpr std::size_t maxLine = 100;
+constexpr size_t maxLine = 100;
 
-std::string padded(const std::string& text, std::size_t width) {
+std::string padded(const std::string& text, size_t width) {
   return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
 }
 
@@ -20,16 +20,16 @@ std::string written(const syntax::TypeUse& use) {
   return (use.optional ? "optional " : "") + use.name.text;
 }
 
-std::string written(const syntax::Literal& literal, std::size_t width) {
+std::string written(const syntax::Literal& literal, size_t width) {
   return padded(literal.name.text, width) + " = " + (literal.negative ? "-" : "") +
          literal.number.spelling;
 }
 
 /// The columns that a block lines up.
 struct Columns {
-  std::size_t id = 0;
-  std::size_t kind = 0;
-  std::size_t name = 0;
+  size_t id = 0;
+  size_t kind = 0;
+  size_t name = 0;
 };
 
 std::string nameColumn(const syntax::Member& member) {
@@ -55,9 +55,7 @@ class Printer {
     item(module, "", false,
          "module " + module.name.text + " record " + module.record.text + " order " +
              module.order.spelling + ";");
-    for (std::size_t i = 0; i < file.imports.size(); ++i) {
-      import(file.imports[i], i == 0);
-    }
+    for (size_t i = 0; i < file.imports.size(); ++i) import(file.imports[i], i == 0);
     for (const auto& declaration : file.declarations) {
       if (const auto* nameSpace = std::get_if<syntax::Namespace>(&declaration)) {
         item(*nameSpace, "", true, "namespace " + nameSpace->name.text + ";");
@@ -76,17 +74,13 @@ class Printer {
   }
 
   void blankLine() {
-    if (!fresh_ && !out_.empty()) {
-      out_ += '\n';
-    }
+    if (!fresh_ && !out_.empty()) out_ += '\n';
     fresh_ = true;
   }
 
   void comments(const std::vector<Comment>& comments, const std::string& indent, bool blank) {
     for (const Comment& comment : comments) {
-      if (blank || comment.blankLineAbove) {
-        blankLine();
-      }
+      if (blank || comment.blankLineAbove) blankLine();
       blank = false;
       line(indent, slashes(comment));
     }
@@ -94,9 +88,7 @@ class Printer {
 
   void above(const syntax::Item& item, const std::string& indent, bool blank) {
     comments(item.above, indent, blank);
-    if (item.blankLineAbove || (blank && item.above.empty())) {
-      blankLine();
-    }
+    if (item.blankLineAbove || (blank && item.above.empty())) blankLine();
   }
 
   static std::string beside(const syntax::Item& item) {
@@ -184,7 +176,7 @@ class Printer {
     std::string head = "enum " + tree.name.text + " : " + tree.width.text;
     bool commented = !tree.atEnd.empty();
     std::string oneLine = head + " {";
-    std::size_t width = 0;
+    size_t width = 0;
     for (const syntax::Literal& literal : tree.literals) {
       commented = commented || !literal.above.empty() || literal.beside;
       oneLine += (oneLine.back() == '{' ? " " : ", ") + written(literal, 0);

@@ -8,10 +8,10 @@ namespace tdc {
 namespace {
 
 /// More than this helps nobody, and hostile input must not fill a disk.
-constexpr std::size_t maxShown = 100;
-constexpr std::size_t maxExcerpt = 160;
-constexpr std::size_t maxText = 1000;
-constexpr std::size_t maxWord = 64;
+constexpr size_t maxShown = 100;
+constexpr size_t maxExcerpt = 160;
+constexpr size_t maxText = 1000;
+constexpr size_t maxWord = 64;
 
 bool continuesCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
@@ -21,15 +21,15 @@ char shown(char c) {
 }
 
 /// Insertions, deletions, replacements and swaps of neighbours from one word to the other.
-std::size_t distance(std::string_view a, std::string_view b) {
-  std::vector<std::vector<std::size_t>> d(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
-  for (std::size_t i = 0; i <= a.size(); ++i) {
-    for (std::size_t j = 0; j <= b.size(); ++j) {
+size_t distance(std::string_view a, std::string_view b) {
+  std::vector<std::vector<size_t>> d(a.size() + 1, std::vector<size_t>(b.size() + 1));
+  for (size_t i = 0; i <= a.size(); ++i) {
+    for (size_t j = 0; j <= b.size(); ++j) {
       if (i == 0 || j == 0) {
         d[i][j] = i + j;
         continue;
       }
-      std::size_t replaced = d[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      size_t replaced = d[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
       d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, replaced});
       if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
         d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
@@ -58,22 +58,20 @@ std::string Diagnostics::render(const Message& message, const char* label) {
   out += message.text.size() > maxText ? "...\n" : "\n";
 
   std::string_view line = message.where.file->line(at.line);
-  std::size_t column = std::min<std::size_t>(at.column - 1, line.size());
-  std::size_t length = std::max<std::uint32_t>(message.where.end - message.where.begin, 1);
+  size_t column = std::min<size_t>(at.column - 1, line.size());
+  size_t length = std::max<uint32_t>(message.where.end - message.where.begin, 1);
   if (line.size() > maxExcerpt) {
-    std::size_t skipped = column > maxExcerpt / 2 ? column - maxExcerpt / 2 : 0;
+    size_t skipped = column > maxExcerpt / 2 ? column - maxExcerpt / 2 : 0;
     line = line.substr(skipped, maxExcerpt);
     column -= skipped;
   }
-  length = std::min(length, std::max<std::size_t>(line.size() - column, 1));
+  length = std::min(length, std::max<size_t>(line.size() - column, 1));
 
   std::string excerpt;
   std::string marks;
-  for (std::size_t i = 0; i < std::max(line.size(), column + length); ++i) {
+  for (size_t i = 0; i < std::max(line.size(), column + length); ++i) {
     char c = i < line.size() ? line[i] : ' ';
-    if (i < line.size()) {
-      excerpt += shown(c);
-    }
+    if (i < line.size()) excerpt += shown(c);
     if (i < column + length && (i == column || !continuesCharacter(c))) {
       marks += i < column ? (c == '\t' ? '\t' : ' ') : (i == column ? '^' : '~');
     }
@@ -83,9 +81,7 @@ std::string Diagnostics::render(const Message& message, const char* label) {
 
 std::string Diagnostics::render() const {
   std::vector<const Error*> sorted;
-  for (const Error& error : errors_) {
-    sorted.push_back(&error);
-  }
+  for (const Error& error : errors_) sorted.push_back(&error);
   auto key = [](const Error* e) {
     return std::tie(e->where.file->path(), e->where.begin, e->text);
   };
@@ -95,11 +91,9 @@ std::string Diagnostics::render() const {
   sorted.erase(std::unique(sorted.begin(), sorted.end(), equal), sorted.end());
 
   std::string out;
-  for (std::size_t i = 0; i < std::min(sorted.size(), maxShown); ++i) {
+  for (size_t i = 0; i < std::min(sorted.size(), maxShown); ++i) {
     out += render(*sorted[i], "error");
-    for (const Message& note : sorted[i]->notes) {
-      out += render(note, "note");
-    }
+    for (const Message& note : sorted[i]->notes) out += render(note, "note");
   }
   if (sorted.size() > maxShown) {
     out += std::to_string(sorted.size() - maxShown) + " more errors are not shown\n";
@@ -109,15 +103,11 @@ std::string Diagnostics::render() const {
 
 std::string nearest(std::string_view wrong, const std::vector<std::string>& words) {
   std::string best;
-  if (wrong.size() > maxWord) {
-    return best;
-  }
-  std::size_t limit = std::max<std::size_t>(1, wrong.size() / 3) + 1;
+  if (wrong.size() > maxWord) return best;
+  size_t limit = std::max<size_t>(1, wrong.size() / 3) + 1;
   for (const std::string& word : words) {
-    if (word.size() + limit < wrong.size() || word.size() > wrong.size() + limit) {
-      continue;
-    }
-    std::size_t d = distance(wrong, word);
+    if (word.size() + limit < wrong.size() || word.size() > wrong.size() + limit) continue;
+    size_t d = distance(wrong, word);
     if (d < limit && d < word.size()) {
       limit = d;
       best = word;
@@ -133,7 +123,7 @@ std::string didYouMean(std::string_view wrong, const std::vector<std::string>& w
 
 std::string alternatives(const std::vector<std::string>& words) {
   std::string out;
-  for (std::size_t i = 0; i < words.size(); ++i) {
+  for (size_t i = 0; i < words.size(); ++i) {
     out += (i == 0 ? "'" : i + 1 == words.size() ? " or '" : ", '") + words[i] + "'";
   }
   return out;

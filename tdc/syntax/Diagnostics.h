@@ -17,7 +17,7 @@ class Diagnostics {
   void note(Span where, std::string text);
 
   bool empty() const { return errors_.empty(); }
-  std::size_t size() const { return errors_.size(); }
+  size_t size() const { return errors_.size(); }
 
   /// All errors by file and position, each with its line and a caret.
   std::string render() const;

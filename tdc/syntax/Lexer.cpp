@@ -12,15 +12,9 @@ bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
 
 int hexDigit(char c) {
-  if (isDigit(c)) {
-    return c - '0';
-  }
-  if (c >= 'a' && c <= 'f') {
-    return c - 'a' + 10;
-  }
-  if (c >= 'A' && c <= 'F') {
-    return c - 'A' + 10;
-  }
+  if (isDigit(c)) return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
 }
 
@@ -44,9 +38,9 @@ class Lexer {
   }
 
  private:
-  char at(std::size_t offset) const { return offset < source_.size() ? source_[offset] : '\0'; }
-  Span span(std::size_t begin, std::size_t end) const {
-    return {&file_, static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(end)};
+  char at(size_t offset) const { return offset < source_.size() ? source_[offset] : '\0'; }
+  Span span(size_t begin, size_t end) const {
+    return {&file_, static_cast<uint32_t>(begin), static_cast<uint32_t>(end)};
   }
 
   Token next() {
@@ -59,9 +53,7 @@ class Lexer {
         break;
       }
     }
-    if (token.kind == Token::Kind::end) {
-      token.span = span(here_, here_);
-    }
+    if (token.kind == Token::Kind::end) token.span = span(here_, here_);
     token.spelling = source_.substr(token.span.begin, token.span.end - token.span.begin);
     token.firstOnLine = lineBreaks_ > 0;
     token.blankLineAbove = lineBreaks_ > 1;
@@ -80,20 +72,18 @@ class Lexer {
     result.ownLine = lineBreaks_ > 0 || here_ == 0;
     result.blankLineAbove = lineBreaks_ > 1;
     lineBreaks_ = 0;
-    std::size_t begin = here_;
-    std::size_t end = std::min(source_.find('\n', here_), source_.size());
+    size_t begin = here_;
+    size_t end = std::min(source_.find('\n', here_), source_.size());
     here_ = end;
-    while (end > begin && isBlank(source_[end - 1])) {
-      --end;
-    }
-    std::size_t text = begin + 2;
+    while (end > begin && isBlank(source_[end - 1])) --end;
+    size_t text = begin + 2;
     if (at(text) == '/' && at(text + 1) != '/') {
       result.documentation = true;
       ++text;
     }
     result.span = span(begin, end);
     result.text = source_.substr(text, end > text ? end - text : 0);
-    for (std::size_t i = begin; i < end; ++i) {
+    for (size_t i = begin; i < end; ++i) {
       if (isControl(source_[i]) && source_[i] != '\t') {
         diagnostics_.error(span(i, i + 1),
                            "byte " + hexByte(source_[i]) + " in a comment; remove it");
@@ -105,7 +95,7 @@ class Lexer {
 
   /// False where there was no token; what stood there is skipped.
   bool scan(Token& token) {
-    std::size_t begin = here_;
+    size_t begin = here_;
     char c = source_[here_];
     if (isWordStart(c)) {
       token.kind = Token::Kind::word;
@@ -136,18 +126,16 @@ class Lexer {
   }
 
   void skipWord() {
-    while (isWord(at(here_))) {
-      ++here_;
-    }
+    while (isWord(at(here_))) ++here_;
   }
 
   void text(Token& token) {
-    std::size_t begin = here_++;
+    size_t begin = here_++;
     for (;; ++here_) {
       char c = at(here_);
       if (here_ == source_.size() || c == '\n') {
         // What closes the statement was not meant as part of the text.
-        std::size_t last = source_.find_last_not_of(" \t\r", here_ - 1);
+        size_t last = source_.find_last_not_of(" \t\r", here_ - 1);
         here_ = last > begin && source_[last] == ';' ? last : here_;
         diagnostics_.error(span(begin, here_),
                            "text is not closed; write '\"' before the line ends");
@@ -185,7 +173,7 @@ class Lexer {
   }
 
   void skipStrange() {
-    std::size_t begin = here_;
+    size_t begin = here_;
     while (here_ < source_.size() && !isWord(source_[here_]) && !isBlank(source_[here_]) &&
            (here_ == begin || isControl(source_[here_]) || (source_[here_] & 0x80) != 0)) {
       ++here_;
@@ -199,7 +187,7 @@ class Lexer {
   const SourceFile& file_;
   std::string_view source_;
   Diagnostics& diagnostics_;
-  std::size_t here_ = 0;
+  size_t here_ = 0;
   unsigned lineBreaks_ = 0;
 };
 

@@ -87,9 +87,7 @@ class Parser {
       syntax::Import import;
       attempt([&] { this->import(import); }) && (file.imports.push_back(std::move(import)), true);
     }
-    while (peek().kind != Token::Kind::end) {
-      attempt([&] { declaration(file); });
-    }
+    while (peek().kind != Token::Kind::end) attempt([&] { declaration(file); });
     file.atEnd = lastComments();
     return file;
   }
@@ -97,9 +95,7 @@ class Parser {
  private:
   // Tokens.
 
-  Token& peek(std::size_t ahead = 0) {
-    return tokens_[std::min(here_ + ahead, tokens_.size() - 1)];
-  }
+  Token& peek(size_t ahead = 0) { return tokens_[std::min(here_ + ahead, tokens_.size() - 1)]; }
   bool is(std::string_view punctuation) {
     return peek().kind == Token::Kind::punctuation && peek().spelling == punctuation;
   }
@@ -114,16 +110,12 @@ class Parser {
       strays_.push_back(std::move(comment));
     }
     token.comments.clear();
-    if (here_ + 1 < tokens_.size()) {
-      ++here_;
-    }
+    if (here_ + 1 < tokens_.size()) ++here_;
     return token;
   }
 
   bool accept(std::string_view punctuation) {
-    if (!is(punctuation)) {
-      return false;
-    }
+    if (!is(punctuation)) return false;
     advance();
     return true;
   }
@@ -134,9 +126,7 @@ class Parser {
   }
 
   std::string found() {
-    if (peek().kind == Token::Kind::end) {
-      return "the end of the file";
-    }
+    if (peek().kind == Token::Kind::end) return "the end of the file";
     std::string_view spelling = peek().spelling;
     bool quoted = peek().kind == Token::Kind::text;
     std::string shown(spelling.substr(0, 40));
@@ -153,15 +143,11 @@ class Parser {
   }
 
   void expect(std::string_view punctuation) {
-    if (!accept(punctuation)) {
-      expected("'" + std::string(punctuation) + "'");
-    }
+    if (!accept(punctuation)) expected("'" + std::string(punctuation) + "'");
   }
 
   void expectWord(const std::string& word) {
-    if (!isWord(word)) {
-      expected("'" + word + "'");
-    }
+    if (!isWord(word)) expected("'" + word + "'");
     advance();
   }
 
@@ -183,9 +169,7 @@ class Parser {
   std::vector<Comment> lastComments() {
     std::vector<Comment> comments = std::move(peek().comments);
     peek().comments.clear();
-    for (const Comment& comment : comments) {
-      refuseDocumentation(comment);
-    }
+    for (const Comment& comment : comments) refuseDocumentation(comment);
     return comments;
   }
 
@@ -195,9 +179,7 @@ class Parser {
     item.above = std::move(peek().comments);
     peek().comments.clear();
     for (const Comment& comment : item.above) {
-      if (!documented || (comment.documentation && !comment.ownLine)) {
-        refuseDocumentation(comment);
-      }
+      if (!documented || (comment.documentation && !comment.ownLine)) refuseDocumentation(comment);
       if (comment.documentation && !comment.text.empty() && comment.text.back() == '\\') {
         diagnostics_.error(comment.span,
                            "documentation must not end a line with '\\', which would join it to "
@@ -225,7 +207,7 @@ class Parser {
 
   template <class Function>
   bool attempt(Function parse) {
-    std::size_t start = here_;
+    size_t start = here_;
     try {
       parse();
       return true;
@@ -237,8 +219,8 @@ class Parser {
   }
 
   /// Skips behind the next `;`, or in front of a `}` or of a line that begins a member or a type.
-  void recover(std::size_t start) {
-    std::size_t depth = 0;
+  void recover(size_t start) {
+    size_t depth = 0;
     for (; peek().kind != Token::Kind::end; ++here_) {
       peek().comments.clear();
       bool opensLine = here_ > start && peek().firstOnLine;
@@ -250,9 +232,7 @@ class Parser {
       if (is("{")) {
         ++depth;
       } else if (is("}")) {
-        if (depth == 0 && inBlock_) {
-          return;
-        }
+        if (depth == 0 && inBlock_) return;
         if (depth <= 1) {
           ++here_;
           return;
@@ -276,9 +256,7 @@ class Parser {
 
   /// A name that stands for something declared elsewhere.
   syntax::Word use(const std::string& what) {
-    if (peek().kind != Token::Kind::word) {
-      expected(what);
-    }
+    if (peek().kind != Token::Kind::word) expected(what);
     return take();
   }
 
@@ -324,9 +302,7 @@ class Parser {
   }
 
   syntax::Number number(const std::string& what) {
-    if (peek().kind != Token::Kind::number) {
-      expected(what);
-    }
+    if (peek().kind != Token::Kind::number) expected(what);
     return toNumber(take());
   }
 
@@ -345,9 +321,7 @@ class Parser {
     }
     errno = 0;
     number.value = std::strtoull(digits.c_str(), nullptr, hex ? 16 : 10);
-    if (errno == ERANGE) {
-      fail(word.span, "number is too large; no type holds more than 64 bits");
-    }
+    if (errno == ERANGE) fail(word.span, "number is too large; no type holds more than 64 bits");
     return number;
   }
 
@@ -365,9 +339,7 @@ class Parser {
       fail(word.span,
            "a record has 16 hexadecimal digits; this one has " + std::to_string(word.text.size()));
     }
-    for (char& c : word.text) {
-      c = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
+    for (char& c : word.text) c = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
     return word;
   }
 
@@ -376,9 +348,7 @@ class Parser {
     use.span = peek().span;
     while (isWord("optional") && peek(1).kind == Token::Kind::word) {
       syntax::Word word = take();
-      if (use.optional) {
-        diagnostics_.error(word.span, "'optional' stands twice; remove one");
-      }
+      if (use.optional) diagnostics_.error(word.span, "'optional' stands twice; remove one");
       use.optional = true;
     }
     use.name = qualifiedUse("a type");
@@ -483,9 +453,7 @@ class Parser {
 
   void external(syntax::External& external) {
     begin(external, true);
-    if (!isWord("value") && !isWord("enum")) {
-      expected("'value' or 'enum'");
-    }
+    if (!isWord("value") && !isWord("enum")) expected("'value' or 'enum'");
     external.enumeration = take().text == "enum";
     external.name = qualifiedName("the type's name");
     expectWord("bytes");
@@ -504,9 +472,7 @@ class Parser {
                                : "'hash', 'order', or 'in' and the header");
     }
     advance();
-    if (peek().kind != Token::Kind::text) {
-      expected("the header in double quotes");
-    }
+    if (peek().kind != Token::Kind::text) expected("the header in double quotes");
     external.headerText = peek().text;
     external.header = take();
     expect(";");
@@ -576,9 +542,7 @@ class Parser {
   }
 
   void flag(std::optional<syntax::Word>& flag, syntax::Word word) {
-    if (flag) {
-      fail(word.span, "'" + word.text + "' stands twice; remove one");
-    }
+    if (flag) fail(word.span, "'" + word.text + "' stands twice; remove one");
     flag = std::move(word);
   }
 
@@ -600,9 +564,7 @@ class Parser {
       }
       if (word == "hash") {
         flag(type.hash, take());
-        if (isWord("identity")) {
-          type.identity = take();
-        }
+        if (isWord("identity")) type.identity = take();
       } else if (word == "order") {
         advance();
         if (!isWord("reflected") && !isWord("declared")) {
@@ -613,9 +575,7 @@ class Parser {
         flag(type.noArguments, take());
       } else if (word == "hand") {
         advance();
-        if (!isWord("parse") && !isWord("order")) {
-          expected("'parse' or 'order' after 'hand'");
-        }
+        if (!isWord("parse") && !isWord("order")) expected("'parse' or 'order' after 'hand'");
         std::optional<syntax::Word>& hand = isWord("parse") ? type.handParse : type.handOrder;
         flag(hand, take());
       } else {
@@ -628,9 +588,7 @@ class Parser {
     advance();
     enumeration.name = name("the enumeration's name");
     expect(":");
-    if (!isWord("u8") && !isWord("i32")) {
-      expected("'u8' or 'i32', the enumeration's width");
-    }
+    if (!isWord("u8") && !isWord("i32")) expected("'u8' or 'i32', the enumeration's width");
     enumeration.width = take();
     expect("{");
     std::vector<Comment> strays = std::move(strays_);
@@ -657,9 +615,7 @@ class Parser {
     expect("=");
     literal.negative = accept("-");
     literal.number = number("the literal's number");
-    if (!accept(",") && !is("}")) {
-      expected("',' or '}' after the literal");
-    }
+    if (!accept(",") && !is("}")) expected("',' or '}' after the literal");
     end(literal);
   }
 
@@ -672,9 +628,7 @@ class Parser {
         ++here_;
         return;
       }
-      if (is("{") || peek().kind == Token::Kind::end) {
-        throw Abandoned();
-      }
+      if (is("{") || peek().kind == Token::Kind::end) throw Abandoned();
     }
   }
 
@@ -732,9 +686,7 @@ class Parser {
         member.field = use("the field whose bits these are");
         expect("[");
         member.lowBit = number("the lowest bit's number");
-        if (accept("..")) {
-          member.highBit = number("the highest bit's number");
-        }
+        if (accept("..")) member.highBit = number("the highest bit's number");
         expect("]");
         expectWord("as");
         member.type = type();
@@ -781,9 +733,7 @@ class Parser {
         return;
       case MemberKind::counter:
         expect(":");
-        if (!isWord("u16") && !isWord("u32")) {
-          expected("'u16' or 'u32', the width of a counter");
-        }
+        if (!isWord("u16") && !isWord("u32")) expected("'u16' or 'u32', the width of a counter");
         member.type = type();
         break;
       default:
@@ -795,9 +745,7 @@ class Parser {
                           member.kind == MemberKind::constant ||
                           member.kind == MemberKind::alternative ||
                           member.kind == MemberKind::attribute;
-    if (!mayHaveDefault) {
-      return;
-    }
+    if (!mayHaveDefault) return;
     if (accept("=")) {
       member.initial = initial();
     } else if (member.kind == MemberKind::constant) {
@@ -857,9 +805,7 @@ class Parser {
   void clause(const std::string& word, syntax::Member& member) {
     if (word == "range") {
       syntax::Word start = take();
-      if (member.range) {
-        fail(start.span, "'range' stands twice; remove one");
-      }
+      if (member.range) fail(start.span, "'range' stands twice; remove one");
       syntax::Range range;
       range.low = bound();
       expect("..");
@@ -868,9 +814,7 @@ class Parser {
       member.range = std::move(range);
     } else if (word == "unit") {
       syntax::Word start = take();
-      if (member.unit) {
-        fail(start.span, "'unit' stands twice; remove one");
-      }
+      if (member.unit) fail(start.span, "'unit' stands twice; remove one");
       if (peek().kind != Token::Kind::word && peek().kind != Token::Kind::text) {
         expected("a unit: a name, or a text in double quotes");
       }
@@ -889,7 +833,7 @@ class Parser {
 
   std::vector<Token> tokens_;
   Diagnostics& diagnostics_;
-  std::size_t here_ = 0;
+  size_t here_ = 0;
   bool inBlock_ = false;
   /// Comments from within the item being parsed.
   std::vector<Comment> strays_;
@@ -899,9 +843,7 @@ class Parser {
 
 const char* keyword(MemberKind kind) {
   for (const KindWord& word : kindWords) {
-    if (word.kind == kind) {
-      return word.word;
-    }
+    if (word.kind == kind) return word.word;
   }
   return "";
 }

@@ -8,40 +8,30 @@ namespace tdc {
 
 SourceFile::SourceFile(std::string path, std::string text)
     : path_(std::move(path)), text_(std::move(text)) {
-  if (text_.compare(0, 3, "\xEF\xBB\xBF") == 0) {
-    text_.erase(0, 3);
-  }
+  if (text_.compare(0, 3, "\xEF\xBB\xBF") == 0) text_.erase(0, 3);
   lineStarts_.push_back(0);
-  for (std::uint32_t i = 0; i < text_.size(); ++i) {
-    if (text_[i] == '\n') {
-      lineStarts_.push_back(i + 1);
-    }
+  for (uint32_t i = 0; i < text_.size(); ++i) {
+    if (text_[i] == '\n') lineStarts_.push_back(i + 1);
   }
 }
 
-Position SourceFile::position(std::uint32_t offset) const {
+Position SourceFile::position(uint32_t offset) const {
   auto next = std::upper_bound(lineStarts_.begin(), lineStarts_.end(), offset);
   auto line = static_cast<unsigned>(next - lineStarts_.begin());
   return {line, offset - lineStarts_[line - 1] + 1};
 }
 
 std::string_view SourceFile::line(unsigned number) const {
-  std::uint32_t begin = lineStarts_[number - 1];
+  uint32_t begin = lineStarts_[number - 1];
   std::string_view rest = std::string_view(text_).substr(begin);
   std::string_view line = rest.substr(0, rest.find('\n'));
-  if (!line.empty() && line.back() == '\r') {
-    line.remove_suffix(1);
-  }
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   return line;
 }
 
 Span operator+(const Span& first, const Span& last) {
-  if (first.file == nullptr) {
-    return last;
-  }
-  if (last.file == nullptr) {
-    return first;
-  }
+  if (!first.file) return last;
+  if (!last.file) return first;
   return {first.file, std::min(first.begin, last.begin), std::max(first.end, last.end)};
 }
 

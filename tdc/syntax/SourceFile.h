@@ -23,21 +23,21 @@ class SourceFile {
 
   const std::string& path() const { return path_; }
   std::string_view text() const { return text_; }
-  Position position(std::uint32_t offset) const;
+  Position position(uint32_t offset) const;
   /// The line's text without its line break.
   std::string_view line(unsigned number) const;
 
  private:
   std::string path_;
   std::string text_;
-  std::vector<std::uint32_t> lineStarts_;
+  std::vector<uint32_t> lineStarts_;
 };
 
 /// A piece of a file, `end` exclusive. The file is owned by `SourceFiles` and outlives the span.
 struct Span {
   const SourceFile* file = nullptr;
-  std::uint32_t begin = 0;
-  std::uint32_t end = 0;
+  uint32_t begin = 0;
+  uint32_t end = 0;
 };
 
 /// The smallest span that holds both.

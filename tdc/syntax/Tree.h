@@ -43,7 +43,7 @@ struct Word {
 };
 
 struct Number {
-  std::uint64_t value = 0;
+  uint64_t value = 0;
   std::string spelling;
   Span span;
 };
