@@ -155,8 +155,7 @@ class Printer {
   }
 
   static std::string headOf(const syntax::Type& type) {
-    static const char* const words[] = {"enum", "value", "union", "entity", "scope"};
-    std::string head = words[static_cast<int>(type.kind)];
+    std::string head(syntax::typeKeywords[static_cast<int>(type.kind)]);
     head += " " + type.name.text;
     head += type.base ? " : " + type.base->text : "";
     head += type.hash ? (type.identity ? " hash identity" : " hash") : "";

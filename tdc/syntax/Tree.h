@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -126,6 +127,8 @@ struct Enumeration : Item {
 };
 
 enum class TypeKind { enumeration, value, unionType, entity, scope };
+/// Their keywords, in that order.
+inline constexpr std::string_view typeKeywords[] = {"enum", "value", "union", "entity", "scope"};
 
 using Entry = std::variant<Enumeration, Member>;
 
