@@ -176,7 +176,7 @@ class ClassCheck {
   }
 
   void note(const Claim& claim) {
-    if (claim.where.file) diagnostics_.note(claim.where, "that is declared here");
+    diagnostics_.note(claim.where, "that is declared here");
   }
 
   const Type& type_;
@@ -278,7 +278,7 @@ class ModuleCheck {
   }
 
   void note(const Type& type) {
-    if (type.span.file) diagnostics_.note(type.span, "that is declared here");
+    diagnostics_.note(type.span, "that is declared here");
   }
 
   const syntax::File& file_;

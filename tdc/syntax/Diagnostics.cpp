@@ -46,7 +46,7 @@ void Diagnostics::error(Span where, std::string text) {
 }
 
 void Diagnostics::note(Span where, std::string text) {
-  errors_.back().notes.push_back({where, std::move(text)});
+  if (where.file) errors_.back().notes.push_back({where, std::move(text)});
 }
 
 std::string Diagnostics::render(const Message& message, const char* label) {

@@ -13,11 +13,14 @@ class Diagnostics {
  public:
   /// The text says what was found and what to do.
   void error(Span where, std::string text);
-  /// Another place that the last error is about.
+  /// Another place that the last error is about; nothing for what stands in no file.
   void note(Span where, std::string text);
 
   bool empty() const { return errors_.empty(); }
   size_t size() const { return errors_.size(); }
+  /// Whether to look for the word that was meant: past this many errors that costs more than it
+  /// helps.
+  bool suggests() const { return errors_.size() < 200; }
 
   /// All errors by file and position, each with its line and a caret.
   std::string render() const;
