@@ -4,6 +4,7 @@
 
 #include "tdc/files/Files.h"
 #include "tdc/lock/Lock.h"
+#include "tdc/model/ClassNames.h"
 #include "tdc/model/Program.h"
 #include "tdc/print/Print.h"
 #include "tdc/syntax/Parser.h"
@@ -156,8 +157,8 @@ class Run {
     Program program(files_, diagnostics_, options_.folders);
     const Module* module = program.load(options_.files[0]);
     if (reportErrors()) return 1;
-    std::string headerPath = joinPath(options_.target, module->name + ".h");
-    std::string sourcePath = joinPath(options_.target, module->name + ".cpp");
+    std::string headerPath = joinPath(options_.target, headerName(*module));
+    std::string sourcePath = joinPath(options_.target, sourceName(*module));
     // Both texts are made before anything is written.
     std::string header = emitter_.header(*module);
     std::string source = emitter_.source(*module);

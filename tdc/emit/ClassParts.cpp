@@ -41,7 +41,7 @@ void openPrivate(Writer& out, const Type& type) {
   out.line();
   out.line(" private:");
   out.indent();
-  out.line("friend struct ::" + tablesName(*type.module) + ";");
+  out.line("friend struct ::" + nameOf(*type.module, Derived::tables) + ";");
 }
 
 void closeClass(Writer& out) {

@@ -90,7 +90,7 @@ std::string storageType(const Member& member, const std::string& nameSpace) {
   switch (member.kind) {
     case MemberKind::list:
       return "Pelmo::BasicVector<" + cppType(member.type, nameSpace) + ", " +
-             typeName(*member.owner, nameSpace) + "::" + elementTag(member) + ">";
+             within(typeName(*member.owner, nameSpace), nameOf(member, Derived::elementTag)) + ">";
     case MemberKind::pointer:
       return std::string("Pelmo::Ptr<") + (member.constTarget ? "const " : "") +
              typeName(*member.type.type, nameSpace) + ">";
@@ -98,7 +98,7 @@ std::string storageType(const Member& member, const std::string& nameSpace) {
     case MemberKind::reference:
     case MemberKind::map:
     case MemberKind::set:
-      return "Frame::Map<" + nodeName(member) + ">";
+      return "Frame::Map<" + nameOf(member, Derived::node) + ">";
     default:
       return cppType(member.type, nameSpace);
   }
@@ -106,7 +106,8 @@ std::string storageType(const Member& member, const std::string& nameSpace) {
 
 std::string ownStorageType(const Member& member, const std::string& nameSpace) {
   if (member.kind != MemberKind::list) return storageType(member, nameSpace);
-  return "Pelmo::BasicVector<" + cppType(member.type, nameSpace) + ", " + elementTag(member) + ">";
+  return "Pelmo::BasicVector<" + cppType(member.type, nameSpace) + ", " +
+         nameOf(member, Derived::elementTag) + ">";
 }
 
 bool passedByValue(const TypeUse& use) {
@@ -128,7 +129,7 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
   const std::string name = typeName(type, nameSpace);
   if (initial.origin && initial.origin->isConstant()) {
     std::string constant =
-        typeName(*initial.origin->owner, nameSpace) + "::" + initial.origin->name;
+        within(typeName(*initial.origin->owner, nameSpace), initial.origin->name);
     if (initial.origin->type == member.type) return constant;
     return name + "(" + constant + ")";
   }
@@ -140,7 +141,7 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
       if (type.kind == TypeKind::seconds) return "0.0";
       if (type.isEnumeration()) {
         const Literal* zero = type.findLiteral(0);
-        return zero ? name + "::" + zero->name : "static_cast<" + name + ">(0)";
+        return zero ? within(name, zero->name) : "static_cast<" + name + ">(0)";
       }
       return {};
     case Default::Kind::number: {
@@ -161,7 +162,7 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
     case Default::Kind::absent:
       return {};
     case Default::Kind::enumerator:
-      return name + "::" + initial.literal->name;
+      return within(name, initial.literal->name);
   }
   return {};
 }
@@ -171,23 +172,19 @@ std::string boundExpression(const Bound& bound) {
 }
 
 std::string rangeMessage(const Member& member) {
-  const std::string type = member.owner->qualifiedName + "::";
+  const std::string name = within(*member.owner, member.name);
   if (!member.range) {
-    return type + member.name + " < 0 or > " + std::to_string(member.type.type->maxNumber()) +
-           " not allowed";
+    return name + " < 0 or > " + std::to_string(member.type.type->maxNumber()) + " not allowed";
   }
   const auto bound = [&](const Bound& b) {
-    return b.constant ? b.constant->owner->qualifiedName + "::" + b.constant->name : b.spelling;
+    return b.constant ? within(*b.constant->owner, b.constant->name) : b.spelling;
   };
-  return type + member.name + " < " + bound(member.range->low) + " or > " +
-         bound(member.range->high) + " not allowed";
+  return name + " < " + bound(member.range->low) + " or > " + bound(member.range->high) +
+         " not allowed";
 }
 
-std::string recordName(const Module& module) {
-  return "_" + module.name + "_" + module.record + "_tovoModule";
-}
-std::string headerPath(const Module& module) { return folderOf(module) + "/" + module.name + ".h"; }
-std::string sourceName(const Module& module) { return folderOf(module) + "/" + module.name; }
+std::string headerPath(const Module& module) { return folderOf(module) + "/" + headerName(module); }
+std::string placeName(const Module& module) { return folderOf(module) + "/" + module.name; }
 
 std::string wireForm(const Member& member) {
   return member.wire32 ? ", Tovo::Wire::u32" : std::string();
@@ -204,7 +201,7 @@ std::vector<std::string> constructorParameters(const Type& entity, const std::st
   if (const Member* key = entity.keyMember()) {
     parameters.push_back(parameterType(key->type, nameSpace) + " " + key->name);
   } else {
-    parameters.emplace_back("const Pelmo::String& name");
+    parameters.push_back("const Pelmo::String& " + keyName(nullptr));
   }
   for (const Member* parameter : entity.parameters()) {
     parameters.push_back(parameterType(parameter->type, nameSpace) + " " + parameter->name);
@@ -214,8 +211,7 @@ std::vector<std::string> constructorParameters(const Type& entity, const std::st
 
 std::vector<std::string> constructorArguments(const Type& entity) {
   std::vector<std::string> arguments;
-  const Member* key = entity.keyMember();
-  arguments.push_back(key ? key->name : "name");
+  arguments.push_back(keyName(entity.keyMember()));
   for (const Member* parameter : entity.parameters()) arguments.push_back(parameter->name);
   return arguments;
 }

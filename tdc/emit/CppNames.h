@@ -29,9 +29,8 @@ std::string boundExpression(const Bound& bound);
 /// "Stp::ConfigBase::maxAge < ... not allowed".
 std::string rangeMessage(const Member& member);
 
-std::string recordName(const Module& module);  ///< "_StpHw_..._tovoModule"
 std::string headerPath(const Module& module);  ///< "Stp/StpHw.h"
-std::string sourceName(const Module& module);  ///< "Stp/StpHw", for assertions
+std::string placeName(const Module& module);   ///< "Stp/StpHw", for assertions
 std::string wireForm(const Member& member);    ///< ", Tovo::Wire::u32" or empty
 std::string logForm(const Member& member, const std::string& nameSpace);
 /// Whether the entity has a FlowOut of its own; others use their base's.

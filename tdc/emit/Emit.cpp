@@ -10,8 +10,6 @@ namespace tdc {
 
 namespace {
 
-std::string fileName(const Module& module) { return module.name + ".tdl"; }
-
 const char* kindWord(const Type& type) {
   switch (type.kind) {
     case TypeKind::enumeration:
@@ -106,7 +104,7 @@ class Namespaces {
 };
 
 void emitForwardDeclarations(Output& out, const Module& module) {
-  out.header.line("struct " + tablesName(module) + ";");
+  out.header.line("struct " + nameOf(module, Derived::tables) + ";");
   out.header.doc("What the module says of its types.");
   out.header.declaration("extern \"C\" TDL_EXPORT const Tovo::TovoModule", recordName(module));
   out.header.line();
@@ -125,7 +123,7 @@ void emitForwardDeclarations(Output& out, const Module& module) {
 }
 
 void emitSourceStart(Writer& out, const Module& module) {
-  out.line("// Generated from " + fileName(module) + " by tdc; changes belong there.");
+  out.line("// Generated from " + descriptionName(module.name) + " by tdc; changes belong there.");
   out.line("#include \"" + headerPath(module) + "\"");
   out.line();
   out.line("#include <cstddef>");
@@ -167,7 +165,8 @@ void emitTypeOf(Output& out, const Module& module) {
 
 Output emit(const Module& module) {
   Output out;
-  out.header.line("// Generated from " + fileName(module) + " by tdc; changes belong there.");
+  out.header.line("// Generated from " + descriptionName(module.name) +
+                  " by tdc; changes belong there.");
   emitContents(out.header, module);
   out.header.line("#pragma once");
   out.header.line();

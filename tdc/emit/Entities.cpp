@@ -42,8 +42,8 @@ class EntityClass {
   void define(Writer& out) const {
     out.code("TOVO_SLAB_ALLOCATION(" + type_.name + ", " + literal(type_.qualifiedName) + ");");
     if (ownsFlow(type_)) {
-      out.code("TOVO_SLAB_ALLOCATION(" + type_.name + flow() + ", " +
-               literal(type_.qualifiedName + flow()) + ");");
+      out.code("TOVO_SLAB_ALLOCATION(" + flowOf(type_.name) + ", " +
+               literal(flowOf(type_.qualifiedName)) + ");");
     }
     out.line();
     functions_.define(out, type_.name);
@@ -58,11 +58,10 @@ class EntityClass {
       const std::string key = keyType(member);
       Function functor;
       functor.result = "inline const " + key + "&";
-      functor.name = type_.name + "::" + keyFunktorName(member) + "::operator()";
+      functor.name = within(within(type_.name, nameOf(member, Derived::keyFunktor)), "operator()");
       functor.parameters = {"const " + typeName(*member.type.type, space_) + "& element"};
       functor.suffix = "const noexcept";
-      functor.body = {"return element." + (member.keyMember ? member.keyMember->name : "name") +
-                      "();"};
+      functor.body = {"return element." + keyName(member.keyMember) + "();"};
       printDeclaration(out, functor);
       out.line();
     }
@@ -73,18 +72,12 @@ class EntityClass {
     functions_.add(std::move(function), member);
   }
 
-  static std::string flow() { return std::string("::") + EntityNames::flowOut.name; }
+  static std::string flowOf(const std::string& entity) {
+    return within(entity, EntityNames::flowOut.name);
+  }
   std::string keyType(const Member& member) const { return typeName(*member.key, space_); }
   std::string keyParameter(const Member& member) const {
     return parameterType({member.key, false}, space_) + " key";
-  }
-
-  // A name that none of the element's parameters has.
-  static std::string besideParameters(const Member& member, const std::string& name) {
-    const bool taken =
-        std::any_of(member.parameters.begin(), member.parameters.end(),
-                    [&](const Member* parameter) { return parameter->name == name; });
-    return taken ? name + "_" : name;
   }
 
   static std::string joined(const std::vector<std::string>& items) {
@@ -98,9 +91,9 @@ class EntityClass {
     make.doc = "Makes a " + type_.name + "; the caller holds the first reference.";
     make.prefix = "TDL_EXPORT";
     make.result = "Pelmo::Ptr<" + type_.name + ">";
-    make.name = factoryName(type_);
+    make.name = nameOf(type_, Derived::factory);
     make.parameters = constructorParameters(type_, space_);
-    make.body = {"return " + type_.name + "::" + creatorName(type_) + "(" +
+    make.body = {"return " + within(type_.name, nameOf(type_, Derived::creator)) + "(" +
                  joined(constructorArguments(type_)) + ");"};
     make.place = Place::source;
     return make;
@@ -112,7 +105,7 @@ class EntityClass {
     constructor.prefix = parameters.size() == 1 ? "explicit" : "";
     constructor.name = type_.name;
     constructor.parameters = parameters;
-    const std::string key = type_.keyMember() ? "Pelmo::String()" : "name";
+    const std::string key = type_.keyMember() ? "Pelmo::String()" : keyName(nullptr);
     if (type_.base) {
       constructor.initializers = {typeName(*type_.base, space_) + "(" +
                                   joined(constructorArguments(*type_.base)) + ")"};
@@ -121,7 +114,8 @@ class EntityClass {
     }
     for (const Member& member : type_.members) {
       if (member.kind == MemberKind::parameter || member.kind == MemberKind::key) {
-        constructor.initializers.push_back(storageName(member) + "(" + member.name + ")");
+        constructor.initializers.push_back(nameOf(member, Derived::storage) + "(" + member.name +
+                                           ")");
       }
     }
     for (const Type* level = &type_; level;
@@ -144,7 +138,7 @@ class EntityClass {
     creator.doc = "Makes one; the caller holds the first reference.";
     creator.prefix = "static";
     creator.result = "Pelmo::Ptr<" + type_.name + ">";
-    creator.name = creatorName(type_);
+    creator.name = nameOf(type_, Derived::creator);
     creator.parameters = parameters;
     creator.body = {"return Pelmo::Ptr<" + type_.name + ">::adopt(new " + type_.name + "(" +
                     joined(constructorArguments(type_)) + "));"};
@@ -157,7 +151,7 @@ class EntityClass {
       if (!member.range) continue;
       body.push_back("Frame::checkRange<" + boundExpression(member.range->low) + ", " +
                      boundExpression(member.range->high) + ">(" + member.name + "(), " +
-                     rangeName(member) + ");");
+                     nameOf(member, Derived::rangeMessage) + ");");
     }
   }
 
@@ -192,13 +186,13 @@ class EntityClass {
                                                 : parameterType(member.type, space_);
     get.name = member.name;
     get.suffix = "const noexcept";
-    get.body = {"return " + storageName(member) + ";"};
+    get.body = {"return " + nameOf(member, Derived::storage) + ";"};
     add(get, &member);
   }
 
   void addAttribute(const Member& member) {
     const std::string id = std::to_string(member.id);
-    const std::string stored = storageName(member);
+    const std::string stored = nameOf(member, Derived::storage);
     Function get;
     get.doc = documentation(member);
     get.result = parameterType(member.type, space_);
@@ -210,13 +204,13 @@ class EntityClass {
     Function set;
     set.doc = "Publishes a changed value.";
     set.result = "void";
-    set.name = setterName(member);
+    set.name = nameOf(member, Derived::setter);
     set.parameters = {parameterType(member.type, space_) + " value"};
     if (member.range) {
       set.doc += " Throws Tovo::RangeException; then nothing has changed.";
       set.body = {"Frame::rangedAttributeIs<" + boundExpression(member.range->low) + ", " +
                   boundExpression(member.range->high) + ">(*this, " + stored + ", value, " + id +
-                  ", " + rangeName(member) + ");"};
+                  ", " + nameOf(member, Derived::rangeMessage) + ");"};
     } else {
       set.body = {"Frame::attributeIs(*this, " + stored + ", value, " + id + ");"};
     }
@@ -225,7 +219,7 @@ class EntityClass {
     Function inc;
     inc.doc = "Adds, modulo the counter's width, publishes and returns the new value.";
     inc.result = typeName(*member.type.type, space_);
-    inc.name = incrementName(member);
+    inc.name = nameOf(member, Derived::increment);
     inc.parameters = {inc.result + " delta"};
     inc.body = {"return Frame::counterInc(*this, " + stored + ", delta, " + id + ");"};
     add(inc, &member);
@@ -248,14 +242,14 @@ class EntityClass {
     get.result = "const " + type + "&";
     get.name = member.name;
     get.suffix = "const noexcept";
-    get.body = {"return " + storageName(member) + ";"};
+    get.body = {"return " + nameOf(member, Derived::storage) + ";"};
     add(get, &member);
     Function set;
     set.doc = "Publishes another target; compares by identity.";
     set.result = "void";
-    set.name = setterName(member);
+    set.name = nameOf(member, Derived::setter);
     set.parameters = {"const " + type + "& value"};
-    set.body = {"Frame::attributeIs(*this, " + storageName(member) + ", value, " +
+    set.body = {"Frame::attributeIs(*this, " + nameOf(member, Derived::storage) + ", value, " +
                 std::to_string(member.id) + ");"};
     set.place = Place::source;
     add(set, &member);
@@ -277,35 +271,36 @@ class EntityClass {
 
   void addView(const Member& member, const std::string& view) {
     Function all = collectionFunction(
-        documentation(member), "Frame::" + view + "<" + nodeName(member) + ">", member.name, {},
-        "const noexcept",
-        "return Frame::" + view + "<" + nodeName(member) + ">(" + storageName(member) + ");");
+        documentation(member), "Frame::" + view + "<" + nameOf(member, Derived::node) + ">",
+        member.name, {}, "const noexcept",
+        "return Frame::" + view + "<" + nameOf(member, Derived::node) + ">(" +
+            nameOf(member, Derived::storage) + ");");
     all.place = Place::header;
     add(all, &member);
-    add(collectionFunction("Whether there is an entry.", "bool", containsName(member),
+    add(collectionFunction("Whether there is an entry.", "bool", nameOf(member, Derived::contains),
                            {keyParameter(member)}, "const",
-                           "return " + storageName(member) + ".find(key) != nullptr;"),
+                           "return " + nameOf(member, Derived::storage) + ".find(key) != nullptr;"),
         &member);
   }
 
   void addDelAll(const Member& member) {
     add(collectionFunction("Removes one after the other, each published.", "void",
-                           clearerName(member), {}, "",
-                           "Frame::eraseAll(" + storageName(member) + ", [this](" +
+                           nameOf(member, Derived::clearer), {}, "",
+                           "Frame::eraseAll(" + nameOf(member, Derived::storage) + ", [this](" +
                                parameterType({member.key, false}, space_) + " key) { " +
-                               eraserName(member) + "(key); });"),
+                               nameOf(member, Derived::eraser) + "(key); });"),
         &member);
   }
 
   std::string ownerArguments(const Member& member) const {
-    return "*this, " + storageName(member) + ", " + std::to_string(member.id) + ", ";
+    return "*this, " + nameOf(member, Derived::storage) + ", " + std::to_string(member.id) + ", ";
   }
 
   void addOwn(const Member& member) {
     const Type& element = *member.type.type;
     const std::string elementType = typeName(element, space_);
     const std::string pointer = "Pelmo::Ptr<" + elementType + ">";
-    const std::string stored = storageName(member);
+    const std::string stored = nameOf(member, Derived::storage);
     addView(member, "EntityView");
     add(collectionFunction("The element under a key, or null.", pointer, member.name,
                            {keyParameter(member)}, "const",
@@ -315,7 +310,7 @@ class EntityClass {
     Function make;
     make.doc = "The element under a key, made when it is not there.";
     make.result = pointer;
-    make.name = setterName(member);
+    make.name = nameOf(member, Derived::setter);
     const std::string key = besideParameters(member, "key");
     const std::string existing = besideParameters(member, "existing");
     make.parameters = {parameterType({member.key, false}, space_) + " " + key};
@@ -342,13 +337,14 @@ class EntityClass {
       make.body = {"if (" + pointer + " " + existing + " = Frame::elementOf(" + stored + ", " +
                    key + ")) return " + existing + ";"};
     }
-    make.body.push_back("return Frame::insertOwned(" + ownerArguments(member) + elementType +
-                        "::" + creatorName(element) + "(" + arguments + "));");
+    make.body.push_back("return Frame::insertOwned(" + ownerArguments(member) +
+                        within(elementType, nameOf(element, Derived::creator)) + "(" + arguments +
+                        "));");
     make.place = Place::source;
     add(make, &member);
 
     add(collectionFunction("Removes an element and returns it, or null when it was not there.",
-                           pointer, eraserName(member), {keyParameter(member)}, "",
+                           pointer, nameOf(member, Derived::eraser), {keyParameter(member)}, "",
                            "return Frame::eraseOwned(" + ownerArguments(member) + "key);"),
         &member);
     addDelAll(member);
@@ -357,16 +353,16 @@ class EntityClass {
   void addReference(const Member& member) {
     const std::string pointer = "Pelmo::Ptr<" + typeName(*member.type.type, space_) + ">";
     addView(member, "NodeView");
-    add(collectionFunction("The entity under a key, or null.", pointer, member.name,
-                           {keyParameter(member)}, "const",
-                           "return Frame::targetOf(" + storageName(member) + ", key);"),
+    add(collectionFunction(
+            "The entity under a key, or null.", pointer, member.name, {keyParameter(member)},
+            "const", "return Frame::targetOf(" + nameOf(member, Derived::storage) + ", key);"),
         &member);
     add(collectionFunction("Refers to an entity that lives elsewhere; null removes the entry.",
-                           "void", setterName(member),
+                           "void", nameOf(member, Derived::setter),
                            {keyParameter(member), "const " + pointer + "& target"}, "",
                            "Frame::referenceIs(" + ownerArguments(member) + "key, target);"),
         &member);
-    add(collectionFunction("False when it was not there.", "bool", eraserName(member),
+    add(collectionFunction("False when it was not there.", "bool", nameOf(member, Derived::eraser),
                            {keyParameter(member)}, "",
                            "return Frame::referenceDel(" + ownerArguments(member) + "key);"),
         &member);
@@ -377,31 +373,33 @@ class EntityClass {
     const std::string value = cppType(member.type, space_);
     addView(member, "NodeView");
     if (member.type.type->kind == TypeKind::boolean) {
-      add(collectionFunction("The flag under a key; false when there is none.", "bool", member.name,
-                             {keyParameter(member)}, "const",
-                             "return Frame::flagOf(" + storageName(member) + ", key);"),
+      add(collectionFunction(
+              "The flag under a key; false when there is none.", "bool", member.name,
+              {keyParameter(member)}, "const",
+              "return Frame::flagOf(" + nameOf(member, Derived::storage) + ", key);"),
           &member);
     } else {
-      add(collectionFunction("The value under a key, if there is one.",
-                             "std::optional<" + value + ">", member.name, {keyParameter(member)},
-                             "const", "return Frame::valueOf(" + storageName(member) + ", key);"),
+      add(collectionFunction(
+              "The value under a key, if there is one.", "std::optional<" + value + ">",
+              member.name, {keyParameter(member)}, "const",
+              "return Frame::valueOf(" + nameOf(member, Derived::storage) + ", key);"),
           &member);
     }
     if (member.kind == MemberKind::set) {
       add(collectionFunction("Stores a value under its own " + member.keyMember->name + ".", "void",
-                             setterName(member), {parameterType(member.type, space_) + " value"},
-                             "",
+                             nameOf(member, Derived::setter),
+                             {parameterType(member.type, space_) + " value"}, "",
                              "Frame::selfKeyedIs(" + ownerArguments(member) + "value." +
                                  member.keyMember->name + "(), value);"),
           &member);
     } else {
       add(collectionFunction("Stores a value; the same value again changes nothing.", "void",
-                             setterName(member),
+                             nameOf(member, Derived::setter),
                              {keyParameter(member), parameterType(member.type, space_) + " value"},
                              "", "Frame::valueIs(" + ownerArguments(member) + "key, value);"),
           &member);
     }
-    add(collectionFunction("False when it was not there.", "bool", eraserName(member),
+    add(collectionFunction("False when it was not there.", "bool", nameOf(member, Derived::eraser),
                            {keyParameter(member)}, "",
                            "return Frame::valueDel(" + ownerArguments(member) + "key);"),
         &member);
@@ -409,6 +407,7 @@ class EntityClass {
   }
 
   void addIdentity() {
+    const std::string staticType = EntityNames::tovoStaticType.name;
     Function module;
     module.result = "const Tovo::TovoModule*";
     module.name = EntityNames::typeData.name;
@@ -420,12 +419,12 @@ class EntityClass {
     Function type = module;
     type.result = "Tovo::TovoTypeBase";
     type.name = EntityNames::tovoType.name;
-    type.body = {"return tovoStaticType();"};
+    type.body = {"return " + staticType + "();"};
     add(type);
     Function identity = type;
     identity.doc = "The type that this class stands for.";
     identity.prefix = "static";
-    identity.name = EntityNames::tovoStaticType.name;
+    identity.name = staticType;
     identity.suffix = "noexcept";
     identity.override_.clear();
     identity.body = {"return {&" + recordName(*type_.module) + ", " + std::to_string(type_.index) +
@@ -461,27 +460,28 @@ class EntityClass {
       switch (member.kind) {
         case MemberKind::own:
           out.doc("Where an element of " + member.name + " has its key.");
-          out.line("struct " + keyFunktorName(member) + " {");
+          out.line("struct " + nameOf(member, Derived::keyFunktor) + " {");
           out.line("  const " + key + "& operator()(const " + element +
                    "& element) const noexcept;");
           out.line("};");
-          node = "OwnedNode<" + element + ", " + key + ", " + keyFunktorName(member) + ">";
+          node = "OwnedNode<" + element + ", " + key + ", " + nameOf(member, Derived::keyFunktor) +
+                 ">";
           break;
         case MemberKind::reference:
-          node = "RefNode<" + nodeName(member) + ", " + key + ", " + element + ">";
+          node = "RefNode<" + nameOf(member, Derived::node) + ", " + key + ", " + element + ">";
           break;
         case MemberKind::map:
-          node = "ValueNode<" + nodeName(member) + ", " + key + ", " +
+          node = "ValueNode<" + nameOf(member, Derived::node) + ", " + key + ", " +
                  cppType(member.type, space_) + ">";
           break;
         default:
           out.doc("Where a value of " + member.name + " has its key.");
-          out.line("struct " + keyFunktorName(member) + " {");
+          out.line("struct " + nameOf(member, Derived::keyFunktor) + " {");
           out.line("  " + key + " operator()(const " + element + "& value) const { return value." +
                    member.keyMember->name + "(); }");
           out.line("};");
-          node = "SelfKeyedNode<" + nodeName(member) + ", " + element + ", " + key + ", " +
-                 keyFunktorName(member) + ">";
+          node = "SelfKeyedNode<" + nameOf(member, Derived::node) + ", " + element + ", " + key +
+                 ", " + nameOf(member, Derived::keyFunktor) + ">";
       }
       declareNode(out, member, node);
     }
@@ -492,7 +492,7 @@ class EntityClass {
     out.doc("An entry of " + member.name + ".");
     const bool empty = member.kind == MemberKind::own;
     const std::string end = empty ? " {};" : " {";
-    const std::string head = "class " + nodeName(member);
+    const std::string head = "class " + nameOf(member, Derived::node);
     const std::string derived = ": public Frame::" + base + end;
     if (out.indentation() + head.size() + 1 + derived.size() <= Writer::width) {
       out.line(head + " " + derived);
@@ -513,12 +513,12 @@ class EntityClass {
   void declareFlow(Writer& out) const {
     if (!ownsFlow(type_)) return;
     const std::string base =
-        (type_.base ? typeName(*type_.base, space_) : std::string("Tovo::NboAttrLog")) + flow();
+        flowOf(type_.base ? typeName(*type_.base, space_) : "Tovo::NboAttrLog");
     out.doc("What one connection still has to be told of one " + type_.name + ".");
     out.line(std::string("class TDL_EXPORT ") + EntityNames::flowOut.name + " : public " + base +
              " {");
     out.line(" public:");
-    out.line("  using " + base + flow() + ";");
+    out.line("  using " + flowOf(base) + ";");
     out.indent();
     Function identity;
     identity.doc = "The type of the entities that it serves.";
@@ -526,7 +526,7 @@ class EntityClass {
     identity.result = "Tovo::TovoTypeBase";
     identity.name = EntityNames::tovoStaticType.name;
     identity.suffix = "noexcept";
-    identity.body = {"return " + type_.name + "::tovoStaticType();"};
+    identity.body = {"return " + within(type_.name, identity.name) + "();"};
     printDeclaration(out, identity);
     out.outdent();
     out.line("  TOVO_SLAB_ALLOCATED;");
@@ -540,7 +540,8 @@ class EntityClass {
       if (member->kind == MemberKind::attribute || member->kind == MemberKind::counter) {
         initial = initialValue(*member, space_);
       }
-      out.assignment(storageType(*member, space_) + " " + storageName(*member), initial);
+      out.assignment(storageType(*member, space_) + " " + nameOf(*member, Derived::storage),
+                     initial);
     }
   }
 

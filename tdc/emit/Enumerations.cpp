@@ -17,7 +17,7 @@ std::vector<Function> instanceFunctions(const Type& type) {
   byNumber.doc = "The literal with a number; throws Tovo::RangeException.";
   byNumber.prefix = prefix;
   byNumber.result = type.enclosing ? type.name : local(type);
-  byNumber.name = instanceName(type);
+  byNumber.name = nameOf(type, Derived::instance);
   byNumber.parameters = {number(type) + " number"};
   byNumber.body = {"return Frame::literalOf<" + local(type) + ">(number);"};
   byNumber.place = Function::Place::source;
@@ -33,7 +33,7 @@ std::vector<Function> freeFunctions(const Type& type) {
   text.doc = "The literal's name; throws Tovo::RangeException for a number without one.";
   text.prefix = "TDL_EXPORT";
   text.result = "Pelmo::String";
-  text.name = "stringValue";
+  text.name = EnumerationNames::stringValue;
   text.parameters = {local(type) + " value"};
   text.body = {"return Frame::literalName(value);"};
   text.place = Function::Place::source;
@@ -41,7 +41,7 @@ std::vector<Function> freeFunctions(const Type& type) {
   Function parse = text;
   parse.doc = "Reads a literal's name; throws Tovo::ParseException.";
   parse.result = "void";
-  parse.name = "sequenceToValue";
+  parse.name = EnumerationNames::sequenceToValue;
   parse.parameters = {"Tovo::CharRange& text", local(type) + "* value"};
   parse.body = {"Frame::parseLiteral(text, value);"};
 

@@ -1,5 +1,7 @@
 #include "tdc/emit/Function.h"
 
+#include "tdc/model/ClassNames.h"
+
 namespace tdc {
 
 namespace {
@@ -94,7 +96,7 @@ void printDeclaration(Writer& out, const Function& function) {
 void printDefinition(Writer& out, const Function& function, const std::string& scope) {
   if (function.place != Function::Place::source) return;
   std::string head = function.result;
-  append(head, (scope.empty() ? "" : scope + "::") + function.name + "(");
+  append(head, within(scope, function.name) + "(");
   printBody(out, function, head);
   out.line();
 }

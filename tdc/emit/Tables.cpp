@@ -46,7 +46,7 @@ class Tables {
   }
 
   void emit() {
-    const std::string tables = tablesName(module_);
+    const std::string tables = nameOf(module_, Derived::tables);
     out_.line("// One row an item, to be laid beside the description.");
     out_.line("// clang-format off");
     out_.line("#pragma GCC diagnostic push");
@@ -228,8 +228,8 @@ class Tables {
                          : member.kind == MemberKind::map       ? "valueOps"
                                                                 : "selfKeyedOps";
       out_.line("static constexpr Tovo::CollectionOps " + unique(*row.type, member.name) + " =");
-      out_.line("    Frame::" + std::string(kind) + "<" + owner + nodeName(member) + ", &" + owner +
-                member.name + "Is,");
+      out_.line("    Frame::" + std::string(kind) + "<" + owner + nameOf(member, Derived::node) +
+                ", &" + owner + member.name + "Is,");
       out_.line("        &" + owner + member.name + "Del>();");
     });
     if (any) out_.line();
@@ -263,7 +263,7 @@ class Tables {
                                            std::to_string(run.back()->id) + ","};
         for (const Member* member : run) {
           const bool last = member == run.back();
-          pieces.push_back("&" + type->qualifiedName + "::" + storageName(*member) +
+          pieces.push_back("&" + type->qualifiedName + "::" + nameOf(*member, Derived::storage) +
                            (last ? ">()," : ","));
         }
         wrappedPieces("Frame::valueRun<", "    ", pieces);
@@ -283,7 +283,7 @@ class Tables {
       out_.line("static constexpr Tovo::EntityHooks " + table(*type, "hooks") + " =");
       out_.line("    Frame::entityHooks<" + name + ", " + name + "::" + EntityNames::flowOut.name +
                 ",");
-      out_.line("        &" + name + "::" + creatorName(*type) + ">(" +
+      out_.line("        &" + name + "::" + nameOf(*type, Derived::creator) + ">(" +
                 (runsOf(*type).empty() ? "" : table(*type, "runs")) + ");");
     }
     if (any) out_.line();
@@ -354,7 +354,9 @@ class Tables {
       };
       items.push_back(constant(member.range ? &member.range->low : nullptr));
       items.push_back(constant(member.range ? &member.range->high : nullptr));
-      items.push_back(member.range ? type.qualifiedName + "::" + rangeName(member) : "nullptr");
+      items.push_back(member.range
+                          ? type.qualifiedName + "::" + nameOf(member, Derived::rangeMessage)
+                          : "nullptr");
       items.push_back(text(member.unit));
       items.push_back(text(member.doc));
       items.push_back(member.isCollection() ? "&" + unique(type, member.name) : "nullptr");
@@ -380,7 +382,7 @@ class Tables {
   static std::string specialType(const Type& type, const Member& member) {
     if (member.kind != MemberKind::list) return cppType(member.type, "");
     return "Pelmo::BasicVector<" + cppType(member.type, "") + ", " + type.qualifiedName +
-           "::" + elementTag(member) + ">";
+           "::" + nameOf(member, Derived::elementTag) + ">";
   }
 
   static std::string kindName(const Member& member) {
@@ -475,9 +477,9 @@ class Tables {
       }
       const Member& member = *row.member;
       const bool stored = member.isStored() && row.type->kind != TypeKind::unionType;
-      const std::string offset =
-          stored ? "offsetof(" + row.type->qualifiedName + ", " + storageName(member) + ")"
-                 : "notStored";
+      const std::string offset = stored ? "offsetof(" + row.type->qualifiedName + ", " +
+                                              nameOf(member, Derived::storage) + ")"
+                                        : "notStored";
       wrappedRow({std::to_string(member.id), "Kind::" + kindName(member), flags(member),
                   code(member.type.type), keyCode(member), std::to_string(nameOffset(member.name)),
                   offset, std::to_string(detail++)});

@@ -11,6 +11,8 @@ namespace {
 
 using Place = Function::Place;
 
+const std::string held = ValueNames::held;
+
 std::vector<const Member*> storedFields(const Type& type) { return type.stored(); }
 
 class ValueClass {
@@ -78,7 +80,8 @@ class ValueClass {
   std::string rangeCall(const Member& member, const std::string& function,
                         const std::string& arguments) const {
     return function + "<" + boundExpression(member.range->low) + ", " +
-           boundExpression(member.range->high) + ">(" + arguments + ", " + rangeName(member) + ");";
+           boundExpression(member.range->high) + ">(" + arguments + ", " +
+           nameOf(member, Derived::rangeMessage) + ");";
   }
 
   void addConstruction() {
@@ -96,7 +99,8 @@ class ValueClass {
       bool checked = false;
       for (const Member* field : fields) {
         fromFields.parameters.push_back(parameterType(field->type, space_) + " " + field->name);
-        fromFields.initializers.push_back(storageName(*field) + "(" + field->name + ")");
+        fromFields.initializers.push_back(nameOf(*field, Derived::storage) + "(" + field->name +
+                                          ")");
         if (!field->range) continue;
         checked = true;
         fromFields.body.push_back(rangeCall(*field, "Frame::checkRange", field->name));
@@ -132,8 +136,8 @@ class ValueClass {
     } else {
       fromLog.place = Place::source;
       for (const Member* field : storedFields(type_)) {
-        fromLog.initializers.push_back(storageName(*field) + "(" + logForm(*field, space_) +
-                                       "::read(*in))");
+        fromLog.initializers.push_back(nameOf(*field, Derived::storage) + "(" +
+                                       logForm(*field, space_) + "::read(*in))");
       }
     }
     if (storedFields(type_).empty() && !isUnion()) {
@@ -149,10 +153,11 @@ class ValueClass {
     function.prefix = "constexpr";
     function.name = type_.name;
     function.parameters = {"Tovo::Integer auto " + field.name};
-    function.initializers = {storageName(field) + "(Tovo::fieldNumber<" +
+    function.initializers = {nameOf(field, Derived::storage) + "(Tovo::fieldNumber<" +
                              cppType(field.type, space_) + ">(" + field.name + ", " +
-                             rangeName(field) + "))"};
-    if (field.range) function.body = {rangeCall(field, "Frame::checkRange", storageName(field))};
+                             nameOf(field, Derived::rangeMessage) + "))"};
+    if (field.range)
+      function.body = {rangeCall(field, "Frame::checkRange", nameOf(field, Derived::storage))};
     return function;
   }
 
@@ -168,11 +173,11 @@ class ValueClass {
     size_t index = 0;
     for (const Member* alternative : storedFields(type_)) {
       body.push_back("  case " + std::to_string(index++) + ":");
-      body.push_back("    held_ = " + logForm(*alternative, space_) + "::read(*in);");
+      body.push_back("    " + held + " = " + logForm(*alternative, space_) + "::read(*in);");
       body.push_back("    break;");
     }
     body.push_back("  default:");
-    body.push_back("    TOVO_ASSERT_AT(" + literal(sourceName(*type_.module)) +
+    body.push_back("    TOVO_ASSERT_AT(" + literal(placeName(*type_.module)) +
                    ", false && \"Unknown case for " + type_.name + "\");");
     body.emplace_back("}");
     return body;
@@ -211,36 +216,37 @@ class ValueClass {
   }
 
   void addField(const Member& member) {
-    addGetter(member, documentation(member), storageName(member));
+    addGetter(member, documentation(member), nameOf(member, Derived::storage));
     if (member.fixed) return;
     Function set;
     set.doc = "Replaces the field.";
     set.result = "void";
-    set.name = setterName(member);
+    set.name = nameOf(member, Derived::setter);
     set.parameters = {parameterType(member.type, space_) + " value"};
     if (member.range) {
       set.doc += " Throws Tovo::RangeException; then the value is what it was.";
-      set.body = {rangeCall(member, "Frame::rangedFieldIs", storageName(member) + ", value")};
+      set.body = {
+          rangeCall(member, "Frame::rangedFieldIs", nameOf(member, Derived::storage) + ", value")};
     } else {
-      set.body = {storageName(member) + " = value;"};
+      set.body = {nameOf(member, Derived::storage) + " = value;"};
     }
     add(set, &member);
     if (member.kind != MemberKind::counter) return;
     Function inc;
     inc.doc = "Adds, modulo the counter's width, and returns the new value. Nobody is told.";
     inc.result = typeName(*member.type.type, space_);
-    inc.name = incrementName(member);
+    inc.name = nameOf(member, Derived::increment);
     inc.parameters = {inc.result + " delta"};
     inc.suffix = "&";
-    inc.body = {"return " + storageName(member) + " = static_cast<" + inc.result + ">(" +
-                storageName(member) + " + delta);"};
+    inc.body = {"return " + nameOf(member, Derived::storage) + " = static_cast<" + inc.result +
+                ">(" + nameOf(member, Derived::storage) + " + delta);"};
     add(inc, &member);
   }
 
   void addList(const Member& member) {
     const std::string list = ownStorageType(member, space_);
     const std::string element = parameterType(member.type, space_);
-    const std::string stored = storageName(member);
+    const std::string stored = nameOf(member, Derived::storage);
     const auto function = [&](const std::string& doc, const std::string& result,
                               const std::string& name, std::vector<std::string> parameters,
                               const std::string& suffix, const std::string& body) {
@@ -259,14 +265,14 @@ class ValueClass {
              {"size_t index"}, "const", "return " + stored + ".at(index);");
     function(
         "Overwrites an element. Throws Pelmo::VectorOutOfRangeException; then nothing changed.",
-        "void", setterName(member), {"size_t index", element + " value"}, "&",
+        "void", nameOf(member, Derived::setter), {"size_t index", element + " value"}, "&",
         stored + ".set(index, value);");
-    function("Appends.", "void", pushName(member), {element + " value"}, "&",
+    function("Appends.", "void", nameOf(member, Derived::push), {element + " value"}, "&",
              stored + ".push(value);");
     function("Removes and returns the last element. Throws Pelmo::VectorEmptyException.",
-             cppType(member.type, space_), popName(member), {}, "&",
+             cppType(member.type, space_), nameOf(member, Derived::pop), {}, "&",
              "return " + stored + ".pop();");
-    function("Removes all elements.", "void", popAllName(member), {}, "& noexcept",
+    function("Removes all elements.", "void", nameOf(member, Derived::popAll), {}, "& noexcept",
              stored + ".clear();");
   }
 
@@ -275,7 +281,7 @@ class ValueClass {
     const std::string low = std::to_string(member.lowBit);
     const std::string mask = std::to_string((1u << width) - 1);
     const std::string raw = typeName(*member.field->type.type, space_);
-    const std::string stored = storageName(*member.field);
+    const std::string stored = nameOf(*member.field, Derived::storage);
     const std::string type = typeName(*member.type.type, space_);
     const std::string bits =
         width == 1 ? "Bit " + low : "Bits " + low + " to " + std::to_string(member.highBit);
@@ -285,7 +291,7 @@ class ValueClass {
     set.doc = "Leaves the other bits as they are.";
     set.prefix = "constexpr";
     set.result = "void";
-    set.name = setterName(member);
+    set.name = nameOf(member, Derived::setter);
     set.parameters = {parameterType(member.type, space_) + " value"};
     set.suffix = "noexcept";
     set.body = {"constexpr " + raw + " mask = " + mask + " << " + low + ";",
@@ -307,13 +313,13 @@ class ValueClass {
     Function set;
     set.doc = "Replaces the element at an index.";
     set.result = "void";
-    set.name = setterName(member);
+    set.name = nameOf(member, Derived::setter);
     set.parameters = {"uint8_t index", value + " value"};
     set.place = Place::hand;
     add(set, &member);
     Function del = set;
     del.doc = "Removes the element at an index, where the type allows that.";
-    del.name = eraserName(member);
+    del.name = nameOf(member, Derived::eraser);
     del.parameters = {"uint8_t index"};
     add(del, &member);
   }
@@ -336,16 +342,16 @@ class ValueClass {
     get.result = parameterType(member.type, space_);
     get.name = member.name;
     get.suffix = "const";
-    get.body = {"if (held_.index() != " + index + ") Tovo::throwBadAlternative(" +
+    get.body = {"if (" + held + ".index() != " + index + ") Tovo::throwBadAlternative(" +
                     literal(member.name) + ");",
-                "return std::get<" + index + ">(held_);"};
+                "return std::get<" + index + ">(" + held + ");"};
     add(get, &member);
     Function set;
     set.doc = "Holds this alternative from now on.";
     set.result = "void";
-    set.name = setterName(member);
+    set.name = nameOf(member, Derived::setter);
     set.parameters = {parameterType(member.type, space_) + " value"};
-    set.body = {"held_ = value;"};
+    set.body = {held + " = value;"};
     add(set, &member);
   }
 
@@ -358,13 +364,13 @@ class ValueClass {
 
   void addOperations() {
     if (isUnion()) {
-      Function held;
-      held.doc = "The place of the alternative that is held.";
-      held.result = "uint8_t";
-      held.name = ValueNames::heldIndex.name;
-      held.suffix = "const noexcept";
-      held.body = {"return static_cast<uint8_t>(held_.index());"};
-      add(held);
+      Function place;
+      place.doc = "The place of the alternative that is held.";
+      place.result = "uint8_t";
+      place.name = ValueNames::heldIndex.name;
+      place.suffix = "const noexcept";
+      place.body = {"return static_cast<uint8_t>(" + held + ".index());"};
+      add(place);
     }
     addCodec();
     addHash();
@@ -410,15 +416,16 @@ class ValueClass {
 
   void addCodec() {
     if (type_.encodedSize) {
+      const std::string bytes = ValueNames::attrLogBytes.name;
       Function encode;
-      encode.doc = "Writes attrLogBytes bytes.";
+      encode.doc = "Writes " + bytes + " bytes.";
       encode.result = "void";
       encode.name = ValueNames::encode.name;
       encode.parameters = {storedFields(type_).empty() ? "uint8_t*" : "uint8_t* to"};
       encode.suffix = "const noexcept";
       const bool empty = storedFields(type_).empty();
       Function fill;
-      fill.doc = "Reads attrLogBytes bytes, without range checks.";
+      fill.doc = "Reads " + bytes + " bytes, without range checks.";
       fill.result = "void";
       fill.name = ValueNames::decodeFrom.name;
       fill.parameters = {empty ? "const uint8_t*" : "const uint8_t* from"};
@@ -426,7 +433,7 @@ class ValueClass {
       size_t offset = 0;
       for (const Member* field : storedFields(type_)) {
         const std::string at = offset == 0 ? "" : " + " + std::to_string(offset);
-        const std::string stored = storageName(*field);
+        const std::string stored = nameOf(*field, Derived::storage);
         const std::string type = storageType(*field, space_);
         if (field->wire32) {
           encode.body.push_back("Tovo::NboAttrLog::store(to" + at + ", static_cast<uint32_t>(" +
@@ -443,13 +450,15 @@ class ValueClass {
       }
       add(fill);
       Function decode;
-      decode.doc = "A value from attrLogBytes bytes, without range checks.";
+      decode.doc = "A value from " + bytes + " bytes, without range checks.";
       decode.prefix = "static";
       decode.result = type_.name;
       decode.name = ValueNames::decode.name;
       decode.parameters = {"const uint8_t* from"};
       decode.suffix = "noexcept";
-      decode.body = {type_.name + " value;", "value.decodeFrom(from);", "return value;"};
+      decode.body = {type_.name + " value;",
+                     std::string("value.") + ValueNames::decodeFrom.name + "(from);",
+                     "return value;"};
       add(encode);
       add(decode);
       return;
@@ -458,7 +467,7 @@ class ValueClass {
     size.doc = "Bytes that the value takes in the log.";
     size.prefix = "TDL_EXPORT";
     size.result = "size_t";
-    size.name = "attrLogSize";
+    size.name = ValueNames::attrLogSize;
     size.parameters = {"const " + type_.name + "* value"};
     size.place = Place::source;
     Function write;
@@ -469,9 +478,10 @@ class ValueClass {
     write.parameters = {"Tovo::NboAttrLog::Out& out", "const " + type_.name + "& value"};
     write.place = Place::source;
     if (isUnion()) {
-      size.body = {"switch (value->heldIndex()) {"};
-      write.body = {"Tovo::NboAttrLog::operator<<(out, value.heldIndex());",
-                    "switch (value.heldIndex()) {"};
+      const std::string heldIndex = std::string(ValueNames::heldIndex.name) + "()";
+      size.body = {"switch (value->" + heldIndex + ") {"};
+      write.body = {"Tovo::NboAttrLog::operator<<(out, value." + heldIndex + ");",
+                    "switch (value." + heldIndex + ") {"};
       size_t index = 0;
       for (const Member* alternative : storedFields(type_)) {
         const std::string form = logForm(*alternative, space_);
@@ -510,9 +520,10 @@ class ValueClass {
     hash.suffix = "const noexcept";
     std::string expression = "0";
     for (const Member* field : storedFields(type_)) {
-      expression = "Tovo::hashSingleAttr(" + expression + ", " + storageName(*field) + ")";
+      expression =
+          "Tovo::hashSingleAttr(" + expression + ", " + nameOf(*field, Derived::storage) + ")";
     }
-    if (type_.identityHash) expression = storageName(*storedFields(type_).front());
+    if (type_.identityHash) expression = nameOf(*storedFields(type_).front(), Derived::storage);
     hash.body = {"return " + expression + ";"};
     add(hash);
   }
@@ -521,7 +532,7 @@ class ValueClass {
     for (const Member& member : type_.members) {
       if (member.kind != MemberKind::list) continue;
       out.doc("Pays for the memory of " + member.name + ".");
-      out.line("struct " + elementTag(member) + ";");
+      out.line("struct " + nameOf(member, Derived::elementTag) + ";");
     }
   }
 
@@ -562,10 +573,10 @@ class ValueClass {
     out.line("friend bool operator==" + pair + " {");
     out.indent();
     out.line("if (&a == &b) return true;");
-    std::vector<std::string> names = {"held_"};
+    std::vector<std::string> names = {held};
     if (!isUnion()) {
       names.clear();
-      for (const Member* field : fields) names.push_back(storageName(*field));
+      for (const Member* field : fields) names.push_back(nameOf(*field, Derived::storage));
     }
     for (const std::string& name : names) {
       if (&name == &names.back()) {
@@ -583,7 +594,7 @@ class ValueClass {
     declareEquality(out, pair);
     if (type_.order == Order::none) return;
     if (type_.order == Order::reflected) {
-      const std::string field = storageName(*storedFields(type_).front());
+      const std::string field = nameOf(*storedFields(type_).front(), Derived::storage);
       out.doc("The order that reflection uses; there is no operator for it.");
       out.line(std::string("static constexpr bool ") + ValueNames::reflectedLess.name + pair +
                " noexcept {");
@@ -600,11 +611,11 @@ class ValueClass {
     if (type_.handOrder) return;
     out.indent();
     if (isUnion()) {
-      out.line("return a.held_ <=> b.held_;");
+      out.line("return a." + held + " <=> b." + held + ";");
     } else {
       const auto fields = storedFields(type_);
       for (size_t i = 0; i < fields.size(); ++i) {
-        const std::string name = storageName(*fields[i]);
+        const std::string name = nameOf(*fields[i], Derived::storage);
         const std::string order = "Frame::order(a." + name + ", b." + name + ")";
         if (i + 1 == fields.size()) {
           out.line("return " + order + ";");
@@ -627,14 +638,15 @@ class ValueClass {
       const std::string initial = initialValue(*stored.front(), space_);
       // A bare number might become any alternative that is made from one.
       const bool bare = stored.front()->type.type->isBuiltIn() && !initial.empty();
-      out.line("std::variant<" + alternatives + "> held_{" +
+      out.line("std::variant<" + alternatives + "> " + held + "{" +
                (bare ? "std::in_place_index<0>, " : "") + initial + "};");
       return;
     }
     for (const Member* field : storedFields(type_)) {
       const std::string initial =
           field->kind == MemberKind::list ? "" : initialValue(*field, space_);
-      out.assignment(ownStorageType(*field, space_) + " " + storageName(*field), initial);
+      out.assignment(ownStorageType(*field, space_) + " " + nameOf(*field, Derived::storage),
+                     initial);
     }
   }
 
@@ -652,7 +664,7 @@ void emitValue(Output& out, const Type& type) {
   value.define(out.source);
   for (const Member& member : type.members) {
     if (!member.isConstant() || member.type.type->kind != TypeKind::string) continue;
-    out.source.line("const Pelmo::String " + type.name + "::" + member.name + "(" +
+    out.source.line("const Pelmo::String " + within(type.name, member.name) + "(" +
                     literal(member.initial.text) + ");");
     out.source.line();
   }
@@ -660,7 +672,8 @@ void emitValue(Output& out, const Type& type) {
 
 void declareRangeMessage(Writer& out, const Member& member) {
   out.doc("What the exception says when " + member.name + " is refused.");
-  const std::string name = "static constexpr char " + rangeName(member) + "[] =";
+  const std::string name =
+      "static constexpr char " + nameOf(member, Derived::rangeMessage) + "[] =";
   const std::string text = literal(rangeMessage(member));
   if (out.indentation() + name.size() + 1 + text.size() + 1 <= Writer::width) {
     out.line(name + " " + text + ";");

@@ -73,9 +73,39 @@ inline constexpr TakenName all[] = {
     {"putText", "prints the value into a buffer"},
     {"textMost", "is the room that printing takes"},
 };
+/// What a union stores; no member ends so.
+inline constexpr const char* held = "held_";
+/// The function that tells how many bytes a value takes in the log.
+inline constexpr const char* attrLogSize = "attrLogSize";
 /// A query of a value that hashes to its own number may be called that: it is the hash.
 inline constexpr TakenName hash = {"hash", "is the hash of the value"};
 }  // namespace ValueNames
+
+/// Functions that stand beside an enumeration. Types begin with a capital letter, so none has
+/// these.
+namespace EnumerationNames {
+inline constexpr const char* stringValue = "stringValue";
+inline constexpr const char* sequenceToValue = "sequenceToValue";
+}  // namespace EnumerationNames
+
+/// What a module's tables are called within their class. What belongs to one type begins with its
+/// name and an underscore.
+namespace TableNames {
+inline constexpr const char* attributeKind = "Kind";
+inline constexpr const char* typeDescriptor = "Type";
+inline constexpr const char* attributeNames = "attributeNames";
+inline constexpr const char* attributes = "attributes";
+inline constexpr const char* details = "details";
+inline constexpr const char* entries = "entries";
+inline constexpr const char* references = "references";
+inline constexpr const char* typeNames = "typeNames";
+inline constexpr const char* types = "types";
+inline constexpr const char* hooks = "hooks";        ///< of an entity
+inline constexpr const char* literals = "literals";  ///< of an enumeration
+inline constexpr const char* runs = "runs";          ///< of an entity
+/// Beside the class, in an unnamed namespace.
+inline constexpr const char* registration = "registration";
+}  // namespace TableNames
 
 /// Types of C++ that generated code writes without a qualification.
 inline constexpr const char* cppTypes[] = {"size_t", "uint16_t", "uint32_t", "uint8_t"};
@@ -83,31 +113,57 @@ inline constexpr const char* cppTypes[] = {"size_t", "uint16_t", "uint32_t", "ui
 inline constexpr const char* runtimeNamespaces[] = {"Frame", "Morsa",     "Pelmo",
                                                     "Tovo",  "TovoPelmo", "std"};
 /// What the tables, which stand outside all namespaces, call types of the runtime.
-inline constexpr const char* tableTypes[] = {"Kind", "Type"};
+inline constexpr const char* tableTypes[] = {TableNames::attributeKind, TableNames::typeDescriptor};
 /// Classes that the FlowOut of each entity has by its bases.
 inline constexpr const char* flowTypes[] = {"CollectionFlow", "Dirty", "Observer"};
 
-/// "maxAge" to "MaxAge" and "Config" to "config".
-std::string capital(const std::string& name);
-std::string lowered(const std::string& name);
+/// What a name that is derived from a declared one is for. How each is spelled stands in the table
+/// of ClassNames.cpp, and nowhere else.
+enum class Derived {
+  // of members
+  keyFunktor,    ///< "MstiHwKeyFunktor"
+  setter,        ///< "maxAgeIs"
+  increment,     ///< "mcheckVerInc"
+  push,          ///< "vlanPush"
+  pop,           ///< "vlanPop"
+  popAll,        ///< "vlanPopAll"
+  elementTag,    ///< "VE_Vlan"
+  eraser,        ///< "disabledVlanDel"
+  clearer,       ///< "disabledVlanDelAll"
+  contains,      ///< "disabledVlanContains"
+  node,          ///< "HN_DisabledVlan"
+  storage,       ///< "maxAge_"
+  rangeMessage,  ///< "maxAgeRange"
+  // of entities
+  creator,  ///< "HwIs"
+  factory,  ///< "hwFactory"
+  // of enumerations
+  instance,  ///< "PortStateInstance"
+  // of modules
+  tables,  ///< "StpHwTables"
+};
 
-std::string setterName(const Member& member);       ///< "maxAgeIs"
-std::string incrementName(const Member& member);    ///< "mcheckVerInc"
-std::string eraserName(const Member& member);       ///< "disabledVlanDel"
-std::string clearerName(const Member& member);      ///< "disabledVlanDelAll"
-std::string containsName(const Member& member);     ///< "disabledVlanContains"
-std::string pushName(const Member& member);         ///< "vlanPush"
-std::string popName(const Member& member);          ///< "vlanPop"
-std::string popAllName(const Member& member);       ///< "vlanPopAll"
-std::string rangeName(const Member& member);        ///< "maxAgeRange"
-std::string storageName(const Member& member);      ///< "maxAge_"
-std::string nodeName(const Member& member);         ///< "HN_DisabledVlan"
-std::string keyFunktorName(const Member& member);   ///< "MstiHwKeyFunktor"
-std::string elementTag(const Member& member);       ///< "VE_Vlan"
-std::string factoryName(const Type& entity);        ///< "hwFactory"
-std::string creatorName(const Type& entity);        ///< "HwIs"
-std::string instanceName(const Type& enumeration);  ///< "PortStateInstance"
-std::string tablesName(const Module& module);       ///< "StpHwTables"
+std::string nameOf(const Member& member, Derived what);
+std::string nameOf(const Type& type, Derived what);
+std::string nameOf(const Module& module, Derived what);
+/// Whether a name is written like those that are derived for this.
+bool looksLike(const std::string& name, Derived what);
+
+std::string recordName(const Module& module);            ///< "_StpHw_..._tovoModule"
+std::string headerName(const Module& module);            ///< "StpHw.h"
+std::string descriptionName(const std::string& module);  ///< "StpHw.tdl"
+std::string sourceName(const Module& module);            ///< "StpHw.cpp"
+/// "Stp::Hw::mstiHw": a name within a type or a namespace; the name itself within none.
+std::string within(const std::string& scope, const std::string& name);
+std::string within(const Type& scope, const std::string& name);
+
+/// "Config" to "config" and "maxAge" to "MaxAge".
+std::string lowered(const std::string& name);
+std::string capital(const std::string& name);
+/// What an element of a collection is known by: "name", or its key member.
+std::string keyName(const Member* keyMember);
+/// A name for a variable that none of the parameters of a collection's elements has.
+std::string besideParameters(const Member& member, const std::string& name);
 
 /// A type as written in a namespace: without the qualification that it shares.
 std::string writtenName(const Type& type, const std::string& nameSpace);

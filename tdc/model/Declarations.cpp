@@ -2,6 +2,8 @@
 
 #include <map>
 
+#include "tdc/model/ClassNames.h"
+
 namespace tdc {
 
 namespace {
@@ -55,7 +57,7 @@ class Declarations {
     type.name = name.text;
     type.nameSpace = nameSpace;
     std::string outer = enclosing ? enclosing->qualifiedName : nameSpace;
-    type.qualifiedName = outer.empty() ? name.text : outer + "::" + name.text;
+    type.qualifiedName = within(outer, name.text);
     type.module = &module_;
     type.enclosing = enclosing;
     type.span = name.span;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tdc/model/ClassNames.h"
+
 namespace tdc {
 
 namespace {
@@ -196,10 +198,10 @@ void MemberTypes::resolveOwn(Member& member, const syntax::Member& tree) {
   if (!member.type) return;
   const Type& element = *member.type.type;
   member.keyMember = element.keyMember();
-  std::string keyName = !member.keyMember ? "name" : member.keyMember->name;
-  if (tree.keyName.text != keyName) {
+  const std::string wantedKey = keyName(member.keyMember);
+  if (tree.keyName.text != wantedKey) {
     diagnostics_.error(tree.keyName.span, "the key of " + inQuotes(element.name) + " is " +
-                                              inQuotes(keyName) + ", not " +
+                                              inQuotes(wantedKey) + ", not " +
                                               inQuotes(tree.keyName.text));
     diagnostics_.note(!member.keyMember ? element.span : member.keyMember->span,
                       "it is declared here");

@@ -63,7 +63,8 @@ class ClassCheck {
       const std::string own = at == &type_ ? "its class" : "its base";
       claims_.emplace(at->name, Claim{"the name of " + own, at->span, nullptr, at});
       if (at->isEntity()) {
-        claims_.emplace(creatorName(*at), Claim{"what makes " + inQuotes(at->name), at->span});
+        claims_.emplace(nameOf(*at, Derived::creator),
+                        Claim{"what makes " + inQuotes(at->name), at->span});
       }
     }
     if (type_.kind == TypeKind::scope) return;
@@ -85,7 +86,7 @@ class ClassCheck {
     const Claim claim{"", member.span, &member};
     for (const std::string& name : memberNames(member)) {
       claims_.emplace(name, claim);
-      if (name == type_.name || name == creatorName(type_)) {
+      if (name == type_.name || name == nameOf(type_, Derived::creator)) {
         report(type_.span, inQuotes(type_.name), type_.name, name, claim);
       }
     }
@@ -94,7 +95,7 @@ class ClassCheck {
   /// An enumeration may have the name of one in a base: each is named with its class.
   void claimEnumeration(const Type& nested, bool own) {
     const Claim claim{"enumeration " + inQuotes(nested.name), nested.span, nullptr, &nested};
-    for (const std::string& name : {nested.name, instanceName(nested)}) {
+    for (const std::string& name : {nested.name, nameOf(nested, Derived::instance)}) {
       const auto [known, added] = claims_.emplace(name, claim);
       if (!added && own) {
         report(nested.span, "enumeration " + inQuotes(nested.name), nested.name, name,
@@ -124,7 +125,7 @@ class ClassCheck {
   }
 
   void claimMember(const Member& member) {
-    if (member.name.back() == '_') {
+    if (looksLike(member.name, Derived::storage)) {
       diagnostics_.error(member.span, inQuotes(member.name) +
                                           " ends with an underscore, as what a class stores does; "
                                           "take it away");
@@ -175,9 +176,7 @@ class ClassCheck {
     note(known);
   }
 
-  void note(const Claim& claim) {
-    diagnostics_.note(claim.where, "that is declared here");
-  }
+  void note(const Claim& claim) { diagnostics_.note(claim.where, "that is declared here"); }
 
   const Type& type_;
   Diagnostics& diagnostics_;
@@ -219,16 +218,16 @@ class ModuleCheck {
 
   /// Code in a namespace does not name it, unless from another one within.
   bool isOwnNamespace(const Type& type) const {
-    const std::string within = type.nameSpace + "::";
+    const std::string inside = within(type.nameSpace, "");
     return type.name == type.nameSpace &&
            std::none_of(module_.owned.begin(), module_.owned.end(),
-                        [&](const auto& other) { return other->nameSpace.starts_with(within); });
+                        [&](const auto& other) { return other->nameSpace.starts_with(inside); });
   }
 
   void checkNamespace(const syntax::Word& name) {
     const std::vector<std::string> parts = partsOf(name.text);
     if (contains(runtimeNamespaces, parts.front()) || contains(tableTypes, parts.front()) ||
-        parts.front() == tablesName(module_)) {
+        parts.front() == nameOf(module_, Derived::tables)) {
       diagnostics_.error(name.span, "namespace " + inQuotes(parts.front()) +
                                         " has a name that generated code uses; choose another");
       return;
@@ -242,7 +241,7 @@ class ModuleCheck {
                                           " from generated code; choose another name");
         return;
       }
-      path += (first ? "" : "::") + part;
+      path = within(path, part);
       const auto type = free_.find(path);
       if (type == free_.end()) continue;
       diagnostics_.error(name.span, "namespace " + inQuotes(path) +
@@ -269,17 +268,15 @@ class ModuleCheck {
                                         "has; choose another name");
     }
     if (type.kind != TypeKind::enumeration || type.enclosing) return;
-    const std::string function = instanceName(type);
-    const auto [known, added] = free_.emplace(type.nameSpace + "::" + function, &type);
+    const std::string function = nameOf(type, Derived::instance);
+    const auto [known, added] = free_.emplace(within(type.nameSpace, function), &type);
     if (added || known->second->qualifiedName == type.qualifiedName) return;
     diagnostics_.error(type.span, inQuotes(type.name) + ", by its " + inQuotes(function) +
                                       ", clashes with the type of that name; rename one");
     note(*known->second);
   }
 
-  void note(const Type& type) {
-    diagnostics_.note(type.span, "that is declared here");
-  }
+  void note(const Type& type) { diagnostics_.note(type.span, "that is declared here"); }
 
   const syntax::File& file_;
   const Module& module_;

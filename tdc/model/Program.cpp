@@ -4,6 +4,7 @@
 #include <set>
 
 #include "tdc/files/Files.h"
+#include "tdc/model/ClassNames.h"
 #include "tdc/model/Resolver.h"
 #include "tdc/syntax/Parser.h"
 
@@ -104,7 +105,7 @@ void Program::loadImports(Loaded& loaded) {
       }
       diagnostics_.error(import->name.span,
                          "module '" + import->name.text + "' is not found: there is no '" +
-                             import->name.text + ".tdl' in " + folders +
+                             descriptionName(import->name.text) + "' in " + folders +
                              ", and no import describes it; add a folder with -I, or describe it "
                              "in braces");
       loaded.broken = true;
@@ -224,7 +225,7 @@ std::vector<std::string> Program::searched(const Loaded& loaded) const {
 
 std::string Program::findFile(const Loaded& loaded, const std::string& name) const {
   for (const std::string& folder : searched(loaded)) {
-    std::string path = joinPath(folder, name + ".tdl");
+    std::string path = joinPath(folder, descriptionName(name));
     if (files_.exists(path)) return path;
   }
   return "";

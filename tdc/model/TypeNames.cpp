@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "tdc/model/ClassNames.h"
+
 namespace tdc {
 
 namespace {
@@ -38,10 +40,10 @@ const Type* TypeNames::named(const std::string& qualifiedName) const {
 const Type* TypeNames::lookUp(const syntax::Word& name, const Type& user) const {
   if (const Type* type = builtIn(name.text)) return type;
   for (const Type* type = &user; type; type = type->base) {
-    if (const Type* found = named(type->qualifiedName + "::" + name.text)) return found;
+    if (const Type* found = named(within(*type, name.text))) return found;
   }
   for (const std::string& scope : outwards(user.nameSpace)) {
-    if (const Type* found = named(scope.empty() ? name.text : scope + "::" + name.text)) {
+    if (const Type* found = named(within(scope, name.text))) {
       return found;
     }
   }
