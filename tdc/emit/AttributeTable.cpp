@@ -109,7 +109,7 @@ void AttributeTable::emit(Writer& out, const Module& module, const TypeCodes& co
                 std::to_string(nameOffset(name)), notStored, "0"});
       return;
     }
-    const bool stored = member->isStored() && type.kind != TypeKind::unionType;
+    const bool stored = member->isStored() && !type.isUnion();
     const std::string offset =
         stored ? "offsetof(" + type.qualifiedName + ", " + nameOf(*member, Derived::storage) + ")"
                : notStored;

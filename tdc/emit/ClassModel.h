@@ -16,8 +16,6 @@ struct Output {
 
 /// An enumeration; a nested one inside its class, with `inClass`.
 void declareEnumeration(Writer& out, const Type& type);
-/// The text of a member's range exception, cut into literals that fit.
-void declareRangeMessage(Writer& out, const Member& member);
 /// The functions by number and name; members of the enclosing class for a nested one.
 void declareInstanceFunctions(Writer& out, const Type& type);
 /// The free functions, behind the class.

@@ -1,5 +1,6 @@
 #include "tdc/emit/CppNames.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "tdc/emit/Writer.h"
@@ -171,6 +172,13 @@ std::string boundExpression(const Bound& bound) {
   return bound.constant ? bound.constant->name : std::to_string(bound.value);
 }
 
+std::string rangeCall(const Member& member, const std::string& function,
+                      const std::string& arguments) {
+  return function + "<" + boundExpression(member.range->low) + ", " +
+         boundExpression(member.range->high) + ">(" + arguments + ", " +
+         nameOf(member, Derived::rangeMessage) + ");";
+}
+
 std::string rangeMessage(const Member& member) {
   const std::string name = within(*member.owner, member.name);
   if (!member.range) {
@@ -216,6 +224,18 @@ std::vector<std::string> constructorArguments(const Type& entity) {
   return arguments;
 }
 
+std::string joined(const std::vector<std::string>& items) {
+  std::string text;
+  for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
+  return text;
+}
+
+size_t alternativeIndex(const Member& member) {
+  const std::vector<const Member*> alternatives = member.owner->stored();
+  const auto at = std::find(alternatives.begin(), alternatives.end(), &member);
+  return static_cast<size_t>(at - alternatives.begin());
+}
+
 std::string summary(const Member& member) {
   std::vector<std::string> parts = {"Id " + std::to_string(member.id)};
   const std::string width = member.unit.empty() ? widthText(member.type) : "in " + member.unit;
@@ -239,9 +259,7 @@ std::string summary(const Member& member) {
   const bool starts = member.kind == MemberKind::field || member.kind == MemberKind::counter ||
                       member.kind == MemberKind::attribute;
   if (starts && !start.empty()) parts.push_back("initially " + start);
-  std::string text;
-  for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
-  return text + ".";
+  return joined(parts) + ".";
 }
 
 std::string documentation(const Member& member, const std::string& more) {

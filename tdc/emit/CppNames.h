@@ -26,6 +26,9 @@ std::string parameterType(const TypeUse& use, const std::string& nameSpace);
 std::string initialValue(const Member& member, const std::string& nameSpace);
 /// "maxAgeLow" or "6".
 std::string boundExpression(const Bound& bound);
+/// "FUNCTION<maxAgeLow, maxAgeHigh>(ARGUMENTS, maxAgeRange);", for a member with a range.
+std::string rangeCall(const Member& member, const std::string& function,
+                      const std::string& arguments);
 /// "Stp::ConfigBase::maxAge < ... not allowed".
 std::string rangeMessage(const Member& member);
 
@@ -38,6 +41,10 @@ bool ownsFlow(const Type& entity);
 /// The name or key, then the parameters, as declared in a constructor.
 std::vector<std::string> constructorParameters(const Type& entity, const std::string& nameSpace);
 std::vector<std::string> constructorArguments(const Type& entity);
+/// Items separated by commas.
+std::string joined(const std::vector<std::string>& items);
+/// The index of an alternative within its union.
+size_t alternativeIndex(const Member& member);
 /// "Id 261, in s, 6 to 40, initially 20 (defaultMaxAge)."
 std::string summary(const Member& member);
 /// A member's description, its summary, and what else is to be said.

@@ -1,7 +1,5 @@
 #include "tdc/emit/DetailTable.h"
 
-#include <algorithm>
-
 #include "tdc/emit/CppNames.h"
 #include "tdc/emit/TableRows.h"
 
@@ -35,11 +33,9 @@ std::string accessFunction(const Type& type, const Member& member) {
     case MemberKind::indexed:
       return "&Frame::indexedAccess<" + type.qualifiedName + ", " + get + ", " + set + ", &" +
              within(type, nameOf(member, Derived::eraser)) + ">";
-    case MemberKind::alternative: {
-      const auto stored = type.stored();
-      const auto index = std::find(stored.begin(), stored.end(), &member) - stored.begin();
-      return "&Frame::alternativeAccess<" + get + ", " + set + ", " + std::to_string(index) + ">";
-    }
+    case MemberKind::alternative:
+      return "&Frame::alternativeAccess<" + get + ", " + set + ", " +
+             std::to_string(alternativeIndex(member)) + ">";
     default:
       return "nullptr";
   }

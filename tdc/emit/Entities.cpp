@@ -1,7 +1,8 @@
-#include <algorithm>
-
 #include "tdc/emit/ClassModel.h"
 #include "tdc/emit/ClassParts.h"
+#include "tdc/emit/CollectionMembers.h"
+#include "tdc/emit/CollectionNodes.h"
+#include "tdc/emit/Constants.h"
 #include "tdc/emit/CppNames.h"
 #include "tdc/emit/Function.h"
 
@@ -13,7 +14,8 @@ using Place = Function::Place;
 
 class EntityClass {
  public:
-  explicit EntityClass(const Type& type) : type_(type), space_(type.nameSpace) {
+  explicit EntityClass(const Type& type)
+      : type_(type), space_(type.nameSpace), collections_(type, functions_) {
     addConstruction();
     for (const Member& member : type.members) addMember(member);
     addIdentity();
@@ -22,8 +24,8 @@ class EntityClass {
   void declare(Writer& out) const {
     openClass(out, type_,
               "public " + (type_.base ? typeName(*type_.base, space_) : "Tovo::Entity"));
-    declareConstants(out);
-    declareNodes(out);
+    declareConstants(out, type_);
+    declareNodes(out, type_);
     functions_.declare(out);
     out.line();
     declareFlow(out);
@@ -51,22 +53,6 @@ class EntityClass {
     if (type_.factory) printDefinition(out, factory(), "");
   }
 
-  /// Functors must be known before the maps that use them.
-  void defineFunktors(Writer& out) const {
-    for (const Member& member : type_.members) {
-      if (member.kind != MemberKind::own) continue;
-      const std::string key = keyType(member);
-      Function functor;
-      functor.result = "inline const " + key + "&";
-      functor.name = within(within(type_.name, nameOf(member, Derived::keyFunktor)), "operator()");
-      functor.parameters = {"const " + typeName(*member.type.type, space_) + "& element"};
-      functor.suffix = "const noexcept";
-      functor.body = {"return element." + keyName(member.keyMember) + "();"};
-      printDeclaration(out, functor);
-      out.line();
-    }
-  }
-
  private:
   void add(Function function, const Member* member = nullptr) {
     functions_.add(std::move(function), member);
@@ -74,16 +60,6 @@ class EntityClass {
 
   static std::string flowOf(const std::string& entity) {
     return within(entity, EntityNames::flowOut.name);
-  }
-  std::string keyType(const Member& member) const { return typeName(*member.key, space_); }
-  std::string keyParameter(const Member& member) const {
-    return parameterType({member.key, false}, space_) + " key";
-  }
-
-  static std::string joined(const std::vector<std::string>& items) {
-    std::string text;
-    for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
-    return text;
   }
 
   Function factory() const {
@@ -149,9 +125,7 @@ class EntityClass {
   void addValidation(const Type& level, std::vector<std::string>& body) const {
     for (const Member& member : level.members) {
       if (!member.range) continue;
-      body.push_back("Frame::checkRange<" + boundExpression(member.range->low) + ", " +
-                     boundExpression(member.range->high) + ">(" + member.name + "(), " +
-                     nameOf(member, Derived::rangeMessage) + ");");
+      body.push_back(rangeCall(member, "Frame::checkRange", member.name + "()"));
     }
   }
 
@@ -168,12 +142,12 @@ class EntityClass {
       case MemberKind::pointer:
         return addPointer(member);
       case MemberKind::own:
-        return addOwn(member);
+        return collections_.addOwn(member);
       case MemberKind::reference:
-        return addReference(member);
+        return collections_.addReference(member);
       case MemberKind::map:
       case MemberKind::set:
-        return addValues(member);
+        return collections_.addValues(member);
       default:
         return;
     }
@@ -208,9 +182,8 @@ class EntityClass {
     set.parameters = {parameterType(member.type, space_) + " value"};
     if (member.range) {
       set.doc += " Throws Tovo::RangeException; then nothing has changed.";
-      set.body = {"Frame::rangedAttributeIs<" + boundExpression(member.range->low) + ", " +
-                  boundExpression(member.range->high) + ">(*this, " + stored + ", value, " + id +
-                  ", " + nameOf(member, Derived::rangeMessage) + ");"};
+      set.body = {
+          rangeCall(member, "Frame::rangedAttributeIs", "*this, " + stored + ", value, " + id)};
     } else {
       set.body = {"Frame::attributeIs(*this, " + stored + ", value, " + id + ");"};
     }
@@ -255,157 +228,6 @@ class EntityClass {
     add(set, &member);
   }
 
-  Function collectionFunction(const std::string& doc, const std::string& result,
-                              const std::string& name, std::vector<std::string> parameters,
-                              const std::string& suffix, const std::string& body) const {
-    Function function;
-    function.doc = doc;
-    function.result = result;
-    function.name = name;
-    function.parameters = std::move(parameters);
-    function.suffix = suffix;
-    function.body = {body};
-    function.place = Place::source;
-    return function;
-  }
-
-  void addView(const Member& member, const std::string& view) {
-    Function all = collectionFunction(
-        documentation(member), "Frame::" + view + "<" + nameOf(member, Derived::node) + ">",
-        member.name, {}, "const noexcept",
-        "return Frame::" + view + "<" + nameOf(member, Derived::node) + ">(" +
-            nameOf(member, Derived::storage) + ");");
-    all.place = Place::header;
-    add(all, &member);
-    add(collectionFunction("Whether there is an entry.", "bool", nameOf(member, Derived::contains),
-                           {keyParameter(member)}, "const",
-                           "return " + nameOf(member, Derived::storage) + ".find(key) != nullptr;"),
-        &member);
-  }
-
-  void addDelAll(const Member& member) {
-    add(collectionFunction("Removes one after the other, each published.", "void",
-                           nameOf(member, Derived::clearer), {}, "",
-                           "Frame::eraseAll(" + nameOf(member, Derived::storage) + ", [this](" +
-                               parameterType({member.key, false}, space_) + " key) { " +
-                               nameOf(member, Derived::eraser) + "(key); });"),
-        &member);
-  }
-
-  std::string ownerArguments(const Member& member) const {
-    return "*this, " + nameOf(member, Derived::storage) + ", " + std::to_string(member.id) + ", ";
-  }
-
-  void addOwn(const Member& member) {
-    const Type& element = *member.type.type;
-    const std::string elementType = typeName(element, space_);
-    const std::string pointer = "Pelmo::Ptr<" + elementType + ">";
-    const std::string stored = nameOf(member, Derived::storage);
-    addView(member, "EntityView");
-    add(collectionFunction("The element under a key, or null.", pointer, member.name,
-                           {keyParameter(member)}, "const",
-                           "return Frame::elementOf(" + stored + ", key);"),
-        &member);
-
-    Function make;
-    make.doc = "The element under a key, made when it is not there.";
-    make.result = pointer;
-    make.name = nameOf(member, Derived::setter);
-    const std::string key = besideParameters(member, "key");
-    const std::string existing = besideParameters(member, "existing");
-    make.parameters = {parameterType({member.key, false}, space_) + " " + key};
-    std::string arguments = key;
-    for (const Member* parameter : member.parameters) {
-      make.parameters.push_back(parameterType(parameter->type, space_) + " " + parameter->name);
-      arguments += ", " + parameter->name;
-    }
-    const bool compares = !member.parameters.empty() && !member.nocompare;
-    if (compares) {
-      make.doc +=
-          " Throws Tovo::MutatorReinstantiatingException when it is there with other "
-          "parameters; then nothing has changed.";
-      make.body = {"if (" + pointer + " " + existing + " = Frame::elementOf(" + stored + ", " +
-                   key + ")) {"};
-      for (const Member* parameter : member.parameters) {
-        make.body.push_back("  Frame::requireSame<" + cppType(parameter->type, space_) + ">(*" +
-                            existing + ", " + std::to_string(parameter->id) + ", " + existing +
-                            "->" + parameter->name + "(), " + parameter->name + ");");
-      }
-      make.body.insert(make.body.end(), {"  return " + existing + ";", "}"});
-    } else {
-      if (member.nocompare) make.doc += " An existing one is returned whatever its parameters.";
-      make.body = {"if (" + pointer + " " + existing + " = Frame::elementOf(" + stored + ", " +
-                   key + ")) return " + existing + ";"};
-    }
-    make.body.push_back("return Frame::insertOwned(" + ownerArguments(member) +
-                        within(elementType, nameOf(element, Derived::creator)) + "(" + arguments +
-                        "));");
-    make.place = Place::source;
-    add(make, &member);
-
-    add(collectionFunction("Removes an element and returns it, or null when it was not there.",
-                           pointer, nameOf(member, Derived::eraser), {keyParameter(member)}, "",
-                           "return Frame::eraseOwned(" + ownerArguments(member) + "key);"),
-        &member);
-    addDelAll(member);
-  }
-
-  void addReference(const Member& member) {
-    const std::string pointer = "Pelmo::Ptr<" + typeName(*member.type.type, space_) + ">";
-    addView(member, "NodeView");
-    add(collectionFunction(
-            "The entity under a key, or null.", pointer, member.name, {keyParameter(member)},
-            "const", "return Frame::targetOf(" + nameOf(member, Derived::storage) + ", key);"),
-        &member);
-    add(collectionFunction("Refers to an entity that lives elsewhere; null removes the entry.",
-                           "void", nameOf(member, Derived::setter),
-                           {keyParameter(member), "const " + pointer + "& target"}, "",
-                           "Frame::referenceIs(" + ownerArguments(member) + "key, target);"),
-        &member);
-    add(collectionFunction("False when it was not there.", "bool", nameOf(member, Derived::eraser),
-                           {keyParameter(member)}, "",
-                           "return Frame::referenceDel(" + ownerArguments(member) + "key);"),
-        &member);
-    addDelAll(member);
-  }
-
-  void addValues(const Member& member) {
-    const std::string value = cppType(member.type, space_);
-    addView(member, "NodeView");
-    if (member.type.type->kind == TypeKind::boolean) {
-      add(collectionFunction(
-              "The flag under a key; false when there is none.", "bool", member.name,
-              {keyParameter(member)}, "const",
-              "return Frame::flagOf(" + nameOf(member, Derived::storage) + ", key);"),
-          &member);
-    } else {
-      add(collectionFunction(
-              "The value under a key, if there is one.", "std::optional<" + value + ">",
-              member.name, {keyParameter(member)}, "const",
-              "return Frame::valueOf(" + nameOf(member, Derived::storage) + ", key);"),
-          &member);
-    }
-    if (member.kind == MemberKind::set) {
-      add(collectionFunction("Stores a value under its own " + member.keyMember->name + ".", "void",
-                             nameOf(member, Derived::setter),
-                             {parameterType(member.type, space_) + " value"}, "",
-                             "Frame::selfKeyedIs(" + ownerArguments(member) + "value." +
-                                 member.keyMember->name + "(), value);"),
-          &member);
-    } else {
-      add(collectionFunction("Stores a value; the same value again changes nothing.", "void",
-                             nameOf(member, Derived::setter),
-                             {keyParameter(member), parameterType(member.type, space_) + " value"},
-                             "", "Frame::valueIs(" + ownerArguments(member) + "key, value);"),
-          &member);
-    }
-    add(collectionFunction("False when it was not there.", "bool", nameOf(member, Derived::eraser),
-                           {keyParameter(member)}, "",
-                           "return Frame::valueDel(" + ownerArguments(member) + "key);"),
-        &member);
-    addDelAll(member);
-  }
-
   void addIdentity() {
     const std::string staticType = EntityNames::tovoStaticType.name;
     Function module;
@@ -430,84 +252,6 @@ class EntityClass {
     identity.body = {"return {&" + recordName(*type_.module) + ", " + std::to_string(type_.index) +
                      "};"};
     add(identity);
-  }
-
-  void declareConstants(Writer& out) const {
-    bool any = false;
-    for (const Member& member : type_.members) {
-      if (!member.isConstant()) continue;
-      any = true;
-      out.doc(documentation(member));
-      out.assignment("static constexpr " + cppType(member.type, space_) + " " + member.name,
-                     initialValue(member, space_));
-    }
-    for (const Member& member : type_.members) {
-      if (!member.range) continue;
-      any = true;
-      declareRangeMessage(out, member);
-    }
-    if (any) out.line();
-  }
-
-  void declareNodes(Writer& out) const {
-    bool any = false;
-    for (const Member& member : type_.members) {
-      if (!member.isCollection()) continue;
-      any = true;
-      const std::string element = typeName(*member.type.type, space_);
-      const std::string key = keyType(member);
-      std::string node;
-      switch (member.kind) {
-        case MemberKind::own:
-          out.doc("Where an element of " + member.name + " has its key.");
-          out.line("struct " + nameOf(member, Derived::keyFunktor) + " {");
-          out.line("  const " + key + "& operator()(const " + element +
-                   "& element) const noexcept;");
-          out.line("};");
-          node = "OwnedNode<" + element + ", " + key + ", " + nameOf(member, Derived::keyFunktor) +
-                 ">";
-          break;
-        case MemberKind::reference:
-          node = "RefNode<" + nameOf(member, Derived::node) + ", " + key + ", " + element + ">";
-          break;
-        case MemberKind::map:
-          node = "ValueNode<" + nameOf(member, Derived::node) + ", " + key + ", " +
-                 cppType(member.type, space_) + ">";
-          break;
-        default:
-          out.doc("Where a value of " + member.name + " has its key.");
-          out.line("struct " + nameOf(member, Derived::keyFunktor) + " {");
-          out.line("  " + key + " operator()(const " + element + "& value) const { return value." +
-                   member.keyMember->name + "(); }");
-          out.line("};");
-          node = "SelfKeyedNode<" + nameOf(member, Derived::node) + ", " + element + ", " + key +
-                 ", " + nameOf(member, Derived::keyFunktor) + ">";
-      }
-      declareNode(out, member, node);
-    }
-    if (any) out.line();
-  }
-
-  static void declareNode(Writer& out, const Member& member, const std::string& base) {
-    out.doc("An entry of " + member.name + ".");
-    const bool empty = member.kind == MemberKind::own;
-    const std::string end = empty ? " {};" : " {";
-    const std::string head = "class " + nameOf(member, Derived::node);
-    const std::string derived = ": public Frame::" + base + end;
-    if (out.indentation() + head.size() + 1 + derived.size() <= Writer::width) {
-      out.line(head + " " + derived);
-    } else {
-      out.line(head);
-      constexpr size_t continuation = 4;
-      const bool fits = out.indentation() + continuation + derived.size() <= Writer::width;
-      out.line("    " + (fits ? derived : derived.substr(0, derived.size() - 2)));
-      if (!fits) out.line("};");
-    }
-    if (empty) return;
-    const std::string name = base.substr(0, base.find('<'));
-    out.line(" public:");
-    out.line("  using " + name + "::" + name + ";");
-    out.line("};");
   }
 
   void declareFlow(Writer& out) const {
@@ -548,6 +292,7 @@ class EntityClass {
   const Type& type_;
   std::string space_;
   MemberFunctions functions_;
+  CollectionMembers collections_;
 };
 
 }  // namespace
@@ -555,7 +300,7 @@ class EntityClass {
 void emitEntity(Output& out, const Type& type) {
   const EntityClass entity(type);
   entity.declare(out.header);
-  entity.defineFunktors(out.source);
+  defineFunktors(out.source, type);
   entity.define(out.source);
 }
 

@@ -85,4 +85,21 @@ void defineEnumeration(Writer& out, const Type& type) {
   for (const Function& function : freeFunctions(type)) printDefinition(out, function, "");
 }
 
+void emitScope(Output& out, const Type& type) {
+  out.header.doc(type.doc);
+  out.header.line("struct TDL_EXPORT " + type.name + " {");
+  out.header.indent();
+  for (const Type* nested : type.nested) {
+    declareEnumeration(out.header, *nested);
+    declareInstanceFunctions(out.header, *nested);
+  }
+  out.header.outdent();
+  out.header.line("};");
+  for (const Type* nested : type.nested) {
+    declareEnumerationFunctions(out.header, *nested);
+    defineEnumeration(out.source, *nested);
+  }
+  out.header.line();
+}
+
 }  // namespace tdc

@@ -1,6 +1,6 @@
 #include "tdc/emit/Function.h"
 
-#include "tdc/model/ClassNames.h"
+#include "tdc/emit/CppNames.h"
 
 namespace tdc {
 
@@ -24,12 +24,6 @@ std::string flat(const std::string& head, const Function& function, const std::s
     text += (i > 0 ? ", " : "") + function.parameters[i];
   }
   return text + tail(function, end);
-}
-
-std::string joined(const std::vector<std::string>& items) {
-  std::string text;
-  for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
-  return text;
 }
 
 // Initializers stand behind the signature, else all on the next line, else one a line.

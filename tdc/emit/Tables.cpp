@@ -64,7 +64,7 @@ void emitTypeNames(Writer& out, const Module& module) {
     types.insert(type->qualifiedName);
     if (type->isEntity() && !type->keyMember()) types.insert("Tovo::String");
     for (const Member& member : type->members) {
-      const bool listed = member.isStored() && type->kind != TypeKind::unionType;
+      const bool listed = member.isStored() && !type->isUnion();
       if (!listed) continue;
       types.insert(listedName(*member.type.type));
       if (member.key) types.insert(listedName(*member.key));

@@ -27,7 +27,7 @@ bool holdsEntities(const Type& type) {
 
 bool takesNoArguments(const Type& type) {
   if (type.isEntity()) return false;
-  if (type.noArguments || type.kind == TypeKind::unionType || type.isEnumeration()) return true;
+  if (type.noArguments || type.isUnion() || type.isEnumeration()) return true;
   bool fixed = false;
   bool list = false;
   for (const Member* member : type.stored()) {
@@ -72,10 +72,10 @@ void emitTypes(Writer& out, const Module& module, const TypeCodes& codes,
     } else if (type->encodedSize) {
       size = std::to_string(*type->encodedSize);
     }
-    const char* kind = isEnum                              ? "enumeration"
-                       : type->kind == TypeKind::unionType ? "unionValue"
-                       : type->isEntity()                  ? "entity"
-                                                           : "value";
+    const char* kind = isEnum             ? "enumeration"
+                       : type->isUnion()  ? "unionValue"
+                       : type->isEntity() ? "entity"
+                                          : "value";
     wrappedRow(out,
                {literal(type->qualifiedName), literal(type->doc),
                 isEnum ? names.ofTable(*type, TableNames::literals) : "nullptr",

@@ -42,7 +42,7 @@ void setEncodedSizes(Module& module) {
     Type& type = *own[definition];
     if (type.kind == TypeKind::value) {
       type.encodedSize = sizeOfValue(type);
-    } else if (type.kind == TypeKind::unionType) {
+    } else if (type.isUnion()) {
       type.encodedSize = sizeOfUnion(type);
     }
   }

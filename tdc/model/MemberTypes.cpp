@@ -74,8 +74,8 @@ const Type* MemberTypes::keyType(const Type& owner, const syntax::TypeUse& tree)
 }
 
 void MemberTypes::reportNoKey(Span where, const std::string& name, const Type& type) {
-  bool value = type.kind == TypeKind::value || type.kind == TypeKind::unionType ||
-               type.kind == TypeKind::externalValue;
+  bool value =
+      type.kind == TypeKind::value || type.isUnion() || type.kind == TypeKind::externalValue;
   diagnostics_.error(where, inQuotes(name) +
                                 " cannot be a key; keys are String, u16 or a hashable value" +
                                 (value ? " (flag 'hash')" : ""));

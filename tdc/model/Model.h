@@ -196,6 +196,7 @@ struct Type {
     return kind == TypeKind::externalValue || kind == TypeKind::externalEnumeration;
   }
   bool isEntity() const { return kind == TypeKind::entity; }
+  bool isUnion() const { return kind == TypeKind::unionType; }
 
   /// The one field of a value that has exactly one, no list; else null.
   const Member* wrapped() const;

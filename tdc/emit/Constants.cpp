@@ -1,0 +1,64 @@
+#include "tdc/emit/Constants.h"
+
+#include "tdc/emit/CppNames.h"
+
+namespace tdc {
+
+namespace {
+
+bool isString(const Member& constant) { return constant.type.type->kind == TypeKind::string; }
+
+// The text of a member's range exception, cut into literals that fit.
+void declareRangeMessage(Writer& out, const Member& member) {
+  out.doc("What the exception says when " + member.name + " is refused.");
+  const std::string name =
+      "static constexpr char " + nameOf(member, Derived::rangeMessage) + "[] =";
+  const std::string text = literal(rangeMessage(member));
+  if (out.indentation() + name.size() + 1 + text.size() + 1 <= Writer::width) {
+    out.line(name + " " + text + ";");
+    return;
+  }
+  out.line(name);
+  out.text(rangeMessage(member), ";");
+}
+
+void declareConstant(Writer& out, const Member& constant) {
+  out.doc(documentation(constant));
+  if (isString(constant)) {
+    out.line("static const Pelmo::String " + constant.name + ";");
+    return;
+  }
+  const std::string& space = constant.owner->nameSpace;
+  out.assignment("static constexpr " + cppType(constant.type, space) + " " + constant.name,
+                 initialValue(constant, space));
+}
+
+}  // namespace
+
+void declareConstants(Writer& out, const Type& type) {
+  bool any = false;
+  for (const Member& member : type.members) {
+    if (!member.isConstant()) continue;
+    if (!any && !type.isEntity()) out.line();
+    any = true;
+    declareConstant(out, member);
+  }
+  for (const Member& member : type.members) {
+    if (!hasRangeMessage(member)) continue;
+    if (!type.isEntity()) out.line();
+    any = true;
+    declareRangeMessage(out, member);
+  }
+  if (any && type.isEntity()) out.line();
+}
+
+void defineConstants(Writer& out, const Type& type) {
+  for (const Member& member : type.members) {
+    if (!member.isConstant() || !isString(member)) continue;
+    out.line("const Pelmo::String " + within(type.name, member.name) + "(" +
+             literal(member.initial.text) + ");");
+    out.line();
+  }
+}
+
+}  // namespace tdc
