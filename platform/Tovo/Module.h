@@ -58,16 +58,17 @@ constexpr TypeCode count = 16;
 
 /// One type of a module.
 struct TypeDescriptor {
-  const char* name;  ///< qualified
-  const char* doc;
-  const EnumLiteral* literals;  ///< of an enumeration, in order of declaration
-  uint32_t literalCount;
-  uint32_t firstAttribute;  ///< place in the module's attribute table; own ones only, ascending ids
-  uint32_t attributeCount;
-  uint32_t encodedSize;  ///< bytes in the log; variableSize where it depends on the value
-  TypeCode base;         ///< of a derived entity
-  TypeKind kind;
-  uint8_t flags;
+  const char* name = nullptr;  ///< qualified
+  const char* doc = nullptr;
+  const EnumLiteral* literals = nullptr;  ///< of an enumeration, in order of declaration
+  uint32_t literalCount = 0;
+  /// Place in the module's attribute table; own ones only, ascending ids.
+  uint32_t firstAttribute = 0;
+  uint32_t attributeCount = 0;
+  uint32_t encodedSize = 0;  ///< bytes in the log; variableSize where it depends on the value
+  TypeCode base = PrimitiveCode::none;  ///< of a derived entity
+  TypeKind kind = TypeKind::value;
+  uint8_t flags = 0;
   uint32_t inheritedAttributes = 0;  ///< how many attributes its bases declare
 
   static constexpr uint32_t variableSize = 0xffffffff;
@@ -116,18 +117,20 @@ using AccessFunction = uint8_t (*)(void* result, void* object, uint32_t code, co
 
 /// What only tools and checks want to know of an attribute.
 struct AttributeDetail {
-  const ValueOps* ops;    ///< how the member is stored, where its type alone does not say it
-  const void* value;      ///< the default, or a constant's value; null: the type's own default
-  const char* valueName;  ///< the constant or attribute that the default names, or null
-  uint64_t low;           ///< inclusive bounds, where the descriptor says ranged
-  uint64_t high;
-  const char* lowName;  ///< the constant that is the bound, or null
-  const char* highName;
-  const char* rangeMessage;
-  const char* unit;
-  const char* doc;
-  const CollectionOps* collection;
-  AccessFunction access;
+  /// How the member is stored, where its type alone does not say it.
+  const ValueOps* ops = nullptr;
+  /// The default, or a constant's value; null: the type's own default.
+  const void* value = nullptr;
+  const char* valueName = nullptr;  ///< the constant or attribute that the default names, or null
+  uint64_t low = 0;                 ///< inclusive bounds, where the descriptor says ranged
+  uint64_t high = 0;
+  const char* lowName = nullptr;  ///< the constant that is the bound, or null
+  const char* highName = nullptr;
+  const char* rangeMessage = nullptr;
+  const char* unit = nullptr;
+  const char* doc = nullptr;
+  const CollectionOps* collection = nullptr;
+  AccessFunction access = nullptr;
 };
 
 struct GenericIfEntry;

@@ -66,7 +66,7 @@ std::string flagsOf(const Member& member) {
   for (const Flag& flag : memberFlags) {
     if (flag.holds(member)) names.emplace_back(flag.name);
   }
-  return joinedFlags(names);
+  return names.empty() ? "0" : joinedFlags(names);
 }
 
 void emitShortNames(Writer& out) {
@@ -89,6 +89,8 @@ void AttributeTable::emit(Writer& out, const Module& module, const TypeCodes& co
   out.line(std::string("static constexpr Tovo::AttributeDescriptor ") + TableNames::attributes +
            "[] = {");
   out.indent();
+  out.line(
+      "// id, kind, flags, type, type of the key, place of the name, offset, place of the details");
   size_t rows = 0;
   size_t detail = hasRuntimeRows(module) ? 1 : 0;
   const Type* current = nullptr;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "tdc/emit/ClassModel.h"
+#include "tdc/emit/Constants.h"
 #include "tdc/emit/CppNames.h"
 
 namespace tdc {
@@ -14,7 +15,10 @@ void MemberFunctions::add(Function function, const Member* member) {
 void MemberFunctions::declare(Writer& out) const {
   const Member* group = entries_.empty() ? nullptr : entries_.front().member;
   for (const Entry& entry : entries_) {
-    if (entry.member != group) out.line();
+    if (entry.member != group) {
+      out.line();
+      if (entry.member) declareConstantsBeside(out, *entry.member);
+    }
     group = entry.member;
     printDeclaration(out, entry.function);
   }

@@ -14,6 +14,7 @@ namespace tdc {
 class MemberFunctions {
  public:
   void add(Function function, const Member* member = nullptr);
+  /// Above the functions of each attribute stand the constants that limit it.
   void declare(Writer& out) const;
   void define(Writer& out, const std::string& scope) const;
 

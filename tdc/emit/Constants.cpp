@@ -33,23 +33,42 @@ void declareConstant(Writer& out, const Member& constant) {
                  initialValue(constant, space));
 }
 
+bool names(const Member& member, const Member& constant) {
+  const bool bound = member.range && (member.range->low.constant == &constant ||
+                                      member.range->high.constant == &constant);
+  return bound || member.initial.origin == &constant;
+}
+
+// The member that a constant stands beside, or null: the first one that names it, unless another
+// constant does, which may stand further up.
+const Member* placeOf(const Member& constant) {
+  const Member* first = nullptr;
+  for (const Member& member : constant.owner->members) {
+    if (!names(member, constant)) continue;
+    if (member.isConstant()) return nullptr;
+    if (!first) first = &member;
+  }
+  return first;
+}
+
 }  // namespace
 
 void declareConstants(Writer& out, const Type& type) {
   bool any = false;
   for (const Member& member : type.members) {
-    if (!member.isConstant()) continue;
-    if (!any && !type.isEntity()) out.line();
+    if (!member.isConstant() || placeOf(member)) continue;
+    if (!any) out.line();
     any = true;
     declareConstant(out, member);
   }
-  for (const Member& member : type.members) {
-    if (!hasRangeMessage(member)) continue;
-    if (!type.isEntity()) out.line();
-    any = true;
-    declareRangeMessage(out, member);
+  if (any) out.line();
+}
+
+void declareConstantsBeside(Writer& out, const Member& member) {
+  for (const Member& other : member.owner->members) {
+    if (other.isConstant() && placeOf(other) == &member) declareConstant(out, other);
   }
-  if (any && type.isEntity()) out.line();
+  if (hasRangeMessage(member)) declareRangeMessage(out, member);
 }
 
 void defineConstants(Writer& out, const Type& type) {

@@ -22,6 +22,7 @@ bool isCopied(const Member& member) {
   return member.isConstant() && member.type.type->kind != TypeKind::string;
 }
 
+// How a member is reached that is not simply stored; empty for others.
 std::string accessFunction(const Type& type, const Member& member) {
   const std::string get = "&" + within(type, member.name);
   const std::string set = "&" + within(type, nameOf(member, Derived::setter));
@@ -37,20 +38,20 @@ std::string accessFunction(const Type& type, const Member& member) {
       return "&Frame::alternativeAccess<" + get + ", " + set + ", " +
              std::to_string(alternativeIndex(member)) + ">";
     default:
-      return "nullptr";
+      return {};
   }
 }
 
-std::string text(const std::string& value) { return value.empty() ? "nullptr" : literal(value); }
-
-bool special(const Member& member) {
-  return member.type.optional || member.wire32 || member.kind == MemberKind::list;
-}
-
-std::string specialType(const Type& type, const Member& member) {
-  if (member.kind != MemberKind::list) return cppType(member.type, "");
-  return "Pelmo::BasicVector<" + cppType(member.type, "") + ", " +
-         within(type, nameOf(member, Derived::elementTag)) + ">";
+// How a member is handled where its type alone does not say it; empty for others.
+std::string ownOps(const Type& type, const Member& member) {
+  const bool list = member.kind == MemberKind::list;
+  if (!list && !member.type.optional && !member.wire32) return {};
+  std::string stored = cppType(member.type, "");
+  if (list) {
+    stored = "Pelmo::BasicVector<" + stored + ", " +
+             within(type, nameOf(member, Derived::elementTag)) + ">";
+  }
+  return "&Tovo::ValueOpsOf<" + stored + wireForm(member) + ">::table";
 }
 
 }  // namespace
@@ -89,38 +90,35 @@ void emitCollections(Writer& out, const Module& module, UniqueNames& names) {
 }
 
 void emitDetails(Writer& out, const Module& module, UniqueNames& names) {
-  out.line("static constexpr Tovo::AttributeDetail details[] = {");
+  out.line(std::string("static constexpr Tovo::AttributeDetail ") + TableNames::details + "[] = {");
   out.indent();
-  if (hasRuntimeRows(module)) {
-    out.line(
-        "{nullptr, nullptr, nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr, nullptr, "
-        "nullptr,");
-    out.line(" nullptr},");
-  }
+  if (hasRuntimeRows(module)) wrappedRow(out, {});
   forEachRow(module, [&](const Type& type, const Member* each) {
     if (!each) return;
     const Member& member = *each;
     std::vector<std::string> items;
-    items.push_back(special(member) ? "&Tovo::ValueOpsOf<" + specialType(type, member) +
-                                          wireForm(member) + ">::table"
-                                    : "nullptr");
-    std::string value = "nullptr";
-    if (member.isConstant()) value = "&" + within(type, member.name);
-    if (hasDefaultObject(member) || isCopied(member)) value = "&" + names.ofMember(type, member);
-    items.push_back(value);
-    items.push_back(member.initial.origin ? literal(member.initial.origin->name) : "nullptr");
-    items.push_back(member.range ? std::to_string(member.range->low.value) : "0");
-    items.push_back(member.range ? std::to_string(member.range->high.value) : "0");
-    const auto constant = [&](const Bound* bound) {
-      return bound && bound->constant ? literal(bound->constant->name) : std::string("nullptr");
+    const auto add = [&](const char* name, const std::string& value) {
+      if (!value.empty()) items.push_back(std::string(".") + name + " = " + value);
     };
-    items.push_back(constant(member.range ? &member.range->low : nullptr));
-    items.push_back(constant(member.range ? &member.range->high : nullptr));
-    items.push_back(member.range ? within(type, nameOf(member, Derived::rangeMessage)) : "nullptr");
-    items.push_back(text(member.unit));
-    items.push_back(text(member.doc));
-    items.push_back(member.isCollection() ? "&" + names.ofMember(type, member) : "nullptr");
-    items.push_back(accessFunction(type, member));
+    add("ops", ownOps(type, member));
+    if (hasDefaultObject(member) || isCopied(member)) {
+      add("value", "&" + names.ofMember(type, member));
+    } else if (member.isConstant()) {
+      add("value", "&" + within(type, member.name));
+    }
+    if (member.initial.origin) add("valueName", literal(member.initial.origin->name));
+    if (member.range) {
+      const auto [low, high] = *member.range;
+      add("low", std::to_string(low.value));
+      add("high", std::to_string(high.value));
+      if (low.constant) add("lowName", literal(low.constant->name));
+      if (high.constant) add("highName", literal(high.constant->name));
+      add("rangeMessage", within(type, nameOf(member, Derived::rangeMessage)));
+    }
+    if (!member.unit.empty()) add("unit", literal(member.unit));
+    if (!member.doc.empty()) add("doc", literal(member.doc));
+    if (member.isCollection()) add("collection", "&" + names.ofMember(type, member));
+    add("access", accessFunction(type, member));
     wrappedRow(out, items);
   });
   out.outdent();

@@ -18,19 +18,25 @@ bool hasRuntimeRows(const Module& module) {
 void wrappedRow(Writer& out, const std::vector<std::string>& items) {
   std::vector<std::string> pieces;
   for (size_t i = 0; i < items.size(); ++i) {
-    const bool last = i + 1 == items.size();
-    const std::string tail = last ? "}," : ",";
-    if (items[i].size() <= Writer::width - out.indentation() - 4 || items[i].front() != '"') {
-      pieces.push_back(items[i] + tail);
+    const std::string& item = items[i];
+    const std::string tail = i + 1 == items.size() ? "}," : ",";
+    // A text, with or without a name before it.
+    const size_t quote = item.starts_with('.') ? item.find("= \"") + 2 : 0;
+    const bool isText = quote < item.size() && item[quote] == '"';
+    if (!isText || item.size() <= Writer::width - out.indentation() - 4) {
+      pieces.push_back(item + tail);
       continue;
     }
-    const std::string text = items[i].substr(1, items[i].size() - 2);
-    const std::vector<std::string> lines = wrapped(text, Writer::width - out.indentation() - 8);
+    const size_t room = Writer::width - out.indentation() - 8 - quote;
+    const std::string text = item.substr(quote + 1, item.size() - quote - 2);
+    const std::vector<std::string> lines = wrapped(text, room);
     for (size_t line = 0; line < lines.size(); ++line) {
       const bool end = line + 1 == lines.size();
-      pieces.push_back("\"" + lines[line] + (end ? "\"" + tail : " \""));
+      pieces.push_back((line == 0 ? item.substr(0, quote) : "") + '"' + lines[line] +
+                       (end ? "\"" + tail : " \""));
     }
   }
+  if (pieces.empty()) pieces.emplace_back("},");
   wrappedPieces(out, "{", " ", pieces);
 }
 
@@ -53,7 +59,7 @@ void wrappedPieces(Writer& out, const std::string& start, const std::string& ind
 std::string joinedFlags(const std::vector<std::string>& flags) {
   std::string text;
   for (const std::string& flag : flags) text += (text.empty() ? "" : " | ") + flag;
-  return text.empty() ? "0" : text;
+  return text;
 }
 
 }  // namespace tdc

@@ -27,12 +27,13 @@ size_t ownRows(const Type& type);
 /// Whether the table has rows without a member.
 bool hasRuntimeRows(const Module& module);
 
-/// One row in braces; long texts are cut into literals of one line.
+/// One row in braces; long texts are cut into literals of one line. An item may begin with the name
+/// of what it initializes: ".low = 6".
 void wrappedRow(Writer& out, const std::vector<std::string>& items);
 /// Begins with `start`, and each further line with `indent`.
 void wrappedPieces(Writer& out, const std::string& start, const std::string& indent,
                    const std::vector<std::string>& pieces);
-/// "readOnly | ranged", or "0" without any.
+/// "readOnly | ranged"; empty without any.
 std::string joinedFlags(const std::vector<std::string>& flags);
 
 }  // namespace tdc

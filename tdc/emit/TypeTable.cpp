@@ -52,6 +52,24 @@ std::string flagsOf(const Type& type) {
   return joinedFlags(flags);
 }
 
+const char* kindName(const Type& type) {
+  switch (type.kind) {
+    case TypeKind::enumeration:
+      return "enumeration";
+    case TypeKind::unionType:
+      return "unionValue";
+    case TypeKind::entity:
+      return "entity";
+    default:
+      return "value";
+  }
+}
+
+std::string sizeOf(const Type& type) {
+  if (type.encodedSize) return std::to_string(*type.encodedSize);
+  return within(TableNames::typeDescriptor, "variableSize");
+}
+
 }  // namespace
 
 void emitTypes(Writer& out, const Module& module, const TypeCodes& codes,
@@ -61,27 +79,30 @@ void emitTypes(Writer& out, const Module& module, const TypeCodes& codes,
   out.line("static constexpr " + descriptor + " " + TableNames::types + "[] = {");
   out.indent();
   for (const Type* type : module.types) {
-    const bool isEnum = type->kind == TypeKind::enumeration;
-    const size_t first = attributes.firstRow(*type);
-    const size_t count = ownRows(*type);
+    std::vector<std::string> items;
+    const auto add = [&](const char* name, const std::string& value) {
+      items.push_back(std::string(".") + name + " = " + value);
+    };
+    const auto addCount = [&](const char* name, size_t count) {
+      if (count > 0) add(name, std::to_string(count));
+    };
+    add("name", literal(type->qualifiedName));
+    if (!type->doc.empty()) add("doc", literal(type->doc));
+    if (type->kind == TypeKind::enumeration) {
+      add("literals", names.ofTable(*type, TableNames::literals));
+      addCount("literalCount", type->literals.size());
+    }
+    addCount("firstAttribute", attributes.firstRow(*type));
+    addCount("attributeCount", ownRows(*type));
+    add("encodedSize", sizeOf(*type));
+    if (type->base) add("base", codes.of(type->base));
+    add("kind", std::string("Tovo::TypeKind::") + kindName(*type));
+    const std::string flags = flagsOf(*type);
+    if (!flags.empty()) add("flags", flags);
     size_t inherited = 0;
     for (const Type* base = type->base; base; base = base->base) inherited += ownRows(*base);
-    std::string size = within(descriptor, "variableSize");
-    if (isEnum) {
-      size = std::to_string(type->width);
-    } else if (type->encodedSize) {
-      size = std::to_string(*type->encodedSize);
-    }
-    const char* kind = isEnum             ? "enumeration"
-                       : type->isUnion()  ? "unionValue"
-                       : type->isEntity() ? "entity"
-                                          : "value";
-    wrappedRow(out,
-               {literal(type->qualifiedName), literal(type->doc),
-                isEnum ? names.ofTable(*type, TableNames::literals) : "nullptr",
-                std::to_string(type->literals.size()), std::to_string(first), std::to_string(count),
-                size, codes.of(type->base), "Tovo::TypeKind::" + std::string(kind), flagsOf(*type),
-                std::to_string(inherited)});
+    addCount("inheritedAttributes", inherited);
+    wrappedRow(out, items);
   }
   out.outdent();
   out.line("};");

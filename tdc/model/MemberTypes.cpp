@@ -171,8 +171,9 @@ void MemberTypes::checkBitsType(const Member& member, const syntax::Member& tree
   unsigned bits = member.highBit - member.lowBit + 1;
   const Type& type = *member.type.type;
   if (type.kind == TypeKind::boolean) {
-    if (bits != 1)
+    if (bits != 1) {
       diagnostics_.error(tree.type.span, "bool has one bit, and these are " + count(bits));
+    }
   } else if (type.isInteger()) {
     if (bits > *type.encodedSize * 8) {
       diagnostics_.error(tree.type.span,
