@@ -106,9 +106,8 @@ void AttributeTable::emit(Writer& out, const Module& module, const TypeCodes& co
     if (!member) {
       const std::string name = nameNext ? "name" : "nameString";
       nameNext = false;
-      wrappedRow(
-          out, {"Tovo::" + name + "Id", kind(name), "readOnly", "Tovo::PrimitiveCode::string", "0",
-                std::to_string(nameOffset(name)), notStored, "0"});
+      wrappedRow(out, {"Tovo::" + name + "Id", kind(name), "readOnly", codes.of(builtIn("String")),
+                       "0", std::to_string(nameOffset(name)), notStored, "0"});
       return;
     }
     const bool stored = member->isStored() && !type.isUnion();

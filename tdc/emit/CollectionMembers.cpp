@@ -137,7 +137,7 @@ void CollectionMembers::addReference(const Member& member) {
 void CollectionMembers::addValues(const Member& member) {
   const std::string value = cppType(member.type, space_);
   addView(member, "NodeView");
-  if (member.type.type->kind == TypeKind::boolean) {
+  if (member.type.type->is(ScalarForm::boolean)) {
     functions_.add(
         collectionFunction("The flag under a key; false when there is none.", "bool", member.name,
                            {keyParameter(member)}, "const",

@@ -6,7 +6,7 @@ namespace tdc {
 
 namespace {
 
-bool isString(const Member& constant) { return constant.type.type->kind == TypeKind::string; }
+bool isString(const Member& constant) { return constant.type.type->is(ScalarForm::text); }
 
 // The text of a member's range exception, cut into literals that fit.
 void declareRangeMessage(Writer& out, const Member& member) {

@@ -21,36 +21,45 @@ std::string realText(double real) {
 
 std::string widthText(const TypeUse& use) {
   const Type& type = *use.type;
-  const std::string optional = use.optional ? "optional " : "";
-  switch (type.kind) {
-    case TypeKind::u8:
-      return "8 bits";
-    case TypeKind::u16:
-      return "16 bits";
-    case TypeKind::u32:
-      return "32 bits";
-    case TypeKind::boolean:
-      return optional.empty() ? "" : "optional";
-    case TypeKind::seconds:
-      return "seconds";
-    default:
-      return optional.empty() ? "" : "optional";
+  if (type.isInteger()) return std::to_string(8 * type.scalar->bytes) + " bits";
+  if (type.is(ScalarForm::real)) return "seconds";
+  return use.optional ? "optional" : "";
+}
+
+std::string implicitText(const Scalar& scalar) {
+  switch (scalar.form) {
+    case ScalarForm::integer:
+    case ScalarForm::real:
+      return "0";
+    case ScalarForm::boolean:
+      return "false";
+    case ScalarForm::text:
+      return "empty";
   }
+  return {};
+}
+
+// Empty where the type's own start is meant.
+std::string implicitValue(const Scalar& scalar) {
+  switch (scalar.form) {
+    case ScalarForm::integer:
+      return "0";
+    case ScalarForm::real:
+      return "0.0";
+    case ScalarForm::boolean:
+      return "false";
+    case ScalarForm::text:
+      return {};
+  }
+  return {};
 }
 
 // The value of a type that says nothing of its own start, as a person reads it.
 std::string implicitText(const TypeUse& use) {
   if (use.optional) return "absent";
   switch (use.type->kind) {
-    case TypeKind::u8:
-    case TypeKind::u16:
-    case TypeKind::u32:
-    case TypeKind::seconds:
-      return "0";
-    case TypeKind::boolean:
-      return "false";
-    case TypeKind::string:
-      return "empty";
+    case TypeKind::scalar:
+      return implicitText(*use.type->scalar);
     case TypeKind::enumeration: {
       const Literal* zero = use.type->findLiteral(0);
       return zero ? zero->name : "0";
@@ -63,23 +72,7 @@ std::string implicitText(const TypeUse& use) {
 }  // namespace
 
 std::string typeName(const Type& type, const std::string& nameSpace) {
-  switch (type.kind) {
-    case TypeKind::u8:
-      return "uint8_t";
-    case TypeKind::u16:
-      return "uint16_t";
-    case TypeKind::u32:
-      return "uint32_t";
-    case TypeKind::boolean:
-      return "bool";
-    case TypeKind::string:
-      return "Pelmo::String";
-    case TypeKind::seconds:
-      return "Tovo::Seconds";
-    default:
-      break;
-  }
-  return writtenName(type, nameSpace);
+  return type.scalar ? type.scalar->cppType : writtenName(type, nameSpace);
 }
 
 std::string cppType(const TypeUse& use, const std::string& nameSpace) {
@@ -113,8 +106,7 @@ std::string ownStorageType(const Member& member, const std::string& nameSpace) {
 
 bool passedByValue(const TypeUse& use) {
   if (use.optional || use.type->isEnumeration()) return true;
-  if (use.type->kind == TypeKind::string) return false;
-  if (use.type->isBuiltIn()) return true;
+  if (use.type->isBuiltIn()) return !use.type->is(ScalarForm::text);
   constexpr uint64_t registerBytes = 8;
   return use.type->encodedSize && *use.type->encodedSize <= registerBytes;
 }
@@ -137,28 +129,26 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
   switch (initial.kind) {
     case Default::Kind::implicit:
       if (member.type.optional) return {};
-      if (type.isInteger()) return "0";
-      if (type.kind == TypeKind::boolean) return "false";
-      if (type.kind == TypeKind::seconds) return "0.0";
+      if (type.scalar) return implicitValue(*type.scalar);
       if (type.isEnumeration()) {
         const Literal* zero = type.findLiteral(0);
         return zero ? within(name, zero->name) : "static_cast<" + name + ">(0)";
       }
       return {};
     case Default::Kind::number: {
-      std::string number = std::to_string(initial.number);
+      if (type.is(ScalarForm::real)) return initial.numberText() + ".0";
+      const std::string number = unsignedText(initial.number);
       if (type.isInteger()) return number;
-      if (type.kind == TypeKind::seconds) return number + ".0";
       if (type.isEnumeration()) return "static_cast<" + name + ">(" + number + ")";
       return name + "(" + number + ")";
     }
     case Default::Kind::real:
       return realText(initial.real);
     case Default::Kind::text:
-      if (type.kind == TypeKind::string) return initial.text.empty() ? "" : literal(initial.text);
+      if (type.is(ScalarForm::text)) return initial.text.empty() ? "" : literal(initial.text);
       return name + "(" + literal(initial.text) + ")";
     case Default::Kind::boolean:
-      if (type.kind == TypeKind::boolean) return initial.boolean ? "true" : "false";
+      if (type.is(ScalarForm::boolean)) return initial.boolean ? "true" : "false";
       return name + (initial.boolean ? "(true)" : "(false)");
     case Default::Kind::absent:
       return {};
@@ -168,8 +158,12 @@ std::string initialValue(const Member& member, const std::string& nameSpace) {
   return {};
 }
 
+std::string unsignedText(uint64_t number) {
+  return std::to_string(number) + (number > uint64_t{INT64_MAX} ? "u" : "");
+}
+
 std::string boundExpression(const Bound& bound) {
-  return bound.constant ? bound.constant->name : std::to_string(bound.value);
+  return bound.constant ? bound.constant->name : unsignedText(bound.value);
 }
 
 std::string rangeCall(const Member& member, const std::string& function,
@@ -248,7 +242,7 @@ std::string summary(const Member& member) {
   if (member.initial.kind == Default::Kind::implicit && !member.initial.origin) {
     start = implicitText(member.type);
   } else if (member.initial.kind == Default::Kind::number) {
-    start = std::to_string(member.initial.number);
+    start = member.initial.numberText();
   } else if (member.initial.kind == Default::Kind::boolean) {
     start = member.initial.boolean ? "true" : "false";
   } else if (member.initial.kind == Default::Kind::enumerator) {

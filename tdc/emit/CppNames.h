@@ -24,6 +24,8 @@ std::string parameterType(const TypeUse& use, const std::string& nameSpace);
 
 /// The C++ expression of a default, or empty for the type's own.
 std::string initialValue(const Member& member, const std::string& nameSpace);
+/// A number, which ends with a "u" where C++ wants one.
+std::string unsignedText(uint64_t number);
 /// "maxAgeLow" or "6".
 std::string boundExpression(const Bound& bound);
 /// "FUNCTION<maxAgeLow, maxAgeHigh>(ARGUMENTS, maxAgeRange);", for a member with a range.

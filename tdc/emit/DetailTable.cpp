@@ -13,13 +13,13 @@ bool hasDefaultObject(const Member& member) {
   if (!starts) return false;
   const Default::Kind kind = member.initial.kind;
   if (kind == Default::Kind::implicit || kind == Default::Kind::absent) return false;
-  return !(kind == Default::Kind::text && member.type.type->kind == TypeKind::string &&
+  return !(kind == Default::Kind::text && member.type.type->is(ScalarForm::text) &&
            member.initial.text.empty());
 }
 
 // A class's own constant would be looked up among all libraries when this one is loaded.
 bool isCopied(const Member& member) {
-  return member.isConstant() && member.type.type->kind != TypeKind::string;
+  return member.isConstant() && !member.type.type->is(ScalarForm::text);
 }
 
 // How a member is reached that is not simply stored; empty for others.
@@ -62,7 +62,7 @@ void emitDefaults(Writer& out, const Module& module, UniqueNames& names) {
     if (!each || !(hasDefaultObject(*each) || isCopied(*each))) return;
     any = true;
     const Member& member = *each;
-    const bool string = member.type.type->kind == TypeKind::string;
+    const bool string = member.type.type->is(ScalarForm::text);
     out.line(std::string("static inline ") + (string ? "const " : "constexpr ") +
              cppType(member.type, "") + " " + names.ofMember(type, member) + " =");
     out.line("    " + (isCopied(member) ? within(type, member.name) : initialValue(member, "")) +
@@ -109,8 +109,8 @@ void emitDetails(Writer& out, const Module& module, UniqueNames& names) {
     if (member.initial.origin) add("valueName", literal(member.initial.origin->name));
     if (member.range) {
       const auto [low, high] = *member.range;
-      add("low", std::to_string(low.value));
-      add("high", std::to_string(high.value));
+      add("low", unsignedText(low.value));
+      add("high", unsignedText(high.value));
       if (low.constant) add("lowName", literal(low.constant->name));
       if (high.constant) add("highName", literal(high.constant->name));
       add("rangeMessage", within(type, nameOf(member, Derived::rangeMessage)));

@@ -16,22 +16,7 @@ namespace {
 
 // The name in the module's list of type names; empty for what the list leaves out.
 std::string listedName(const Type& type) {
-  switch (type.kind) {
-    case TypeKind::u8:
-      return "U8";
-    case TypeKind::u16:
-      return "U16";
-    case TypeKind::u32:
-      return "U32";
-    case TypeKind::boolean:
-      return {};
-    case TypeKind::string:
-      return "Tovo::String";
-    case TypeKind::seconds:
-      return "Tovo::Seconds";
-    default:
-      return type.qualifiedName;
-  }
+  return type.scalar ? type.scalar->listedName : type.qualifiedName;
 }
 
 void emitLiterals(Writer& out, const Module& module, UniqueNames& names) {
@@ -62,7 +47,7 @@ void emitTypeNames(Writer& out, const Module& module) {
   std::set<std::string> types;
   for (const Type* type : module.types) {
     types.insert(type->qualifiedName);
-    if (type->isEntity() && !type->keyMember()) types.insert("Tovo::String");
+    if (type->isEntity() && !type->keyMember()) types.insert(listedName(*builtIn("String")));
     for (const Member& member : type->members) {
       const bool listed = member.isStored() && !type->isUnion();
       if (!listed) continue;

@@ -25,27 +25,13 @@ void TypeCodes::add(const Type& type) {
 
 std::string TypeCodes::of(const Type* type) const {
   if (!type) return "0";
-  switch (type->kind) {
-    case TypeKind::u8:
-      return "Tovo::PrimitiveCode::u8";
-    case TypeKind::u16:
-      return "Tovo::PrimitiveCode::u16";
-    case TypeKind::u32:
-      return "Tovo::PrimitiveCode::u32";
-    case TypeKind::boolean:
-      return "Tovo::PrimitiveCode::boolean";
-    case TypeKind::string:
-      return "Tovo::PrimitiveCode::string";
-    case TypeKind::seconds:
-      return "Tovo::PrimitiveCode::seconds";
-    default:
-      return std::to_string(primitiveCodes + places_.at(type));
-  }
+  if (type->scalar) return std::string("Tovo::PrimitiveCode::") + type->scalar->code;
+  return std::to_string(primitiveCodes + places_.at(type));
 }
 
 // An indexed member is addressed by an octet.
 std::string TypeCodes::ofKey(const Member& member) const {
-  if (member.kind == MemberKind::indexed) return "Tovo::PrimitiveCode::u8";
+  if (member.kind == MemberKind::indexed) return of(builtIn("u8"));
   return of(member.key);
 }
 

@@ -12,7 +12,7 @@ namespace {
 void declareEquality(Writer& out, const Type& type, const std::string& pair) {
   const auto fields = type.stored();
   const bool seconds = std::any_of(fields.begin(), fields.end(), [](const Member* field) {
-    return field->type.type->kind == TypeKind::seconds;
+    return field->type.type->is(ScalarForm::real);
   });
   if (!seconds) {
     out.doc("Whether all that they hold is equal.");

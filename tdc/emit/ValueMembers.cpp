@@ -104,7 +104,7 @@ void ValueMembers::addList(const Member& member) {
 void ValueMembers::addBits(const Member& member) {
   const unsigned width = member.highBit - member.lowBit + 1;
   const std::string low = std::to_string(member.lowBit);
-  const std::string mask = std::to_string((1u << width) - 1);
+  const std::string mask = std::to_string((uint64_t{1} << width) - 1);
   const std::string raw = typeName(*member.field->type.type, space_);
   const std::string stored = nameOf(*member.field, Derived::storage);
   const std::string type = typeName(*member.type.type, space_);

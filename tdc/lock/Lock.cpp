@@ -53,7 +53,7 @@ std::string valueOf(const Member& member) {
     case Default::Kind::implicit:
       return member.type.optional ? "none" : "-";
     case Default::Kind::number:
-      return std::to_string(value.number);
+      return value.numberText();
     case Default::Kind::real:
       return plainText(value.real);
     case Default::Kind::text:

@@ -8,6 +8,9 @@ namespace tdc {
 
 namespace {
 
+bool isKey(const Scalar& scalar) { return scalar.key; }
+bool hasBits(const Scalar& scalar) { return scalar.hasBits(); }
+
 std::string count(unsigned bits) { return std::to_string(bits) + (bits == 1 ? " bit" : " bits"); }
 
 }  // namespace
@@ -46,7 +49,7 @@ TypeUse MemberTypes::storedType(const Type& owner, const syntax::TypeUse& tree, 
     diagnostics_.error(tree.span, "'optional' is for fields of a value only; take it away");
     return {};
   }
-  bool oneByte = type->kind == TypeKind::boolean || (type->isEnumeration() && type->width == 1);
+  bool oneByte = type->is(ScalarForm::boolean) || (type->isEnumeration() && type->width == 1);
   if (tree.optional && !oneByte) {
     diagnostics_.error(tree.span,
                        "'optional' takes bool or a u8 enumeration, which have 255 free for "
@@ -76,8 +79,8 @@ const Type* MemberTypes::keyType(const Type& owner, const syntax::TypeUse& tree)
 void MemberTypes::reportNoKey(Span where, const std::string& name, const Type& type) {
   bool value =
       type.kind == TypeKind::value || type.isUnion() || type.kind == TypeKind::externalValue;
-  diagnostics_.error(where, inQuotes(name) +
-                                " cannot be a key; keys are String, u16 or a hashable value" +
+  diagnostics_.error(where, inQuotes(name) + " cannot be a key; keys are " +
+                                listed(scalarWords(isKey)) + " or a hashable value" +
                                 (value ? " (flag 'hash')" : ""));
   diagnostics_.note(type.span, "it is declared here");
 }
@@ -141,10 +144,12 @@ void MemberTypes::resolveBits(const Type& type, Member& member, const syntax::Me
     return;
   }
   if (!field->type) return;
-  if (field->kind != MemberKind::field || !field->type.type->isInteger()) {
-    diagnostics_.error(
-        tree.field.span,
-        inQuotes(tree.field.text) + " has no bits to view; name a field that is u8, u16 or u32");
+  if (field->kind != MemberKind::field ||
+      !(field->type.type->scalar && hasBits(*field->type.type->scalar))) {
+    diagnostics_.error(tree.field.span,
+                       inQuotes(tree.field.text) +
+                           " has no bits to view; name a field of one of the types " +
+                           listed(scalarWords(hasBits)));
     diagnostics_.note(field->span, "it is declared here");
     return;
   }
@@ -170,11 +175,11 @@ void MemberTypes::checkBitsType(const Member& member, const syntax::Member& tree
   if (!member.type) return;
   unsigned bits = member.highBit - member.lowBit + 1;
   const Type& type = *member.type.type;
-  if (type.kind == TypeKind::boolean) {
+  if (type.is(ScalarForm::boolean)) {
     if (bits != 1) {
       diagnostics_.error(tree.type.span, "bool has one bit, and these are " + count(bits));
     }
-  } else if (type.isInteger()) {
+  } else if (type.scalar && hasBits(*type.scalar)) {
     if (bits > *type.encodedSize * 8) {
       diagnostics_.error(tree.type.span,
                          count(bits) + " do not fit " + type.name + "; take a wider type");
@@ -191,7 +196,8 @@ void MemberTypes::checkBitsType(const Member& member, const syntax::Member& tree
       }
     }
   } else if (type.kind != TypeKind::externalEnumeration || type.width != 1) {
-    diagnostics_.error(tree.type.span, "bits are bool, u8, u16, u32 or a u8 enumeration");
+    diagnostics_.error(tree.type.span,
+                       "bits are bool, " + listed(scalarWords(hasBits)) + " or a u8 enumeration");
   }
 }
 

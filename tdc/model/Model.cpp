@@ -1,7 +1,5 @@
 #include "tdc/model/Model.h"
 
-#include <array>
-
 namespace tdc {
 
 namespace {
@@ -9,25 +7,25 @@ namespace {
 /// Wrappers of wrappers; a longer chain is a cycle, which is reported elsewhere.
 constexpr int maxWrapping = 64;
 
-Type makeBuiltIn(TypeKind kind, const char* word, std::optional<uint64_t> size) {
-  Type type;
-  type.kind = kind;
-  type.name = word;
-  type.qualifiedName = word;
-  type.hashable = true;
-  type.order = Order::declared;
-  type.encodedSize = size;
-  return type;
+std::vector<Type> builtInTypes() {
+  std::vector<Type> types;
+  for (const Scalar& scalar : scalars) {
+    Type& type = types.emplace_back();
+    type.kind = TypeKind::scalar;
+    type.scalar = &scalar;
+    type.name = scalar.word;
+    type.qualifiedName = scalar.word;
+    type.hashable = true;
+    type.order = Order::declared;
+    if (scalar.bytes > 0) type.encodedSize = scalar.bytes;
+  }
+  return types;
 }
 
 }  // namespace
 
 const Type* builtIn(std::string_view word) {
-  static const std::array<Type, 6> types = {
-      makeBuiltIn(TypeKind::u8, "u8", 1),          makeBuiltIn(TypeKind::u16, "u16", 2),
-      makeBuiltIn(TypeKind::u32, "u32", 4),        makeBuiltIn(TypeKind::boolean, "bool", 1),
-      makeBuiltIn(TypeKind::string, "String", {}), makeBuiltIn(TypeKind::seconds, "Seconds", 8),
-  };
+  static const std::vector<Type> types = builtInTypes();
   for (const Type& type : types) {
     if (type.name == word) return &type;
   }
@@ -74,19 +72,13 @@ const Type* Type::underlying() const {
 
 uint64_t Type::maxNumber() const {
   switch (kind) {
-    case TypeKind::u8:
-      return 0xFF;
-    case TypeKind::u16:
-      return 0xFFFF;
-    case TypeKind::u32:
-      return 0xFFFFFFFF;
+    case TypeKind::scalar:
+      return scalar->highest();
     case TypeKind::enumeration:
       return width == 1 ? 0xFF : 0x7FFFFFFF;
     case TypeKind::externalValue:
     case TypeKind::externalEnumeration:
-      // Defaults are held as signed 64-bit numbers.
-      return encodedSize.value_or(8) < 8 ? (uint64_t{1} << (8 * *encodedSize)) - 1
-                                         : uint64_t{INT64_MAX};
+      return encodedSize.value_or(8) < 8 ? (uint64_t{1} << (8 * *encodedSize)) - 1 : ~uint64_t{0};
     default:
       return 0;
   }
@@ -94,9 +86,8 @@ uint64_t Type::maxNumber() const {
 
 bool Type::isKey() const {
   switch (kind) {
-    case TypeKind::string:
-    case TypeKind::u16:
-      return true;
+    case TypeKind::scalar:
+      return scalar->key;
     case TypeKind::value:
     case TypeKind::unionType:
     case TypeKind::externalValue:

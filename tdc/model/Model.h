@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tdc/syntax/Scalars.h"
 #include "tdc/syntax/Tree.h"
 
 namespace tdc {
@@ -21,12 +22,7 @@ struct Module;
 struct Type;
 
 enum class TypeKind {
-  u8,
-  u16,
-  u32,
-  boolean,
-  string,
-  seconds,
+  scalar,
   enumeration,
   value,
   unionType,
@@ -50,17 +46,18 @@ struct TypeUse {
 /// What a member starts from; for a constant, its value.
 struct Default {
   enum class Kind {
-    implicit,    ///< nothing is written: zero, empty, false, absent, or the type's own default
-    number,      ///< integers, their wrappers, external types, and whole Seconds
-    real,        ///< Seconds
-    text,        ///< String, its wrappers and external values
+    implicit,  ///< nothing is written: zero, empty, false, absent, or the type's own default
+    number,    ///< integers, their wrappers, external types, and whole numbers of reals
+    real,
+    text,        ///< texts, their wrappers and external values
     boolean,     ///< bool and its wrappers
     absent,      ///< an optional's `none`
-    enumerator,  ///< `literal`, and its number in `number`
+    enumerator,  ///< `literal`
   };
 
   Kind kind = Kind::implicit;
-  int64_t number = 0;
+  uint64_t number = 0;
+  bool negative = false;  ///< of a number; only reals have such ones
   double real = 0;
   std::string text;
   bool boolean = false;
@@ -69,6 +66,9 @@ struct Default {
   const Member* origin = nullptr;
   /// The number, text or name as written here.
   std::string spelling;
+
+  /// A number with its sign.
+  std::string numberText() const { return (negative ? "-" : "") + std::to_string(number); }
 };
 
 /// An inclusive bound.
@@ -141,6 +141,8 @@ struct Member {
 
 struct Type {
   TypeKind kind = TypeKind::value;
+  /// Of a built-in type, else null.
+  const Scalar* scalar = nullptr;
   /// `PortRole`
   std::string name;
   /// `Stp::Input`, without enclosing types; empty for the built-in types.
@@ -187,8 +189,9 @@ struct Type {
 
   Span span;  ///< the name
 
-  bool isBuiltIn() const { return kind <= TypeKind::seconds; }
-  bool isInteger() const { return kind <= TypeKind::u32; }
+  bool isBuiltIn() const { return scalar; }
+  bool is(ScalarForm form) const { return scalar && scalar->form == form; }
+  bool isInteger() const { return is(ScalarForm::integer); }
   bool isEnumeration() const {
     return kind == TypeKind::enumeration || kind == TypeKind::externalEnumeration;
   }
@@ -253,7 +256,7 @@ struct Module {
   const Type* find(std::string_view qualifiedName) const;
 };
 
-/// The types that every module has: u8, u16, u32, bool, String, Seconds. Null for other words.
+/// The types that every module has, see Scalars.h. Null for other words.
 const Type* builtIn(std::string_view word);
 
 }  // namespace tdc

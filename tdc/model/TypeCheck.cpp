@@ -7,6 +7,9 @@ namespace tdc {
 
 namespace {
 
+/// Hashes have 32 bits.
+bool hashesToItself(const Type& type) { return type.isInteger() && *type.encodedSize <= 4; }
+
 class TypeCheck {
  public:
   explicit TypeCheck(Diagnostics& diagnostics) : diagnostics_(diagnostics) {}
@@ -87,8 +90,9 @@ class TypeCheck {
   }
 
   void checkValueFlags(const Type& type, const syntax::Type& tree) {
-    if (type.identityHash && (!type.wrapped() || !type.underlying()->isInteger())) {
-      diagnostics_.error(tree.identity->span, "'identity' is for values of one number; remove it");
+    if (type.identityHash && (!type.wrapped() || !hashesToItself(*type.underlying()))) {
+      diagnostics_.error(tree.identity->span,
+                         "'identity' is for values of one number of at most 32 bits; remove it");
     }
     if (type.handOrder && type.order == Order::none) {
       diagnostics_.error(

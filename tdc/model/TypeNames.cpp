@@ -49,7 +49,7 @@ const Type* TypeNames::lookUp(const syntax::Word& name, const Type& user) const 
   }
   std::string suggestion;
   if (diagnostics_.suggests()) {
-    std::vector<std::string> names = {"u8", "u16", "u32", "bool", "String", "Seconds"};
+    std::vector<std::string> names = scalarWords([](const Scalar&) { return true; });
     std::string sameName;
     for (const auto& [qualifiedName, type] : byName_) {
       names.push_back(qualifiedName);

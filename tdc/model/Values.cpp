@@ -10,6 +10,8 @@ std::string written(const TypeUse& use) {
   return inQuotes((use.optional ? "optional " : "") + use.type->name);
 }
 
+bool integers(const Scalar& scalar) { return scalar.isInteger(); }
+
 /// The literals, or the first of many.
 std::string literals(const Type& type) {
   constexpr size_t shown = 8;
@@ -21,21 +23,27 @@ std::string literals(const Type& type) {
   return alternatives(names);
 }
 
+std::string wanted(const Scalar& scalar) {
+  switch (scalar.form) {
+    case ScalarForm::integer:
+      return "a number from 0 to " + std::to_string(scalar.highest());
+    case ScalarForm::real:
+      return "a number, such as 3.0";
+    case ScalarForm::boolean:
+      return "'true' or 'false'";
+    case ScalarForm::text:
+      return "a text in double quotes";
+  }
+  return "";
+}
+
 /// What a default of this type looks like.
 std::string wanted(const TypeUse& use) {
   const Type& type = *use.type->underlying();
   std::string absent = use.optional ? ", or 'none'" : "";
   switch (type.kind) {
-    case TypeKind::u8:
-    case TypeKind::u16:
-    case TypeKind::u32:
-      return "a number from 0 to " + std::to_string(type.maxNumber());
-    case TypeKind::boolean:
-      return "'true' or 'false'" + absent;
-    case TypeKind::string:
-      return "a text in double quotes";
-    case TypeKind::seconds:
-      return "a number, such as 3.0";
+    case TypeKind::scalar:
+      return wanted(*type.scalar) + absent;
     case TypeKind::enumeration:
       return literals(type) + absent;
     case TypeKind::externalValue:
@@ -74,7 +82,7 @@ const Member* inner(const Member& member) {
 
 /// The number that a member starts from: its own default, or that of the outermost wrapper within
 /// that has one, or zero.
-int64_t startOf(const Member& member) {
+uint64_t startOf(const Member& member) {
   const Member* at = &member;
   for (int i = 0; at && i < 64; ++i) {
     if (at->initial.kind == Default::Kind::number) return at->initial.number;
@@ -104,17 +112,17 @@ void Values::resolveDefault(Member& member, const syntax::Default& tree) {
       resolveNumber(member, tree);
       return;
     case syntax::Default::Kind::real:
-      if (type.kind != TypeKind::seconds) {
+      if (!type.is(ScalarForm::real)) {
         mismatch(member, tree.span, inQuotes(member.initial.spelling));
       } else if (!std::isfinite(tree.real)) {
-        diagnostics_.error(tree.span, "the number is too large for Seconds");
+        diagnostics_.error(tree.span, "the number is too large for " + written(member.type));
       } else {
         member.initial.kind = Default::Kind::real;
         member.initial.real = tree.negative ? -tree.real : tree.real;
       }
       return;
     case syntax::Default::Kind::text:
-      if (type.kind != TypeKind::string && type.kind != TypeKind::externalValue) {
+      if (!type.is(ScalarForm::text) && type.kind != TypeKind::externalValue) {
         mismatch(member, tree.span, "a text");
         return;
       }
@@ -138,20 +146,21 @@ void Values::resolveNumber(Member& member, const syntax::Default& tree) {
                                       (literal ? inQuotes(literal->name) : wanted(member.type)));
     return;
   }
-  uint64_t most = type.kind == TypeKind::seconds ? INT64_MAX : type.maxNumber();
+  uint64_t most = type.is(ScalarForm::real) ? INT64_MAX : type.maxNumber();
   if (most == 0) {
     mismatch(member, tree.span, inQuotes(member.initial.spelling));
     return;
   }
   bool negative = tree.negative && tree.number.value != 0;
-  if (tree.number.value > most || (negative && type.kind != TypeKind::seconds)) {
+  if (tree.number.value > most || (negative && !type.is(ScalarForm::real))) {
     diagnostics_.error(tree.span, member.initial.spelling + " does not fit " +
                                       written(member.type) + "; allowed is 0 to " +
                                       std::to_string(most));
     return;
   }
   member.initial.kind = Default::Kind::number;
-  member.initial.number = static_cast<int64_t>(tree.number.value) * (negative ? -1 : 1);
+  member.initial.number = tree.number.value;
+  member.initial.negative = negative;
 }
 
 void Values::resolveWord(Member& member, const syntax::Default& tree) {
@@ -164,11 +173,10 @@ void Values::resolveWord(Member& member, const syntax::Default& tree) {
   if (const Literal* literal = type.findLiteral(word)) {
     member.initial.kind = Default::Kind::enumerator;
     member.initial.literal = literal;
-    member.initial.number = literal->number;
     return;
   }
   if (word == "true" || word == "false") {
-    if (type.kind != TypeKind::boolean) {
+    if (!type.is(ScalarForm::boolean)) {
       mismatch(member, tree.span, inQuotes(word));
       return;
     }
@@ -186,7 +194,7 @@ void Values::resolveWord(Member& member, const syntax::Default& tree) {
   }
   for (const Literal& literal : type.literals) names.push_back(literal.name);
   if (member.type.optional) names.emplace_back("none");
-  if (type.kind == TypeKind::boolean) names.insert(names.end(), {"true", "false"});
+  if (type.is(ScalarForm::boolean)) names.insert(names.end(), {"true", "false"});
   std::string suggestion = didYouMean(word, names);
   diagnostics_.error(tree.span, "there is no literal, constant or attribute " + inQuotes(word) +
                                     (suggestion.empty() ? "; " + written(member.type) + " takes " +
@@ -225,18 +233,17 @@ bool Values::takeFrom(Member& member, const Member& origin, const syntax::Defaul
   if (!fits && origin.isConstant()) {
     switch (value.kind) {
       case Default::Kind::number:
-        fits = type.kind == TypeKind::seconds ||
-               (value.number >= 0 && static_cast<uint64_t>(value.number) <= type.maxNumber() &&
-                type.kind != TypeKind::enumeration);
+        fits = type.is(ScalarForm::real) || (!value.negative && value.number <= type.maxNumber() &&
+                                             type.kind != TypeKind::enumeration);
         break;
       case Default::Kind::real:
-        fits = type.kind == TypeKind::seconds;
+        fits = type.is(ScalarForm::real);
         break;
       case Default::Kind::text:
-        fits = type.kind == TypeKind::string || type.kind == TypeKind::externalValue;
+        fits = type.is(ScalarForm::text) || type.kind == TypeKind::externalValue;
         break;
       case Default::Kind::boolean:
-        fits = type.kind == TypeKind::boolean;
+        fits = type.is(ScalarForm::boolean);
         break;
       case Default::Kind::enumerator:
         fits = origin.type.type->underlying() == &type;
@@ -262,6 +269,7 @@ bool Values::takeFrom(Member& member, const Member& origin, const syntax::Defaul
 bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound& bound) {
   bound.spelling = tree.word.text;
   uint64_t most = member.type.type->underlying()->maxNumber();
+  bool negative = false;
   if (tree.number) {
     bound.value = tree.number->value;
   } else {
@@ -288,11 +296,10 @@ bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound
       return false;
     }
     bound.constant = constant;
-    // A negative constant is one of Seconds; it is below every number here.
-    bound.value =
-        constant->initial.number < 0 ? UINT64_MAX : static_cast<uint64_t>(constant->initial.number);
+    bound.value = constant->initial.number;
+    negative = constant->initial.negative;
   }
-  if (bound.value > most) {
+  if (negative || bound.value > most) {
     diagnostics_.error(tree.word.span, "bound " + inQuotes(bound.spelling) + " does not fit " +
                                            written(member.type) + "; allowed is 0 to " +
                                            std::to_string(most));
@@ -303,8 +310,9 @@ bool Values::resolveBound(const Member& member, const syntax::Bound& tree, Bound
 
 void Values::resolveRange(Member& member, const syntax::Range& tree) {
   if (member.type.optional || !member.type.type->underlying()->isInteger()) {
-    diagnostics_.error(tree.span, "a range is for u8, u16, u32 and values of one such number; " +
-                                      written(member.type) + " is none");
+    diagnostics_.error(tree.span, "a range is for " + listed(scalarWords(integers)) +
+                                      " and values of one such number; " + written(member.type) +
+                                      " is none");
     return;
   }
   const Type& type = *member.type.type;
@@ -344,12 +352,11 @@ void Values::check(const Member& member, const syntax::Member& tree) {
     return;  // wrong, which is reported
   }
   // What stands inside a wrapper was checked where the wrapper is declared, unless it is replaced.
-  int64_t number = startOf(member);
+  const uint64_t number = startOf(member);
   const Member* checked = &member;
   while (checked) {
-    auto value = static_cast<uint64_t>(number);
     if (checked->range &&
-        (value < checked->range->low.value || value > checked->range->high.value)) {
+        (number < checked->range->low.value || number > checked->range->high.value)) {
       reportOutside(member, *checked, number, tree);
       return;
     }
@@ -357,7 +364,7 @@ void Values::check(const Member& member, const syntax::Member& tree) {
   }
 }
 
-void Values::reportOutside(const Member& member, const Member& checked, int64_t number,
+void Values::reportOutside(const Member& member, const Member& checked, uint64_t number,
                            const syntax::Member& tree) {
   bool written = tree.initial.has_value();
   std::string what =

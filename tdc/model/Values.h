@@ -26,7 +26,7 @@ class Values {
   bool takeFrom(Member& member, const Member& origin, const syntax::Default& tree);
   void resolveRange(Member& member, const syntax::Range& tree);
   bool resolveBound(const Member& member, const syntax::Bound& tree, Bound& bound);
-  void reportOutside(const Member& member, const Member& checked, int64_t number,
+  void reportOutside(const Member& member, const Member& checked, uint64_t number,
                      const syntax::Member& tree);
   bool known(const Member& member, const Member& origin) const;
   void mismatch(const Member& member, Span where, const std::string& found);

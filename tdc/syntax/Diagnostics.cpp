@@ -129,4 +129,10 @@ std::string alternatives(const std::vector<std::string>& words) {
   return out;
 }
 
+std::string listed(const std::vector<std::string>& words) {
+  std::string out;
+  for (const std::string& word : words) out += (out.empty() ? "" : ", ") + word;
+  return out;
+}
+
 }  // namespace tdc

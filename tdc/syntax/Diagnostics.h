@@ -47,5 +47,7 @@ std::string nearest(std::string_view wrong, const std::vector<std::string>& word
 std::string didYouMean(std::string_view wrong, const std::vector<std::string>& words);
 /// "a, b or c", each in quotes.
 std::string alternatives(const std::vector<std::string>& words);
+/// "a, b", without quotes; text goes on behind it.
+std::string listed(const std::vector<std::string>& words);
 
 }  // namespace tdc

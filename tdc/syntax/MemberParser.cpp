@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tdc/syntax/Scalars.h"
+
 namespace tdc {
 
 namespace {
@@ -133,7 +135,7 @@ void MemberParser::shape(syntax::Member& member) {
       return;
     case MemberKind::counter:
       expect(":");
-      if (!isWord("u16") && !isWord("u32")) expected("'u16' or 'u32', the width of a counter");
+      expectCounterType();
       member.type = type();
       break;
     default:
@@ -151,6 +153,13 @@ void MemberParser::shape(syntax::Member& member) {
   } else if (member.kind == MemberKind::constant) {
     expected("'=' and the constant's value");
   }
+}
+
+void MemberParser::expectCounterType() {
+  const auto words = scalarWords([](const Scalar& scalar) { return scalar.counter; });
+  const bool counts = std::any_of(words.begin(), words.end(),
+                                  [this](const std::string& word) { return isWord(word); });
+  if (!counts) expected(alternatives(words) + ", the width of a counter");
 }
 
 void MemberParser::entityName(syntax::Member& member) {

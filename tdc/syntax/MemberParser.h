@@ -21,6 +21,7 @@ class MemberParser : public PieceParser {
   void memberKind(syntax::TypeKind type, syntax::Member& member);
   /// What stands between the name and the clauses.
   void shape(syntax::Member& member);
+  void expectCounterType();
   void entityName(syntax::Member& member);
   void ownParameters(syntax::Member& member);
   void clauses(syntax::Member& member);

@@ -102,10 +102,10 @@ TEST_F(Everything, Defaults) {
   EXPECT_EQ(member("Test::Record", "time").initial.real, 3.5);
   EXPECT_EQ(member("Test::Record", "text").initial.text, std::string("a\\b\"c\0d", 7));
   EXPECT_EQ(member("Test::Record", "address").initial.text, "ff:ff:ff:ff:ff:ff");
-  EXPECT_EQ(member("Test::Record", "mode").initial.number, 2);
+  EXPECT_EQ(member("Test::Record", "mode").initial.number, 2u);
   EXPECT_EQ(member("Test::Record", "id").initial.kind, Kind::implicit);
   EXPECT_EQ(member("Test::Base", "sameAge").initial.origin, &member("Test::Base", "age"));
-  EXPECT_EQ(member("Test::Base", "sameAge").initial.number, 20);
+  EXPECT_EQ(member("Test::Base", "sameAge").initial.number, 20u);
 }
 
 TEST_F(Everything, MembersReferToMembers) {
