@@ -1,6 +1,7 @@
 #include "Tovo/Module.h"
 
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -24,20 +25,33 @@ Registry& registry() {
   return *instance;
 }
 
-struct Primitive {
-  const char* name;
-  const ValueOps* ops;
+template <class T>
+constexpr PrimitiveType row(TypeCode code, const char* name, PrimitiveForm form) {
+  const bool integer = form == PrimitiveForm::integer;
+  return {code, name, form, &ValueOpsOf<T>::table,
+          integer ? ~uint64_t{0} >> (64 - 8 * sizeof(T)) : 0};
+}
+
+constexpr PrimitiveType primitives[] = {
+    {PrimitiveCode::none, "none", PrimitiveForm::none, nullptr, 0},
+    row<uint8_t>(PrimitiveCode::u8, "u8", PrimitiveForm::integer),
+    row<uint16_t>(PrimitiveCode::u16, "u16", PrimitiveForm::integer),
+    row<uint32_t>(PrimitiveCode::u32, "u32", PrimitiveForm::integer),
+    row<bool>(PrimitiveCode::boolean, "bool", PrimitiveForm::boolean),
+    row<Pelmo::String>(PrimitiveCode::string, "String", PrimitiveForm::text),
+    row<Seconds>(PrimitiveCode::seconds, "Seconds", PrimitiveForm::seconds),
 };
 
-constexpr Primitive primitives[] = {
-    {"none", nullptr},
-    {"u8", &ValueOpsOf<uint8_t>::table},
-    {"u16", &ValueOpsOf<uint16_t>::table},
-    {"u32", &ValueOpsOf<uint32_t>::table},
-    {"bool", &ValueOpsOf<bool>::table},
-    {"String", &ValueOpsOf<Pelmo::String>::table},
-    {"Seconds", &ValueOpsOf<Seconds>::table},
-};
+constexpr bool inOrder() {
+  for (TypeCode code = 0; code < std::size(primitives); ++code) {
+    if (primitives[code].code != code) return false;
+  }
+  return true;
+}
+static_assert(std::size(primitives) == PrimitiveCode::end && inOrder(),
+              "a row for each code, in order");
+static_assert(PrimitiveCode::end <= PrimitiveCode::count,
+              "modules count their own types from there");
 
 // Own ids are consecutive but for one gap behind the runtime's ids, which is why the look-up starts
 // at the end, or before the views on bits.
@@ -175,6 +189,8 @@ const ValueOps* valueOps(TovoTypeBase type) noexcept {
   if (typeDescriptor(type).kind == TypeKind::entity) return nullptr;
   return static_cast<const ValueOps*>(genericIf(type).runtimeData);
 }
+
+const PrimitiveType& primitiveType(TypeCode code) noexcept { return primitives[code]; }
 
 const ValueOps& primitiveOps(TypeCode code) noexcept { return *primitives[code].ops; }
 

@@ -53,8 +53,29 @@ constexpr TypeCode u32 = 3;
 constexpr TypeCode boolean = 4;
 constexpr TypeCode string = 5;
 constexpr TypeCode seconds = 6;
-constexpr TypeCode count = 16;
+constexpr TypeCode end = 7;     ///< behind those that there are
+constexpr TypeCode count = 16;  ///< with those that there may be one day
 }  // namespace PrimitiveCode
+
+/// What the values of a primitive are, which decides how they are written and what they allow.
+enum class PrimitiveForm : uint8_t {
+  none,
+  integer,  ///< unsigned
+  boolean,
+  text,
+  seconds,
+};
+
+/// A type that no module declares. Each is one row of the table in Module.cpp.
+struct PrimitiveType {
+  TypeCode code;
+  const char* name;  ///< "u32", as a description has it
+  PrimitiveForm form;
+  const ValueOps* ops;  ///< null for none
+  uint64_t highest;     ///< of an integer, else 0
+};
+/// `code` is below PrimitiveCode::end.
+const PrimitiveType& primitiveType(TypeCode code) noexcept;
 
 /// One type of a module.
 struct TypeDescriptor {

@@ -1,6 +1,7 @@
 // What the runtime can do with a value that it knows only by its type.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -119,8 +120,7 @@ struct TextForm {
 
 template <class T>
 concept Primitive =
-    std::is_same_v<T, uint8_t> || std::is_same_v<T, uint16_t> || std::is_same_v<T, uint32_t> ||
-    std::is_same_v<T, bool> || std::is_same_v<T, Seconds> || std::is_same_v<T, Pelmo::String>;
+    std::unsigned_integral<T> || std::same_as<T, Seconds> || std::same_as<T, Pelmo::String>;
 
 template <Primitive T>
 struct TextForm<T> {

@@ -43,6 +43,9 @@ bool samePiece(const char* text, const char* piece, size_t size) noexcept {
   return same(size - word);
 }
 
+// Digits of the largest number that stands in a field.
+constexpr size_t numberMost = 10;
+
 template <class T>
 T load(const void* from) noexcept {
   T value;
@@ -95,6 +98,29 @@ TextPlan::TextPlan(Tovo::TovoTypeBase type) {
   pieces_.append(block, '\0');
 }
 
+TextPlan::Form TextPlan::primitiveForm(Tovo::TypeCode code, size_t size) noexcept {
+  switch (Tovo::primitiveType(code).form) {
+    case Tovo::PrimitiveForm::integer:
+      switch (size) {
+        case 1:
+          return Form::u8;
+        case 2:
+          return Form::u16;
+        case 4:
+          return Form::u32;
+        default:
+          return Form::any;
+      }
+    case Tovo::PrimitiveForm::boolean:
+      return Form::boolean;
+    case Tovo::PrimitiveForm::none:
+    case Tovo::PrimitiveForm::text:
+    case Tovo::PrimitiveForm::seconds:
+      return Form::any;
+  }
+  return Form::any;
+}
+
 void TextPlan::addFields(Tovo::TovoTypeBase type, size_t offset, Limits limits) {
   std::vector<Attribute> fields;
   for (const AttributeDescriptor& own : Tovo::ownAttributes(type)) {
@@ -126,28 +152,12 @@ void TextPlan::addField(Attribute field, size_t offset, Limits limits) {
   } else if (type && (typeDescriptor(type).flags & TypeDescriptor::textByFields) != 0) {
     return addFields(type, offset, limits);
   } else if (type && typeDescriptor(type).kind == Tovo::TypeKind::enumeration) {
-    constexpr size_t numberMost = 20;
+    constexpr size_t enumeratorMost = 20;
     form = ops.size == 1 ? Form::octetEnumeration : Form::intEnumeration;
-    most = std::max(longestLiteral(type), numberMost);
-  } else {
-    constexpr size_t numberMost = 10;
-    switch (field.descriptor().type) {
-      case Tovo::PrimitiveCode::u8:
-        form = Form::u8;
-        break;
-      case Tovo::PrimitiveCode::u16:
-        form = Form::u16;
-        break;
-      case Tovo::PrimitiveCode::u32:
-        form = Form::u32;
-        break;
-      case Tovo::PrimitiveCode::boolean:
-        form = Form::boolean;
-        break;
-      default:
-        break;
-    }
-    if (!type) most = numberMost;
+    most = std::max(longestLiteral(type), enumeratorMost);
+  } else if (!type) {
+    form = primitiveForm(field.descriptor().type, ops.size);
+    most = numberMost;
   }
   const bool limited = limits.low > 0 || limits.high < ~uint64_t{0};
   steps_.push_back({lastPiece_, static_cast<uint32_t>(pieces_.size()) - lastPiece_,

@@ -51,6 +51,7 @@ class TextPlan {
     Tovo::TovoTypeBase type;  // of an enumeration
   };
 
+  static Form primitiveForm(Tovo::TypeCode code, size_t size) noexcept;
   void addFields(Tovo::TovoTypeBase type, size_t offset, Limits limits);
   void addField(Tovo::Attribute field, size_t offset, Limits limits);
   bool readStep(const Step& step, const char*& at, const char* end, void* field) const;

@@ -17,9 +17,9 @@ namespace {
 
 using Tovo::Attribute;
 using Tovo::AttributeKind;
+using Tovo::PrimitiveForm;
 using Tovo::ValueBuffer;
 using Tovo::ValueOps;
-namespace PrimitiveCode = Tovo::PrimitiveCode;
 
 Json memberToJson(Tovo::TovoTypeBase type, const void* value, Attribute member) {
   ValueBuffer field(member.ops());
@@ -41,21 +41,21 @@ Json enumToJson(const ValueOps& ops, const void* value) {
 }
 
 Json primitiveToJson(const ValueShape& shape, const void* value) {
-  switch (shape.primitive) {
-    case PrimitiveCode::boolean:
+  switch (Tovo::primitiveType(shape.primitive).form) {
+    case PrimitiveForm::boolean:
       return *static_cast<const bool*>(value);
-    case PrimitiveCode::u8:
-    case PrimitiveCode::u16:
-    case PrimitiveCode::u32:
+    case PrimitiveForm::integer:
       return shape.ops->number(value);
-    case PrimitiveCode::seconds: {
+    case PrimitiveForm::seconds: {
       const Tovo::Seconds seconds = *static_cast<const Tovo::Seconds*>(value);
       if (std::isfinite(seconds)) return seconds;
       return textToJson(*shape.ops, value);
     }
-    default:
-      return textToJson(*shape.ops, value);
+    case PrimitiveForm::text:
+    case PrimitiveForm::none:
+      break;
   }
+  return textToJson(*shape.ops, value);
 }
 
 Json optionalToJson(const ValueShape& shape, const void* value) {
@@ -173,9 +173,7 @@ Built ValueReader::list(const ValueShape& shape, const Json& json, const JsonPla
 }
 
 Built ValueReader::number(const ValueShape& shape, const Json& json, const JsonPlace& place) const {
-  const uint64_t highest = shape.primitive == PrimitiveCode::u8    ? 0xff
-                           : shape.primitive == PrimitiveCode::u16 ? 0xffff
-                                                                   : 0xffffffff;
+  const uint64_t highest = Tovo::primitiveType(shape.primitive).highest;
   if (!json.is_number_unsigned() || json.get<uint64_t>() > highest) {
     failType(place, json, "a whole number from 0 to " + std::to_string(highest));
   }
@@ -206,24 +204,24 @@ Built ValueReader::seconds(const ValueShape& shape, const Json& json,
 
 Built ValueReader::primitive(const ValueShape& shape, const Json& json,
                              const JsonPlace& place) const {
-  switch (shape.primitive) {
-    case PrimitiveCode::boolean: {
+  switch (Tovo::primitiveType(shape.primitive).form) {
+    case PrimitiveForm::boolean: {
       if (!json.is_boolean()) failType(place, json, "true or false");
       const bool on = json.get<bool>();
       auto result = std::make_unique<ValueBuffer>(*shape.ops);
       result->constructFrom(&on);
       return result;
     }
-    case PrimitiveCode::u8:
-    case PrimitiveCode::u16:
-    case PrimitiveCode::u32:
+    case PrimitiveForm::integer:
       return number(shape, json, place);
-    case PrimitiveCode::seconds:
+    case PrimitiveForm::seconds:
       return seconds(shape, json, place);
-    default:
-      if (!json.is_string()) failType(place, json, "a string");
-      return text(*shape.ops, json.get<std::string>(), place);
+    case PrimitiveForm::text:
+    case PrimitiveForm::none:
+      break;
   }
+  if (!json.is_string()) failType(place, json, "a string");
+  return text(*shape.ops, json.get<std::string>(), place);
 }
 
 Built ValueReader::enumeration(const ValueShape& shape, const Json& json,

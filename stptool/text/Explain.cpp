@@ -28,22 +28,18 @@ std::string allowedText(Tovo::Attribute attribute) {
   } else if (attribute.kind() == Tovo::AttributeKind::refCollection) {
     text = "the path of a " + std::string(attribute.typeName());
   } else if (!type) {
-    switch (attribute.descriptor().type) {
-      case Tovo::PrimitiveCode::u8:
-        text = "0 to 255";
+    const Tovo::PrimitiveType& primitive = Tovo::primitiveType(attribute.descriptor().type);
+    switch (primitive.form) {
+      case Tovo::PrimitiveForm::integer:
+        text = "0 to " + std::to_string(primitive.highest);
         break;
-      case Tovo::PrimitiveCode::u16:
-        text = "0 to 65535";
-        break;
-      case Tovo::PrimitiveCode::u32:
-        text = "0 to 4294967295";
-        break;
-      case Tovo::PrimitiveCode::boolean:
+      case Tovo::PrimitiveForm::boolean:
         text = "true or false";
         break;
-      case Tovo::PrimitiveCode::seconds:
+      case Tovo::PrimitiveForm::seconds:
         return "a number of seconds";
-      default:
+      case Tovo::PrimitiveForm::text:
+      case Tovo::PrimitiveForm::none:
         return "any text";
     }
     const char* unit = attribute.detail().unit;

@@ -90,6 +90,15 @@ std::vector<Derived> accessorsOf(const Member& member) {
 
 }  // namespace
 
+std::vector<std::string> cppTypes() {
+  std::vector<std::string> types = {"size_t"};
+  for (const Scalar& scalar : scalars) {
+    const std::string type = scalar.cppType;
+    if (type.find("::") == std::string::npos) types.push_back(type);
+  }
+  return types;
+}
+
 std::string lowered(const std::string& name) {
   std::string out = name;
   if (out[0] >= 'A' && out[0] <= 'Z') out[0] = static_cast<char>(out[0] - 'A' + 'a');

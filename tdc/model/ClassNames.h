@@ -108,7 +108,7 @@ inline constexpr const char* registration = "registration";
 }  // namespace TableNames
 
 /// Types of C++ that generated code writes without a qualification.
-inline constexpr const char* cppTypes[] = {"size_t", "uint16_t", "uint32_t", "uint8_t"};
+std::vector<std::string> cppTypes();
 /// The namespaces that generated code refers to.
 inline constexpr const char* runtimeNamespaces[] = {"Frame", "Morsa",     "Pelmo",
                                                     "Tovo",  "TovoPelmo", "std"};

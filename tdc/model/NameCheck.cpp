@@ -56,7 +56,7 @@ class ClassCheck {
 
  private:
   void claimWhatEveryClassHas() {
-    for (const char* name : cppTypes) {
+    for (const std::string& name : cppTypes()) {
       claims_.emplace(name, Claim{"a type of C++ that generated code uses", {}});
     }
     for (const Type* at = &type_; at; at = at->base) {

@@ -1,5 +1,6 @@
 #include "Filling.h"
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -50,20 +51,19 @@ uint64_t Filling::number(uint64_t low, uint64_t high) {
 }
 
 Buffer Filling::primitive(const Tovo::ValueOps& ops, Tovo::TypeCode code) {
-  switch (code) {
-    case Tovo::PrimitiveCode::boolean:
+  const Tovo::PrimitiveType& primitive = Tovo::primitiveType(code);
+  switch (primitive.form) {
+    case Tovo::PrimitiveForm::boolean:
       return parsed(ops, "true");
-    case Tovo::PrimitiveCode::string:
+    case Tovo::PrimitiveForm::text:
       return parsed(ops, "'it\\'s \\xff " + std::to_string(number(0, 99)) + "'");
-    case Tovo::PrimitiveCode::seconds:
+    case Tovo::PrimitiveForm::seconds:
       return parsed(ops, std::to_string(number(1, 999)) + ".5");
-    case Tovo::PrimitiveCode::u8:
-      return parsed(ops, std::to_string(number(1, 0xff)));
-    case Tovo::PrimitiveCode::u16:
-      return parsed(ops, std::to_string(number(1, 0xffff)));
-    default:
-      return parsed(ops, std::to_string(number(1, 0x7fffffff)));
+    case Tovo::PrimitiveForm::integer:
+    case Tovo::PrimitiveForm::none:
+      break;
   }
+  return parsed(ops, std::to_string(number(1, std::min<uint64_t>(primitive.highest, 0x7fffffff))));
 }
 
 Buffer Filling::value(Tovo::TovoTypeBase type) {
