@@ -56,7 +56,7 @@ int hexDigit(char c) {
 
 template <class T>
 void appendNumber(std::string& out, T value) {
-  char digits[16];
+  char digits[std::numeric_limits<T>::digits10 + 1];
   const auto result = std::to_chars(digits, digits + sizeof digits, value);
   out.append(digits, result.ptr);
 }
@@ -120,6 +120,11 @@ uint32_t deserializeAttr<uint32_t>(CharRange& text, std::string_view field) {
 }
 
 template <>
+uint64_t deserializeAttr<uint64_t>(CharRange& text, std::string_view field) {
+  return number<uint64_t>(text, field);
+}
+
+template <>
 bool deserializeAttr<bool>(CharRange& text, std::string_view field) {
   if (text.accept("true") || text.accept("True")) return true;
   if (text.accept("false") || text.accept("False")) return false;
@@ -175,6 +180,7 @@ Pelmo::String deserializeAttr<Pelmo::String>(CharRange& text, std::string_view f
 void appendText(std::string& out, uint8_t value) { appendNumber(out, value); }
 void appendText(std::string& out, uint16_t value) { appendNumber(out, value); }
 void appendText(std::string& out, uint32_t value) { appendNumber(out, value); }
+void appendText(std::string& out, uint64_t value) { appendNumber(out, value); }
 void appendText(std::string& out, bool value) { out += value ? "true" : "false"; }
 
 void appendText(std::string& out, Seconds value) {

@@ -93,6 +93,8 @@ uint16_t deserializeAttr<uint16_t>(CharRange& text, std::string_view field);
 template <>
 uint32_t deserializeAttr<uint32_t>(CharRange& text, std::string_view field);
 template <>
+uint64_t deserializeAttr<uint64_t>(CharRange& text, std::string_view field);
+template <>
 bool deserializeAttr<bool>(CharRange& text, std::string_view field);
 template <>
 Seconds deserializeAttr<Seconds>(CharRange& text, std::string_view field);
@@ -103,6 +105,7 @@ Pelmo::String deserializeAttr<Pelmo::String>(CharRange& text, std::string_view f
 void appendText(std::string& out, uint8_t value);
 void appendText(std::string& out, uint16_t value);
 void appendText(std::string& out, uint32_t value);
+void appendText(std::string& out, uint64_t value);
 void appendText(std::string& out, bool value);
 void appendText(std::string& out, Seconds value);
 void appendText(std::string& out, const Pelmo::String& value);

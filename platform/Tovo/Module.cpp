@@ -40,6 +40,7 @@ constexpr PrimitiveType primitives[] = {
     row<bool>(PrimitiveCode::boolean, "bool", PrimitiveForm::boolean),
     row<Pelmo::String>(PrimitiveCode::string, "String", PrimitiveForm::text),
     row<Seconds>(PrimitiveCode::seconds, "Seconds", PrimitiveForm::seconds),
+    row<uint64_t>(PrimitiveCode::u64, "u64", PrimitiveForm::integer),
 };
 
 constexpr bool inOrder() {

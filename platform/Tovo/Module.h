@@ -53,7 +53,8 @@ constexpr TypeCode u32 = 3;
 constexpr TypeCode boolean = 4;
 constexpr TypeCode string = 5;
 constexpr TypeCode seconds = 6;
-constexpr TypeCode end = 7;     ///< behind those that there are
+constexpr TypeCode u64 = 7;
+constexpr TypeCode end = 8;     ///< behind those that there are
 constexpr TypeCode count = 16;  ///< with those that there may be one day
 }  // namespace PrimitiveCode
 

@@ -43,8 +43,9 @@ bool samePiece(const char* text, const char* piece, size_t size) noexcept {
   return same(size - word);
 }
 
-// Digits of the largest number that stands in a field.
+// Digits of the largest number of 32 bits, and of any.
 constexpr size_t numberMost = 10;
+constexpr size_t wideNumberMost = 20;
 
 template <class T>
 T load(const void* from) noexcept {
@@ -55,8 +56,7 @@ T load(const void* from) noexcept {
 
 template <class T>
 char* putNumber(char* to, T value) noexcept {
-  constexpr size_t digitsMost = 20;
-  return std::to_chars(to, to + digitsMost, value).ptr;
+  return std::to_chars(to, to + wideNumberMost, value).ptr;
 }
 
 char* putText(char* to, std::string_view text) noexcept {
@@ -108,6 +108,8 @@ TextPlan::Form TextPlan::primitiveForm(Tovo::TypeCode code, size_t size) noexcep
           return Form::u16;
         case 4:
           return Form::u32;
+        case 8:
+          return Form::u64;
         default:
           return Form::any;
       }
@@ -157,7 +159,7 @@ void TextPlan::addField(Attribute field, size_t offset, Limits limits) {
     most = std::max(longestLiteral(type), enumeratorMost);
   } else if (!type) {
     form = primitiveForm(field.descriptor().type, ops.size);
-    most = numberMost;
+    most = form == Form::u64 ? wideNumberMost : numberMost;
   }
   const bool limited = limits.low > 0 || limits.high < ~uint64_t{0};
   steps_.push_back({lastPiece_, static_cast<uint32_t>(pieces_.size()) - lastPiece_,
@@ -182,6 +184,9 @@ void TextPlan::print(std::string& out, const void* value) const {
         break;
       case Form::u32:
         to = putNumber(to, load<uint32_t>(field));
+        break;
+      case Form::u64:
+        to = putNumber(to, load<uint64_t>(field));
         break;
       case Form::boolean:
         to = putText(to, load<bool>(field) ? "true" : "false");
@@ -217,6 +222,8 @@ bool TextPlan::readStep(const Step& step, const char*& at, const char* end, void
       return readNumber<uint16_t>(at, end, field, low, high);
     case Form::u32:
       return readNumber<uint32_t>(at, end, field, low, high);
+    case Form::u64:
+      return readNumber<uint64_t>(at, end, field, low, high);
     default: {
       Tovo::CharRange text({at, static_cast<size_t>(end - at)});
       Tovo::ValueBuffer parsed(*step.ops);

@@ -30,6 +30,7 @@ class TextPlan {
     u8,
     u16,
     u32,
+    u64,
     boolean,
     octetEnumeration,
     intEnumeration,

@@ -27,10 +27,14 @@ Json memberToJson(Tovo::TovoTypeBase type, const void* value, Attribute member) 
   return toJson(shapeOf(member), field.get());
 }
 
+// Readers of JSON keep whole numbers up to this one; a type with larger ones is written as text.
+constexpr uint64_t exactMost = (uint64_t{1} << 53) - 1;
+
 // A number where the text is one: a VLAN's, not an interface's name.
 Json textToJson(const ValueOps& ops, const void* value) {
   std::string text = typedText(ops, value);
-  if (ops.number && text == std::to_string(ops.number(value))) return ops.number(value);
+  const uint64_t number = ops.number ? ops.number(value) : 0;
+  if (ops.number && number <= exactMost && text == std::to_string(number)) return number;
   return text;
 }
 
@@ -41,10 +45,12 @@ Json enumToJson(const ValueOps& ops, const void* value) {
 }
 
 Json primitiveToJson(const ValueShape& shape, const void* value) {
-  switch (Tovo::primitiveType(shape.primitive).form) {
+  const Tovo::PrimitiveType& primitive = Tovo::primitiveType(shape.primitive);
+  switch (primitive.form) {
     case PrimitiveForm::boolean:
       return *static_cast<const bool*>(value);
     case PrimitiveForm::integer:
+      if (primitive.highest > exactMost) return typedText(*shape.ops, value);
       return shape.ops->number(value);
     case PrimitiveForm::seconds: {
       const Tovo::Seconds seconds = *static_cast<const Tovo::Seconds*>(value);
@@ -174,8 +180,13 @@ Built ValueReader::list(const ValueShape& shape, const Json& json, const JsonPla
 
 Built ValueReader::number(const ValueShape& shape, const Json& json, const JsonPlace& place) const {
   const uint64_t highest = Tovo::primitiveType(shape.primitive).highest;
-  if (!json.is_number_unsigned() || json.get<uint64_t>() > highest) {
-    failType(place, json, "a whole number from 0 to " + std::to_string(highest));
+  const bool wide = highest > exactMost;
+  if (wide && json.is_string()) return text(*shape.ops, json.get<std::string>(), place);
+  const uint64_t most = std::min(highest, exactMost);
+  if (!json.is_number_unsigned() || json.get<uint64_t>() > most) {
+    failType(place, json,
+             "a whole number from 0 to " + std::to_string(most) +
+                 (wide ? ", or one up to " + std::to_string(highest) + " as a string" : ""));
   }
   return text(*shape.ops, std::to_string(json.get<uint64_t>()), place);
 }

@@ -39,6 +39,7 @@ inline constexpr Scalar scalars[] = {
     {"u8", ScalarForm::integer, 1, "uint8_t", "u8", "U8", false, false},
     {"u16", ScalarForm::integer, 2, "uint16_t", "u16", "U16", true, true},
     {"u32", ScalarForm::integer, 4, "uint32_t", "u32", "U32", false, true},
+    {"u64", ScalarForm::integer, 8, "uint64_t", "u64", "U64", false, false},
     {"bool", ScalarForm::boolean, 1, "bool", "boolean", "", false, false},
     {"String", ScalarForm::text, 0, "Pelmo::String", "string", "Tovo::String", true, false},
     {"Seconds", ScalarForm::real, 8, "Tovo::Seconds", "seconds", "Tovo::Seconds", false, false},

@@ -131,6 +131,37 @@ TEST(GeneratedCode, takesAnAlternativeByItsPlace) {
   EXPECT_EQ(place.heldIndex(), 0);
 }
 
+// 2^53 + 1 is the first number that a double does not hold.
+TEST(WideNumbers, keepAllBitsInEveryForm) {
+  constexpr uint64_t all = ~uint64_t{0};
+  for (const uint64_t number : {uint64_t{1}, (uint64_t{1} << 53) + 1, all - 1}) {
+    const Sample::Octets octets(number);
+    EXPECT_EQ(Tovo::strepToValue<Sample::Octets>(std::to_string(number)), octets);
+    std::string text;
+    octets.appendText(text);
+    EXPECT_EQ(text, std::to_string(number));
+    uint8_t bytes[Sample::Octets::attrLogBytes];
+    octets.encode(bytes);
+    EXPECT_EQ(Sample::Octets::decode(bytes), octets);
+  }
+  uint8_t bytes[8];
+  Sample::Octets(0x0102030405060708).encode(bytes);
+  for (uint8_t i = 0; i < 8; ++i) EXPECT_EQ(bytes[i], i + 1);
+
+  EXPECT_THROW(Sample::Octets{0}, Tovo::RangeException);
+  EXPECT_THROW(Sample::Octets{all}, Tovo::RangeException);
+  for (const char* refused : {"0", "18446744073709551615", "18446744073709551616", "-1"}) {
+    EXPECT_THROW(Tovo::strepToValue<Sample::Octets>(refused), Tovo::RangeException) << refused;
+  }
+  const auto meter = Sample::meterFactory("meter");
+  EXPECT_EQ(meter->octets().value(), Sample::Octets::highest);
+  EXPECT_EQ(meter->first().value(), (uint64_t{1} << 53) + 1);
+  EXPECT_EQ(meter->total(), all);
+  const Tovo::Attribute total = Tovo::attributeByName(meter->tovoType(), "total");
+  EXPECT_STREQ(total.typeName(), "u64");
+  EXPECT_EQ(Tovo::defaultText(total), "18446744073709551615");
+}
+
 TEST(SameTree, findsADifferenceBelowACollection) {
   const auto a = Sample::chassisFactory("chassis");
   const auto b = Sample::chassisFactory("chassis");

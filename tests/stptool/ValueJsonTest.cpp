@@ -105,6 +105,26 @@ TEST_F(ValueJson, KeepsAnyBytesOfAString) {
   }
 }
 
+// A double, as which many readers of JSON take every number, holds those up to 2^53.
+TEST_F(ValueJson, KeepsAllBitsOfAWideNumber) {
+  const Tovo::ValueOps& ops = Tovo::primitiveOps(Tovo::PrimitiveCode::u64);
+  const ValueShape shape{&ops, {}, Tovo::PrimitiveCode::u64};
+  const auto read = [&](const char* json) {
+    return *static_cast<const uint64_t*>(
+        fromJson(shape, Json::parse(json), JsonPlace() / "at")->get());
+  };
+  for (const uint64_t number : {uint64_t{0}, (uint64_t{1} << 53) + 1, ~uint64_t{0}}) {
+    const std::string json = toJson(shape, &number).dump();
+    EXPECT_EQ(json, '"' + std::to_string(number) + '"');
+    EXPECT_EQ(read(json.c_str()), number);
+  }
+  EXPECT_EQ(read("9007199254740991"), 9007199254740991u);
+  for (const char* refused :
+       {"9007199254740992", "1.0", "-1", R"("18446744073709551616")", R"("0x1")", R"("")"}) {
+    EXPECT_THROW(read(refused), JsonError) << refused;
+  }
+}
+
 struct Wrong {
   const char* type;
   const char* json;
