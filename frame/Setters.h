@@ -1,7 +1,6 @@
 // What the setters of entities do.
 #pragma once
 
-#include <limits>
 #include <type_traits>
 #include <utility>
 
@@ -23,7 +22,8 @@ inline void attributeIs(Tovo::Entity& entity, T& stored, const T& value, Tovo::A
 template <auto low, auto high, class T>
 constexpr bool within(T value) noexcept {
   constexpr bool fromZero = low == 0;
-  constexpr bool toHighest = high >= std::numeric_limits<T>::max();
+  static_assert(std::is_unsigned_v<T>);
+  constexpr bool toHighest = high >= static_cast<T>(-1);
   if constexpr (fromZero && toHighest) {
     return true;
   } else if constexpr (fromZero) {

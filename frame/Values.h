@@ -1,26 +1,15 @@
-// What value types do.
+// What value types do, beyond what their headers need.
 #pragma once
 
-#include <compare>
+#include <iosfwd>
 
 #include "Tovo/HashHelper.h"
 #include "Tovo/Number.h"
 #include "Tovo/Print.h"
-#include "Tovo/ValueOps.h"
 #include "TovoPelmo/Render.h"
+#include "frame/Order.h"
 
 namespace Frame {
-
-/// The order of one field: by operator<=>, or by the order that a type has for reflection only.
-template <class T>
-constexpr std::strong_ordering order(const T& a, const T& b) {
-  if constexpr (requires { T::reflectedLess(a, b); }) {
-    if (T::reflectedLess(a, b)) return std::strong_ordering::less;
-    return T::reflectedLess(b, a) ? std::strong_ordering::greater : std::strong_ordering::equal;
-  } else {
-    return a <=> b;
-  }
-}
 
 /// True at once for the same object.
 template <class T>

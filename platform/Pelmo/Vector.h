@@ -114,7 +114,11 @@ class BasicVector {
   void reserve(size_t count) { items_.reserve(count); }
 
   friend bool operator==(const BasicVector& a, const BasicVector& b) {
-    return a.items_ == b.items_;
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+      if (!(a.items_[i] == b.items_[i])) return false;
+    }
+    return true;
   }
 
  private:
