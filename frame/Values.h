@@ -3,11 +3,8 @@
 
 #include <iosfwd>
 
-#include "Tovo/HashHelper.h"
-#include "Tovo/Number.h"
 #include "Tovo/Print.h"
 #include "TovoPelmo/Render.h"
-#include "frame/Order.h"
 
 namespace Frame {
 

@@ -59,9 +59,10 @@ void emitIncludes(Writer& out, const Module& module) {
   std::set<std::string> headers = {
       "Pelmo/Ptr.h",         "Pelmo/String.h",         "Pelmo/Vector.h",
       "Tovo/AllocTrack.h",   "Tovo/AttrLog/FlowOut.h", "Tovo/AttrLog/In.h",
-      "Tovo/AttrLog/Out.h",  "Tovo/Entity.h",          "Tovo/OptionalByte.h",
-      "frame/Collections.h", "frame/Export.h",         "frame/Setters.h",
-      "frame/Values.h"};
+      "Tovo/AttrLog/Out.h",  "Tovo/CharRange.h",       "Tovo/Entity.h",
+      "Tovo/Exceptions.h",   "Tovo/HashHelper.h",      "Tovo/Number.h",
+      "Tovo/OptionalByte.h", "frame/Export.h",         "frame/Order.h",
+      "frame/Setters.h",     "frame/Views.h"};
   for (const Module* imported : module.reachable) {
     if (imported == &module) continue;
     if (!imported->external) {
@@ -129,9 +130,9 @@ void emitSourceStart(Writer& out, const Module& module) {
   out.line("#include <cstddef>");
   out.line("#include <ostream>");
   out.line();
-  std::set<std::string> headers = {"Tovo/Assert.h",        "Tovo/ValueReflection.h",
-                                   "frame/Access.h",       "frame/Entities.h",
-                                   "frame/Enumerations.h", "frame/Registration.h"};
+  std::set<std::string> headers = {
+      "Tovo/Assert.h",    "Tovo/ValueReflection.h", "frame/Access.h",       "frame/Collections.h",
+      "frame/Entities.h", "frame/Enumerations.h",   "frame/Registration.h", "frame/Values.h"};
   const auto external = [&](const Type* type) {
     if (!type || !type->isExternal()) return;
     const std::string header = type->header;
