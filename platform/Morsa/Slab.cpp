@@ -9,8 +9,6 @@
 #include <new>
 #include <vector>
 
-#include "Pelmo/ThreadControl.h"
-
 #if defined(__SANITIZE_ADDRESS__)
 #define MORSA_CHECKED 1
 #elif defined(__has_feature)
@@ -25,6 +23,9 @@
 namespace Morsa {
 
 namespace {
+
+constexpr bool never = false;
+constinit const bool* shared = &never;
 
 constexpr size_t pageSize = 64 * 1024;
 constexpr size_t headerSize = 64;
@@ -100,7 +101,7 @@ class Slab {
  private:
   struct Guard {
     explicit Guard(std::mutex& mutex) : lock(mutex, std::defer_lock) {
-      if (Pelmo::ThreadControl::tsp_) lock.lock();
+      if (*shared) lock.lock();
     }
     std::unique_lock<std::mutex> lock;
   };
@@ -248,6 +249,8 @@ void slabFree(void* object, uint32_t) noexcept {
     Slab::instance().free(object);
   }
 }
+
+void lockedWhile(const bool& flag) noexcept { shared = &flag; }
 
 Usage usage() noexcept { return Slab::instance().usage(); }
 

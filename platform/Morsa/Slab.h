@@ -14,6 +14,10 @@ void* slabAlloc(size_t size);
 /// debugger; the size is known from the page. Null is allowed.
 void slabFree(void* object, uint32_t type = 0) noexcept;
 
+/// From now on the allocator takes a lock whenever the flag is set; until this is called it takes
+/// none. The flag lives as long as the process and belongs to the caller.
+void lockedWhile(const bool& flag) noexcept;
+
 /// What the process holds at the moment.
 struct Usage {
   size_t objects = 0;    ///< allocated and not freed
