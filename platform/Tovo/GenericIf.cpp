@@ -1,25 +1,14 @@
 #include "Tovo/GenericIf.h"
 
-#include <cstring>
+#include <string>
 
 #include "Tovo/Assert.h"
-#include "Tovo/Entity.h"
 #include "Tovo/Exceptions.h"
-#include "Tovo/Path.h"
 #include "Tovo/ValueReflection.h"
 
 namespace Tovo {
 
 namespace {
-
-// The message format it stands for exists for other kinds of type only.
-void noPbMessage(void*, void*, bool write) {
-  if (write) {
-    TOVO_ASSERT(false && "Only value types support witePbMessage");
-  } else {
-    TOVO_ASSERT(false && "Only value types support constructFromPbMessage");
-  }
-}
 
 const ValueOps& opsOf(TovoTypeBase type) noexcept { return *valueOps(type); }
 
@@ -70,31 +59,13 @@ void valueFromStrep(TovoTypeBase type, std::string_view text, void* storage) {
   ops.construct(storage, value.get());
 }
 
-using EntityPtr = Pelmo::Ptr<Entity>;
-
-void entityConstruct(TovoTypeBase, void* storage, const void* source) {
-  new (storage) EntityPtr(source ? *static_cast<const EntityPtr*>(source) : EntityPtr());
-}
-void entityDestruct(TovoTypeBase, void* storage) { static_cast<EntityPtr*>(storage)->~EntityPtr(); }
-uint32_t entityHash(const void* value, TovoTypeBase) {
-  return hashOfNumber(reinterpret_cast<uintptr_t>(static_cast<const EntityPtr*>(value)->get()));
-}
-Pelmo::String entityStrRep(TovoTypeBase, const void* value) {
-  const Entity* entity = static_cast<const EntityPtr*>(value)->get();
-  return entity ? Pelmo::String(pathOf(*entity)) : Pelmo::String("None");
-}
-void entityFromStrep(TovoTypeBase type, std::string_view, void*) {
-  throw TypeException(std::string(typeName(type)) +
-                      " is an entity type; its objects are not made from text");
-}
-void* entityPointerIs(void* pointer, TovoTypeBase from, TovoTypeBase to) {
-  if (!isDerived(from, to)) GenericIfImpl::throwTypeException(from, to);
-  return pointer;
-}
-
-constexpr GenericIfMethods valueMethodTable{&valueConstruct, &valueDestruct,  &valueHash,
-                                            &valueStrRep,    &valueFromStrep, &valuePointerIs,
-                                            &noPbMessage};
+constexpr GenericIfMethods valueMethodTable{&valueConstruct,
+                                            &valueDestruct,
+                                            &valueHash,
+                                            &valueStrRep,
+                                            &valueFromStrep,
+                                            &valuePointerIs,
+                                            &GenericIfImpl::noPbMessage};
 
 // "Is set" asks for a difference from the type's default, which need not be zero.
 uint8_t wholeValueOp(TovoTypeBase type, void* result, const void* object, uint32_t code,
@@ -139,6 +110,14 @@ bool takesArgument(TovoTypeBase type, Attribute attribute) {
 
 namespace GenericIfImpl {
 
+void noPbMessage(void*, void*, bool write) {
+  if (write) {
+    TOVO_ASSERT(false && "Only value types support witePbMessage");
+  } else {
+    TOVO_ASSERT(false && "Only value types support constructFromPbMessage");
+  }
+}
+
 void throwUnhashableException(TovoTypeBase type) {
   throw UnhashableException(std::string(typeName(type)) + " has no hash");
 }
@@ -162,11 +141,6 @@ uint8_t GenericIfEnumMethods<Number>::attributeOp(TovoTypeBase type, void* resul
 
 template struct GenericIfEnumMethods<int>;
 template struct GenericIfEnumMethods<unsigned char>;
-
-template <>
-const GenericIfMethods GenericIfPtrInterfaceMethods<Entity>::table = {
-    &entityConstruct, &entityDestruct,  &entityHash, &entityStrRep,
-    &entityFromStrep, &entityPointerIs, &noPbMessage};
 
 }  // namespace GenericIfImpl
 

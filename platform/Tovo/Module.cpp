@@ -1,14 +1,9 @@
 #include "Tovo/Module.h"
 
 #include <cstring>
-#include <iterator>
 #include <string>
 #include <unordered_map>
 #include <vector>
-
-#include "Tovo/Assert.h"
-#include "Tovo/GenericIf.h"
-#include "Tovo/ValueOps.h"
 
 namespace Tovo {
 
@@ -24,35 +19,6 @@ Registry& registry() {
   static Registry* instance = new Registry;
   return *instance;
 }
-
-template <class T>
-constexpr PrimitiveType row(TypeCode code, const char* name, PrimitiveForm form) {
-  const bool integer = form == PrimitiveForm::integer;
-  return {code, name, form, &ValueOpsOf<T>::table,
-          integer ? ~uint64_t{0} >> (64 - 8 * sizeof(T)) : 0};
-}
-
-constexpr PrimitiveType primitives[] = {
-    {PrimitiveCode::none, "none", PrimitiveForm::none, nullptr, 0},
-    row<uint8_t>(PrimitiveCode::u8, "u8", PrimitiveForm::integer),
-    row<uint16_t>(PrimitiveCode::u16, "u16", PrimitiveForm::integer),
-    row<uint32_t>(PrimitiveCode::u32, "u32", PrimitiveForm::integer),
-    row<bool>(PrimitiveCode::boolean, "bool", PrimitiveForm::boolean),
-    row<Pelmo::String>(PrimitiveCode::string, "String", PrimitiveForm::text),
-    row<Seconds>(PrimitiveCode::seconds, "Seconds", PrimitiveForm::seconds),
-    row<uint64_t>(PrimitiveCode::u64, "u64", PrimitiveForm::integer),
-};
-
-constexpr bool inOrder() {
-  for (TypeCode code = 0; code < std::size(primitives); ++code) {
-    if (primitives[code].code != code) return false;
-  }
-  return true;
-}
-static_assert(std::size(primitives) == PrimitiveCode::end && inOrder(),
-              "a row for each code, in order");
-static_assert(PrimitiveCode::end <= PrimitiveCode::count,
-              "modules count their own types from there");
 
 // Own ids are consecutive but for one gap behind the runtime's ids, which is why the look-up starts
 // at the end, or before the views on bits.
@@ -127,22 +93,8 @@ TovoTypeBase Attribute::resolve(TypeCode code) const noexcept {
 }
 
 const char* Attribute::nameOf(TypeCode code) const noexcept {
-  return code < PrimitiveCode::count ? primitives[code].name : Tovo::typeName(resolve(code));
+  return code < PrimitiveCode::count ? primitiveType(code).name : Tovo::typeName(resolve(code));
 }
-
-// What is stored by value has operations.
-// NOLINTBEGIN(clang-analyzer-core.uninitialized.UndefReturn)
-const ValueOps& Attribute::ops() const noexcept {
-  if (const ValueOps* own = detail().ops) return *own;
-  const TypeCode code = descriptor_->type;
-  return code < PrimitiveCode::count ? primitiveOps(code) : *valueOps(resolve(code));
-}
-
-const ValueOps& Attribute::keyOps() const noexcept {
-  const TypeCode code = descriptor_->key;
-  return code < PrimitiveCode::count ? primitiveOps(code) : *valueOps(resolve(code));
-}
-// NOLINTEND(clang-analyzer-core.uninitialized.UndefReturn)
 
 std::span<const AttributeDescriptor> ownAttributes(TovoTypeBase type) noexcept {
   const TypeDescriptor& descriptor = typeDescriptor(type);
@@ -184,20 +136,6 @@ uint32_t attributeOrdinal(TovoTypeBase type, AttributeId id) noexcept {
 Attribute attributeAt(TovoTypeBase type, uint32_t ordinal) noexcept {
   while (ordinal < typeDescriptor(type).inheritedAttributes) type = baseType(type);
   return {*type.module, ownAttributes(type)[ordinal - typeDescriptor(type).inheritedAttributes]};
-}
-
-const ValueOps* valueOps(TovoTypeBase type) noexcept {
-  if (typeDescriptor(type).kind == TypeKind::entity) return nullptr;
-  return static_cast<const ValueOps*>(genericIf(type).runtimeData);
-}
-
-const PrimitiveType& primitiveType(TypeCode code) noexcept { return primitives[code]; }
-
-const ValueOps& primitiveOps(TypeCode code) noexcept { return *primitives[code].ops; }
-
-const EntityHooks* entityHooks(TovoTypeBase type) noexcept {
-  if (typeDescriptor(type).kind != TypeKind::entity) return nullptr;
-  return static_cast<const EntityHooks*>(genericIf(type).runtimeData);
 }
 
 }  // namespace Tovo

@@ -9,6 +9,11 @@ namespace Tovo {
 
 extern const GenericIfMethods valueMethods;
 
+namespace GenericIfImpl {
+/// The message format it stands for exists for other kinds of type only: an assertion that fails.
+void noPbMessage(void* message, void* value, bool write);
+}  // namespace GenericIfImpl
+
 uint8_t valueAttributeOp(TovoTypeBase type, void* result, void* object,
                          const Pelmo::FieldDescriptor* field, uint32_t code, const void* other,
                          const void* argument);
