@@ -102,6 +102,12 @@ HEAD
   echo "| everything | $(ninja -t deps | grep -c ': #deps.*VALID') |"
   cat <<'HEAD'
 
+| what a file includes, and nothing else | CPU seconds | lines |
+|---|--:|--:|
+HEAD
+  "$root/scripts/include-cost.sh" .
+  cat <<'HEAD'
+
 ## Where the bytes go
 
 | section of libStp.so | bytes |
