@@ -1,5 +1,6 @@
 // Collections of every kind: what they hold, what they publish, what they refuse.
 #include <algorithm>
+#include <ranges>
 
 #include "Stp/StpConfig.h"
 #include "Stp/StpHw.h"
@@ -183,6 +184,10 @@ TEST_F(CollectionsTest, DeletesByTheElementsOwnKey) {
   config->disabledVlanIs(config->disabledVlan().begin()->fwkKey(), false);
   EXPECT_FALSE(config->disabledVlan(8));
 }
+
+// Their iterators name no category, which would take <iterator>; what C++20 asks for is there.
+static_assert(std::ranges::input_range<decltype(std::declval<const Status&>().stpiStatus())>);
+static_assert(std::ranges::input_range<decltype(std::declval<const Status&>().vlanMembership())>);
 
 TEST_F(CollectionsTest, IterationSurvivesErasureAndInsertion) {
   for (int eraseAhead = 0; eraseAhead < 2; ++eraseAhead) {
