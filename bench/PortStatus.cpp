@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "MemoryLog.h"
+#include "Tovo/ValueOps.h"
 #include "Values.h"
 
 namespace {
