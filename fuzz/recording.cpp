@@ -22,8 +22,8 @@
 #include "Tovo/AttrLog/Recording.h"
 #include "fuzz/Messages.h"
 #include "fuzz/TreeState.h"
-#include "stptool/Failure.h"
 #include "stptool/commands/Commands.h"
+#include "stptool/output/Failure.h"
 
 namespace {
 

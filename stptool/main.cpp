@@ -2,15 +2,15 @@
 #include <csignal>
 
 #include "Tovo/Assert.h"
-#include "Tovo/Path.h"
+#include "Tovo/Directory.h"
 #include "agents/service/StandardStreams.h"
-#include "stptool/Failure.h"
 #include "stptool/commandline/CommandLine.h"
 #include "stptool/commandline/Completion.h"
 #include "stptool/commandline/ManPage.h"
-#include "stptool/text/ErrorText.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/Suggest.h"
+#include "stptool/json/ErrorJson.h"
+#include "stptool/model/Explain.h"
+#include "stptool/output/Failure.h"
+#include "stptool/output/Output.h"
 
 namespace {
 

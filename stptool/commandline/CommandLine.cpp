@@ -2,12 +2,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 
-#include "stptool/Failure.h"
-#include "stptool/ModelLibrary.h"
+#include "stptool/commandline/OptionAdder.h"
 #include "stptool/commands/Commands.h"
-#include "stptool/text/Output.h"
+#include "stptool/model/ModelLibrary.h"
+#include "stptool/output/Failure.h"
+#include "stptool/output/Output.h"
 #include "stptool/text/Suggest.h"
 
 namespace stptool {
@@ -36,101 +36,9 @@ struct AllOptions {
   ReplayOptions replay;
 };
 
-// Adds to the parser and to the description at the same time.
-class Adder {
- public:
-  Adder(CLI::App& app, std::vector<OptionDescription>& options,
-        std::vector<OptionDescription>& positionals)
-      : app_(app), options_(options), positionals_(positionals) {}
-
-  template <class T>
-  CLI::Option* option(const std::string& name, T& value, const std::string& argument,
-                      const std::string& text, Completes completes = Completes::nothing) {
-    options_.push_back({{name}, argument, text, completes, false, false});
-    return app_.add_option(name, value, text)->option_text(argument);
-  }
-
-  CLI::Option* flag(const std::string& name, bool& value, const std::string& text) {
-    options_.push_back({{name}, {}, text, Completes::nothing, false, false});
-    return app_.add_flag(name, value, text);
-  }
-
-  template <class T>
-  CLI::Option* positional(const std::string& name, T& value, const std::string& text,
-                          Completes completes = Completes::nothing) {
-    constexpr bool repeats = std::is_same_v<T, std::vector<std::string>>;
-    positionals_.push_back({{name}, {}, text, completes, repeats, false});
-    return app_.add_option(name, value, text)->type_name("");
-  }
-
-  template <class T>
-  void required(const std::string& name, T& value, const std::string& text,
-                Completes completes = Completes::nothing) {
-    positional(name, value, text, completes)->required();
-    positionals_.back().required = true;
-  }
-
-  CLI::App& app() noexcept { return app_; }
-
- private:
-  CLI::App& app_;
-  std::vector<OptionDescription>& options_;
-  std::vector<OptionDescription>& positionals_;
-};
-
-template <class T>
-std::string shown(T number) {
-  char text[32];
-  const auto end = [&] {
-    if constexpr (std::is_floating_point_v<T>) {
-      return std::to_chars(text, text + sizeof text, number, std::chars_format::fixed).ptr;
-    } else {
-      return std::to_chars(text, text + sizeof text, number).ptr;
-    }
-  };
-  return {text, end()};
-}
-
-// The parser's own check shows its limits with six digits each.
-template <class T>
-auto within(T low, T high) {
-  return [=](const std::string& text) {
-    T number{};
-    const char* const end = text.data() + text.size();
-    const auto read = std::from_chars(text.data(), end, number);
-    const bool isNumber = read.ec == std::errc() && read.ptr == end;
-    if (isNumber && low <= number && number <= high) return std::string();
-    return "'" + text + "' is refused; allowed: " + shown(low) + " to " + shown(high);
-  };
-}
-
 constexpr double longestTime = 1e9;  // some thirty years
 
 }  // namespace
-
-const std::vector<Meaning>& exitCodes() {
-  static const std::vector<Meaning> codes{
-      {"0", "done"},
-      {"1", "refused, or something went wrong"},
-      {"2", "wrong options or arguments"},
-      {"3", "cannot connect: nobody answers at the socket, or not as a peer of this tool"},
-      {"4", "damaged: a recording ends before its end or without a farewell, or is none"},
-      {"5", "cannot write: standard output or a file, as on a full disk"},
-  };
-  return codes;
-}
-
-const std::vector<Meaning>& environment() {
-  static const std::vector<Meaning> variables{
-      {"STP_SOCKET", "stands for --socket"},
-      {"LISTEN_FDS",
-       "with LISTEN_PID and LISTEN_FDNAMES: sockets that a service manager passes to "
-       "'serve'"},
-      {"NOTIFY_SOCKET", "where 'serve' tells a service manager that it is ready, or stops"},
-      {"NO_COLOR", "switches colour off; it is on only where standard output is a terminal"},
-  };
-  return variables;
-}
 
 class CommandLine::Parser {
  public:
@@ -145,7 +53,7 @@ class CommandLine::Parser {
     app_.option_defaults()->always_capture_default(false);
     app_.get_formatter()->column_width(26);
     app_.get_formatter()->label("REQUIRED", "");
-    Adder global(app_, tool_.options, none_);
+    OptionAdder global(app_, tool_.options, none_);
     global.option("--library", options_.libraries, "FILE",
                   "Model library to load; may stand several times (default: libStp.so)",
                   Completes::file);
@@ -236,8 +144,8 @@ class CommandLine::Parser {
   }
 
   template <class Options>
-  Adder command(const char* name, const char* summary, void (*function)(const Options&),
-                Options& options, std::vector<Example> examples) {
+  OptionAdder command(const char* name, const char* summary, void (*function)(const Options&),
+                      Options& options, std::vector<Example> examples) {
     CLI::App* app = app_.add_subcommand(name, summary);
     std::string footer = examples.size() == 1 ? "Example:\n" : "Examples:\n";
     for (const Example& example : examples) {
@@ -252,18 +160,18 @@ class CommandLine::Parser {
   }
 
   template <class Options>
-  static void addJson(Adder& command, Options& options, const char* what) {
+  static void addJson(OptionAdder& command, Options& options, const char* what) {
     command.flag("--json", options.json, what);
   }
 
-  static void addSession(Adder& command, SessionOptions& session, bool required = true) {
+  static void addSession(OptionAdder& command, SessionOptions& session, bool required = true) {
     command.option("--socket", session.socket, "PATH", "Socket of the server", Completes::file)
         ->envname("STP_SOCKET")
         ->required(required);
     addTimeouts(command, session.timeout, session.connectTimeout);
   }
 
-  static void addTimeouts(Adder& command, double& timeout, double& connectTimeout) {
+  static void addTimeouts(OptionAdder& command, double& timeout, double& connectTimeout) {
     command
         .option("--timeout", timeout, "SECONDS",
                 "Seconds in which the server has to answer (default: 10)")
@@ -274,21 +182,21 @@ class CommandLine::Parser {
         ->check(within(0.0, 86400.0));
   }
 
-  static void addPath(Adder& command, std::string& path, const char* what) {
+  static void addPath(OptionAdder& command, std::string& path, const char* what) {
     command.positional("PATH", path, what, Completes::path);
   }
-  static void addRequiredPath(Adder& command, std::string& path, const char* what) {
+  static void addRequiredPath(OptionAdder& command, std::string& path, const char* what) {
     command.required("PATH", path, what, Completes::path);
   }
 
-  static void addValueType(Adder& command, std::string& type) {
+  static void addValueType(OptionAdder& command, std::string& type) {
     command.required("TYPE", type,
                      "Name of a value type or enumeration; namespaces may be left out",
                      Completes::valueType);
   }
 
   void addTypes() {
-    Adder types = command(
+    OptionAdder types = command(
         "types", "Shows the types of the model, or one in detail", &runTypes, options_.types,
         {{"Everything that there is", "stptool types"},
          {"One type: its attributes, ids, defaults and ranges", "stptool types Stp::MstiPortHw"}});
@@ -298,7 +206,7 @@ class CommandLine::Parser {
   }
 
   void addParse() {
-    Adder parse = command(
+    OptionAdder parse = command(
         "parse", "Reads a value from its text and shows what it holds", &runParse, options_.parse,
         {{"The parts of a port's identifier",
           "stptool parse Stp::PortId \"Value('Stp::PortId', portPriority=128, portNumber=5)\""}});
@@ -308,7 +216,7 @@ class CommandLine::Parser {
   }
 
   void addEncode() {
-    Adder encode =
+    OptionAdder encode =
         command("encode", "Shows the bytes of a value in the attribute log", &runEncode,
                 options_.encode, {{"Four bytes, big-endian", "stptool encode Stp::PathCost 2000"}});
     addValueType(encode, options_.encode.type);
@@ -317,7 +225,7 @@ class CommandLine::Parser {
   }
 
   void addDecode() {
-    Adder decode =
+    OptionAdder decode =
         command("decode", "Shows a recording message by message, or a value from its bytes",
                 &runDecode, options_.decode,
                 {{"What was recorded, with offsets and times", "stptool decode monday.rec"},
@@ -332,7 +240,7 @@ class CommandLine::Parser {
 
   void addGraph() {
     GraphOptions& options = options_.graph;
-    Adder graph =
+    OptionAdder graph =
         command("graph", "Draws a live tree, or with --types what types contain each other",
                 &runGraph, options,
                 {{"The tree that a server has now", "stptool graph /stp/status --svg > status.svg"},
@@ -357,7 +265,7 @@ class CommandLine::Parser {
 
   void addReference() {
     ReferenceOptions& options = options_.reference;
-    Adder reference =
+    OptionAdder reference =
         command("reference", "Writes the model as pages to read, one a module", &runReference,
                 options, {{"As Markdown", "stptool reference docs/model"}});
     reference.required("FOLDER", options.folder, "Where the pages go; made when it is not there",
@@ -367,7 +275,7 @@ class CommandLine::Parser {
 
   void addServe() {
     ServeOptions& options = options_.serve;
-    Adder serve =
+    OptionAdder serve =
         command("serve", "Hosts trees that others mirror, until a signal comes", &runServe, options,
                 {{"A tree from a file, for others of the same user",
                   "stptool serve --socket /run/stp.sock --load state.json"}});
@@ -419,7 +327,7 @@ class CommandLine::Parser {
 
   void addStatus() {
     StatusOptions& options = options_.status;
-    Adder status =
+    OptionAdder status =
         command("status", "Shows how a server and its connections are: who, what, how far behind",
                 &runStatus, options, {{"For a script", "stptool status --json"}});
     addSession(status, options.session);
@@ -428,10 +336,10 @@ class CommandLine::Parser {
 
   void addTree() {
     TreeOptions& options = options_.tree;
-    Adder tree = command("tree", "Shows a tree, or what is below a path", &runTree, options,
-                         {{"All that is not at its default", "stptool tree"},
-                          {"One instance, without what is below its ports",
-                           "stptool tree /stp/hw/mstiHw/Mst0 --depth 1"}});
+    OptionAdder tree = command("tree", "Shows a tree, or what is below a path", &runTree, options,
+                               {{"All that is not at its default", "stptool tree"},
+                                {"One instance, without what is below its ports",
+                                 "stptool tree /stp/hw/mstiHw/Mst0 --depth 1"}});
     addSession(tree, options.session);
     addPath(tree, options.path, "Entity to start at; all without it");
     tree.option("--depth", options.depth, "N", "Levels of elements to show")
@@ -443,7 +351,7 @@ class CommandLine::Parser {
 
   void addGet() {
     GetOptions& options = options_.get;
-    Adder get = command(
+    OptionAdder get = command(
         "get", "Shows the attributes of an entity, some of them, or one value", &runGet, options,
         {{"A bare value, for scripts",
           "stptool get /stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet1 portState"},
@@ -456,7 +364,7 @@ class CommandLine::Parser {
 
   void addSet() {
     SetOptions& options = options_.set;
-    Adder set = command(
+    OptionAdder set = command(
         "set", "Sets attributes; all of them, or none when one is refused", &runSet, options,
         {{"Two at once",
           "stptool set /stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet1 portState learning active true"}});
@@ -470,7 +378,7 @@ class CommandLine::Parser {
 
   void addNew() {
     NewOptions& options = options_.create;
-    Adder create =
+    OptionAdder create =
         command("new", "Makes an element of a collection, or a root entity", &runNew, options,
                 {{"An element", "stptool new /stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet49"},
                  {"A root", "stptool new /stp/lab Stp::Hw"}});
@@ -485,7 +393,7 @@ class CommandLine::Parser {
 
   void addDel() {
     DelOptions& options = options_.del;
-    Adder del =
+    OptionAdder del =
         command("del", "Removes an element, an entry of a collection, or a root", &runDel, options,
                 {{"An element with all below it",
                   "stptool del /stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet49"}});
@@ -496,12 +404,12 @@ class CommandLine::Parser {
 
   void addWatch() {
     WatchOptions& options = options_.watch;
-    Adder watch = command("watch", "Shows each change as it arrives, until a signal comes",
-                          &runWatch, options,
-                          {{"Everything for a minute", "stptool watch --for 60"},
-                           {"The states of all ports of an instance, wherever they are",
-                            "stptool watch '/stp/**/Mst1/**' --attribute '*tate'"},
-                           {"What changes most", "stptool watch --rate --for 10"}});
+    OptionAdder watch = command("watch", "Shows each change as it arrives, until a signal comes",
+                                &runWatch, options,
+                                {{"Everything for a minute", "stptool watch --for 60"},
+                                 {"The states of all ports of an instance, wherever they are",
+                                  "stptool watch '/stp/**/Mst1/**' --attribute '*tate'"},
+                                 {"What changes most", "stptool watch --rate --for 10"}});
     addSession(watch, options.session);
     watch.positional("PATH", options.path,
                      "What to watch, all without it; * stands for one name or key, ** for any "
@@ -524,8 +432,9 @@ class CommandLine::Parser {
 
   void addDump() {
     DumpOptions& options = options_.dump;
-    Adder dump = command("dump", "Prints a tree as JSON that 'load' and 'serve' take", &runDump,
-                         options, {{"A part of the tree", "stptool dump /stp/hw > hw.json"}});
+    OptionAdder dump =
+        command("dump", "Prints a tree as JSON that 'load' and 'serve' take", &runDump, options,
+                {{"A part of the tree", "stptool dump /stp/hw > hw.json"}});
     addSession(dump, options.session);
     addPath(dump, options.path, "What to print; all without it");
     dump.flag("--json", options.json, "Errors as JSON; the output is JSON anyhow");
@@ -533,7 +442,7 @@ class CommandLine::Parser {
 
   void addLoad() {
     LoadOptions& options = options_.load;
-    Adder load = command(
+    OptionAdder load = command(
         "load", "Brings a JSON file into a live tree; all of it or nothing", &runLoad, options,
         {{"Make what is missing, set what is mentioned", "stptool load hw.json"},
          {"Also remove what the file does not have", "stptool load hw.json --replace"},
@@ -550,7 +459,7 @@ class CommandLine::Parser {
 
   void addRecord() {
     RecordOptions& options = options_.record;
-    Adder record =
+    OptionAdder record =
         command("record", "Writes what the server says to a file, until a signal comes", &runRecord,
                 options, {{"A minute of everything", "stptool record monday.rec --for 60"}});
     addSession(record, options.session);
@@ -568,7 +477,7 @@ class CommandLine::Parser {
 
   void addReplay() {
     ReplayOptions& options = options_.replay;
-    Adder replay = command(
+    OptionAdder replay = command(
         "replay", "Plays a recording again: prints its changes, or makes them", &runReplay, options,
         {{"The changes, ten times as fast", "stptool replay monday.rec --speed 10"},
          {"Another server gets the recorded trees",

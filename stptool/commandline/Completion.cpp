@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "stptool/ModelLibrary.h"
+#include "Tovo/Printable.h"
 #include "stptool/commandline/LiveNames.h"
-#include "stptool/text/Explain.h"
-#include "stptool/text/Printable.h"
+#include "stptool/model/Explain.h"
+#include "stptool/model/ModelLibrary.h"
 
 namespace stptool {
 
@@ -113,9 +113,9 @@ class Completer {
 
  private:
   void add(const std::string& candidate, const std::string& about = {}) {
-    if (!candidate.starts_with(line_.last) || !isPrintable(candidate)) return;
+    if (!candidate.starts_with(line_.last) || !Tovo::isPrintable(candidate)) return;
     out_ += line_.before + candidate;
-    if (!about.empty()) out_ += "\t" + printable(about);
+    if (!about.empty()) out_ += "\t" + Tovo::printable(about);
     out_ += "\n";
   }
 

@@ -4,9 +4,9 @@
 
 #include "Tovo/Collection.h"
 #include "Tovo/Path.h"
+#include "stptool/model/ElementOrder.h"
+#include "stptool/model/Explain.h"
 #include "stptool/session/ClientSession.h"
-#include "stptool/text/ElementOrder.h"
-#include "stptool/text/Explain.h"
 
 namespace stptool {
 

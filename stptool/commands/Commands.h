@@ -1,4 +1,5 @@
-// The commands of the tool, without their options' spelling: main.cpp has that.
+// The commands of the tool and what each is given. How that is spelled on a command line stands in
+// commandline/CommandLine.cpp.
 #pragma once
 
 #include <optional>

@@ -3,8 +3,8 @@
 #include "stptool/json/Dump.h"
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/Progress.h"
+#include "stptool/output/Output.h"
+#include "stptool/output/Progress.h"
 
 namespace stptool {
 

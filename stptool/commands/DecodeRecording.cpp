@@ -3,15 +3,16 @@
 #include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
+#include "Tovo/Printable.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/commands/RootObservers.h"
 #include "stptool/json/Dump.h"
+#include "stptool/model/TypedText.h"
+#include "stptool/output/Output.h"
 #include "stptool/recording/RecordingFile.h"
-#include "stptool/text/ChangeText.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/Printable.h"
 #include "stptool/text/Style.h"
 #include "stptool/text/TimeText.h"
+#include "stptool/tree/ChangeText.h"
 
 namespace stptool {
 
@@ -253,15 +254,15 @@ class Decoder {
   }
 
   static std::string subjectText(const Subject& subject) {
-    std::string line = printable(subject.path);
+    std::string line = Tovo::printable(subject.path);
     const auto add = [&](const std::string& part) {
       if (!part.empty()) line += (line.empty() ? "" : "  ") + part;
     };
     std::string attribute = subject.attribute;
     if (!subject.key.empty()) attribute += "[" + subject.key + "]";
-    add(styled(Style::name, printable(attribute)));
+    add(styled(Style::name, Tovo::printable(attribute)));
     if (subject.message == "value") {
-      add("= " + printable(subject.note));
+      add("= " + Tovo::printable(subject.note));
       return line;
     }
     if (subject.message == "element") add("is there");
@@ -273,7 +274,7 @@ class Decoder {
                         subject.message == "unmounted" ||
                         (subject.message == "end" && subject.path.empty());
     if (isWord) add(styled(Style::type, subject.message));
-    add(printable(subject.note));
+    add(Tovo::printable(subject.note));
     return line;
   }
 

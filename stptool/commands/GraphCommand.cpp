@@ -3,7 +3,7 @@
 #include "stptool/commands/Commands.h"
 #include "stptool/graph/Graph.h"
 #include "stptool/model/FindType.h"
-#include "stptool/text/Output.h"
+#include "stptool/output/Output.h"
 
 namespace stptool {
 

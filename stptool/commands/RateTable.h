@@ -6,7 +6,7 @@
 #include <unordered_map>
 
 #include "stptool/json/Json.h"
-#include "stptool/text/ChangeText.h"
+#include "stptool/tree/ChangeText.h"
 
 namespace stptool {
 

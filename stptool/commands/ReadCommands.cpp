@@ -2,15 +2,16 @@
 #include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
+#include "Tovo/Printable.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Dump.h"
 #include "stptool/json/ValueJson.h"
-#include "stptool/text/ElementOrder.h"
-#include "stptool/text/Explain.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/Printable.h"
+#include "stptool/model/ElementOrder.h"
+#include "stptool/model/Explain.h"
+#include "stptool/model/TypedText.h"
+#include "stptool/output/Output.h"
 #include "stptool/text/Table.h"
-#include "stptool/text/TreeText.h"
+#include "stptool/tree/TreeText.h"
 
 namespace stptool {
 
@@ -33,7 +34,7 @@ std::string bareText(const Entity& entity, Attribute attribute) {
       return typedText(Tovo::primitiveOps(Tovo::PrimitiveCode::string), &name);
     }
     default:
-      return printable(Tovo::attributeText(entity, attribute));
+      return Tovo::printable(Tovo::attributeText(entity, attribute));
   }
 }
 
@@ -78,7 +79,7 @@ std::string entityText(const Entity& entity) {
 std::string targetText(const PathTarget& target, const std::string& path) {
   if (!target.attribute) return entityText(*target.entity);
   if (target.hasKey) {
-    return printable(itemText(target.attribute, needItem(target, path))) + "\n";
+    return Tovo::printable(itemText(target.attribute, needItem(target, path))) + "\n";
   }
   if (target.attribute.isCollection()) return entriesText(*target.entity, target.attribute);
   return bareText(*target.entity, target.attribute) + "\n";

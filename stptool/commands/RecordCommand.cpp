@@ -2,9 +2,9 @@
 #include "Tovo/AttrLog/Recording.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/commands/Deadline.h"
+#include "stptool/output/Output.h"
 #include "stptool/output/OutputFile.h"
-#include "stptool/text/ChangeText.h"
-#include "stptool/text/Output.h"
+#include "stptool/tree/ChangeText.h"
 
 namespace stptool {
 

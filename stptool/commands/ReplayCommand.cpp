@@ -6,12 +6,12 @@
 #include "stptool/commands/Commands.h"
 #include "stptool/commands/Deadline.h"
 #include "stptool/commands/RootObservers.h"
+#include "stptool/output/Output.h"
+#include "stptool/output/Progress.h"
 #include "stptool/recording/RecordingFile.h"
-#include "stptool/text/ChangeText.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/Progress.h"
 #include "stptool/text/Style.h"
 #include "stptool/text/TimeText.h"
+#include "stptool/tree/ChangeText.h"
 
 namespace stptool {
 

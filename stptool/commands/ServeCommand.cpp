@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Tovo/Directory.h"
+#include "Tovo/Printable.h"
 #include "agents/service/Activation.h"
 #include "agents/service/Readiness.h"
 #include "agents/service/Server.h"
@@ -12,9 +13,8 @@
 #include "stptool/json/Dump.h"
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
+#include "stptool/output/Output.h"
 #include "stptool/output/OutputFile.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/Printable.h"
 
 namespace stptool {
 
@@ -40,7 +40,7 @@ std::string announcement(const ServeOptions& options, size_t count, const std::s
     return jsonText(ready) + "\n";
   }
   return "serving " + std::to_string(count) + (count == 1 ? " entity" : " entities") + " on " +
-         printable(socket) + "\n";
+         Tovo::printable(socket) + "\n";
 }
 
 service::ServerOptions serverOptions(const ServeOptions& options) {

@@ -2,10 +2,10 @@
 #include <cstdio>
 #include <string>
 
+#include "Tovo/Printable.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/Json.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/Printable.h"
+#include "stptool/output/Output.h"
 #include "stptool/text/Table.h"
 
 namespace stptool {
@@ -53,7 +53,7 @@ std::string connectionTable(const Json& connections) {
   for (const Json& one : connections) {
     std::string mounts;
     for (const Json& mount : one.at("mounts")) {
-      mounts += (mounts.empty() ? "" : " ") + printable(mount.at("path").get<std::string>()) +
+      mounts += (mounts.empty() ? "" : " ") + Tovo::printable(mount.at("path").get<std::string>()) +
                 (mount.at("readOnly").get<bool>() ? "" : " (rw)");
     }
     const auto refused = one.at("refused").get<uint64_t>();
@@ -76,7 +76,7 @@ std::string statusText(const Json& status) {
   const auto count = [](uint64_t value, const char* what) {
     return std::to_string(value) + " " + what + (value == 1 ? "" : "s");
   };
-  std::string text = printable(status.at("socket").get<std::string>()) + ": pid " +
+  std::string text = Tovo::printable(status.at("socket").get<std::string>()) + ": pid " +
                      number(status, "pid") + ", up " + span(status.at("seconds").get<double>()) +
                      ", " + count(status.at("roots").get<uint64_t>(), "root") + ", " +
                      count(status.at("connections").size(), "connection") + " of " +
@@ -85,7 +85,7 @@ std::string statusText(const Json& status) {
   std::string closed;
   for (const auto& [reason, times] : status.at("closed").items()) {
     closed += (closed.empty() ? "" : ", ") + std::to_string(times.get<uint64_t>()) + " " +
-              printable(reason);
+              Tovo::printable(reason);
   }
   if (!closed.empty()) text += "closed: " + closed + "\n";
   const Json& limits = status.at("limits");
@@ -99,7 +99,7 @@ std::string statusText(const Json& status) {
           ", " + sized(limits, "bytesOfOneUser") + " of one user" +
           (turnedAway == 0 ? "" : "; turned away: " + std::to_string(turnedAway)) + "\n";
   for (const Json& note : status.at("notes")) {
-    text += "note: " + printable(note.get<std::string>()) + "\n";
+    text += "note: " + Tovo::printable(note.get<std::string>()) + "\n";
   }
   return text + connectionTable(status.at("connections"));
 }

@@ -7,9 +7,9 @@
 #include "stptool/json/Json.h"
 #include "stptool/json/ValueJson.h"
 #include "stptool/model/Describe.h"
+#include "stptool/model/Explain.h"
 #include "stptool/model/FindType.h"
-#include "stptool/text/Explain.h"
-#include "stptool/text/Output.h"
+#include "stptool/output/Output.h"
 #include "stptool/text/Table.h"
 
 namespace stptool {

@@ -8,14 +8,14 @@
 #include "stptool/commands/Commands.h"
 #include "stptool/json/ValueJson.h"
 #include "stptool/model/Describe.h"
+#include "stptool/model/Explain.h"
 #include "stptool/model/FindType.h"
-#include "stptool/text/ChangeText.h"
-#include "stptool/text/Explain.h"
+#include "stptool/model/ShortText.h"
+#include "stptool/output/Output.h"
 #include "stptool/text/Hex.h"
-#include "stptool/text/Output.h"
-#include "stptool/text/ShortText.h"
 #include "stptool/text/Suggest.h"
 #include "stptool/text/Table.h"
+#include "stptool/tree/ChangeText.h"
 
 namespace stptool {
 

@@ -9,13 +9,13 @@
 #include "stptool/commands/RateTable.h"
 #include "stptool/commands/RootObservers.h"
 #include "stptool/json/Dump.h"
+#include "stptool/output/Output.h"
 #include "stptool/output/OutputFile.h"
-#include "stptool/text/ChangeText.h"
-#include "stptool/text/Output.h"
 #include "stptool/text/PathPattern.h"
 #include "stptool/text/Style.h"
 #include "stptool/text/Suggest.h"
 #include "stptool/text/TimeText.h"
+#include "stptool/tree/ChangeText.h"
 
 namespace stptool {
 

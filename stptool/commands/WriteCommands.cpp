@@ -9,10 +9,9 @@
 #include "Tovo/ValueOps.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/json/ValueJson.h"
+#include "stptool/model/Explain.h"
 #include "stptool/model/FindType.h"
-#include "stptool/text/ErrorText.h"
-#include "stptool/text/Explain.h"
-#include "stptool/text/Output.h"
+#include "stptool/output/Output.h"
 
 namespace stptool {
 

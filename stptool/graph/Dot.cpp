@@ -1,6 +1,6 @@
 // Graphs as documents.
+#include "Tovo/Printable.h"
 #include "stptool/graph/Graph.h"
-#include "stptool/text/Printable.h"
 
 namespace stptool {
 
@@ -8,7 +8,7 @@ namespace {
 
 std::string quoted(const std::string& text) {
   std::string out = "\"";
-  for (const char c : printable(text)) {
+  for (const char c : Tovo::printable(text)) {
     if (c == '"' || c == '\\') out += '\\';
     out += c;
   }
@@ -71,7 +71,7 @@ Json graphJson(const Graph& graph) {
   json["nodes"] = Json::array();
   json["edges"] = Json::array();
   for (const GraphNode& node : graph.nodes) {
-    Json entry{{"title", printable(node.title)}, {"detail", printable(node.detail)}};
+    Json entry{{"title", Tovo::printable(node.title)}, {"detail", Tovo::printable(node.detail)}};
     if (!node.fill.empty()) entry["fill"] = node.fill;
     if (node.prominent) entry["prominent"] = true;
     json["nodes"].push_back(std::move(entry));
@@ -79,7 +79,7 @@ Json graphJson(const Graph& graph) {
   for (const GraphEdge& edge : graph.edges) {
     json["edges"].push_back({{"from", edge.from},
                              {"to", edge.to},
-                             {"label", printable(edge.label)},
+                             {"label", Tovo::printable(edge.label)},
                              {"kind", nameOf(edge.kind)}});
   }
   return json;

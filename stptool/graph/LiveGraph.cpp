@@ -6,8 +6,8 @@
 #include "Tovo/Path.h"
 #include "stptool/graph/Graph.h"
 #include "stptool/graph/StateLook.h"
-#include "stptool/text/AttributeCell.h"
-#include "stptool/text/ElementOrder.h"
+#include "stptool/model/AttributeCell.h"
+#include "stptool/model/ElementOrder.h"
 
 namespace stptool {
 

@@ -11,8 +11,8 @@
 #include "stptool/graph/Graph.h"
 #include "stptool/graph/StateLook.h"
 #include "stptool/graph/SvgText.h"
-#include "stptool/text/AttributeCell.h"
-#include "stptool/text/ElementOrder.h"
+#include "stptool/model/AttributeCell.h"
+#include "stptool/model/ElementOrder.h"
 
 namespace stptool {
 

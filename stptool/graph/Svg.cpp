@@ -1,9 +1,9 @@
 // A tidy tree from left to right: columns by depth, a node in the middle of what it leads to.
 #include <algorithm>
 
+#include "Tovo/Printable.h"
 #include "stptool/graph/Graph.h"
 #include "stptool/graph/SvgText.h"
-#include "stptool/text/Printable.h"
 #include "stptool/text/Table.h"
 
 namespace stptool {
@@ -34,7 +34,7 @@ struct PlacedNode {
 };
 
 int widthOf(const std::string& text, int advance) {
-  return static_cast<int>(textWidth(printable(text))) * advance;
+  return static_cast<int>(textWidth(Tovo::printable(text))) * advance;
 }
 
 class Layout {

@@ -1,12 +1,12 @@
 #include "stptool/graph/SvgText.h"
 
+#include "Tovo/Printable.h"
 #include "stptool/text/Markup.h"
-#include "stptool/text/Printable.h"
 #include "stptool/text/Table.h"
 
 namespace stptool {
 
-std::string svgEscaped(const std::string& text) { return markupEscaped(printable(text)); }
+std::string svgEscaped(const std::string& text) { return markupEscaped(Tovo::printable(text)); }
 
 std::string svgStart(int width, int height) {
   const std::string w = std::to_string(width);
@@ -31,7 +31,7 @@ std::string svgLabel(int x, int y, const char* styleClass, const std::string& te
 
 int svgWidth(const std::string& text, int fontSize) {
   // An advance is six tenths of the size.
-  return (static_cast<int>(textWidth(printable(text))) * fontSize * 61 + 99) / 100;
+  return (static_cast<int>(textWidth(Tovo::printable(text))) * fontSize * 61 + 99) / 100;
 }
 
 }  // namespace stptool

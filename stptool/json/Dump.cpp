@@ -5,8 +5,8 @@
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
 #include "stptool/json/ValueJson.h"
-#include "stptool/text/ElementOrder.h"
-#include "stptool/text/Printable.h"
+#include "stptool/model/ElementOrder.h"
+#include "stptool/model/TypedText.h"
 
 namespace stptool {
 

@@ -52,6 +52,8 @@ std::string jsonText(const Json& value, int indent) {
   return escaped;
 }
 
+std::string lineOf(const Json& json) { return jsonText(json) + "\n"; }
+
 std::string shownJson(const Json& value) {
   constexpr size_t shownBytes = 60;
   std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "stptool/Failure.h"
+#include "stptool/output/Failure.h"
 
 namespace stptool {
 
@@ -22,6 +22,8 @@ class JsonError : public Failure {
 /// A document as text, on one line or indented. What Tovo::isPrintable denies stands as \u escapes,
 /// bytes that are no UTF-8 are replaced.
 std::string jsonText(const Json& value, int indent = -1);
+/// The same on a line of its own.
+std::string lineOf(const Json& json);
 
 /// As a message shows a value: short, on one line.
 std::string shownJson(const Json& value);

@@ -15,7 +15,7 @@
 #include "Tovo/ValueReflection.h"
 #include "stptool/json/Dump.h"
 #include "stptool/json/ValueJson.h"
-#include "stptool/text/Explain.h"
+#include "stptool/model/Explain.h"
 #include "stptool/text/Suggest.h"
 
 namespace stptool {

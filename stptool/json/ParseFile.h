@@ -4,7 +4,7 @@
 #include <string>
 
 #include "stptool/json/Json.h"
-#include "stptool/text/Progress.h"
+#include "stptool/output/Progress.h"
 
 namespace stptool {
 

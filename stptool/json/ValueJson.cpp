@@ -7,8 +7,8 @@
 #include "Tovo/Exceptions.h"
 #include "Tovo/GenericIf.h"
 #include "Tovo/Inspect.h"
-#include "stptool/text/Explain.h"
-#include "stptool/text/Printable.h"
+#include "stptool/model/Explain.h"
+#include "stptool/model/TypedText.h"
 #include "stptool/text/Suggest.h"
 
 namespace stptool {

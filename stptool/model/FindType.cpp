@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "stptool/Failure.h"
+#include "stptool/output/Failure.h"
 #include "stptool/text/Suggest.h"
 
 namespace stptool {

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "agents/service/InterruptibleIo.h"
-#include "stptool/Failure.h"
-#include "stptool/text/Output.h"
+#include "stptool/output/Failure.h"
+#include "stptool/output/Output.h"
 
 namespace stptool {
 

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "agents/service/InterruptibleIo.h"
-#include "stptool/Failure.h"
+#include "stptool/output/Failure.h"
 
 namespace stptool {
 

@@ -8,8 +8,8 @@
 #include "Tovo/Module.h"
 #include "Tovo/ValueOps.h"
 #include "stptool/model/Describe.h"
+#include "stptool/model/Explain.h"
 #include "stptool/model/ValueShape.h"
-#include "stptool/text/Explain.h"
 #include "stptool/text/Hex.h"
 
 namespace stptool {

@@ -9,8 +9,8 @@
 
 #include "Tovo/AttrLog/UnixStream.h"
 #include "Tovo/Module.h"
-#include "stptool/Failure.h"
-#include "stptool/text/Output.h"
+#include "stptool/output/Failure.h"
+#include "stptool/output/Output.h"
 #include "stptool/text/Suggest.h"
 
 namespace stptool {

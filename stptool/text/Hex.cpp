@@ -1,7 +1,7 @@
 #include "stptool/text/Hex.h"
 
-#include "stptool/Failure.h"
-#include "stptool/text/Printable.h"
+#include "Tovo/Printable.h"
+#include "stptool/output/Failure.h"
 
 namespace stptool {
 
@@ -44,7 +44,7 @@ std::vector<uint8_t> bytesOfHex(std::string_view text) {
       if (at == text.size() || isSeparator(text[at])) fail("lacks its second hexadecimal digit");
       const int digit = digitValue(text[at]);
       if (digit < 0) {
-        fail("'" + printable(text.substr(at, 1)) +
+        fail("'" + Tovo::printable(text.substr(at, 1)) +
              "' is no hexadecimal digit; allowed: pairs of 0 to 9 and a to f");
       }
       value = value * 16 + digit;

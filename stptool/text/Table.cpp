@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "stptool/text/Printable.h"
+#include "Tovo/Printable.h"
 
 namespace stptool {
 
@@ -22,7 +22,7 @@ std::string Table::text(std::string_view indent) const {
   std::vector<size_t> widths;
   const auto measure = [&](const std::vector<std::string>& row, bool opens) {
     for (size_t column = 0; column < row.size(); ++column) {
-      const size_t width = textWidth(printable(row[column]));
+      const size_t width = textWidth(Tovo::printable(row[column]));
       if (widths.size() <= column) widths.resize(column + 1);
       if (opens || widths[column] > 0) widths[column] = std::max(widths[column], width);
     }
@@ -39,7 +39,7 @@ std::string Table::text(std::string_view indent) const {
       if (widths[column] == 0) continue;
       if (!first) owed += 2;
       first = false;
-      const std::string cell = printable(row[column]);
+      const std::string cell = Tovo::printable(row[column]);
       if (!cell.empty()) {
         line.append(owed, ' ');
         owed = 0;

@@ -25,8 +25,8 @@
 #include "BadClients.h"
 #include "Process.h"
 #include "Relay.h"
-#include "stptool/ModelLibrary.h"
 #include "stptool/json/Json.h"
+#include "stptool/model/ModelLibrary.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <future>
 
 #include "RunningServer.h"
-#include "stptool/Failure.h"
+#include "stptool/output/Failure.h"
 #include "stptool/output/OutputFile.h"
 
 namespace {

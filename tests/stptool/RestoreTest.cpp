@@ -10,10 +10,10 @@
 #include "Tovo/Collection.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
-#include "stptool/ModelLibrary.h"
 #include "stptool/json/Dump.h"
 #include "stptool/json/Load.h"
 #include "stptool/json/ParseFile.h"
+#include "stptool/model/ModelLibrary.h"
 
 namespace stptool {
 namespace {

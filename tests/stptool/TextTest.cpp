@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <limits>
 
+#include "Tovo/Printable.h"
 #include "stptool/commands/RateTable.h"
 #include "stptool/json/Json.h"
-#include "stptool/text/Explain.h"
+#include "stptool/model/Explain.h"
 #include "stptool/text/NaturalOrder.h"
-#include "stptool/text/Printable.h"
 #include "stptool/text/Suggest.h"
 #include "stptool/text/Table.h"
 #include "stptool/text/TimeText.h"
@@ -55,7 +55,7 @@ TEST(Suggestion, FindsSlipsOfTheHandAndNothingElse) {
 }
 
 TEST(Printable, LetsNothingCommandATerminal) {
-  EXPECT_EQ(printable("Ethernet1 \xc3\xa4 \xf0\x9f\x94\x8c"),
+  EXPECT_EQ(Tovo::printable("Ethernet1 \xc3\xa4 \xf0\x9f\x94\x8c"),
             "Ethernet1 \xc3\xa4 \xf0\x9f\x94\x8c");
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"\x1b[2J", "\\x1b[2J"},  // escape sequence
@@ -82,8 +82,8 @@ TEST(Printable, LetsNothingCommandATerminal) {
       {std::string("\0", 1), "\\x00"},
   };
   for (const auto& [text, shown] : cases) {
-    EXPECT_EQ(printable(text), shown);
-    EXPECT_FALSE(isPrintable(text)) << shown;
+    EXPECT_EQ(Tovo::printable(text), shown);
+    EXPECT_FALSE(Tovo::isPrintable(text)) << shown;
   }
   const Json json{{"\xe2\x80\xae", "\xc2\x9b\xf3\xa0\x81\x81\x7f\xff\n\xc3\xa4"}};
   EXPECT_EQ(jsonText(json),

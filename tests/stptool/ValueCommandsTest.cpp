@@ -6,11 +6,11 @@
 #include "Process.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Module.h"
-#include "stptool/Failure.h"
-#include "stptool/ModelLibrary.h"
 #include "stptool/json/Json.h"
+#include "stptool/model/ModelLibrary.h"
+#include "stptool/model/ShortText.h"
+#include "stptool/output/Failure.h"
 #include "stptool/text/Hex.h"
-#include "stptool/text/ShortText.h"
 
 namespace stptool {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "Tovo/GenericIf.h"
 #include "Tovo/Inspect.h"
-#include "stptool/ModelLibrary.h"
+#include "stptool/model/ModelLibrary.h"
 
 namespace stptool {
 namespace {

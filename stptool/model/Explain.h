@@ -1,14 +1,15 @@
-// Why a value is refused, and what is allowed instead.
+// Why a value or a path is refused, and what is allowed instead.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Tovo/Directory.h"
 #include "Tovo/Entity.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Module.h"
-#include "stptool/Failure.h"
+#include "stptool/output/Failure.h"
 
 namespace stptool {
 
@@ -30,6 +31,9 @@ std::vector<std::string> attributeNames(Tovo::TovoTypeBase type, bool withConsta
 /// "Stp::MstiPortHw has no 'portstate'; did you mean 'portState'?", or with all names.
 std::string unknownAttributeText(Tovo::TovoTypeBase type, std::string_view name);
 Failure unknownAttribute(const std::string& path, Tovo::TovoTypeBase type, std::string_view name);
+
+/// A path that leads nowhere, with the name that was perhaps meant.
+Failure withSuggestion(const Tovo::PathException& error);
 
 /// The first sentence of a documentation text.
 std::string firstSentence(const char* doc);

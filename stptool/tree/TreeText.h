@@ -7,7 +7,7 @@
 
 #include "Tovo/Entity.h"
 #include "Tovo/Module.h"
-#include "stptool/text/ShortText.h"
+#include "stptool/model/ShortText.h"
 
 namespace stptool {
 

@@ -1,11 +1,11 @@
-#include "stptool/ModelLibrary.h"
+#include "stptool/model/ModelLibrary.h"
 
 #include <dlfcn.h>
 
 #include <filesystem>
 
 #include "Tovo/Module.h"
-#include "stptool/Failure.h"
+#include "stptool/output/Failure.h"
 
 namespace stptool {
 

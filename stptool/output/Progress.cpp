@@ -1,9 +1,9 @@
-#include "stptool/text/Progress.h"
+#include "stptool/output/Progress.h"
 
 #include <unistd.h>
 
-#include "stptool/text/Output.h"
-#include "stptool/text/Printable.h"
+#include "Tovo/Printable.h"
+#include "stptool/output/Output.h"
 
 namespace stptool {
 
@@ -42,7 +42,7 @@ void Progress::end() {
 }
 
 void Progress::show(const std::string& text) {
-  showOnTerminal("\r\033[K" + printable(text));
+  showOnTerminal("\r\033[K" + Tovo::printable(text));
   shown_ = true;
 }
 

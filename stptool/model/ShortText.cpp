@@ -1,10 +1,10 @@
-#include "stptool/text/ShortText.h"
+#include "stptool/model/ShortText.h"
 
 #include <algorithm>
 
 #include "Tovo/Inspect.h"
+#include "stptool/model/TypedText.h"
 #include "stptool/text/Hex.h"
-#include "stptool/text/Printable.h"
 
 namespace stptool {
 

@@ -1,4 +1,4 @@
-#include "stptool/text/Explain.h"
+#include "stptool/model/Explain.h"
 
 #include "Tovo/Inspect.h"
 #include "stptool/model/ValueShape.h"
@@ -128,6 +128,13 @@ std::string unknownAttributeText(Tovo::TovoTypeBase type, std::string_view name)
     separator = ", ";
   }
   return text;
+}
+
+Failure withSuggestion(const Tovo::PathException& error) {
+  const std::string meant = nearest(error.wanted(), error.known());
+  return Failure(meant.empty() ? std::string(error.what())
+                               : std::string(error.what()) + "; did you mean '" + meant + "'?",
+                 {.value = error.wanted(), .suggestion = meant});
 }
 
 std::string firstSentence(const char* doc) {

@@ -1,10 +1,10 @@
-#include "stptool/text/ElementOrder.h"
+#include "stptool/model/ElementOrder.h"
 
 #include <algorithm>
 
 #include "Tovo/Collection.h"
+#include "stptool/model/TypedText.h"
 #include "stptool/text/NaturalOrder.h"
-#include "stptool/text/Printable.h"
 
 namespace stptool {
 

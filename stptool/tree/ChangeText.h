@@ -36,7 +36,4 @@ std::string changeText(const ChangeEvent& event);
 /// Adds "change", "path", "attribute", "key", "old" and "new", those that there are.
 void addChange(Json& json, const ChangeEvent& event);
 
-/// A JSON document on a line of its own, as jsonText has it.
-std::string lineOf(const Json& json);
-
 }  // namespace stptool

@@ -1,4 +1,4 @@
-#include "stptool/text/TreeText.h"
+#include "stptool/tree/TreeText.h"
 
 #include <algorithm>
 #include <vector>
@@ -6,9 +6,9 @@
 #include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
-#include "stptool/text/AttributeCell.h"
-#include "stptool/text/ElementOrder.h"
-#include "stptool/text/Printable.h"
+#include "Tovo/Printable.h"
+#include "stptool/model/AttributeCell.h"
+#include "stptool/model/ElementOrder.h"
 #include "stptool/text/Table.h"
 #include "stptool/text/Wrap.h"
 
@@ -136,7 +136,7 @@ class TreeWriter {
         entries(entity, attribute, indent);
         continue;
       }
-      const std::string value = printable(attributeCell(entity, attribute, style_.values));
+      const std::string value = Tovo::printable(attributeCell(entity, attribute, style_.values));
       const std::string hanging = indent + std::string(nameWidth + 2, ' ');
       text += indent + styled(Style::name, attribute.name());
       std::string before(nameWidth + 2 - textWidth(attribute.name()), ' ');
@@ -162,7 +162,7 @@ class TreeWriter {
     const Members members = membersOf(collection.type());
     if (members.owning.empty()) return rows(sorted, members.plain, indent);
     for (const Element& element : sorted) {
-      text += indent + styled(Style::name, printable(element.key)) + "\n";
+      text += indent + styled(Style::name, Tovo::printable(element.key)) + "\n";
       entity(*Tovo::elementEntity(element.item), indent + "  ", levels > 0 ? levels - 1 : levels);
       constexpr size_t enough = 64 * 1024;
       if (text.size() > enough) flush();
@@ -186,7 +186,7 @@ class TreeWriter {
         std::string cell =
             attributeCell(*Tovo::elementEntity(element.item), attribute, style_.values);
         if (isFlag) cell = cell == "true" ? "yes" : "-";
-        column.width = std::max(column.width, textWidth(printable(cell)));
+        column.width = std::max(column.width, textWidth(Tovo::printable(cell)));
         column.cells.push_back(std::move(cell));
       }
       columns.push_back(std::move(column));
@@ -250,7 +250,7 @@ class TreeWriter {
     if (columns.empty()) return keysAlone(sorted, indent);
     size_t keyWidth = 0;
     for (const Element& element : sorted) {
-      keyWidth = std::max(keyWidth, textWidth(printable(element.key)));
+      keyWidth = std::max(keyWidth, textWidth(Tovo::printable(element.key)));
     }
     fit(columns, keyWidth, room(indent));
 
@@ -276,8 +276,8 @@ class TreeWriter {
     std::vector<std::string> words;
     for (const Column& column : columns) {
       if (column.inTable || !isShown(element, column.attribute)) continue;
-      words.push_back(printable(pairText(column.attribute.name(),
-                                         attributeCell(element, column.attribute, style_.values))));
+      words.push_back(Tovo::printable(pairText(
+          column.attribute.name(), attributeCell(element, column.attribute, style_.values))));
     }
     for (const std::string& line : wrapped(words, room(indent))) text += indent + line + "\n";
   }
@@ -285,7 +285,7 @@ class TreeWriter {
   void keysAlone(const std::vector<Element>& sorted, const std::string& indent) {
     std::vector<std::string> words;
     words.reserve(sorted.size());
-    for (const Element& element : sorted) words.push_back(printable(element.key));
+    for (const Element& element : sorted) words.push_back(Tovo::printable(element.key));
     for (const std::string& line : wrapped(words, room(indent))) {
       text += indent + styled(Style::name, line) + "\n";
     }
@@ -300,7 +300,7 @@ class TreeWriter {
 void writeTree(const Entity& entity, const std::string& path, const TreeStyle& style,
                const std::function<void(std::string_view part)>& sink) {
   TreeWriter writer(style, sink);
-  writer.text = styled(Style::name, printable(path)) + "  " +
+  writer.text = styled(Style::name, Tovo::printable(path)) + "  " +
                 styled(Style::type, Tovo::typeName(entity.tovoType())) + "\n";
   writer.entity(entity, "  ", style.levels);
   writer.flush();

@@ -1,10 +1,9 @@
-#include "stptool/text/AttributeCell.h"
+#include "stptool/model/AttributeCell.h"
 
 #include "Tovo/Collection.h"
 #include "Tovo/GenericIf.h"
 #include "Tovo/Inspect.h"
-#include "stptool/text/ElementOrder.h"
-#include "stptool/text/Printable.h"
+#include "stptool/model/ElementOrder.h"
 
 namespace stptool {
 

@@ -1,4 +1,4 @@
-#include "stptool/text/Output.h"
+#include "stptool/output/Output.h"
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -9,9 +9,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "Tovo/Printable.h"
 #include "agents/service/InterruptibleIo.h"
-#include "stptool/Failure.h"
-#include "stptool/text/Printable.h"
+#include "stptool/output/Failure.h"
 
 namespace stptool {
 
@@ -62,7 +62,7 @@ void complain(std::string_view message) {
   // What a person typed may be as long as it likes; a message is to be read.
   constexpr size_t most = 4096;
   const bool isLong = message.size() > most;
-  writeError("stptool: " + printable(message.substr(0, most)) + (isLong ? "...\n" : "\n"));
+  writeError("stptool: " + Tovo::printable(message.substr(0, most)) + (isLong ? "...\n" : "\n"));
 }
 
 // What cannot be said cannot be reported either.

@@ -1,8 +1,6 @@
-#include "stptool/text/ErrorText.h"
+#include "stptool/json/ErrorJson.h"
 
 #include "stptool/json/Json.h"
-#include "stptool/text/ChangeText.h"
-#include "stptool/text/Suggest.h"
 
 namespace stptool {
 
@@ -20,13 +18,6 @@ std::string errorJson(const Failure& failure) {
   }
   if (fields.byte) error["byte"] = *fields.byte;
   return lineOf({{"error", std::move(error)}});
-}
-
-Failure withSuggestion(const Tovo::PathException& error) {
-  const std::string meant = nearest(error.wanted(), error.known());
-  return Failure(meant.empty() ? std::string(error.what())
-                               : std::string(error.what()) + "; did you mean '" + meant + "'?",
-                 {.value = error.wanted(), .suggestion = meant});
 }
 
 }  // namespace stptool

@@ -1,11 +1,12 @@
-#include "stptool/text/ChangeText.h"
+#include "stptool/tree/ChangeText.h"
 
 #include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
+#include "Tovo/Printable.h"
 #include "stptool/json/Dump.h"
 #include "stptool/json/ValueJson.h"
-#include "stptool/text/Printable.h"
+#include "stptool/model/TypedText.h"
 #include "stptool/text/Style.h"
 
 namespace stptool {
@@ -107,16 +108,16 @@ std::string changeText(const ChangeEvent& event) {
   std::string line;
   if (event.kind == ChangeEvent::Kind::insert) line += styled(Style::added, "+") + " ";
   if (event.kind == ChangeEvent::Kind::remove) line += styled(Style::removed, "-") + " ";
-  line += printable(event.path);
+  line += Tovo::printable(event.path);
   if (!event.attribute.empty()) {
     std::string attribute = event.attribute;
     if (!event.key.empty()) attribute += "[" + event.key + "]";
-    line += "  " + styled(Style::name, printable(attribute));
+    line += "  " + styled(Style::name, Tovo::printable(attribute));
   }
   if (!event.before.empty() || !event.after.empty()) {
-    line += "  " + styled(Style::removed, printable(event.before));
+    line += "  " + styled(Style::removed, Tovo::printable(event.before));
     if (!event.before.empty() && !event.after.empty()) line += " -> ";
-    line += styled(Style::added, printable(event.after));
+    line += styled(Style::added, Tovo::printable(event.after));
   }
   return line;
 }
@@ -130,7 +131,5 @@ void addChange(Json& json, const ChangeEvent& event) {
   if (!event.before.empty()) json["old"] = event.jsonBefore;
   if (!event.after.empty()) json["new"] = event.jsonAfter;
 }
-
-std::string lineOf(const Json& json) { return jsonText(json) + "\n"; }
 
 }  // namespace stptool
