@@ -31,7 +31,7 @@ program() { # program FILE...: does nothing; the text that comes in is what it d
 }
 program tools/{g++,clang++,clang,ninja,ctest,clang-tidy,cppcheck,doxygen,valgrind,abidw,apt-get} \
   tools/{apt-cache,sudo,dpkg-shlibdeps,file,xz,pkg-config,protoc,flatc,redis-check-rdb} \
-  scripts/{abi,build-cost,memcheck,test-share}.sh bench/counts.sh examples/demo.sh <<<""
+  scripts/{abi,build-cost,layers,memcheck,test-share}.sh bench/counts.sh examples/demo.sh <<<""
 # shellcheck disable=SC2016 # the program expands them
 program tools/clang-format{,-14} <<<'[ "${*: -1}" = -i ] || cat "${*: -1}"'
 program tools/cpack <<<'mkdir -p build/packages'
