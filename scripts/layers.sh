@@ -6,7 +6,7 @@ set -euo pipefail
 cd "${1:-$(dirname "${BASH_SOURCE[0]}")/..}"
 export LC_ALL=C.UTF-8
 
-tops=(text platform frame tdc Stp agents stptool)
+tops=(words platform frame tdc Stp agents stptool)
 mapfile -t present < <(ls -d "${tops[@]}" 2>/dev/null)
 [ ${#present[@]} -gt 0 ] || { echo "layers: none of ${tops[*]} is in $PWD" >&2; exit 2; }
 

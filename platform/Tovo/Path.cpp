@@ -9,18 +9,13 @@
 #include "Tovo/Inspect.h"
 #include "Tovo/Printable.h"
 #include "Tovo/ValueOps.h"
+#include "words/Phrases.h"
 
 namespace Tovo {
 
 namespace {
 
 std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
-
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text;
-}
 
 // Splits the part of a path below a mount into names and keys.
 class Steps {
@@ -85,7 +80,7 @@ const std::string& findMount(const Directory& directory, std::string_view path) 
   if (known.size() > shownMounts) shown.emplace_back("...");
   throw PathException(
       "nothing is mounted at " + quoted(path) + "; " +
-          (known.empty() ? "nothing is mounted at all" : "mounted: " + joined(shown)),
+          (known.empty() ? "nothing is mounted at all" : "mounted: " + words::joined(shown)),
       std::string(path), known);
 }
 
@@ -97,7 +92,7 @@ Attribute needAttribute(const Entity& entity, const std::string& name) {
     if (known.kind() != AttributeKind::constant) names.emplace_back(known.name());
   });
   throw PathException(pathOf(entity) + " (" + typeName(entity.tovoType()) + ") has no " +
-                          quoted(name) + "; it has " + joined(names),
+                          quoted(name) + "; it has " + words::joined(names),
                       name, names);
 }
 
@@ -112,7 +107,7 @@ Attribute needAttribute(const Entity& entity, const std::string& name) {
       keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(std::min(keys.size(), shownKeys)));
   if (keys.size() > shownKeys) shown.emplace_back("...");
   throw PathException(pathOf(owner, collection.name()) + " has no element " + quoted(key) + "; " +
-                          (keys.empty() ? "it is empty" : "it has " + joined(shown)),
+                          (keys.empty() ? "it is empty" : "it has " + words::joined(shown)),
                       key, keys);
 }
 

@@ -9,6 +9,7 @@
 #include "stptool/output/Failure.h"
 #include "stptool/output/Output.h"
 #include "stptool/text/Suggest.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -139,7 +140,7 @@ class CommandLine::Parser {
                                     const std::vector<std::string>& known,
                                     const std::string& help) {
     const std::string meant = wanted.empty() ? std::string() : nearest(wanted, known);
-    throw Failure(what + (meant.empty() ? "; see " + help : "; did you mean '" + meant + "'?"),
+    throw Failure(what + (meant.empty() ? "; see " + help : words::didYouMean(meant)),
                   {.value = wanted, .suggestion = meant}, ExitCode::usage);
   }
 

@@ -12,6 +12,7 @@
 #include "stptool/model/Explain.h"
 #include "stptool/model/FindType.h"
 #include "stptool/output/Output.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -198,12 +199,6 @@ void newEntry(ClientSession& session, const PathTarget& target, const NewOptions
   Tovo::newElement(*target.entity, target.attribute, target.keyText, options.arguments);
 }
 
-std::string joined(const std::vector<std::string>& texts) {
-  std::string text;
-  for (const std::string& part : texts) text += (text.empty() ? "" : " ") + part;
-  return text;
-}
-
 }  // namespace
 
 void runSet(const SetOptions& options) {
@@ -229,7 +224,8 @@ void runNew(const NewOptions& options) {
   } else {
     session.mirror(options.path, Access::write);
     const PathTarget target = Tovo::resolveNewElement(session.directory(), options.path);
-    explained(target, joined(options.arguments), [&] { newEntry(session, target, options); });
+    explained(target, words::joined(options.arguments, " "),
+              [&] { newEntry(session, target, options); });
     session.sync();
   }
   report(options.json, "new", options.path);

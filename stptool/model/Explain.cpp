@@ -3,6 +3,7 @@
 #include "Tovo/Inspect.h"
 #include "stptool/model/ValueShape.h"
 #include "stptool/text/Suggest.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -14,6 +15,15 @@ std::string shortened(std::string_view value) {
   if (value.size() <= most) return std::string(value);
   std::string text(value.substr(0, most));
   return text.append("... (").append(std::to_string(value.size())).append(" bytes)");
+}
+
+std::vector<std::string> literalNames(Tovo::TovoTypeBase enumeration) {
+  const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(enumeration);
+  std::vector<std::string> names;
+  for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
+    names.emplace_back(descriptor.literals[i].name);
+  }
+  return names;
 }
 
 }  // namespace
@@ -45,12 +55,7 @@ std::string allowedText(Tovo::Attribute attribute) {
     const char* unit = attribute.detail().unit;
     if (unit) text.append(" ").append(unit);
   } else if (Tovo::typeDescriptor(type).kind == Tovo::TypeKind::enumeration) {
-    text = "one of ";
-    const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(type);
-    for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
-      if (i > 0) text += ", ";
-      text += descriptor.literals[i].name;
-    }
+    text = "one of " + words::joined(literalNames(type));
   } else if (const Tovo::Attribute field = onlyField(type)) {
     text = allowedText(field);
   } else {
@@ -87,15 +92,10 @@ Failure refusal(const std::string& path, Tovo::Attribute attribute, std::string_
   if (!fields.initial.empty() && !fields.allowed.ends_with(fields.initial)) {
     text += "; default: " + fields.initial;
   }
-  std::vector<std::string> literals;
   const Tovo::TovoTypeBase type = attribute.type();
   if (type && Tovo::typeDescriptor(type).kind == Tovo::TypeKind::enumeration) {
-    const Tovo::TypeDescriptor& descriptor = Tovo::typeDescriptor(type);
-    for (uint32_t i = 0; i < descriptor.literalCount; ++i) {
-      literals.emplace_back(descriptor.literals[i].name);
-    }
-    fields.suggestion = nearest(value, literals);
-    if (!fields.suggestion.empty()) text += "; did you mean '" + fields.suggestion + "'?";
+    fields.suggestion = nearest(value, literalNames(type));
+    text += words::didYouMean(fields.suggestion);
   }
   return Failure(text, std::move(fields));
 }
@@ -122,18 +122,12 @@ std::string unknownAttributeText(Tovo::TovoTypeBase type, std::string_view name)
   std::string text = std::string(Tovo::typeName(type)) + " has no '" + std::string(name) + "'";
   const std::string hint = suggestion(name, names);
   if (!hint.empty()) return text + hint;
-  const char* separator = "; it has ";
-  for (const std::string& known : names) {
-    text += separator + known;
-    separator = ", ";
-  }
-  return text;
+  return names.empty() ? text : text + "; it has " + words::joined(names);
 }
 
 Failure withSuggestion(const Tovo::PathException& error) {
   const std::string meant = nearest(error.wanted(), error.known());
-  return Failure(meant.empty() ? std::string(error.what())
-                               : std::string(error.what()) + "; did you mean '" + meant + "'?",
+  return Failure(error.what() + words::didYouMean(meant),
                  {.value = error.wanted(), .suggestion = meant});
 }
 

@@ -4,6 +4,7 @@
 
 #include "stptool/output/Failure.h"
 #include "stptool/text/Suggest.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -19,13 +20,9 @@ Tovo::TovoTypeBase findType(const std::string& name) {
   }
   if (shortMatches.size() == 1) return shortMatches.front();
   if (shortMatches.size() > 1) {
-    std::string message = "'" + name + "' is the name of several types:";
-    const char* separator = " ";
-    for (const Tovo::TovoTypeBase type : shortMatches) {
-      message += separator + std::string(Tovo::typeName(type));
-      separator = ", ";
-    }
-    throw Failure(message);
+    std::vector<std::string> matches;
+    for (const Tovo::TovoTypeBase type : shortMatches) matches.emplace_back(Tovo::typeName(type));
+    throw Failure("'" + name + "' is the name of several types: " + words::joined(matches));
   }
   const std::string hint = suggestion(name, names);
   throw Failure(
