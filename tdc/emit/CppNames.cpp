@@ -5,6 +5,7 @@
 
 #include "tdc/emit/Writer.h"
 #include "tdc/model/Numbers.h"
+#include "words/Phrases.h"
 
 namespace tdc {
 
@@ -218,12 +219,6 @@ std::vector<std::string> constructorArguments(const Type& entity) {
   return arguments;
 }
 
-std::string joined(const std::vector<std::string>& items) {
-  std::string text;
-  for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
-  return text;
-}
-
 size_t alternativeIndex(const Member& member) {
   const std::vector<const Member*> alternatives = member.owner->stored();
   const auto at = std::find(alternatives.begin(), alternatives.end(), &member);
@@ -253,7 +248,7 @@ std::string summary(const Member& member) {
   const bool starts = member.kind == MemberKind::field || member.kind == MemberKind::counter ||
                       member.kind == MemberKind::attribute;
   if (starts && !start.empty()) parts.push_back("initially " + start);
-  return joined(parts) + ".";
+  return words::joined(parts) + ".";
 }
 
 std::string documentation(const Member& member, const std::string& more) {

@@ -43,8 +43,6 @@ bool ownsFlow(const Type& entity);
 /// The name or key, then the parameters, as declared in a constructor.
 std::vector<std::string> constructorParameters(const Type& entity, const std::string& nameSpace);
 std::vector<std::string> constructorArguments(const Type& entity);
-/// Items separated by commas.
-std::string joined(const std::vector<std::string>& items);
 /// The index of an alternative within its union.
 size_t alternativeIndex(const Member& member);
 /// "Id 261, in s, 6 to 40, initially 20 (defaultMaxAge)."

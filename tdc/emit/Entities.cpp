@@ -5,6 +5,7 @@
 #include "tdc/emit/Constants.h"
 #include "tdc/emit/CppNames.h"
 #include "tdc/emit/Function.h"
+#include "words/Phrases.h"
 
 namespace tdc {
 
@@ -70,7 +71,7 @@ class EntityClass {
     make.name = nameOf(type_, Derived::factory);
     make.parameters = constructorParameters(type_, space_);
     make.body = {"return " + within(type_.name, nameOf(type_, Derived::creator)) + "(" +
-                 joined(constructorArguments(type_)) + ");"};
+                 words::joined(constructorArguments(type_)) + ");"};
     make.place = Place::source;
     return make;
   }
@@ -84,7 +85,7 @@ class EntityClass {
     const std::string key = type_.keyMember() ? "Pelmo::String()" : keyName(nullptr);
     if (type_.base) {
       constructor.initializers = {typeName(*type_.base, space_) + "(" +
-                                  joined(constructorArguments(*type_.base)) + ")"};
+                                  words::joined(constructorArguments(*type_.base)) + ")"};
     } else {
       constructor.initializers = {"Tovo::Entity(" + key + ")"};
     }
@@ -117,7 +118,7 @@ class EntityClass {
     creator.name = nameOf(type_, Derived::creator);
     creator.parameters = parameters;
     creator.body = {"return Pelmo::Ptr<" + type_.name + ">::adopt(new " + type_.name + "(" +
-                    joined(constructorArguments(type_)) + "));"};
+                    words::joined(constructorArguments(type_)) + "));"};
     creator.place = Place::source;
     add(creator);
   }

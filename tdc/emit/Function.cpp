@@ -1,6 +1,7 @@
 #include "tdc/emit/Function.h"
 
 #include "tdc/emit/CppNames.h"
+#include "words/Phrases.h"
 
 namespace tdc {
 
@@ -30,7 +31,7 @@ std::string flat(const std::string& head, const Function& function, const std::s
 void printInitializers(Writer& out, const Function& function, const std::string& head,
                        const std::string& opened) {
   out.list(head, function.parameters, tail(function, ""));
-  const std::string all = "    : " + joined(function.initializers) + opened;
+  const std::string all = "    : " + words::joined(function.initializers) + opened;
   if (out.indentation() + all.size() <= Writer::width) {
     out.line(all);
     return;
@@ -43,7 +44,7 @@ void printInitializers(Writer& out, const Function& function, const std::string&
 
 void printBody(Writer& out, const Function& function, const std::string& head) {
   const std::string initializers =
-      function.initializers.empty() ? "" : " : " + joined(function.initializers);
+      function.initializers.empty() ? "" : " : " + words::joined(function.initializers);
   const auto fits = [&](const std::string& text) {
     return out.indentation() + text.size() <= Writer::width;
   };

@@ -8,6 +8,7 @@
 #include "tdc/emit/ValueCodec.h"
 #include "tdc/emit/ValueComparison.h"
 #include "tdc/emit/ValueMembers.h"
+#include "words/Phrases.h"
 
 namespace tdc {
 
@@ -230,7 +231,7 @@ class ValueClass {
       const std::string initial = initialValue(*stored.front(), space_);
       // A bare number might become any alternative that is made from one.
       const bool bare = stored.front()->type.type->isBuiltIn() && !initial.empty();
-      out.line("std::variant<" + joined(alternatives) + "> " + held + "{" +
+      out.line("std::variant<" + words::joined(alternatives) + "> " + held + "{" +
                (bare ? "std::in_place_index<0>, " : "") + initial + "};");
       return;
     }

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <tuple>
 
+#include "words/EditDistance.h"
+#include "words/Phrases.h"
+
 namespace tdc {
 
 namespace {
@@ -18,25 +21,6 @@ bool continuesCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0) 
 char shown(char c) {
   auto byte = static_cast<unsigned char>(c);
   return (byte < 0x20 && c != '\t') || byte == 0x7F ? '?' : c;
-}
-
-/// Insertions, deletions, replacements and swaps of neighbours from one word to the other.
-size_t distance(std::string_view a, std::string_view b) {
-  std::vector<std::vector<size_t>> d(a.size() + 1, std::vector<size_t>(b.size() + 1));
-  for (size_t i = 0; i <= a.size(); ++i) {
-    for (size_t j = 0; j <= b.size(); ++j) {
-      if (i == 0 || j == 0) {
-        d[i][j] = i + j;
-        continue;
-      }
-      size_t replaced = d[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-      d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, replaced});
-      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-        d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
-      }
-    }
-  }
-  return d[a.size()][b.size()];
 }
 
 }  // namespace
@@ -107,7 +91,7 @@ std::string nearest(std::string_view wrong, const std::vector<std::string>& word
   size_t limit = std::max<size_t>(1, wrong.size() / 3) + 1;
   for (const std::string& word : words) {
     if (word.size() + limit < wrong.size() || word.size() > wrong.size() + limit) continue;
-    size_t d = distance(wrong, word);
+    size_t d = words::editDistance(wrong, word);
     if (d < limit && d < word.size()) {
       limit = d;
       best = word;
@@ -117,8 +101,7 @@ std::string nearest(std::string_view wrong, const std::vector<std::string>& word
 }
 
 std::string didYouMean(std::string_view wrong, const std::vector<std::string>& words) {
-  std::string word = nearest(wrong, words);
-  return word.empty() ? "" : "; did you mean '" + word + "'?";
+  return words::didYouMean(nearest(wrong, words));
 }
 
 std::string alternatives(const std::vector<std::string>& words) {
