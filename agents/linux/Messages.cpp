@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <string_view>
+#include <type_traits>
 
 #include "agents/linux/Conversions.h"
 
@@ -15,86 +16,84 @@ namespace {
 
 constexpr std::string_view bridgeKind = "bridge";
 
-// What an attribute holds, of the width that it has in the kernel; unchanged if it is too short.
-template <class Wide, class Value>
-void read(const nlattr& attribute, Value& value) {
+// How an attribute of a nest becomes a member of what the nest describes.
+template <class Into>
+struct Reader {
+  uint16_t type;
+  void (*read)(const nlattr& attribute, Into& into);
+};
+
+// What visits the attributes of a nest and reads those that have a reader. What is too short leaves
+// its member as it is.
+template <class Into, size_t count>
+auto reading(const Reader<Into> (&readers)[count], Into& into) {
+  return [&readers, &into](const nlattr& attribute) {
+    for (const Reader<Into>& reader : readers) {
+      if (reader.type == mnl_attr_get_type(&attribute)) return reader.read(attribute, into);
+    }
+  };
+}
+
+// A number of the width that it has in the kernel.
+template <class Wide, auto member, class Into>
+void number(const nlattr& attribute, Into& into) {
   Wide wide;
-  if (attributeValue(attribute, wide)) value = static_cast<Value>(wide);
+  if (!attributeValue(attribute, wide)) return;
+  auto& value = into.*member;
+  value = static_cast<std::remove_reference_t<decltype(value)>>(wide);
 }
 
-void readFlag(const nlattr& attribute, bool& value) {
+template <auto member, class Into>
+void flag(const nlattr& attribute, Into& into) {
   uint8_t octet;
-  if (attributeValue(attribute, octet)) value = octet != 0;
+  if (attributeValue(attribute, octet)) into.*member = octet != 0;
 }
 
-void readId(const nlattr& attribute, Stp::BridgeId& value) {
+template <auto member, class Into>
+void identifier(const nlattr& attribute, Into& into) {
   ifla_bridge_id id;
-  if (attributeValue(attribute, id)) value = bridgeId(id.prio, id.addr);
+  if (attributeValue(attribute, id)) into.*member = bridgeId(id.prio, id.addr);
 }
 
-void readBridge(const nlattr& nest, Bridge& bridge) {
-  forEachAttribute(nest, [&](const nlattr& attribute) {
-    switch (mnl_attr_get_type(&attribute)) {
-      case IFLA_BR_STP_STATE:
-        return read<uint32_t>(attribute, bridge.owner);
-      case IFLA_BR_PRIORITY:
-        return read<uint16_t>(attribute, bridge.priority);
-      case IFLA_BR_BRIDGE_ID:
-        return readId(attribute, bridge.id);
-      case IFLA_BR_ROOT_ID:
-        return readId(attribute, bridge.root);
-      case IFLA_BR_ROOT_PORT:
-        return read<uint16_t>(attribute, bridge.rootPort);
-      case IFLA_BR_ROOT_PATH_COST:
-        return read<uint32_t>(attribute, bridge.rootPathCost);
-      case IFLA_BR_TOPOLOGY_CHANGE:
-        return readFlag(attribute, bridge.topologyChange);
-      case IFLA_BR_FORWARD_DELAY:
-        return read<uint32_t>(attribute, bridge.forwardDelay);
-      case IFLA_BR_HELLO_TIME:
-        return read<uint32_t>(attribute, bridge.helloTime);
-      case IFLA_BR_MAX_AGE:
-        return read<uint32_t>(attribute, bridge.maxAge);
-      default:
-        return;
-    }
-  });
+template <auto member, class Into>
+void text(const nlattr& attribute, Into& into) {
+  into.*member = attributeText(attribute);
 }
 
-void readPort(const nlattr& nest, Port& port) {
-  forEachAttribute(nest, [&](const nlattr& attribute) {
-    switch (mnl_attr_get_type(&attribute)) {
-      case IFLA_BRPORT_STATE:
-        return read<uint8_t>(attribute, port.state);
-      case IFLA_BRPORT_PRIORITY:
-        return read<uint16_t>(attribute, port.priority);
-      case IFLA_BRPORT_ID:
-        return read<uint16_t>(attribute, port.id);
-      case IFLA_BRPORT_NO:
-        return read<uint16_t>(attribute, port.number);
-      case IFLA_BRPORT_COST:
-        return read<uint32_t>(attribute, port.cost);
-      case IFLA_BRPORT_ROOT_ID:
-        return readId(attribute, port.designatedRoot);
-      case IFLA_BRPORT_BRIDGE_ID:
-        return readId(attribute, port.designatedBridge);
-      case IFLA_BRPORT_DESIGNATED_PORT:
-        return read<uint16_t>(attribute, port.designatedPort);
-      case IFLA_BRPORT_DESIGNATED_COST:
-        return read<uint16_t>(attribute, port.designatedCost);
-      case IFLA_BRPORT_GUARD:
-        return readFlag(attribute, port.bpduGuard);
-      case IFLA_BRPORT_PROTECT:
-        return readFlag(attribute, port.rootBlock);
-      case IFLA_BRPORT_TOPOLOGY_CHANGE_ACK:
-        return readFlag(attribute, port.topologyChangeAck);
-      case IFLA_BRPORT_MESSAGE_AGE_TIMER:
-        return read<uint64_t>(attribute, port.messageAgeTimer);
-      default:
-        return;
-    }
-  });
+// An attribute that is a nest itself, to be read when it is known what it holds.
+template <auto member, class Into>
+void place(const nlattr& attribute, Into& into) {
+  into.*member = &attribute;
 }
+
+constexpr Reader<Bridge> bridgeReaders[] = {
+    {IFLA_BR_STP_STATE, number<uint32_t, &Bridge::owner>},
+    {IFLA_BR_PRIORITY, number<uint16_t, &Bridge::priority>},
+    {IFLA_BR_BRIDGE_ID, identifier<&Bridge::id>},
+    {IFLA_BR_ROOT_ID, identifier<&Bridge::root>},
+    {IFLA_BR_ROOT_PORT, number<uint16_t, &Bridge::rootPort>},
+    {IFLA_BR_ROOT_PATH_COST, number<uint32_t, &Bridge::rootPathCost>},
+    {IFLA_BR_TOPOLOGY_CHANGE, flag<&Bridge::topologyChange>},
+    {IFLA_BR_FORWARD_DELAY, number<uint32_t, &Bridge::forwardDelay>},
+    {IFLA_BR_HELLO_TIME, number<uint32_t, &Bridge::helloTime>},
+    {IFLA_BR_MAX_AGE, number<uint32_t, &Bridge::maxAge>},
+};
+
+constexpr Reader<Port> portReaders[] = {
+    {IFLA_BRPORT_STATE, number<uint8_t, &Port::state>},
+    {IFLA_BRPORT_PRIORITY, number<uint16_t, &Port::priority>},
+    {IFLA_BRPORT_ID, number<uint16_t, &Port::id>},
+    {IFLA_BRPORT_NO, number<uint16_t, &Port::number>},
+    {IFLA_BRPORT_COST, number<uint32_t, &Port::cost>},
+    {IFLA_BRPORT_ROOT_ID, identifier<&Port::designatedRoot>},
+    {IFLA_BRPORT_BRIDGE_ID, identifier<&Port::designatedBridge>},
+    {IFLA_BRPORT_DESIGNATED_PORT, number<uint16_t, &Port::designatedPort>},
+    {IFLA_BRPORT_DESIGNATED_COST, number<uint16_t, &Port::designatedCost>},
+    {IFLA_BRPORT_GUARD, flag<&Port::bpduGuard>},
+    {IFLA_BRPORT_PROTECT, flag<&Port::rootBlock>},
+    {IFLA_BRPORT_TOPOLOGY_CHANGE_ACK, flag<&Port::topologyChangeAck>},
+    {IFLA_BRPORT_MESSAGE_AGE_TIMER, number<uint64_t, &Port::messageAgeTimer>},
+};
 
 // What IFLA_LINKINFO says of kinds, and the attributes of each.
 struct LinkInfo {
@@ -103,29 +102,56 @@ struct LinkInfo {
   const nlattr* data = nullptr;
   const nlattr* slaveData = nullptr;
 
-  explicit LinkInfo(const nlattr& nest) {
-    forEachAttribute(nest, [&](const nlattr& attribute) {
-      switch (mnl_attr_get_type(&attribute)) {
-        case IFLA_INFO_KIND:
-          kind = attributeText(attribute);
-          return;
-        case IFLA_INFO_SLAVE_KIND:
-          slaveKind = attributeText(attribute);
-          return;
-        case IFLA_INFO_DATA:
-          data = &attribute;
-          return;
-        case IFLA_INFO_SLAVE_DATA:
-          slaveData = &attribute;
-          return;
-        default:
-          return;
-      }
-    });
+  bool isBridge() const noexcept { return kind == bridgeKind; }
+  bool isPort() const noexcept { return slaveKind == bridgeKind; }
+};
+
+constexpr Reader<LinkInfo> linkInfoReaders[] = {
+    {IFLA_INFO_KIND, text<&LinkInfo::kind>},
+    {IFLA_INFO_SLAVE_KIND, text<&LinkInfo::slaveKind>},
+    {IFLA_INFO_DATA, place<&LinkInfo::data>},
+    {IFLA_INFO_SLAVE_DATA, place<&LinkInfo::slaveData>},
+};
+
+// What a message says of any interface.
+struct Interface {
+  std::string_view name;
+  uint32_t master = 0;
+  const nlattr* info = nullptr;
+
+  LinkInfo linkInfo() const {
+    LinkInfo found;
+    if (info) forEachAttribute(*info, reading(linkInfoReaders, found));
+    return found;
   }
 };
 
-const ifinfomsg* interfaceOf(const nlmsghdr& message) {
+constexpr Reader<Interface> interfaceReaders[] = {
+    {IFLA_IFNAME, text<&Interface::name>},
+    {IFLA_MASTER, number<uint32_t, &Interface::master>},
+    {IFLA_LINKINFO, place<&Interface::info>},
+};
+
+Interface interfaceIn(const nlmsghdr& message) {
+  Interface found;
+  forEachAttribute(message, sizeof(ifinfomsg), reading(interfaceReaders, found));
+  return found;
+}
+
+// The counters in a message of statistics lie in a nest of a nest.
+struct Statistics {
+  const nlattr* slaves = nullptr;
+  const nlattr* bridge = nullptr;
+  std::optional<PortStatistics> port;
+};
+
+void counters(const nlattr& attribute, Statistics& into) {
+  bridge_stp_xstats stp;
+  if (!attributeValue(attribute, stp)) return;
+  into.port = {stp.transition_fwd, stp.rx_bpdu, stp.tx_bpdu, stp.rx_tcn, stp.tx_tcn};
+}
+
+const ifinfomsg* headerOf(const nlmsghdr& message) {
   if (message.nlmsg_type != RTM_NEWLINK && message.nlmsg_type != RTM_DELLINK) return nullptr;
   if (mnl_nlmsg_get_payload_len(&message) < sizeof(ifinfomsg)) return nullptr;
   return static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(&message));
@@ -134,57 +160,34 @@ const ifinfomsg* interfaceOf(const nlmsghdr& message) {
 }  // namespace
 
 std::optional<Link> readLink(const nlmsghdr& message) {
-  const ifinfomsg* const header = interfaceOf(message);
+  const ifinfomsg* const header = headerOf(message);
   if (!header) return std::nullopt;
+  const Interface interface = interfaceIn(message);
+  const LinkInfo info = interface.linkInfo();
   Link link;
   link.index = static_cast<uint32_t>(header->ifi_index);
-  uint32_t master = 0;
-  const nlattr* info = nullptr;
-  forEachAttribute(message, sizeof *header, [&](const nlattr& attribute) {
-    switch (mnl_attr_get_type(&attribute)) {
-      case IFLA_IFNAME:
-        link.name = attributeText(attribute);
-        return;
-      case IFLA_MASTER:
-        attributeValue(attribute, master);
-        return;
-      case IFLA_LINKINFO:
-        info = &attribute;
-        return;
-      default:
-        return;
-    }
-  });
-  if (!info) return link;
-  const LinkInfo kinds(*info);
-  if (kinds.kind == bridgeKind && kinds.data) {
-    link.bridge.emplace();
-    link.bridge->index = link.index;
-    link.bridge->name = link.name;
-    readBridge(*kinds.data, *link.bridge);
-  } else if (kinds.slaveKind == bridgeKind && kinds.slaveData && master != 0) {
-    link.port.emplace();
-    link.port->index = link.index;
-    link.port->bridge = master;
-    link.port->name = link.name;
-    readPort(*kinds.slaveData, *link.port);
+  link.name = interface.name;
+  if (info.isBridge() && info.data) {
+    Bridge& bridge = link.bridge.emplace();
+    bridge.index = link.index;
+    bridge.name = link.name;
+    forEachAttribute(*info.data, reading(bridgeReaders, bridge));
+  } else if (info.isPort() && info.slaveData && interface.master != 0) {
+    Port& port = link.port.emplace();
+    port.index = link.index;
+    port.bridge = interface.master;
+    port.name = link.name;
+    forEachAttribute(*info.slaveData, reading(portReaders, port));
   }
   return link;
 }
 
 std::optional<Announcement> readAnnouncement(const nlmsghdr& message) {
-  const ifinfomsg* const header = interfaceOf(message);
+  const ifinfomsg* const header = headerOf(message);
   if (!header) return std::nullopt;
-  Announcement announcement;
-  announcement.index = static_cast<uint32_t>(header->ifi_index);
-  announcement.ofBridge = header->ifi_family == AF_BRIDGE;
-  forEachAttribute(message, sizeof *header, [&](const nlattr& attribute) {
-    const uint16_t type = mnl_attr_get_type(&attribute);
-    if (type != IFLA_LINKINFO) return;
-    const LinkInfo kinds(attribute);
-    if (kinds.kind == bridgeKind || kinds.slaveKind == bridgeKind) announcement.ofBridge = true;
-  });
-  return announcement;
+  const LinkInfo info = interfaceIn(message).linkInfo();
+  return Announcement{static_cast<uint32_t>(header->ifi_index),
+                      header->ifi_family == AF_BRIDGE || info.isBridge() || info.isPort()};
 }
 
 std::optional<StatisticsOf> readStatistics(const nlmsghdr& message) {
@@ -192,33 +195,30 @@ std::optional<StatisticsOf> readStatistics(const nlmsghdr& message) {
       mnl_nlmsg_get_payload_len(&message) < sizeof(if_stats_msg)) {
     return std::nullopt;
   }
+  static constexpr Reader<Statistics> outer[] = {
+      {IFLA_STATS_LINK_XSTATS_SLAVE, place<&Statistics::slaves>}};
+  static constexpr Reader<Statistics> inner[] = {
+      {LINK_XSTATS_TYPE_BRIDGE, place<&Statistics::bridge>}};
+  static constexpr Reader<Statistics> innermost[] = {{BRIDGE_XSTATS_STP, counters}};
   const auto* header = static_cast<const if_stats_msg*>(mnl_nlmsg_get_payload(&message));
-  std::optional<StatisticsOf> found;
-  forEachAttribute(message, sizeof *header, [&](const nlattr& slaves) {
-    if (mnl_attr_get_type(&slaves) != IFLA_STATS_LINK_XSTATS_SLAVE) return;
-    forEachAttribute(slaves, [&](const nlattr& kind) {
-      if (mnl_attr_get_type(&kind) != LINK_XSTATS_TYPE_BRIDGE) return;
-      forEachAttribute(kind, [&](const nlattr& counters) {
-        bridge_stp_xstats stp;
-        if (mnl_attr_get_type(&counters) != BRIDGE_XSTATS_STP || !attributeValue(counters, stp)) {
-          return;
-        }
-        found =
-            StatisticsOf{header->ifindex,
-                         {stp.transition_fwd, stp.rx_bpdu, stp.tx_bpdu, stp.rx_tcn, stp.tx_tcn}};
-      });
-    });
-  });
-  return found;
+  Statistics found;
+  forEachAttribute(message, sizeof *header, reading(outer, found));
+  if (found.slaves) forEachAttribute(*found.slaves, reading(inner, found));
+  if (found.bridge) forEachAttribute(*found.bridge, reading(innermost, found));
+  if (!found.port) return std::nullopt;
+  return StatisticsOf{header->ifindex, *found.port};
 }
 
 // --------------------------------------------------------------------------------------- requests
 
 namespace {
 
-Request linkRequest(uint16_t flags) {
+// About one interface, or about all that are asked for.
+Request linkRequest(uint16_t flags, uint32_t index = 0) {
   Request request(RTM_GETLINK, flags);
-  request.header<ifinfomsg>().ifi_family = AF_UNSPEC;
+  auto& header = request.header<ifinfomsg>();
+  header.ifi_family = AF_UNSPEC;
+  header.ifi_index = static_cast<int>(index);
   mnl_attr_put_u32(request.message(), IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS);
   return request;
 }
@@ -254,14 +254,7 @@ Request change(uint32_t index, uint16_t kind, uint16_t data, const Put& put) {
 
 }  // namespace
 
-Request askLink(uint32_t index) {
-  Request request(RTM_GETLINK, 0);
-  auto& header = request.header<ifinfomsg>();
-  header.ifi_family = AF_UNSPEC;
-  header.ifi_index = static_cast<int>(index);
-  mnl_attr_put_u32(request.message(), IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS);
-  return request;
-}
+Request askLink(uint32_t index) { return linkRequest(0, index); }
 
 Request askBridges() {
   Request request = linkRequest(NLM_F_DUMP);
