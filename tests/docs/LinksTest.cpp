@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <map>
+#include <regex>
 
 #include "Document.h"
 
@@ -29,4 +30,28 @@ TEST(Documents, LinkToWhatIsThere) {
           << where << " links to " << link.target;
     }
   }
+}
+
+// What a document calls `folder/File.h` is in the tree. The past may name what has gone, and a name
+// in capitals stands for any.
+TEST(Documents, NameFilesThatAreThere) {
+  const std::regex path("`([a-z]+)(/[A-Za-z0-9_./-]*)`");
+  const std::regex anyName("/[A-Z]+(/|$)");
+  size_t found = 0;
+  for (const Document& document : documents()) {
+    if (document.name() == "CHANGELOG.md") continue;
+    for (size_t i = 0; i < document.lines.size(); ++i) {
+      const std::string& line = document.lines[i];
+      for (std::sregex_iterator at(line.begin(), line.end(), path), end; at != end; ++at) {
+        const std::string folder = (*at)[1];
+        const std::string rest = (*at)[2];
+        if (folder == "build" || !fs::is_directory(fs::path(ROOT) / folder)) continue;
+        if (std::regex_search(rest, anyName)) continue;
+        ++found;
+        EXPECT_TRUE(fs::exists(fs::path(ROOT) / (folder + rest)))
+            << document.name() << ":" << i + 1 << " names " << folder << rest;
+      }
+    }
+  }
+  EXPECT_GT(found, 50u);
 }
