@@ -147,8 +147,9 @@ std::vector<std::string> Agent::notes() const {
     const Bridge& now = bridge.bridge;
     missing.erase(now.name);
     if (!kernel_.isSelected(now.name)) continue;
-    if (now.owner == Owner::nobody)
+    if (now.owner == Owner::nobody) {
       notes.push_back(now.name + " is left out: it runs no spanning tree");
+    }
     if (const auto at = published_.find(index); at != published_.end()) {
       const std::string why = whyReadOnly(now);
       if (!why.empty()) notes.push_back(now.name + " cannot be configured: " + why);

@@ -280,9 +280,7 @@ void Configuration::handleChange(const Pelmo::Change& change) {
 }
 
 void Configuration::apply() {
-  if (std::exchange(bridgeWritten_, false)) {
-    send(bridgeSettings(), *input_, bridge_, seenOfBridge_);
-  }
+  if (std::exchange(bridgeWritten_, false)) send(bridgeSettings(), *input_, bridge_, seenOfBridge_);
   for (const std::string& name : std::exchange(portsWritten_, {})) {
     const auto seen = ports_.find(name);
     const auto entity = input_->portConfig(name);

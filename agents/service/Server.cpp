@@ -251,9 +251,7 @@ void Server::dropClosed() {
     const Ending ending = connection ? connection->ending() : Ending::failed;
     ++ended_[static_cast<size_t>(ending)];
     if (connection) refused_ += connection->figures().refused;
-    if (connection && ending != Ending::peerGone) {
-      say(it->number, connection->closeReason());
-    }
+    if (connection && ending != Ending::peerGone) say(it->number, connection->closeReason());
     const uid_t uid = it->peer.uid;
     it = clients_.erase(it);
     --users_.at(uid).clients;
@@ -304,9 +302,7 @@ std::string Server::status() const {
   }
   Json closed = Json::object();
   for (size_t i = 0; i < ended_.size(); ++i) {
-    if (ended_[i] != 0) {
-      closed[Tovo::NboAttrLog::endingName(static_cast<Ending>(i))] = ended_[i];
-    }
+    if (ended_[i] != 0) closed[Tovo::NboAttrLog::endingName(static_cast<Ending>(i))] = ended_[i];
   }
   Json status = Json::object();
   status["socket"] = sockets_.front().path();

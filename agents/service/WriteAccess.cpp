@@ -34,9 +34,7 @@ std::string groupText(gid_t group) {
 
 template <class Number>
 void add(std::vector<Number>& numbers, Number number) {
-  if (std::find(numbers.begin(), numbers.end(), number) == numbers.end()) {
-    numbers.push_back(number);
-  }
+  if (std::find(numbers.begin(), numbers.end(), number) == numbers.end()) numbers.push_back(number);
 }
 
 }  // namespace

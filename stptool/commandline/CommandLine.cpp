@@ -114,9 +114,7 @@ class CommandLine::Parser {
     const std::string help =
         chosen.empty() ? "'stptool --help'" : "'stptool " + app.get_name() + " --help'";
     const std::vector<std::string> rest = app_.remaining(true);
-    if (rest.empty()) {
-      throw Failure(std::string(error.what()) + "; see " + help, ExitCode::usage);
-    }
+    if (rest.empty()) throw Failure(std::string(error.what()) + "; see " + help, ExitCode::usage);
     const std::string& wanted = rest.front();
     std::vector<std::string> known{"--help"};
     if (chosen.empty() && !wanted.starts_with('-')) {

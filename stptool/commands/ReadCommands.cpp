@@ -113,9 +113,7 @@ Json namedJson(const PathTarget& target, const std::vector<std::string>& names) 
 void showTree(const Tovo::Directory& directory, const std::string& path, const TreeStyle& style,
               const Sink& sink) {
   if (isEverything(path)) {
-    for (const auto& [mounted, root] : directory.mounts()) {
-      writeTree(*root, mounted, style, sink);
-    }
+    for (const auto& [mounted, root] : directory.mounts()) writeTree(*root, mounted, style, sink);
     return;
   }
   const PathTarget target = Tovo::resolvePath(directory, path);

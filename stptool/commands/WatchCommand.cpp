@@ -132,9 +132,7 @@ class Watch {
 
   void handleRoot(Tovo::Entity& root) {
     observers_.update(session_.directory());
-    if (!finished()) {
-      take({ChangeEvent::Kind::insert, Tovo::pathOf(root), {}, {}, {}, {}, {}, {}});
-    }
+    if (!finished()) take({ChangeEvent::Kind::insert, Tovo::pathOf(root), {}, {}, {}, {}, {}, {}});
   }
 
   void take(const ChangeEvent& event) {

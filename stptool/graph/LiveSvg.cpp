@@ -87,9 +87,7 @@ class LivePicture {
  public:
   explicit LivePicture(const std::vector<const Entity*>& roots) {
     for (const Entity* root : roots) findMarks(*root);
-    for (const Entity* root : roots) {
-      items_.push_back(itemOf(*root, Tovo::pathOf(*root), false));
-    }
+    for (const Entity* root : roots) items_.push_back(itemOf(*root, Tovo::pathOf(*root), false));
   }
 
   void write(const std::function<void(std::string_view)>& sink) {
@@ -105,9 +103,7 @@ class LivePicture {
     const int width = right + pageMargin;
     const int height = y + (legend.empty() ? 0 : 2 * gap + tileHeight) + pageMargin - 2 * gap;
     std::string text = svgStart(width, height) + styles;
-    for (const Item& item : items_) {
-      draw(item, text, true, sink);
-    }
+    for (const Item& item : items_) draw(item, text, true, sink);
     sink(text + legend + "</svg>\n");
   }
 

@@ -275,8 +275,9 @@ void dumpDirectory(const Tovo::Directory& directory, int levels, const Sink& sin
 
 Json dumpPath(const Tovo::Directory& directory, std::string_view path, int levels) {
   const Tovo::PathTarget target = Tovo::resolvePath(directory, path);
-  if (!target.attribute)
+  if (!target.attribute) {
     return wrapped(directory, *target.entity, dumpEntity(*target.entity, levels));
+  }
   const Attribute attribute = target.attribute;
   Json content = Json::object();
   if (!isState(*target.entity, attribute)) {

@@ -40,8 +40,9 @@ Tovo::TovoTypeBase needEntityType(const std::string& name, const JsonPlace& plac
   std::vector<std::string> known;
   for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
     for (uint32_t i = 0; i < module->typeCount; ++i) {
-      if (module->types[i].kind == Tovo::TypeKind::entity)
+      if (module->types[i].kind == Tovo::TypeKind::entity) {
         known.emplace_back(module->types[i].name);
+      }
     }
   }
   throw JsonError(place, "'" + name + "' is no entity type" + suggestion(name, known));
@@ -173,9 +174,7 @@ Pelmo::Ptr<Tovo::Entity> Loader::makeRoot(const DocumentRoot& root) {
   std::vector<const void*> arguments = pointersTo(parameters);
   const auto own = root.json->find("name");
   try {
-    if (!restores_ || own == root.json->end()) {
-      return target_.newEntity(root.path, name, arguments);
-    }
+    if (!restores_ || own == root.json->end()) return target_.newEntity(root.path, name, arguments);
     // Whoever mounts an entity may name it otherwise than its path ends.
     const auto key = keyFromJson(nameShapeOf(type), needString(*own, place / "name", "a name"),
                                  place / "name", outOfRange_);
@@ -214,9 +213,7 @@ void Loader::loadMembers(Entity& entity, const Json& json, const JsonPlace& plac
     const bool isName = isRoot && name == "name";
     const Attribute attribute =
         Tovo::attributeByName(entity.tovoType(), isName ? "nameString" : name);
-    if (!attribute) {
-      throw JsonError(place / name, unknownAttributeText(entity.tovoType(), name));
-    }
+    if (!attribute) throw JsonError(place / name, unknownAttributeText(entity.tovoType(), name));
     loadMember(entity, attribute, value, place / name);
   }
 }

@@ -380,8 +380,9 @@ Json toJson(const ValueShape& shape, const void* value) {
   if (const Tovo::ListOps* list = shape.ops->list) {
     Json array = Json::array();
     const ValueShape element{list->element, shape.type, shape.primitive};
-    for (size_t i = 0; i < list->size(value); ++i)
+    for (size_t i = 0; i < list->size(value); ++i) {
       array.push_back(toJson(element, list->at(value, i)));
+    }
     return array;
   }
   if (!shape.type) return primitiveToJson(shape, value);

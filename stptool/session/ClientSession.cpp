@@ -128,9 +128,7 @@ bool ClientSession::isLost() const noexcept {
 void ClientSession::await(const std::function<bool()>& done, const char* what) {
   const auto ended = [&] { return isLost() || done(); };
   const bool answered = !isLost() && runUntil(ended);
-  if (isLost()) {
-    throw Failure(options_.socket + ": the connection has ended: " + link_.reason());
-  }
+  if (isLost()) throw Failure(options_.socket + ": the connection has ended: " + link_.reason());
   if (!answered) {
     throw Failure(options_.socket + ": no " + what + " within " +
                   std::to_string(timeoutMilliseconds()) + " ms");
