@@ -4,16 +4,18 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <utility>
+
+#include "Tovo/AttrLog/UnixStream.h"
 
 namespace service {
 
@@ -22,15 +24,11 @@ namespace {
 std::string errorText(int error) { return std::strerror(error); }
 
 sockaddr_un addressOf(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
   if (path.empty()) throw std::runtime_error("the path of the socket is empty");
-  if (path.size() >= sizeof address.sun_path) {
-    throw std::runtime_error(path + ": is too long for a socket: " + std::to_string(path.size()) +
-                             " bytes, at most " + std::to_string(sizeof address.sun_path - 1));
-  }
-  std::memcpy(address.sun_path, path.data(), path.size());
-  return address;
+  const std::optional<sockaddr_un> address = Tovo::NboAttrLog::unixAddress(path);
+  if (address) return *address;
+  throw std::runtime_error(path + ": is too long for a socket: " + std::to_string(path.size()) +
+                           " bytes, at most " + std::to_string(sizeof address->sun_path - 1));
 }
 
 int newSocket() {
@@ -69,8 +67,9 @@ void clearStale(const std::string& path, const sockaddr_un& address) {
   if (error == 0 || error == EAGAIN) {
     throw std::runtime_error(path + ": is in use: another process serves there");
   }
-  if (error != ECONNREFUSED)
+  if (error != ECONNREFUSED) {
     throw std::runtime_error(path + ": cannot be taken over: " + errorText(error));
+  }
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
     throw std::runtime_error(path + ": cannot be replaced: " + errorText(errno));
   }

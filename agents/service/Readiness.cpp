@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +12,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Tovo/AttrLog/UnixStream.h"
 #include "agents/service/InterruptibleIo.h"
 
 namespace service {
@@ -23,19 +23,17 @@ constexpr int patienceMilliseconds = 1000;
 
 // Returns 0 or the number of the error.
 int sendTo(std::string_view socket, std::string_view message) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
   const bool isAbstract = socket.starts_with('@');
   if (!isAbstract && !socket.starts_with('/')) return EAFNOSUPPORT;
-  if (socket.size() >= sizeof address.sun_path) return ENAMETOOLONG;
-  std::memcpy(address.sun_path, socket.data(), socket.size());
-  if (isAbstract) address.sun_path[0] = '\0';
+  std::optional<sockaddr_un> address = Tovo::NboAttrLog::unixAddress(socket);
+  if (!address) return ENAMETOOLONG;
+  if (isAbstract) address->sun_path[0] = '\0';
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket.size());
   const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (fd < 0) return errno;
   // A connected socket can be waited for.
   int error = 0;
-  if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), size) != 0) {
+  if (::connect(fd, reinterpret_cast<const sockaddr*>(&*address), size) != 0) {
     error = errno;
   } else {
     pollfd writable{fd, POLLOUT, 0};
