@@ -1,6 +1,7 @@
 // Pieces of the messages that every program of the project writes.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,11 @@ inline std::string joined(const std::vector<std::string>& parts,
     text += part;
   }
   return text;
+}
+
+/// "1 byte", "2 bytes".
+inline std::string counted(uint64_t count, std::string_view one, std::string_view many) {
+  return std::to_string(count).append(" ").append(count == 1 ? one : many);
 }
 
 /// "; did you mean 'x'?" for the end of a message; nothing for an empty word.

@@ -110,6 +110,12 @@ struct Log::Shared {
   bool ended = false;
 };
 
+std::string lineText(std::string_view name, std::string_view text) {
+  const bool isLong = text.size() > longestLine;
+  return std::string(name) + ": " + Tovo::printable(text.substr(0, longestLine)) +
+         (isLong ? "...\n" : "\n");
+}
+
 Log::Log(int fd, std::string name, LogOptions options)
     : shared_(std::make_shared<Shared>(fd, std::move(name), options)) {}
 
@@ -122,9 +128,7 @@ Log::~Log() {
 }
 
 void Log::line(std::string_view text) {
-  const bool isLong = text.size() > longestLine;
-  const std::string line = shared_->name + ": " + Tovo::printable(text.substr(0, longestLine)) +
-                           (isLong ? "...\n" : "\n");
+  const std::string line = lineText(shared_->name, text);
   const std::lock_guard lock(shared_->mutex);
   const auto now = Clock::now();
   if (!shared_->allowance.take(now) || !shared_->add(line)) shared_->leaveOut(now);

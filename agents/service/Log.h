@@ -19,6 +19,10 @@ struct LogOptions {
   std::chrono::milliseconds farewell{500};
 };
 
+/// What a program says of itself, as a line: "name: text". What commands a terminal is shown as
+/// \xHH, and what is longer than 4 KB is cut.
+std::string lineText(std::string_view name, std::string_view text);
+
 /// Never keeps its caller waiting: a thread of its own writes, which blocks where the descriptor
 /// does, and what there is no room for is left out. How much that was is said in a line as soon as
 /// one can be written again. The thread begins with the first line and blocks all signals. The
@@ -34,7 +38,7 @@ class Log {
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
 
-  /// What commands a terminal is shown as \xHH, and what is longer than 4 KB is cut.
+  /// As lineText() has it.
   void line(std::string_view text);
   /// A text as it is, which does not count as a line; dropped without a word when more than 4 KB
   /// wait: for what is out of date soon, such as a line that shows progress.

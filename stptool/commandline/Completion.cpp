@@ -5,6 +5,7 @@
 
 #include "Tovo/Printable.h"
 #include "stptool/commandline/LiveNames.h"
+#include "stptool/model/Describe.h"
 #include "stptool/model/Explain.h"
 #include "stptool/model/ModelLibrary.h"
 
@@ -168,11 +169,9 @@ class Completer {
   template <class Include>
   void addTypes(const Include& include) {
     for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
-      for (uint32_t i = 0; i < module->typeCount; ++i) {
-        if (include(TovoTypeBase{module, i})) {
-          add(module->types[i].name, firstSentence(module->types[i].doc));
-        }
-      }
+      forEachType(*module, [&](TovoTypeBase type) {
+        if (include(type)) add(Tovo::typeName(type), firstSentence(Tovo::typeDescriptor(type).doc));
+      });
     }
   }
 

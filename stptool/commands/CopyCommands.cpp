@@ -77,7 +77,7 @@ void runLoad(const LoadOptions& options) {
   progress.end();
   if (options.json) {
     const Json done{{"loaded", roots.size()}};
-    writeOut(jsonText(done) + "\n");
+    writeOut(lineOf(done));
   }
 }
 

@@ -41,15 +41,11 @@ class Decoder {
         observers_([this](const Pelmo::Change& change) { note(change); }) {}
 
   void run() {
-    try {
+    out_.flushBehind([this] {
       while (const Reader::Message* message = recording_.next()) {
         if (!show(*message)) return;
       }
-    } catch (...) {
-      out_.flush();
-      throw;
-    }
-    out_.flush();
+    });
   }
 
  private:

@@ -5,6 +5,7 @@
 
 #include "stptool/text/NaturalOrder.h"
 #include "stptool/text/Table.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -52,8 +53,8 @@ std::string RateTable::text(double seconds, size_t top) const {
   for (const Count* count : most(top)) {
     table.row({perSecond(count->changes, seconds), count->path, count->attribute});
   }
-  return perSecond(total(), seconds) + " changes per second of " + std::to_string(counts_.size()) +
-         (counts_.size() == 1 ? " thing\n" : " things\n") + table.text("  ");
+  return perSecond(total(), seconds) + " changes per second of " +
+         words::counted(counts_.size(), "thing", "things") + "\n" + table.text("  ");
 }
 
 Json RateTable::json(double seconds, size_t top) const {

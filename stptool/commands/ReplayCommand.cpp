@@ -92,18 +92,14 @@ class Printer {
     const Wait wait = [&](const std::optional<SteadyTime>& until) {
       return until && millisecondsUntil(until) > 0 ? waitUntil(signals, until) : !signals.came();
     };
-    try {
+    out_.flushBehind([&] {
       play(
           recording_, options_, wait, [](const Reader::Message&) {},
           [&](const Reader::Message& message) {
             if (message.entity == 0) observers_.update(directory_);
             return !out_.readerGone();
           });
-    } catch (...) {
-      out_.flush();
-      throw;
-    }
-    out_.flush();
+    });
   }
 
  private:

@@ -15,6 +15,7 @@
 #include "stptool/json/ParseFile.h"
 #include "stptool/output/Output.h"
 #include "stptool/output/OutputFile.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -37,9 +38,9 @@ void loadFiles(const std::vector<std::string>& files, Tovo::Directory& directory
 std::string announcement(const ServeOptions& options, size_t count, const std::string& socket) {
   if (options.json) {
     const Json ready{{"serving", count}, {"socket", socket}};
-    return jsonText(ready) + "\n";
+    return lineOf(ready);
   }
-  return "serving " + std::to_string(count) + (count == 1 ? " entity" : " entities") + " on " +
+  return "serving " + words::counted(count, "entity", "entities") + " on " +
          Tovo::printable(socket) + "\n";
 }
 

@@ -7,6 +7,7 @@
 #include "stptool/json/Json.h"
 #include "stptool/output/Output.h"
 #include "stptool/text/Table.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -74,7 +75,7 @@ std::string connectionTable(const Json& connections) {
 
 std::string statusText(const Json& status) {
   const auto count = [](uint64_t value, const char* what) {
-    return std::to_string(value) + " " + what + (value == 1 ? "" : "s");
+    return words::counted(value, what, std::string(what) + "s");
   };
   std::string text = Tovo::printable(status.at("socket").get<std::string>()) + ": pid " +
                      number(status, "pid") + ", up " + span(status.at("seconds").get<double>()) +

@@ -11,6 +11,7 @@
 #include "stptool/model/FindType.h"
 #include "stptool/output/Output.h"
 #include "stptool/text/Table.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -111,7 +112,7 @@ std::string typeText(TovoTypeBase type) {
       ", " + std::string(Tovo::moduleName(*type.module)) + " type " + std::to_string(type.index);
   if (descriptor.kind != Tovo::TypeKind::entity &&
       descriptor.encodedSize != TypeDescriptor::variableSize) {
-    text += ", " + byteCount(descriptor.encodedSize) + " in the log";
+    text += ", " + words::counted(descriptor.encodedSize, "byte", "bytes") + " in the log";
   }
   text += "\n" + documentation(descriptor.doc);
   return text + (descriptor.kind == Tovo::TypeKind::enumeration ? enumText(descriptor)

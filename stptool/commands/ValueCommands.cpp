@@ -16,6 +16,7 @@
 #include "stptool/text/Suggest.h"
 #include "stptool/text/Table.h"
 #include "stptool/tree/ChangeText.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -89,8 +90,9 @@ void readInto(ValueBuffer& value, const ValueShape& shape, const std::vector<std
   } catch (const std::exception& error) {
     const uint32_t size = shape.ops->encodedSize;
     throw Failure(namedType(shape) + ": " + error.what() +
-                  (size == Tovo::TypeDescriptor::variableSize ? std::string()
-                                                              : "; it takes " + byteCount(size)));
+                  (size == Tovo::TypeDescriptor::variableSize
+                       ? std::string()
+                       : "; it takes " + words::counted(size, "byte", "bytes")));
   }
 }
 

@@ -125,7 +125,7 @@ void report(bool json, const char* done, const std::string& path) {
   if (!json) return;
   Json line = Json::object();
   line[done] = path;
-  writeOut(jsonText(line) + "\n");
+  writeOut(lineOf(line));
 }
 
 std::string parametersText(Tovo::TovoTypeBase type) {

@@ -3,6 +3,7 @@
 #include <map>
 
 #include "stptool/graph/Graph.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -73,9 +74,7 @@ class TypeGraphBuilder {
                own.kind == AttributeKind::valueCollection ||
                own.kind == AttributeKind::selfKeyedCollection;
     }
-    return count == 0   ? std::string()
-           : count == 1 ? "1 attribute"
-                        : std::to_string(count) + " attributes";
+    return count == 0 ? std::string() : words::counted(count, "attribute", "attributes");
   }
 
   void connect(size_t from, size_t to, std::string label, EdgeKind kind) {

@@ -66,10 +66,6 @@ std::string typeText(Attribute attribute) {
   return text;
 }
 
-std::string byteCount(uint32_t bytes) {
-  return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
-}
-
 std::string shownDefault(Attribute attribute) {
   std::string text = Tovo::defaultText(attribute);
   if (!text.starts_with("Value(") || attribute.kind() == AttributeKind::constant) return text;

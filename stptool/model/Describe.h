@@ -16,9 +16,6 @@ const char* kindName(Tovo::Attribute attribute);
 /// "u16", "const Stp::Config"; without the key of a collection.
 std::string typeText(Tovo::Attribute attribute);
 
-/// "1 byte", "10 bytes".
-std::string byteCount(uint32_t bytes);
-
 /// The default, or a constant's value, as text. Empty where it only repeats what the type of a
 /// record says of its own start.
 std::string shownDefault(Tovo::Attribute attribute);

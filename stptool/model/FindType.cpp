@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "stptool/model/Describe.h"
 #include "stptool/output/Failure.h"
 #include "stptool/text/Suggest.h"
 #include "words/Phrases.h"
@@ -13,10 +14,10 @@ Tovo::TovoTypeBase findType(const std::string& name) {
   std::vector<std::string> names;
   std::vector<Tovo::TovoTypeBase> shortMatches;
   for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
-    for (uint32_t i = 0; i < module->typeCount; ++i) {
-      names.emplace_back(module->types[i].name);
-      if (names.back().ends_with("::" + name)) shortMatches.push_back({module, i});
-    }
+    forEachType(*module, [&](Tovo::TovoTypeBase type) {
+      names.emplace_back(Tovo::typeName(type));
+      if (names.back().ends_with("::" + name)) shortMatches.push_back(type);
+    });
   }
   if (shortMatches.size() == 1) return shortMatches.front();
   if (shortMatches.size() > 1) {

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Tovo/Printable.h"
 #include "agents/service/InterruptibleIo.h"
 #include "stptool/output/Failure.h"
 
@@ -47,6 +46,16 @@ void Output::flush() {
   waiting_.clear();
 }
 
+void Output::flushBehind(const std::function<void()>& work) {
+  try {
+    work();
+  } catch (...) {
+    flush();
+    throw;
+  }
+  flush();
+}
+
 size_t outputWidth() noexcept {
   constexpr size_t usual = 120;
   winsize size{};
@@ -59,10 +68,7 @@ ErrorLog::~ErrorLog() { errorLog = nullptr; }
 
 void complain(std::string_view message) {
   if (errorLog) return errorLog->line(message);
-  // What a person typed may be as long as it likes; a message is to be read.
-  constexpr size_t most = 4096;
-  const bool isLong = message.size() > most;
-  writeError("stptool: " + Tovo::printable(message.substr(0, most)) + (isLong ? "...\n" : "\n"));
+  writeError(service::lineText("stptool", message));
 }
 
 // What cannot be said cannot be reported either.

@@ -1,6 +1,7 @@
 // Standard output, written whole; standard error, without waiting where that matters.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,8 @@ class Output {
   /// Throws Failure as writeOut does. What was added last is lost unless flush() follows.
   void add(std::string_view text);
   void flush();
+  /// Does what adds to it and flushes, also where that throws.
+  void flushBehind(const std::function<void()>& work);
   /// Nobody reads any more: there is nothing left to do.
   bool readerGone() const noexcept { return readerGone_; }
 

@@ -11,6 +11,7 @@
 #include "stptool/model/Explain.h"
 #include "stptool/model/ValueShape.h"
 #include "stptool/text/Hex.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -77,8 +78,9 @@ class Uses {
   Uses() {
     for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
       forEachType(*module, [&](TovoTypeBase owner) {
-        for (const AttributeDescriptor& own : Tovo::ownAttributes(owner))
+        for (const AttributeDescriptor& own : Tovo::ownAttributes(owner)) {
           add(owner, {*module, own});
+        }
       });
     }
   }
@@ -133,7 +135,7 @@ std::string kindSentence(TovoTypeBase type) {
   if (descriptor.kind != TypeKind::entity) {
     text += descriptor.encodedSize == TypeDescriptor::variableSize
                 ? ", of variable size in the log"
-                : ", " + byteCount(descriptor.encodedSize) + " in the log";
+                : ", " + words::counted(descriptor.encodedSize, "byte", "bytes") + " in the log";
   }
   const auto is = [&](uint8_t flag) { return (descriptor.flags & flag) != 0; };
   if (is(TypeDescriptor::hashable)) text += ", hashable";
@@ -404,8 +406,9 @@ Rows kinds() {
       {"const", "constant of the type; has an id and travels nowhere"},
   };
   Rows table{{"kind", "what"}, {}};
-  for (const auto& [word, meaning] : words)
+  for (const auto& [word, meaning] : words) {
     table.rows.push_back({codeCell(word), proseOf(meaning)});
+  }
   return table;
 }
 

@@ -11,6 +11,7 @@
 #include "stptool/model/ElementOrder.h"
 #include "stptool/text/Table.h"
 #include "stptool/text/Wrap.h"
+#include "words/Phrases.h"
 
 namespace stptool {
 
@@ -308,8 +309,7 @@ void writeTree(const Entity& entity, const std::string& path, const TreeStyle& s
 
 std::string attributeLine(const Entity& entity, Attribute attribute) {
   if (!attribute.isCollection()) return Tovo::attributeText(entity, attribute);
-  const size_t count = Tovo::collectionMap(entity, attribute).size();
-  return std::to_string(count) + (count == 1 ? " element" : " elements");
+  return words::counted(Tovo::collectionMap(entity, attribute).size(), "element", "elements");
 }
 
 std::string itemText(Attribute collection, const void* item) {

@@ -33,6 +33,8 @@ TEST(Phrases, KeepEmptyWordsAndAskForNothingWithoutOne) {
   EXPECT_EQ(words::joined({}), "");
   EXPECT_EQ(words::joined({"a"}), "a");
   EXPECT_EQ(words::joined({"", "a", ""}, " "), " a ");
+  EXPECT_EQ(words::counted(0, "entity", "entities"), "0 entities");
+  EXPECT_EQ(words::counted(1, "entity", "entities"), "1 entity");
   EXPECT_EQ(words::didYouMean(""), "");
   EXPECT_EQ(words::didYouMean("port"), "; did you mean 'port'?");
 }
