@@ -6,6 +6,9 @@
 #include <string_view>
 #include <vector>
 
+// Hidden: a library that uses them exports none of them.
+#pragma GCC visibility push(hidden)
+
 namespace words {
 
 /// How many insertions, deletions, replacements and swaps of neighbours make one text the other.
@@ -31,3 +34,5 @@ inline size_t editDistance(std::string_view a, std::string_view b) {
 }
 
 }  // namespace words
+
+#pragma GCC visibility pop

@@ -6,6 +6,9 @@
 #include <string_view>
 #include <vector>
 
+// Hidden: a library that uses them exports none of them.
+#pragma GCC visibility push(hidden)
+
 namespace words {
 
 /// The words with a separator between each two: "a, b, c".
@@ -31,3 +34,5 @@ inline std::string didYouMean(std::string_view meant) {
 }
 
 }  // namespace words
+
+#pragma GCC visibility pop
