@@ -134,13 +134,19 @@ class Hand {
     if (letters == 0) std::abort();
   }
 
-  /// Clears what the entity refers to.
-  static void clearReferences(Entity& entity) {
+  /// Clears references of the entity to what is in no mounted tree.
+  static void clearDangling(Entity& entity) {
+    const auto dangles = [](const Entity* target) {
+      return target && !pathOf(*target).starts_with('/');
+    };
     forEachAttribute(entity.tovoType(), [&](Attribute attribute) {
-      if (attribute.kind() == AttributeKind::pointer) pointerIs(entity, attribute, nullptr);
+      if (attribute.kind() == AttributeKind::pointer &&
+          dangles(pointerAt(storage(entity, attribute)).get())) {
+        pointerIs(entity, attribute, nullptr);
+      }
       if (attribute.kind() != AttributeKind::refCollection) return;
-      forEachElement(entity, attribute, [&](const void* at, const void*) {
-        collectionOps(attribute).erase(entity, at);
+      forEachElement(entity, attribute, [&](const void* at, const void* item) {
+        if (dangles(Tovo::elementEntity(item))) collectionOps(attribute).erase(entity, at);
       });
     });
   }

@@ -37,9 +37,7 @@ class Witness final : public Pelmo::Observer {
       return;
     }
     known_[&source][place] = itemOf(attribute, item);
-    if (attribute.kind() == Tovo::AttributeKind::ownCollection) {
-      learn(*Tovo::elementEntity(item));
-    }
+    if (attribute.kind() == Tovo::AttributeKind::ownCollection) learn(*Tovo::elementEntity(item));
   }
 
   /// Where the tree is not as it was published, or empty; while nothing is being published.

@@ -15,17 +15,15 @@
 #include "Tovo/Assert.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
+#include "fuzz/Demand.h"
 #include "fuzz/TreeState.h"
 
 namespace {
 
+using fuzz::demand;
 using Tovo::Directory;
 using Tovo::Entity;
 using Tovo::PathTarget;
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
 
 void plant(Directory& directory) {
   const auto hw = Stp::hwFactory("hw");

@@ -20,6 +20,7 @@
 #include "Tovo/AllocTrack.h"
 #include "Tovo/Assert.h"
 #include "Tovo/AttrLog/Recording.h"
+#include "fuzz/Demand.h"
 #include "fuzz/Messages.h"
 #include "fuzz/TreeState.h"
 #include "stptool/commands/Commands.h"
@@ -27,14 +28,11 @@
 
 namespace {
 
+using fuzz::demand;
 using Tovo::Directory;
 using Tovo::NboAttrLog::RecordingException;
 using Tovo::NboAttrLog::RecordingReader;
 using Tovo::NboAttrLog::RecordingWriter;
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
 
 enum Circumstance : uint8_t {
   noBeginning = 1,  ///< but for one that the input spells out

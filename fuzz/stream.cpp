@@ -4,7 +4,6 @@
 //
 // An input is a byte of circumstances and then steps: messages with lengths that are right, raw
 // bytes, changes that the process makes itself, turns of the loop.
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,12 +19,15 @@
 #include "Tovo/AllocTrack.h"
 #include "Tovo/Assert.h"
 #include "Tovo/AttrLog/Connection.h"
-#include "Tovo/Exceptions.h"
+#include "fuzz/Ends.h"
+#include "fuzz/Hand.h"
 #include "fuzz/Messages.h"
 #include "fuzz/TreeState.h"
 
 namespace {
 
+using fuzz::demand;
+using fuzz::Ends;
 using fuzz::Input;
 using fuzz::message;
 using fuzz::number;
@@ -35,10 +37,6 @@ using fuzz::text;
 using Tovo::Directory;
 using Tovo::NboAttrLog::Connection;
 using Tovo::NboAttrLog::Limits;
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
 
 enum Circumstance : uint8_t {
   noGreeting = 1,    ///< of the peer, but for one that the input spells out
@@ -53,8 +51,8 @@ enum Circumstance : uint8_t {
 
 // Beyond messages.
 enum Step : uint8_t {
-  ownChange = fuzz::messageSteps,  ///< which
-  loop,                            ///< whether the peer reads what arrived
+  ownChange = fuzz::messageSteps,
+  loop,  ///< whether the peer reads what arrived
   stepCount
 };
 
@@ -74,63 +72,16 @@ void plant(Directory& directory, bool many) {
   directory.mount("/quiesce", Stp::quiesceConfigFactory("quiesce"));
 }
 
-void changeConfiguration(const Directory& directory, uint8_t which) {
-  if (!directory.mounted("/config")) return;
-  auto& config = static_cast<Stp::Config&>(*directory.mounted("/config"));
-  auto& quiesce = static_cast<Stp::QuiesceConfig&>(*directory.mounted("/quiesce"));
-  switch (which % 4) {
-    case 0:
-      return quiesce.stpConfigIs(&config);
-    case 1:
-      return quiesce.stpConfigIs(nullptr);
-    case 2:
-      config.maxAgeIs(30);
-      config.disabledVlanIs(10, true);
-      return;
-    default:
-      config.maxAgeIs(20);
-      config.disabledVlanDel(10);
+// Of any entity, to anything: what is refused changes nothing.
+void change(const Directory& directory, Input& input) {
+  fuzz::Entities all;
+  for (const auto& [path, root] : directory.mounts()) fuzz::addTree(all, *root);
+  try {
+    fuzz::Hand(input).change(*all[input.below(all.size())], all);
+  } catch (const std::exception&) {
+    return;
   }
 }
-
-void change(const Directory& directory, uint8_t which) {
-  auto& hw = static_cast<Stp::Hw&>(*directory.mounted("/hw"));
-  auto& status = static_cast<Stp::Status&>(*directory.mounted("/status"));
-  const auto stpi = status.stpiStatusIs("Mstp");
-  const auto msti = stpi->mstiStatusIs("Mst1", Stp::InstanceId(1));
-  switch (which % 12) {
-    case 0:
-      return hw.mstiHwIs("Mst0")->mstiPortHwIs("Et1")->portStateIs(Stp::PortState::forwarding);
-    case 1:
-      hw.mstiHwDel("Mst0");
-      return;
-    case 2:
-      hw.mstiHwIs("Mst1")->mstiPortHwIs("Et2");
-      return;
-    case 3:
-      hw.mstiHwIs("Mst0")->mstiPortHwDel("Et1");
-      return;
-    case 4:
-      return msti->rootPortIs(msti->mstiPortStatusIs("Et1", 1));
-    case 5:
-      msti->mstiPortStatusDel("Et1");
-      return;
-    case 6:
-      msti->mstiPortStatusDel("Et1");
-      msti->mstiPortStatusIs("Et1", 2);
-      return;
-    case 7:
-      stpi->mstiStatusDel("Mst1");
-      return;
-    default:
-      changeConfiguration(directory, which);
-  }
-}
-
-struct Ends {
-  Ends() { demand(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0); }
-  int fds[2];
-};
 
 // Bytes of the peer, as far as the socket takes them.
 void send(int fd, const std::string& bytes) {
@@ -233,11 +184,7 @@ void play(Input input, const std::string& hello) {
       switch (const uint8_t step = input.byte() % stepCount) {
         case ownChange:
           ownChanges = true;
-          try {
-            change(directory, input.byte());
-          } catch (const Tovo::MutatorReinstantiatingException&) {
-            // The peer made that element first, with other parameters.
-          }
+          change(directory, input);
           break;
         case loop:
           if (input.byte() % 4 != 0) drain(peer);
