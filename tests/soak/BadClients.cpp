@@ -4,10 +4,15 @@
 #include <unistd.h>
 
 #include <functional>
+#include <memory>
+#include <system_error>
 
 #include "Tovo/AttrLog/Connection.h"
-#include "Unix.h"
+#include "Tovo/AttrLog/UnixStream.h"
+#include "fuzz/Messages.h"
 
+using fuzz::message;
+using fuzz::number;
 using Tovo::NboAttrLog::Connection;
 
 namespace {
@@ -16,62 +21,16 @@ enum Kind : size_t { garbled, halfGreeted, frames, silent, greedy, slow, stalled
 constexpr const char* kindNames[] = {"garbled", "half greeted", "of random frames", "silent",
                                      "greedy",  "slow",         "stalled"};
 
-std::string number(uint64_t value, int bytes) {
-  std::string text;
-  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) {
-    text += static_cast<char>(value >> shift & 0xff);
-  }
-  return text;
-}
-
-std::string frame(uint64_t entity, uint64_t id, const std::string& payload) {
-  return number(6 + payload.size(), 4) + number(entity, 4) + number(id, 2) + payload;
-}
-
 // Of this version, and without a module.
-std::string greeting() { return frame(0, 1, number(0x54414c31, 4) + number(1, 2) + number(0, 2)); }
+std::string greeting() {
+  return message(0, 1, number(0x54414c31, 4) + number(1, 2) + number(0, 2));
+}
 
 }  // namespace
 
 struct BadClients::Client {
-  explicit Client(uint64_t steps) : stepsLeft(steps) {}
-  virtual ~Client() = default;
-  virtual void step() = 0;
-
   uint64_t stepsLeft;
-};
-
-// Sends what it makes up, and reads nothing.
-class BadClients::Talker : public Client {
- public:
-  Talker(int fd, uint64_t steps, std::function<std::string()> talk)
-      : Client(steps), fd_(fd), talk_(std::move(talk)) {}
-  ~Talker() override { ::close(fd_); }
-
-  void step() override {
-    const std::string bytes = talk_();
-    (void)::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-  }
-
- private:
-  int fd_;
-  std::function<std::string()> talk_;
-};
-
-// Speaks the language, without manners.
-class BadClients::Guest : public Client {
- public:
-  Guest(int fd, uint64_t steps, std::function<void(Connection&)> act)
-      : Client(steps), connection_(fd, directory_), act_(std::move(act)) {}
-
-  void step() override {
-    if (!connection_.closed()) act_(connection_);
-  }
-
- private:
-  Tovo::Directory directory_;
-  Connection connection_;
-  std::function<void(Connection&)> act_;
+  std::function<void()> act;
 };
 
 BadClients::BadClients(std::string socket, std::mt19937_64& random)
@@ -81,14 +40,35 @@ BadClients::~BadClients() = default;
 uint64_t BadClients::upTo(uint64_t most) { return random_() % (most + 1); }
 
 void BadClients::add() {
-  const int fd = connectTo(socket_);
-  if (fd < 0) return;
+  int fd = -1;
+  try {
+    fd = Tovo::NboAttrLog::connectUnixStream(socket_);
+  } catch (const std::system_error&) {
+    return;  // the server has enough of them
+  }
   const uint64_t steps = upTo(4) == 0 ? 1 : upTo(200);
+  const auto acts = [&](std::function<void()> act) { clients_.push_back({steps, std::move(act)}); };
+  // Sends what it makes up, and reads nothing.
   const auto talks = [&](std::function<std::string()> talk) {
-    clients_.push_back(std::make_unique<Talker>(fd, steps, std::move(talk)));
+    const std::shared_ptr<const int> closing(new int(fd), [](const int* each) {
+      ::close(*each);
+      delete each;
+    });
+    acts([closing, talk = std::move(talk)] {
+      const std::string bytes = talk();
+      (void)::send(*closing, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    });
   };
-  const auto acts = [&](std::function<void(Connection&)> act) {
-    clients_.push_back(std::make_unique<Guest>(fd, steps, std::move(act)));
+  // Speaks the language, without manners.
+  const auto guests = [&](std::function<void(Connection&)> act) {
+    struct Guest {
+      explicit Guest(int end) : connection(end, directory) {}
+      Tovo::Directory directory;
+      Connection connection;
+    };
+    acts([guest = std::make_shared<Guest>(fd), act = std::move(act)] {
+      if (!guest->connection.closed()) act(guest->connection);
+    });
   };
   const auto noise = [this](size_t most) {
     std::string bytes(upTo(most), '\0');
@@ -114,14 +94,16 @@ void BadClients::add() {
       return talks([this, noise, greeted = false]() mutable {
         std::string bytes = std::exchange(greeted, true) ? std::string() : greeting();
         for (uint64_t count = upTo(20); count > 0; --count) {
-          bytes += frame(upTo(1) * upTo(1000), upTo(2) == 0 ? random_() : upTo(24), noise(100));
+          const uint64_t id = upTo(2) == 0 ? random_() : upTo(24);
+          bytes += message(static_cast<uint32_t>(upTo(1) * upTo(1000)), static_cast<uint32_t>(id),
+                           noise(100));
         }
         return bytes;
       });
     case silent:
       return talks([] { return std::string(); });
     case greedy:
-      return acts([](Connection& connection) {
+      return guests([](Connection& connection) {
         for (int i = 0; i < 100; ++i) {
           connection.askMounts();
           connection.askStatus();
@@ -130,16 +112,10 @@ void BadClients::add() {
         connection.flush();
       });
     case slow:
-      return acts([this, mountAll](Connection& connection) {
-        if (upTo(20) != 0) return;
-        connection.handleReadable();
-        mountAll(connection);
-        connection.flush();
-      });
     case stalled:
-      return acts([mountAll, reads = upTo(10)](Connection& connection) mutable {
-        if (reads == 0) return;
-        --reads;
+      return guests([this, kind, mountAll, reads = upTo(10)](Connection& connection) mutable {
+        if (kind == slow ? upTo(20) != 0 : reads == 0) return;
+        if (kind == stalled) --reads;
         connection.handleReadable();
         mountAll(connection);
         connection.flush();
@@ -148,8 +124,8 @@ void BadClients::add() {
 }
 
 void BadClients::step() {
-  for (const auto& client : clients_) client->step();
-  clients_.remove_if([](const auto& client) { return client->stepsLeft-- == 0; });
+  for (const Client& client : clients_) client.act();
+  clients_.remove_if([](Client& client) { return client.stepsLeft-- == 0; });
 }
 
 void BadClients::clear() { clients_.clear(); }
@@ -157,7 +133,7 @@ void BadClients::clear() { clients_.clear(); }
 std::string BadClients::figures() const {
   std::string text;
   for (size_t kind = 0; kind < kinds; ++kind) {
-    text += (kind == 0 ? "" : ", ") + std::to_string(came_[kind]) + " " + kindNames[kind];
+    text += " " + std::to_string(came_[kind]) + " " + kindNames[kind];
   }
   return text;
 }

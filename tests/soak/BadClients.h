@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdint>
 #include <list>
-#include <memory>
 #include <random>
 #include <string>
 
@@ -24,19 +23,17 @@ class BadClients {
   void clear();
 
   size_t size() const noexcept { return clients_.size(); }
-  /// How many of each kind came so far: "120 garbled, ...".
+  /// How many of each kind came so far: " 120 garbled ...".
   std::string figures() const;
 
  private:
   struct Client;
-  class Talker;
-  class Guest;
   static constexpr size_t kinds = 7;
 
   uint64_t upTo(uint64_t most);
 
   std::string socket_;
   std::mt19937_64& random_;
-  std::list<std::unique_ptr<Client>> clients_;
+  std::list<Client> clients_;
   std::array<uint64_t, kinds> came_{};
 };

@@ -3,11 +3,7 @@
 // states, the server's memory and descriptors and every exit code are what they should be, or the
 // soak fails and says which is not. The seed decides who comes when.
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -89,81 +85,25 @@ struct Visitor {
 };
 
 // A process of this program that mirrors and serves.
-class RelayProcess {
- public:
-  RelayProcess(std::string from, std::string to) : from_(std::move(from)), to_(std::move(to)) {
-    start();
-  }
-  ~RelayProcess() { end(SIGKILL); }
-  RelayProcess(const RelayProcess&) = delete;
-  RelayProcess& operator=(const RelayProcess&) = delete;
+struct Relay {
+  std::string from;
+  std::string to;
+  std::unique_ptr<Tool> tool;
+  uint64_t starts;
 
-  void restart(int signal) {
-    end(signal);
-    ++restarts_;
-    start();
-  }
-  void check() {
-    if (::waitpid(pid_, nullptr, WNOHANG) == 0) return;
-    pid_ = -1;
-    throw SoakFailure("the mirror at " + to_ + " has ended by itself");
-  }
-  uint64_t restarts() const noexcept { return restarts_; }
-
- private:
   void start() {
-    pid_ = ::fork();
-    if (pid_ != 0) return;
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::close_range(3, ~0U, 0);  // clients of this process are not to live on in it
-    try {
-      _exit(relay(from_, to_));
-    } catch (const std::exception& error) {
-      std::cerr << to_ << ": " << error.what() << '\n';
-      _exit(1);
-    }
+    const std::string self = fs::read_symlink("/proc/self/exe").string();
+    tool = std::make_unique<Tool>(Tool::Script{"exec '" + self + "' relay " + from + " " + to});
+    ++starts;
   }
-  void end(int signal) {
-    if (pid_ <= 0) return;
-    ::kill(pid_, signal);
-    ::waitpid(pid_, nullptr, 0);
-  }
-
-  std::string from_;
-  std::string to_;
-  pid_t pid_ = -1;
-  uint64_t restarts_ = 0;
-};
-
-// A disk that is soon full, or a device that always is, where root may not mount one.
-class SmallDisk {
- public:
-  explicit SmallDisk(const std::string& folder) : folder_(folder) {
-    fs::create_directory(folder);
-    // In a namespace of this process: whatever becomes of it, nothing stays mounted.
-    isMounted_ = ::unshare(CLONE_NEWNS) == 0 &&
-                 ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                 ::mount("soak", folder.c_str(), "tmpfs", 0, "size=8k") == 0;
-    if (!isMounted_) fs::create_symlink("/dev/full", folder + "/device");
-  }
-  ~SmallDisk() {
-    if (isMounted_) ::umount2(folder_.c_str(), MNT_DETACH);
-  }
-  SmallDisk(const SmallDisk&) = delete;
-  SmallDisk& operator=(const SmallDisk&) = delete;
-
-  std::string file(uint64_t number) const {
-    return folder_ + (isMounted_ ? "/" + std::to_string(number) : "/device");
-  }
-
- private:
-  std::string folder_;
-  bool isMounted_;
 };
 
 struct Usage {
   uint64_t bytes;
   size_t descriptors;
+  std::string text() const {
+    return std::to_string(bytes >> 10) + " KiB and " + std::to_string(descriptors) + " descriptors";
+  }
 };
 
 // None of a process that has ended.
@@ -177,30 +117,22 @@ std::optional<Usage> usageOf(pid_t pid) {
   return Usage{kilobytes << 10, static_cast<size_t>(descriptors)};
 }
 
-std::string text(const Usage& usage) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.1f MB and %zu descriptors",
-                static_cast<double>(usage.bytes) / 1e6, usage.descriptors);
-  return text;
-}
-
 class Soak {
  public:
   Soak(std::chrono::seconds length, uint64_t seed)
       : length_(length),
         random_(seed),
-        disk_(folder_.file("disk")),
         server_({"serve", "--socket", socket_, "--load", EXAMPLE, "--dump-at-end", file("a.json")}),
         bad_(socket_, random_) {
     if (!server_.says("serving")) throw SoakFailure("no server: " + server_.err());
-    first_ = std::make_unique<RelayProcess>(socket_, middle_);
-    second_ = std::make_unique<RelayProcess>(middle_, tail_);
+    for (Relay& relay : relays_) relay.start();
     await("the chain to be there", [&] { return fs::exists(tail_); });
     watch_ = start({"watch", "--socket", tail_, "--dump-at-end", file("watch.json")}, "/dev/null");
     record_ = start({"record", "--socket", socket_, file("all.rec")});
     if (!watch_->complains("watching") || !record_->complains("recording")) {
       throw SoakFailure("no watch or no recorder: " + watch_->err() + record_->err());
     }
+    fs::create_symlink("/dev/full", fullDisk_);
     other_ = file("other.json");
     std::string other = dump(socket_);
     for (size_t at; (at = other.find("\"forwarding\"")) != std::string::npos;) {
@@ -215,8 +147,8 @@ class Soak {
     const Usage early = settle();
     liveUntil(start + length_);
     const Usage late = settle();
-    std::cout << "server: " << text(early) << " after a third, " << text(late) << " at the end, "
-              << text(highest_) << " at most\n";
+    std::cout << "server: " << early.text() << " after a third, " << late.text() << " at the end, "
+              << highest_.text() << " at most\n";
     compareStates();
     report();
     if (late.descriptors != early.descriptors) fail("the server keeps descriptors");
@@ -280,8 +212,10 @@ class Soak {
       const Usage now = usage();
       highest_ = {std::max(highest_.bytes, now.bytes),
                   std::max(highest_.descriptors, now.descriptors)};
-      first_->check();
-      second_->check();
+      for (const Relay& relay : relays_) {
+        if (!usageOf(relay.tool->pid()))
+          throw SoakFailure("a mirror has ended: " + relay.tool->err());
+      }
       std::this_thread::sleep_for(std::chrono::milliseconds(upTo(2 * roundMilliseconds)));
     }
   }
@@ -310,22 +244,17 @@ class Soak {
   }
 
   void write() {
-    const std::string path = "/stp/quiesceStatus";
-    switch (upTo(4)) {
-      case 0:
-        return wrote({"load", "--replace", upTo(1) == 0 ? EXAMPLE : other_});
-      case 1:
-        wrote({"new", "/stp/soak", "Stp::Hw"});
-        wrote({"new", "/stp/soak/mstiHw/Mst" + std::to_string(upTo(99))});
-        return wrote({"del", "/stp/soak"});
-      default:
-        return wrote({"set", path, "quiesceMode", upTo(1) == 0 ? "true" : "false"});
+    const std::vector<Arguments> deeds[] = {
+        {{"load", "--replace", upTo(1) == 0 ? EXAMPLE : other_}},
+        {{"new", "/stp/soak", "Stp::Hw"},
+         {"new", "/stp/soak/mstiHw/Mst" + std::to_string(upTo(99))},
+         {"del", "/stp/soak"}},
+        {{"set", "/stp/quiesceStatus", "quiesceMode", upTo(1) == 0 ? "true" : "false"}},
+    };
+    for (Arguments arguments : deeds[std::min<uint64_t>(upTo(4), 2)]) {
+      arguments.insert(arguments.begin() + 1, {"--socket", socket_});
+      ended(arguments[0], start(arguments)->end());
     }
-  }
-
-  void wrote(Arguments arguments) {
-    arguments.insert(arguments.begin() + 1, {"--socket", socket_});
-    ended(arguments[0], start(arguments)->end());
   }
 
   // The server hears signals that mean nothing, or stands still; a mirror dies and comes back.
@@ -338,83 +267,62 @@ class Soak {
       server_.signal(SIGCONT);
     }
     if (upTo(100) == 0) {
-      (upTo(1) == 0 ? first_ : second_)->restart(upTo(1) == 0 ? SIGKILL : SIGTERM);
+      Relay& relay = relays_[upTo(1)];
+      relay.tool->signal(upTo(1) == 0 ? SIGKILL : SIGTERM);
+      relay.tool->end();
+      relay.start();
     }
   }
 
   void visit() {
     const std::string number = std::to_string(++visits_);
-    Visitor visitor;
-    visitor.until = Clock::now() + std::chrono::milliseconds(upTo(3000));
-    visitor.signal = 0;
-    visitor.expected = {0};
     const int stops[] = {SIGTERM, SIGINT, SIGHUP};
     const int stop = stops[upTo(2)];
-    Arguments arguments;
-    switch (upTo(7)) {
-      case 0:
-        visitor.what = "killed";
-        arguments = {upTo(1) == 0 ? "dump" : "watch"};
-        if (arguments[0] == "dump") visitor.until = Clock::now();
-        visitor.signal = SIGKILL;
-        visitor.expected = {-SIGKILL, 0};
-        break;
-      case 1:
-        visitor.what = "watch that is stopped";
-        arguments = {"watch", "--json", "--dump-at-end", file("watch" + number)};
-        visitor.signal = stop;
-        break;
-      case 2:
-        visitor.what = "recorder that is stopped";
-        arguments = {"record", file("record" + number)};
-        visitor.signal = stop;
-        break;
-      case 3:
-        visitor.what = "recorder on a full disk";
-        arguments = {"record", disk_.file(visits_)};
-        visitor.expected = {5};
-        break;
-      case 4:
-        visitor.what = "watch into a closed pipe";
-        visitor.reader = Reader::ofPipe(file("pipe" + number));
-        arguments = {"watch", "--rate"};
-        break;
-      case 5:
-        visitor.what = "watch into a closed terminal";
-        visitor.reader = Reader::ofTerminal();
-        arguments = {"watch", "--rate"};
-        break;
-      case 6:
-        visitor.what = "watch that nobody reads";
-        visitor.reader = Reader::ofPipe(file("pipe" + number));
-        arguments = {"watch", "--json"};
-        visitor.signal = stop;
-        break;
-      default:
-        visitor.what = "dump into a closed pipe";
-        visitor.reader = Reader::ofPipe(file("pipe" + number));
-        arguments = {"dump"};
-        break;
-    }
+    enum Into { file, pipe, terminal };
+    const struct {
+      const char* what;
+      Arguments arguments;
+      Into into;
+      int signal;
+      std::set<int> expected;
+    } kinds[] = {
+        {"dump that is killed", {"dump"}, file, SIGKILL, {-SIGKILL, 0}},
+        {"watch that is killed", {"watch"}, file, SIGKILL, {-SIGKILL}},
+        {"watch that is stopped",
+         {"watch", "--json", "--dump-at-end", this->file("watch" + number)},
+         file,
+         stop,
+         {0}},
+        {"recorder that is stopped", {"record", this->file("record" + number)}, file, stop, {0}},
+        {"recorder on a full disk", {"record", fullDisk_}, file, 0, {5}},
+        {"watch into a closed pipe", {"watch", "--rate"}, pipe, 0, {0}},
+        {"watch into a closed terminal", {"watch", "--rate"}, terminal, 0, {0}},
+        {"watch that nobody reads", {"watch", "--json"}, pipe, stop, {0}},
+        {"dump into a closed pipe", {"dump"}, pipe, 0, {0}},
+    };
+    const size_t which = upTo(std::size(kinds) - 1);
+    const auto& [what, words, into, signal, expected] = kinds[which];
+    const auto stay = std::chrono::milliseconds(which == 0 ? 0 : upTo(3000));
+    Visitor visitor{what, {}, {}, Clock::now() + stay, signal, expected};
+    if (into == pipe) visitor.reader = Reader::ofPipe(this->file("pipe" + number));
+    if (into == terminal) visitor.reader = Reader::ofTerminal();
+    Arguments arguments = words;
     arguments.insert(arguments.begin() + 1, {"--socket", socket_});
     visitor.tool = start(arguments, visitor.reader ? visitor.reader->path() : "");
     // Before that a signal has its usual effect.
-    if (visitor.signal == stop) visitor.tool->complains("ing everything");
+    if (signal == stop) visitor.tool->complains("ing everything");
     visitors_.push_back(std::move(visitor));
   }
 
   // Ends whose time is over.
   void leave(Clock::time_point now) {
-    for (auto it = visitors_.begin(); it != visitors_.end();) {
-      if (it->until > now) {
-        ++it;
-        continue;
-      }
-      if (it->signal == 0) it->reader.reset();
-      it->tool->signal(it->signal);
-      ended(it->what, it->tool->end(), it->expected);
-      it = visitors_.erase(it);
-    }
+    std::erase_if(visitors_, [&](Visitor& visitor) {
+      if (visitor.until > now) return false;
+      if (visitor.signal == 0) visitor.reader.reset();
+      visitor.tool->signal(visitor.signal);
+      ended(visitor.what, visitor.tool->end(), visitor.expected);
+      return true;
+    });
   }
 
   // --- what is to be seen at the end
@@ -428,12 +336,12 @@ class Soak {
   }
 
   void report() const {
-    std::cout << "clients: " << bad_.figures() << "; " << status_.at("accepted") << " in all\n";
+    std::cout << "clients:" << bad_.figures() << "; " << status_.at("accepted") << " in all\n";
     std::cout << "closed:";
     for (const auto& [reason, times] : status_.at("closed").items()) {
       std::cout << ' ' << times << ' ' << reason;
     }
-    std::cout << "\nmirrors: started again " << first_->restarts() << " and " << second_->restarts()
+    std::cout << "\nmirrors: started " << relays_[0].starts << " and " << relays_[1].starts
               << " times\n";
     for (const auto& [what, codes] : codes_) {
       std::cout << what << ":";
@@ -465,11 +373,10 @@ class Soak {
   const std::string socket_ = file("a.sock");
   const std::string middle_ = file("b.sock");
   const std::string tail_ = file("c.sock");
-  const SmallDisk disk_;
+  const std::string fullDisk_ = file("full");
   Tool server_;
   BadClients bad_;
-  std::unique_ptr<RelayProcess> first_;
-  std::unique_ptr<RelayProcess> second_;
+  Relay relays_[2]{{socket_, middle_, {}, 0}, {middle_, tail_, {}, 0}};
   std::unique_ptr<Tool> watch_;
   std::unique_ptr<Tool> record_;
   std::string other_;
@@ -484,6 +391,11 @@ class Soak {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 4 && std::string(argv[1]) == "relay") {
+    stptool::loadModelLibraries({});
+    relay(argv[2], argv[3]);
+    return 0;
+  }
   if (argc < 2 || argc > 3) {
     std::cerr << "usage: soak SECONDS [SEED]\n";
     return 2;
