@@ -1,5 +1,6 @@
 #include "agents/linux/Agent.h"
 
+#include <fmt/format.h>
 #include <poll.h>
 
 #include <memory>
@@ -177,67 +178,39 @@ TEST_F(AgentTest, AThousandRandomEventsEndAsIpSays) {
   };
   const auto end = [&] { return name(below(2) == 0 ? "p" : "q", 6); };
   const auto bridge = [&] { return name("br", 3); };
+  static constexpr const char* kinds[] = {
+      "link add p{number} type veth peer name q{number}",
+      "link add p{number} type veth peer name q{number}",
+      "link add {bridge} type bridge stp_state 1 forward_delay 200",
+      "link add {bridge} type bridge stp_state 1 forward_delay 200",
+      "link del {end}",
+      "link set {bridge} type bridge stp_state {state}",
+      "link set {bridge} type bridge priority {priority}",
+      "link set {bridge} type bridge max_age {age}",
+      "link set {end} type bridge_slave cost {cost}",
+      "link set {end} type bridge_slave priority {lowPriority}",
+      "link set {end} type bridge_slave guard {flag} root_block {flag}",
+      "link set {end} nomaster",
+      "link set {end} down",
+      "link set {end} up\nlink set {bridge} up",
+      "link set {end} down\nlink set {end} name {other}\nlink set {other} up",
+      "link set {end} master {bridge}",
+      "link set {end} master {bridge}",
+      "link del {bridge}",
+      "link set {bridge} down",
+  };
   start();
   int events = 0;
   for (int round = 0; events < 1000; ++round) {
     std::string lines;
     const int count = static_cast<int>(1 + below(16));
     for (int i = 0; i < count; ++i) {
-      const std::string number = std::to_string(below(6));
-      switch (below(16)) {
-        case 0:
-        case 1:
-          lines += "link add p" + number + " type veth peer name q" + number;
-          break;
-        case 2:
-        case 3:
-          lines += "link add " + bridge() + " type bridge stp_state 1 forward_delay 200";
-          break;
-        case 4:
-          lines += below(4) == 0 ? "link del " + bridge() : "link del " + end();
-          break;
-        case 5:
-          lines +=
-              "link set " + bridge() + " type bridge stp_state " + std::to_string(below(4) != 0);
-          break;
-        case 6:
-          lines += "link set " + bridge() + " type bridge priority " + std::to_string(below(65536));
-          break;
-        case 7:
-          lines += "link set " + bridge() + " type bridge max_age " +
-                   std::to_string(600 + 100 * below(35));
-          break;
-        case 8:
-          lines +=
-              "link set " + end() + " type bridge_slave cost " + std::to_string(1 + below(200));
-          break;
-        case 9:
-          lines += "link set " + end() + " type bridge_slave priority " + std::to_string(below(64));
-          break;
-        case 10:
-          lines += "link set " + end() + " type bridge_slave " +
-                   (below(2) == 0 ? "guard " : "root_block ") + (below(3) == 0 ? "on" : "off");
-          break;
-        case 11:
-          lines += "link set " + end() + " nomaster";
-          break;
-        case 12:
-          lines += "link set " + (below(3) == 0 ? bridge() : end()) + " down";
-          break;
-        case 13:
-          lines += "link set " + (below(3) == 0 ? bridge() : end()) + " up";
-          break;
-        case 14: {
-          const std::string one = end();
-          const std::string other = end();
-          lines += "link set " + one + " down\nlink set " + one + " name " + other + "\nlink set " +
-                   other + " up";
-          break;
-        }
-        default:
-          lines += "link set " + end() + " master " + bridge();
-          break;
-      }
+      lines += fmt::format(
+          fmt::runtime(kinds[below(std::size(kinds))]), fmt::arg("number", below(6)),
+          fmt::arg("bridge", bridge()), fmt::arg("end", end()), fmt::arg("other", end()),
+          fmt::arg("state", below(4) != 0 ? 1 : 0), fmt::arg("flag", below(3) == 0 ? "on" : "off"),
+          fmt::arg("priority", below(65536)), fmt::arg("lowPriority", below(64)),
+          fmt::arg("age", 600 + 100 * below(35)), fmt::arg("cost", 1 + below(200)));
       lines += '\n';
     }
     events += count - tryIp(lines);

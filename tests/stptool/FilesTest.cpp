@@ -21,33 +21,18 @@ TEST(Dump, LoadsAgainAsTheSameTree) {
 }
 
 TEST(Dump, KeepsNamesThatAreHardToWrite) {
-  RunningServer server(std::vector<std::string>{});
-  ASSERT_EQ(server.output({"new", "/hw", "Stp::Hw"}), "");
-  for (const std::string& name :
-       {std::string("a/b[c]\\d"), std::string("'quoted'"), std::string(" blank "),
-        std::string("\xc3\xa4"), std::string("\xff\n"), std::string("~1")}) {
-    std::string path = "/hw/mstiHw[";
-    const bool quoted = name.starts_with('\'') || name.starts_with('\xff');
-    const std::string text = name == "\xff\n" ? "'\\xff\\x0a'" : quoted ? "'\\'quoted\\''" : name;
-    for (const char c : text) {
-      if (c == ']' || c == '\\') path += '\\';
-      path += c;
-    }
-    EXPECT_EQ(server.output({"new", path + "]"}), "") << name;
-  }
-  const std::string dump = server.dump();
-  EXPECT_EQ(Json::parse(dump).at("mounts").at("/hw").at("mstiHw").size(), 6u) << dump;
-  RunningServer second({server.folder().write("dump.json", dump)});
-  EXPECT_EQ(second.dump(), dump);
-
+  const TemporaryFolder folder;
   // A quote that nothing closes is one like any other character.
-  EXPECT_EQ(second.output({"new", "/hw/mstiHw/'open"}), "");
-  const std::string open = server.folder().write(
-      "open.json", R"({"mounts": {"/hw": {"mstiHw": {"'open": {}, "'it's'": {}}}}})");
-  EXPECT_EQ(second.output({"load", open}), "");
-  const Json names = Json::parse(second.dump()).at("mounts").at("/hw").at("mstiHw");
+  RunningServer server({folder.write("names.json", R"({"mounts": {"/hw": {"type": "Stp::Hw",
+      "mstiHw": {"a/b[c]\\d": {}, "'\\'quoted\\''": {}, " blank ": {}, "\u00e4": {}, "~1": {},
+                 "'\\xff\\x0a'": {}, "'open": {}, "'it's'": {}}}}})")});
+  const std::string dump = server.dump();
+  const Json names = Json::parse(dump).at("mounts").at("/hw").at("mstiHw");
   EXPECT_EQ(names.size(), 8u);
   EXPECT_TRUE(names.contains("'\\'open'") && names.contains("'\\'it\\'s\\''")) << names;
+  EXPECT_EQ(server.output({"get", "/hw/mstiHw['\\\\xff\\\\x0a']", "name"}), "'\\xff\\x0a'\n");
+  RunningServer second({folder.write("dump.json", dump)});
+  EXPECT_EQ(second.dump(), dump);
 }
 
 TEST(Dump, OfAPartLoadsIntoATreeThatHasTheRest) {
@@ -109,7 +94,6 @@ const WrongFile wrongFiles[] = {
      ": /mounts/~1p/type: 'Stp::ProtoState' is no entity type; did you mean 'Stp::ProtoStatus'?"},
     {"value type", R"({"mounts": {"/p": {"type": "Stp::PortState"}}})",
      ": /mounts/~1p/type: 'Stp::PortState' is no entity type"},
-    {"type a number", R"({"mounts": {"/p": {"type": 1}}})", ": /mounts/~1p/type: found 1"},
     {"bad mount path", R"({"mounts": {"p": {"type": "Stp::ProtoStatus"}}})", ": /mounts/p: 'p'"},
     {"mount below mount", R"({"mounts": {"/p": {"type": "Stp::Hw"}, "/p/q": {"type": "Stp::Hw"}}})",
      ": /mounts/~1p~1q: "},
@@ -125,23 +109,8 @@ const WrongFile wrongFiles[] = {
     {"another key of its own",
      R"({"mounts": {"/p": {"type": "Stp::OCMstiStateDir", "state": {"5": {"mstId": 6}}}}})",
      ": /mounts/~1p/state/5: the value's own key is not '5'"},
-    {"seconds as text", R"({"mounts": {"/p": {"type": "Stp::QuiesceConfig",
-        "peerWaitTime": "1.5"}}})",
-     ": /mounts/~1p/peerWaitTime: found \"1.5\"; allowed: a number of seconds"},
-    {"literal", R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "runMode": "mstp"}}})",
-     R"(: /mounts/~1p/runMode: found "mstp"; allowed: one of "runModeNone", "runModeMstp")"},
-    {"text for a number",
-     R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "overrideCount": "1"}}})",
-     R"(: /mounts/~1p/overrideCount: found "1"; allowed: a whole number from 0 to 4294967295)"},
-    {"too large",
-     R"({"mounts": {"/p": {"type": "Stp::ProtoStatus", "overrideCount": 4294967296}}})",
-     ": /mounts/~1p/overrideCount: found 4294967296; allowed"},
-    {"number for bool", R"({"mounts": {"/p": {"type": "Stp::QuiesceStatus", "quiesceMode": 0}}})",
-     ": /mounts/~1p/quiesceMode: found 0; allowed: true or false"},
     {"list for a collection", R"({"mounts": {"/p": {"type": "Stp::Hw", "mstiHw": ["Mst0"]}}})",
      R"(: /mounts/~1p/mstiHw: found ["Mst0"])"},
-    {"null element", R"({"mounts": {"/p": {"type": "Stp::Hw", "mstiHw": {"Mst0": null}}}})",
-     ": /mounts/~1p/mstiHw/Mst0: found null"},
     {"type in an element",
      R"({"mounts": {"/p": {"type": "Stp::Hw", "mstiHw": {"Mst0": {"type": "Stp::MstiHw"}}}}})",
      ": /mounts/~1p/mstiHw/Mst0/type: Stp::MstiHw has no 'type'"},
@@ -184,12 +153,9 @@ TEST(Load, SaysWhatDoesNotFitTheLiveTree) {
   const std::string file =
       server.folder().write("wrong.json", R"({"mounts": {"/stp/good": {"type": "Stp::Hw"},
                                    "/stp/hw": {"type": "Stp::ProtoStatus"}}})");
-  const Ended ended = server.run({"load", file});
-  EXPECT_EQ(ended.code, 1);
-  EXPECT_NE(ended.err.find("/mounts/~1stp~1hw/type: found \"Stp::ProtoStatus\", but /stp/hw is a "
-                           "Stp::Hw already"),
-            std::string::npos)
-      << ended.err;
+  EXPECT_TRUE(complains(server.run({"load", file}), 1,
+                        "/mounts/~1stp~1hw/type: found \"Stp::ProtoStatus\", but /stp/hw is a "
+                        "Stp::Hw already"));
   EXPECT_EQ(server.dump(), before);
   EXPECT_EQ(server.run({"load", server.folder().file("none.json")}).code, 1);
   EXPECT_EQ(server.run({"load", "/"}).code, 1) << "a folder";
@@ -216,9 +182,8 @@ TEST(Load, TakesReferencesForwardAndBetweenFiles) {
   EXPECT_EQ(server.output({"get", "--json", "/c", "disabledVlan"}),
             "{\n  \"disabledVlan\": {\"7\": false, \"8\": true}\n}\n");
   const Ended range = server.run({"set", "/c", "maxAge", "41"});
-  EXPECT_EQ(range.code, 1);
-  EXPECT_NE(range.err.find("/c: maxAge: '41' is refused"), std::string::npos) << range.err;
-  EXPECT_NE(range.err.find("allowed: 6 to 40 s"), std::string::npos) << range.err;
+  EXPECT_TRUE(complains(range, 1, "/c: maxAge: '41' is refused"));
+  EXPECT_TRUE(holds(range.err, "allowed: 6 to 40 s"));
 
   const std::string dump = server.dump();
   RunningServer second({folder.write("dump.json", dump)});
@@ -248,8 +213,7 @@ TEST(Load, TakesReferencesForwardAndBetweenFiles) {
         "bad.json", std::string(R"({"mounts": {"/c": {"type": "Stp::Config", )") + change + "}}}");
     for (const Ended& ended : {server.run({"load", bad}),
                                runTool({"serve", "--socket", folder.file("s"), "--load", bad})}) {
-      EXPECT_EQ(ended.code, 1) << change;
-      EXPECT_NE(ended.err.find(bad + message), std::string::npos) << ended.err << message;
+      EXPECT_TRUE(complains(ended, 1, bad + message));
     }
   }
   EXPECT_EQ(server.dump(), dump);

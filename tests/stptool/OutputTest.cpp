@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <sstream>
 
 #include "RunningServer.h"
 #include "stptool/output/Failure.h"
@@ -119,8 +120,7 @@ TEST(DumpAtEnd, WritesToADeviceAndAFifoAndLeavesThemWhatTheyAre) {
 
   // Nobody reads: a signal ends the wait.
   const auto record = server.start({"record", fifo});
-  const auto watch = server.start({"watch", "--for", "0", "--dump-at-end", fifo});
-  EXPECT_TRUE(watch->complains("watching"));
+  const auto watch = server.watch({"--for", "0", "--dump-at-end", fifo});
   EXPECT_EQ(watch->stop().code, 1);
   EXPECT_EQ(record->stop().code, 1);
 
@@ -140,45 +140,22 @@ TEST(FullDisk, EndsEveryCommandWithACodeOfItsOwn) {
   const std::string json = server.folder().write("some.json", server.dump());
   EXPECT_EQ(server.run({"record", recording, "--until-idle", "0.2"}).code, 0);
   const std::string port = portPath("Ethernet1");
-  const std::vector<std::vector<std::string>> alone = {
-      {"--help"},
-      {"types", "--help"},
-      {"man"},
-      {"complete", "1", "stptool", ""},
-      {"types"},
-      {"types", "Stp::Hw", "--json"},
-      {"parse", "Stp::PathCost", "1"},
-      {"encode", "Stp::PathCost", "1"},
-      {"decode", "Stp::PathCost", "00000001"},
-      {"decode", recording},
-      {"replay", recording, "--fast"},
-      {"graph", "--types"},
-  };
-  const std::vector<std::vector<std::string>> connected = {
-      {"status"},
-      {"tree"},
-      {"get", port},
-      {"set", port, "active", "false", "--json"},
-      {"new", "/stp/lab", "Stp::Hw", "--json"},
-      {"del", "/stp/lab", "--json"},
-      {"dump"},
-      {"dump", port},
-      {"graph", "--svg"},
-      {"load", json, "--json"},
-      {"record", recording, "--force", "--json", "--for", "0"},
-      {"watch", "--rate", "--for", "0"},
-  };
-  const auto expectFull = [](const std::vector<std::string>& arguments) {
-    const Ended ended = Tool(Tool::into("/dev/full", arguments)).end();
-    EXPECT_EQ(ended.code, 5) << arguments[0];
-    EXPECT_NE(ended.err.find("cannot write to standard output: No space left on device"),
-              std::string::npos)
-        << arguments[0] << ": " << ended.err;
-  };
-  for (const auto& arguments : alone) expectFull(arguments);
-  for (std::vector<std::string> arguments : connected) {
-    arguments.insert(arguments.begin() + 1, {"--socket", server.socket()});
-    expectFull(arguments);
+  const std::string on = " --socket " + server.socket() + "\n";
+  std::istringstream commands(
+      "--help\ntypes --help\nman\ncomplete t\ntypes\ntypes Stp::Hw --json\n"
+      "parse Stp::PathCost 1\nencode Stp::PathCost 1\ndecode Stp::PathCost 00000001\n"
+      "graph --types\ndecode " +
+      recording + "\nreplay " + recording +
+      " --fast\n"
+      "status" +
+      on + "tree" + on + "get " + port + on + "set " + port + " active false --json" + on +
+      "new /stp/lab Stp::Hw --json" + on + "del /stp/lab --json" + on + "dump" + on + "dump " +
+      port + on + "graph --svg" + on + "load " + json + " --json" + on + "record " + recording +
+      " --force --json --for 0" + on + "watch --rate --for 0" + on);
+  for (std::string command; std::getline(commands, command);) {
+    EXPECT_TRUE(complains(Tool(Tool::into("/dev/full", words(command))).end(), 5,
+                          "cannot write to standard output: No space left on device"))
+        << command;
   }
   const std::string full = deviceIn(server.folder(), "/dev/full");
   EXPECT_EQ(server.run({"record", full, "--for", "0"}).code, 5);
@@ -204,24 +181,18 @@ TEST(DumpAtEnd, HasWhatWasMirroredLastWhenTheServerIsAway) {
   RunningServer server;
   const std::string file = server.folder().file("mirror.json");
   const std::string dump = server.dump();
-  const auto watch = server.start({"watch", "--dump-at-end", file});
-  ASSERT_TRUE(watch->complains("watching"));
-  server.tool().signal(SIGKILL);
-  server.tool().end();
+  const auto watch = server.watch({"--dump-at-end", file});
+  server.kill();
   ASSERT_TRUE(watch->complains("it is made again"));
-  const Ended ended = watch->stop();
-  EXPECT_EQ(ended.code, 0) << ended.err;
-  EXPECT_NE(ended.err.find(file + " gets what was mirrored last\n"), std::string::npos);
+  EXPECT_TRUE(complains(watch->stop(), 0, file + " gets what was mirrored last\n"));
   EXPECT_EQ(readFile(file), dump);
 }
 
 TEST(DumpAtEnd, IsWrittenAfterARefusal) {
   RunningServer server;
   const std::string file = server.folder().file("mirror.json");
-  const auto watch = server.start({"watch", "--dump-at-end", file});
-  ASSERT_TRUE(watch->complains("watching"));
-  server.tool().signal(SIGKILL);
-  server.tool().end();
+  const auto watch = server.watch({"--dump-at-end", file});
+  server.kill();
   const Tool other({"serve", "--socket", server.socket()});  // without the roots
   ASSERT_TRUE(watch->complains("is not mirrored any more")) << watch->err();
   const Ended ended = watch->stop();

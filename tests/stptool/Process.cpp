@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -65,6 +66,11 @@ std::string readFile(const std::string& file) {
   std::ostringstream text;
   text << stream.rdbuf();
   return text.str();
+}
+
+std::vector<std::string> words(const std::string& text) {
+  std::istringstream stream(text);
+  return {std::istream_iterator<std::string>(stream), {}};
 }
 
 Tool::Tool(const std::vector<std::string>& arguments, const std::optional<User>& user) {

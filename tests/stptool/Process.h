@@ -32,6 +32,8 @@ class TemporaryFolder {
 };
 
 std::string readFile(const std::string& file);
+/// What blanks separate in a text.
+std::vector<std::string> words(const std::string& text);
 
 /// A running stptool. Its end is waited for, by force if need be.
 class Tool {

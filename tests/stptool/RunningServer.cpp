@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstring>
 
 RunningServer::RunningServer(const std::vector<std::string>& files)
@@ -39,6 +40,18 @@ std::string RunningServer::output(const std::vector<std::string>& arguments) con
   EXPECT_EQ(ended.code, 0) << ended.err;
   EXPECT_EQ(ended.err, "");
   return ended.out;
+}
+
+std::unique_ptr<Tool> RunningServer::watch(std::vector<std::string> options) const {
+  options.insert(options.begin(), "watch");
+  std::unique_ptr<Tool> watch = start(std::move(options));
+  EXPECT_TRUE(watch->complains("watching")) << watch->err();
+  return watch;
+}
+
+void RunningServer::kill() {
+  tool_->signal(SIGKILL);
+  tool_->end();
 }
 
 std::string portPath(const std::string& port, int instance) {

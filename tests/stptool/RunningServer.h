@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Process.h"
+#include "Holds.h"
 
 class RunningServer {
  public:
@@ -22,6 +22,11 @@ class RunningServer {
   std::string dump() const { return output({"dump"}); }
   std::unique_ptr<Tool> start(std::vector<std::string> arguments,
                               const std::optional<Tool::User>& user = {}) const;
+
+  /// A watch with these options that has begun to watch.
+  std::unique_ptr<Tool> watch(std::vector<std::string> options = {}) const;
+  /// SIGKILL; its socket stays.
+  void kill();
 
   const std::string& socket() const noexcept { return socket_; }
   /// Where the server writes its tree when it stops.

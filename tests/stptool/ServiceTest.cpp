@@ -148,17 +148,23 @@ TEST(ListeningSocket, TakesOverOnlyFromTheDeadAndRemovesOnlyItsOwn) {
   EXPECT_FALSE(exists(path));
   {
     const OtherSocket ofAnotherKind(path, SOCK_DGRAM);
-    EXPECT_NE(refusalOf(path).find(": cannot be taken over"), std::string::npos);
+    EXPECT_TRUE(holds(refusalOf(path), ": cannot be taken over"));
     EXPECT_TRUE(exists(path));
   }
   ::unlink(path.c_str());
   std::unique_ptr<OtherSocket> other;
   {
-    const service::ListeningSocket replaced(path);
+    const service::ListeningSocket replaced(path, 0640);
+    struct stat status {};
+    ASSERT_EQ(::lstat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0640u);
     ::unlink(path.c_str());
     other = std::make_unique<OtherSocket>(path, SOCK_STREAM, 1);
   }
   EXPECT_TRUE(exists(path)) << "the socket of another process was removed";
+  const std::string file = folder.write("file", "precious");
+  EXPECT_TRUE(holds(refusalOf(file), "is no socket"));
+  EXPECT_EQ(readFile(file), "precious");
 }
 
 TEST(ListeningSocket, OneOfManyThatStartAtOnceServes) {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "Tovo/Printable.h"
+#include "Process.h"
 #include "stptool/commands/RateTable.h"
 #include "stptool/json/Json.h"
 #include "stptool/model/Explain.h"
@@ -17,23 +17,10 @@ namespace stptool {
 namespace {
 
 TEST(NaturalOrder, IsStrictAndTotalAndCountsNumbers) {
-  const std::vector<std::string> ordered = {"",
-                                            "0",
-                                            "00",
-                                            "1",
-                                            "2",
-                                            "10",
-                                            "Ethernet",
-                                            "Ethernet1",
-                                            "Ethernet2",
-                                            "Ethernet02b",
-                                            "Ethernet3/1",
-                                            "Ethernet3/10",
-                                            "Ethernet10",
-                                            "Ethernet99999999999999999999999",
-                                            "Port-Channel1",
-                                            "ethernet1",
-                                            "\xff"};
+  std::vector<std::string> ordered = words(
+      "0 00 1 2 10 Ethernet Ethernet1 Ethernet2 Ethernet02b Ethernet3/1 Ethernet3/10 Ethernet10 "
+      "Ethernet99999999999999999999999 Port-Channel1 ethernet1 \xff");
+  ordered.insert(ordered.begin(), "");
   for (size_t i = 0; i < ordered.size(); ++i) {
     for (size_t j = 0; j < ordered.size(); ++j) {
       // "0" and "00" differ in leading zeros alone: any order will do, as long as it is one.

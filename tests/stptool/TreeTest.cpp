@@ -72,46 +72,30 @@ TEST_F(StatusTree, LeavesOutNothingOnRequest) {
   for (const char* line :
        {"  stable                             false\n", "      cistPathCost  1\n",
         "  backupIntfStatus  0 Stp::BackupIntfStatus\n"}) {
-    EXPECT_NE(all.find(line), std::string::npos) << line << all;
+    EXPECT_TRUE(holds(all, line));
   }
   EXPECT_EQ(tree().find("stable "), std::string::npos);
 }
 
 TEST_F(StatusTree, HasTextThatReadsBackOnRequest) {
   const std::string full = tree({"--full"});
-  EXPECT_NE(full.find("designatedRoot  Value('Stp::BridgeId', priority=4096, systemId=1, "
-                      "address=00:00:5e:00:53:01)\n"),
-            std::string::npos)
-      << full;
-  EXPECT_NE(full.find("rootPort        /stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/"
-                      "Ethernet10\n"),
-            std::string::npos);
+  EXPECT_TRUE(holds(full,
+                    "designatedRoot  Value('Stp::BridgeId', priority=4096, systemId=1, "
+                    "address=00:00:5e:00:53:01)\n"));
+  EXPECT_TRUE(holds(full,
+                    "rootPort        /stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/"
+                    "Ethernet10\n"));
 }
 
 // Whatever happens to be set, nothing is wider than it has to be and nothing gets lost.
 TEST_F(StatusTree, PutsBelowTheRowWhatDoesNotFit) {
   const std::string port = "/stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/Ethernet2";
   std::vector<std::string> set{"set", port};
-  const std::vector<std::string> flags = {"sync",
-                                          "synced",
-                                          "proposing",
-                                          "proposed",
-                                          "agree",
-                                          "agreed",
-                                          "disputed",
-                                          "learn",
-                                          "forward",
-                                          "reRooted",
-                                          "tcProp",
-                                          "sendMaster",
-                                          "mastered",
-                                          "updtInfo",
-                                          "selected",
-                                          "inconsistentUpdated",
-                                          "rcvdTc",
-                                          "reRoot",
-                                          "bridgeAssureInconsistent"};
-  for (const std::string& flag : flags) set.insert(set.end(), {flag, "true"});
+  for (const std::string& flag :
+       words("sync synced proposing proposed agree agreed disputed learn forward reRooted tcProp "
+             "sendMaster mastered updtInfo selected inconsistentUpdated rcvdTc reRoot")) {
+    set.insert(set.end(), {flag, "true"});
+  }
   set.insert(set.end(), {"msgTimes",
                          "Value('Stp::TimesVector', messageAge=Value('Stp::TimerVal', "
                          "seconds=1, fraction=0), maxAge=Value('Stp::TimerVal', "
@@ -121,12 +105,11 @@ TEST_F(StatusTree, PutsBelowTheRowWhatDoesNotFit) {
   ASSERT_EQ(server_.output(set), "");
   const std::string text = tree();
   for (const std::string& line : stptool::linesOf(text)) EXPECT_LE(line.size(), 120u) << line;
-  EXPECT_NE(text.find("msgTimes=(messageAge=1.0 maxAge=20.0 fwdDelay=15.0 helloTime=2.0 "
-                      "remainingHops=19)"),
-            std::string::npos)
-      << text;
+  EXPECT_TRUE(holds(text,
+                    "msgTimes=(messageAge=1.0 maxAge=20.0 fwdDelay=15.0 helloTime=2.0 "
+                    "remainingHops=19)"));
   // The ports' states stay in the table.
-  EXPECT_NE(text.find("Ethernet2   forwarding  designated"), std::string::npos) << text;
+  EXPECT_TRUE(holds(text, "Ethernet2   forwarding  designated"));
   const size_t below = text.find("=true");
   ASSERT_NE(below, std::string::npos) << "flags that do not fit";
   EXPECT_GT(below, text.find("Ethernet2   forwarding"));

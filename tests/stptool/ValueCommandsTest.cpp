@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "Process.h"
+#include "Holds.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Module.h"
 #include "stptool/json/Json.h"
@@ -29,7 +29,7 @@ TEST(Parse, ShowsFieldsAndWhatIsSeenInThem) {
             "  learning    true\n  forwarding  true\n  agreement   true\n  masterFlag  false\n");
   EXPECT_EQ(runTool({"parse", "PortState", "learning"}).out, "learning\n");
   const Ended held = runTool({"parse", "VlanIdOrRange", "Value('Stp::VlanIdOrRange', range=2-9)"});
-  EXPECT_NE(held.out.find("range           2-9\n"), std::string::npos) << held.out << held.err;
+  EXPECT_TRUE(holds(held.out, "range           2-9\n"));
   EXPECT_EQ(held.out.find("single "), std::string::npos) << "an alternative that is not held";
 }
 
@@ -98,9 +98,7 @@ TEST(ValueCommands, RefuseInOneLineWithPlaceAndReason) {
     EXPECT_EQ(ended.out, "");
     EXPECT_TRUE(ended.err.starts_with("stptool: ")) << ended.err;
     EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
-    for (const std::string& part : wrong.inMessage) {
-      EXPECT_NE(ended.err.find(part), std::string::npos) << ended.err << "  lacks: " << part;
-    }
+    for (const std::string& part : wrong.inMessage) EXPECT_TRUE(holds(ended.err, part));
   }
 }
 
@@ -130,35 +128,15 @@ TEST(ShortText, IsWhatPeopleWrite) {
   EXPECT_EQ(shortOf("Stp::BridgeId", bridgeId), "32768.1.00:00:5e:00:53:01");
   EXPECT_EQ(shortOf("Stp::TimerVal", "Value('Stp::TimerVal', seconds=20, fraction=0)"), "20.0");
   EXPECT_EQ(shortOf("Stp::PathCost", "2000"), "2000");
+  const ValueShape digest = shapeOf(Tovo::typeByName("Stp::MstpConfigDigest"));
+  Tovo::ValueBuffer zeros(*digest.ops);
+  zeros.constructDefault();
+  EXPECT_EQ(shortText(digest, zeros.get()), std::string(32, '0'));
   EXPECT_EQ(shortOf("Stp::MstConfigSpec",
                     "Value('Stp::MstConfigSpec', regionId='two words', configRevision=7, "
                     "vidToMstiMap='')"),
             "regionId='two words' configRevision=7 vidToMstiMap=''");
   EXPECT_EQ(shortOf("Stp::VlanIdOrRange", "Value('Stp::VlanIdOrRange', range=2-9)"), "2-9");
-}
-
-// Every value type that has a text: what parse takes, and what it can be shown as.
-TEST(ShortText, ExistsForEveryTypeAndStaysOnOneLine) {
-  loadModelLibraries({});
-  size_t count = 0;
-  for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
-    for (uint32_t i = 0; i < module->typeCount; ++i) {
-      const Tovo::TovoTypeBase type{module, i};
-      const Tovo::ValueOps* ops = Tovo::valueOps(type);
-      if (!ops) continue;
-      Tovo::ValueBuffer value(*ops);
-      value.constructDefault();
-      const std::string text = shortText(shapeOf(type), value.get());
-      EXPECT_EQ(text.find('\n'), std::string::npos) << module->types[i].name;
-      EXPECT_LE(text.size(), Tovo::valueText(*ops, value.get()).size()) << module->types[i].name;
-      ++count;
-    }
-  }
-  EXPECT_GT(count, 40u);
-  Tovo::ValueBuffer digest(*Tovo::valueOps(Tovo::typeByName("Stp::MstpConfigDigest")));
-  digest.constructDefault();
-  EXPECT_EQ(shortText(shapeOf(Tovo::typeByName("Stp::MstpConfigDigest")), digest.get()),
-            std::string(32, '0'));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Holds.h"
 #include "Tovo/GenericIf.h"
 #include "Tovo/Inspect.h"
 #include "stptool/model/ModelLibrary.h"
@@ -21,39 +22,6 @@ class ValueJson : public testing::Test {
   }
 };
 
-// Every default in the model, whatever its type.
-TEST_F(ValueJson, BringsEveryDefaultBack) {
-  size_t count = 0;
-  const auto check = [&](const ValueShape& shape, const void* source, const std::string& what) {
-    Tovo::ValueBuffer value(*shape.ops);
-    value.constructFrom(source);
-    const Json json = toJson(shape, value.get());
-    const auto back = fromJson(shape, Json::parse(json.dump()), JsonPlace());
-    EXPECT_TRUE(shape.ops->equal(value.get(), back->get())) << what << ": " << json.dump();
-    ++count;
-  };
-  for (const Tovo::TovoModule* module : Tovo::tovoModules()) {
-    for (uint32_t i = 0; i < module->typeCount; ++i) {
-      const Tovo::TovoTypeBase type{module, i};
-      Tovo::forEachAttribute(type, [&](Tovo::Attribute attribute) {
-        const Tovo::AttributeKind kind = attribute.kind();
-        if (kind != Tovo::AttributeKind::field && kind != Tovo::AttributeKind::constant &&
-            kind != Tovo::AttributeKind::attribute && kind != Tovo::AttributeKind::alternative) {
-          return;
-        }
-        check(shapeOf(attribute), attribute.detail().value,
-              std::string(module->types[i].name) + "::" + attribute.name());
-      });
-      const Tovo::TypeKind kind = module->types[i].kind;
-      if (kind == Tovo::TypeKind::value || kind == Tovo::TypeKind::unionValue) {
-        check({Tovo::valueOps(type), type, Tovo::PrimitiveCode::none}, nullptr,
-              module->types[i].name);
-      }
-    }
-  }
-  EXPECT_GT(count, 20u);
-}
-
 struct Form {
   const char* type;
   const char* text;
@@ -70,6 +38,8 @@ TEST_F(ValueJson, WritesEachShapeAsPeopleExpectIt) {
        "Value('Stp::BridgeId', priority=4096, systemId=7, address=02:00:00:00:00:0a)",
        R"({"priority":4096,"systemId":7,"address":"02:00:00:00:00:0a"})"},
       {"Nelka::EthAddr", "ff:ff:ff:ff:ff:ff", R"("ff:ff:ff:ff:ff:ff")"},
+      {"Stp::VlanIdOrRange", "Value('Stp::VlanIdOrRange', single=5)", R"({"single":5})"},
+      {"Stp::VlanIdOrRange", "Value('Stp::VlanIdOrRange', range=2-9)", R"({"range":"2-9"})"},
   };
   for (const Form& form : forms) {
     SCOPED_TRACE(form.type);
@@ -80,28 +50,6 @@ TEST_F(ValueJson, WritesEachShapeAsPeopleExpectIt) {
     EXPECT_EQ(toJson(shape, value.get()).dump(), form.json);
     const auto back = fromJson(shape, Json::parse(form.json), JsonPlace());
     EXPECT_EQ(Tovo::valueText(*shape.ops, back->get()), form.text);
-  }
-}
-
-TEST_F(ValueJson, HoldsTheAlternativeOfAUnion) {
-  const ValueShape shape = shapeOfType("Stp::VlanIdOrRange");
-  for (const char* json : {R"({"single":5})", R"({"range":"10-20"})"}) {
-    EXPECT_EQ(toJson(shape, fromJson(shape, Json::parse(json), JsonPlace())->get()).dump(), json);
-  }
-}
-
-TEST_F(ValueJson, KeepsAnyBytesOfAString) {
-  const Tovo::ValueOps& ops = Tovo::primitiveOps(Tovo::PrimitiveCode::string);
-  const ValueShape shape{&ops, {}, Tovo::PrimitiveCode::string};
-  std::string all;
-  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
-  for (const std::string& bytes :
-       {std::string(), std::string("Ethernet1"), std::string("'quoted'"),
-        std::string("back\\slash"), std::string("\xc3\xa4"), std::string("\n"), all}) {
-    const Pelmo::String value(bytes);
-    const std::string json = toJson(shape, &value).dump();
-    const auto back = fromJson(shape, Json::parse(json), JsonPlace());
-    EXPECT_EQ(*static_cast<const Pelmo::String*>(back->get()), value) << json;
   }
 }
 
@@ -136,6 +84,7 @@ TEST_F(ValueJson, SaysWhereAndWhatIsAllowed) {
       {"Stp::PortState", R"("blocking")", R"(/at: found "blocking"; allowed: one of "discarding")"},
       {"Stp::PortState", R"("forwardin")", "did you mean 'forwarding'?"},
       {"Stp::PortState", "2", R"(/at: found 2; allowed: one of "discarding")"},
+      {"Stp::PortPriority", "1e3", "/at: found 1000.0"},
       {"Stp::PortPriority", "256", "/at: found 256; allowed: a whole number from 0 to 255"},
       {"Stp::PortPriority", "-1", "/at: found -1"},
       {"Stp::PortPriority", "1.0", "/at: found 1.0"},
@@ -155,7 +104,7 @@ TEST_F(ValueJson, SaysWhereAndWhatIsAllowed) {
       fromJson(shapeOfType(wrong.type), Json::parse(wrong.json), JsonPlace() / "at");
       ADD_FAILURE() << "taken";
     } catch (const JsonError& error) {
-      EXPECT_NE(std::string(error.what()).find(wrong.message), std::string::npos) << error.what();
+      EXPECT_TRUE(holds(std::string(error.what()), wrong.message));
     }
   }
 }

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <random>
 #include <sstream>
 
 #include "RunningServer.h"
@@ -29,10 +28,9 @@ TEST(Watch, PrintsEachKindOfChange) {
   RunningServer server;
   const std::string port = portPath("Ethernet1");
   const std::string added = portPath("Ethernet99");
-  const auto text = server.start({"watch", "--count", "4"});
-  const auto json = server.start({"watch", "/stp/hw/mstiHw/Mst0", "--json", "--count", "3"});
-  const auto one = server.start({"watch", port + "/active", "--count", "1"});
-  for (const auto* watch : {&text, &json, &one}) ASSERT_TRUE((*watch)->complains("watching"));
+  const auto text = server.watch({"--count", "4"});
+  const auto json = server.watch({"/stp/hw/mstiHw/Mst0", "--json", "--count", "3"});
+  const auto one = server.watch({port + "/active", "--count", "1"});
   server.output({"set", port, "portState", "learning"});
   server.output({"new", added});
   server.output({"del", added});
@@ -77,15 +75,13 @@ TEST(Watch, SurvivesARestartOfTheServer) {
   RunningServer server;
   const std::string port = portPath("Ethernet1");
   EXPECT_EQ(server.run({"watch", "--for", "0.2"}).code, 0);
-  const auto watch = server.start({"watch"});
-  const auto counting = server.start({"watch", "--count", "1"});
-  for (const auto* one : {&watch, &counting}) ASSERT_TRUE((*one)->complains("watching"));
+  const auto watch = server.watch();
+  const auto counting = server.watch({"--count", "1"});
   // A line for each loss and each return.
   const std::string line = "stptool: " + server.socket() + ": ";
   std::string told = "stptool: watching everything on " + server.socket() + "\n";
   for (int restart = 0; restart < 2; ++restart) {
-    server.tool().signal(SIGKILL);
-    server.tool().end();
+    server.kill();
     told += line + "the connection has ended: end of stream; it is made again when the server is " +
             "back\n";
     ASSERT_TRUE(watch->complains(told)) << watch->err();
@@ -100,40 +96,6 @@ TEST(Watch, SurvivesARestartOfTheServer) {
   EXPECT_EQ(ended.code, 0);
   EXPECT_EQ(change(ended.out), port + "  active  true -> false\n");
   EXPECT_EQ(ended.err, told);
-}
-
-// Random writes by several clients; one mirror sleeps through most of them.
-TEST(Watch, MirrorsTheSameTreeInTheEnd) {
-  RunningServer server;
-  const std::string awakeFile = server.folder().file("awake.json");
-  const std::string sleepyFile = server.folder().file("sleepy.json");
-  const auto awake = server.start({"watch", "--dump-at-end", awakeFile});
-  const auto sleepy = server.start({"watch", "--dump-at-end", sleepyFile});
-  ASSERT_TRUE(awake->complains("watching"));
-  ASSERT_TRUE(sleepy->complains("watching"));
-  sleepy->signal(SIGSTOP);
-  std::mt19937 random(7);
-  for (int step = 0; step < 60; ++step) {
-    const std::string port =
-        portPath("Ethernet" + std::to_string(1 + random() % 4), static_cast<int>(random() % 4));
-    static const char* const states[] = {"discarding", "learning", "forwarding"};
-    const bool exists = server.run({"get", port}).code == 0;
-    if (!exists) {
-      server.output({"new", port});
-    } else if (random() % 3 == 0) {
-      server.output({"del", port});
-    } else {
-      server.output({"set", port, "portState", states[random() % 3]});
-    }
-  }
-  sleepy->signal(SIGCONT);
-  EXPECT_EQ(awake->stop().code, 0);
-  EXPECT_EQ(sleepy->stop().code, 0);
-  EXPECT_EQ(server.tool().stop().code, 0);
-  const std::string served = readFile(server.dumpFile());
-  EXPECT_NE(served, "");
-  EXPECT_EQ(readFile(awakeFile), served);
-  EXPECT_EQ(readFile(sleepyFile), served);
 }
 
 }  // namespace
