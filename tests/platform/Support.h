@@ -7,7 +7,11 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <typeinfo>
+#include <vector>
+
+#include "Tovo/Exceptions.h"
 
 namespace platform::test {
 
@@ -26,6 +30,31 @@ std::optional<Exception> thrownBy(const Call& call) {
   }
   ADD_FAILURE() << "nothing was thrown";
   return {};
+}
+
+/// What the exception of just this class says; empty, and a failed test, where none is thrown.
+template <class Exception, class Call>
+std::string saidBy(const Call& call) {
+  const auto exception = thrownBy<Exception>(call);
+  return exception ? exception->what() : std::string();
+}
+
+/// The place that the ParseException names; a failed test where none is thrown.
+template <class Call>
+size_t faultAt(const Call& call) {
+  const auto exception = thrownBy<Tovo::ParseException>(call);
+  return exception ? exception->position() : std::string::npos;
+}
+
+/// What stands between bars: "a|b" are two texts.
+inline std::vector<std::string> barred(std::string_view text) {
+  std::vector<std::string> parts;
+  for (;;) {
+    const size_t end = text.find('|');
+    parts.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) return parts;
+    text.remove_prefix(end + 1);
+  }
 }
 
 /// Printed on a stream whose base, sign and locale must not show; without the fill, which must be

@@ -24,9 +24,7 @@ struct Message {
 std::vector<std::string> linesOf(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    lines.push_back(line);
-  }
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
 }
 
@@ -36,13 +34,9 @@ std::vector<Message> expectedIn(const std::string& text, const std::string& file
   std::vector<std::string> lines = linesOf(text);
   for (std::size_t i = 0; i < lines.size(); ++i) {
     std::smatch match;
-    if (!std::regex_match(lines[i], match, pattern)) {
-      continue;
-    }
+    if (!std::regex_match(lines[i], match, pattern)) continue;
     std::size_t next = i + 1;
-    while (next < lines.size() && std::regex_match(lines[next], pattern)) {
-      ++next;
-    }
+    while (next < lines.size() && std::regex_match(lines[next], pattern)) ++next;
     bool note = match[1] == "note";
     std::string place = match[2].matched ? match[2].str()
                         : note           ? ""

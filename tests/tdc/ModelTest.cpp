@@ -47,18 +47,6 @@ TEST_F(Everything, IndicesFollowTheFileAndNestedEnumerationsTheirHolder) {
   EXPECT_EQ(type("Test::Kinds::Kind").enclosing, &type("Test::Kinds"));
 }
 
-TEST_F(Everything, DefinitionsComeBeforeTheirUsers) {
-  std::map<std::string, int> place;
-  for (const Type* type : loaded_.module()->definitions) {
-    place.emplace(type->name, static_cast<int>(place.size()));
-  }
-  EXPECT_EQ(place.size(), loaded_.module()->declarations.size());
-  EXPECT_LT(place["Either"], place["Record"]);
-  EXPECT_LT(place["Held"], place["Root"]);
-  EXPECT_LT(place["Base"], place["Leaf"]);
-  EXPECT_LT(place["Kinds"], place["Leaf"]);
-}
-
 TEST_F(Everything, EncodedSizes) {
   struct Case {
     const char* type;
@@ -138,20 +126,6 @@ TEST_F(Everything, MembersReferToMembers) {
   EXPECT_FALSE(member("Test::Input::Root", "self").constTarget);
 }
 
-TEST_F(Everything, WrappersAndStoredMembers) {
-  EXPECT_EQ(type("Test::Priority").wrapped(), &member("Test::Priority", "value"));
-  EXPECT_EQ(type("Test::Input::Held").underlying(), builtIn("u16"));
-  EXPECT_EQ(type("Test::Record").wrapped(), nullptr);
-  EXPECT_EQ(type("Test::Flags").stored().size(), 1u);
-  EXPECT_EQ(type("Test::Record").stored().size(), 9u);
-}
-
-TEST_F(Everything, DocumentationIsJoined) {
-  EXPECT_EQ(type("Test::Color").doc, "Two lines\nof text.");
-  EXPECT_EQ(type("Test::Color").literals[0].doc, "The first.");
-  EXPECT_EQ(type("Test::Input::Root").doc, "");
-}
-
 TEST(Names, AreFoundFromWithinOutwards) {
   Loaded loaded(
       "module Test record 0123456789abcdef order 1;\n"
@@ -198,9 +172,7 @@ TEST(Imports, AreTransitiveAndDescribedModulesMayBeNamedShortly) {
   const Module* three = program.load(path);
   ASSERT_NE(three, nullptr) << diagnostics.render();
   std::vector<std::string> names;
-  for (const Module* module : three->reachable) {
-    names.push_back(module->name);
-  }
+  for (const Module* module : three->reachable) names.push_back(module->name);
   EXPECT_EQ(names, (std::vector<std::string>{"Ext", "One", "Two"}));
   EXPECT_EQ(three->find("T::C")->encodedSize, 18u);
   EXPECT_EQ(files.all().size(), 3u);

@@ -103,9 +103,7 @@ TEST_P(Descriptions, MeanTheSameWhenPrinted) {
 
 std::vector<std::string> allDescriptions() {
   std::vector<std::string> paths = descriptionsIn(TDC_TEST_DIR);
-  for (const std::string& path : descriptionsIn(TDC_SOURCE_DIR "/Stp")) {
-    paths.push_back(path);
-  }
+  for (const std::string& path : descriptionsIn(TDC_SOURCE_DIR "/Stp")) paths.push_back(path);
   return paths;
 }
 

@@ -15,9 +15,7 @@ namespace fs = std::filesystem;
 
 Scratch::Scratch() {
   std::string pattern = (fs::temp_directory_path() / "tdc_test_XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::runtime_error("no scratch folder");
-  }
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no scratch folder");
   folder_ = pattern;
 }
 
@@ -48,17 +46,13 @@ Loaded::Loaded(const std::string& text) {
 
 const Type& Loaded::type(const std::string& qualifiedName) const {
   const Type* type = module_ == nullptr ? nullptr : module_->find(qualifiedName);
-  if (type == nullptr) {
-    throw std::runtime_error("no type " + qualifiedName + "\n" + errors());
-  }
+  if (type == nullptr) throw std::runtime_error("no type " + qualifiedName + "\n" + errors());
   return *type;
 }
 
 const Member& Loaded::member(const std::string& qualifiedName, const std::string& name) const {
   const Member* member = type(qualifiedName).find(name);
-  if (member == nullptr) {
-    throw std::runtime_error("no member " + name);
-  }
+  if (member == nullptr) throw std::runtime_error("no member " + name);
   return *member;
 }
 
@@ -71,9 +65,7 @@ std::vector<std::string> descriptionsIn(const std::string& folder) {
   std::vector<std::string> paths;
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-    if (entry.path().extension() == ".tdl") {
-      paths.push_back(entry.path().string());
-    }
+    if (entry.path().extension() == ".tdl") paths.push_back(entry.path().string());
   }
   std::sort(paths.begin(), paths.end());
   return paths;

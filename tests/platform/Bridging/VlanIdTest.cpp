@@ -16,8 +16,7 @@
 namespace Bridging {
 namespace {
 
-using platform::test::printedOddly;
-using platform::test::thrownBy;
+using namespace platform::test;
 using Tovo::ParseException;
 using Tovo::RangeException;
 using Tovo::strepToValue;

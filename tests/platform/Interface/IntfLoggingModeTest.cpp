@@ -12,8 +12,7 @@
 namespace Interface {
 namespace {
 
-using platform::test::printedOddly;
-using platform::test::thrownBy;
+using namespace platform::test;
 using Tovo::ParseException;
 using Tovo::RangeException;
 
@@ -30,11 +29,10 @@ TEST(IntfLoggingMode, ByNumberAndName) {
   }
   // 256 must not be taken for 0.
   for (const unsigned number : {3u, 255u, 256u, 0xffffffffu}) {
-    const auto error = thrownBy<RangeException>([&] { IntfLoggingModeInstance(number); });
-    if (!error) continue;
-    EXPECT_EQ(error->message(), std::to_string(number) +
-                                    " is not a number of Interface::IntfLoggingMode; allowed are "
-                                    "off (0), on (1), useGlobal (2)");
+    EXPECT_EQ(saidBy<RangeException>([&] { IntfLoggingModeInstance(number); }),
+              std::to_string(number) +
+                  " is not a number of Interface::IntfLoggingMode; allowed "
+                  "are off (0), on (1), useGlobal (2)");
   }
   for (const char* name : {"", "On", "useGlobal ", "1"}) {
     thrownBy<RangeException>([&] { IntfLoggingModeInstance(Pelmo::String(name)); });
@@ -59,7 +57,7 @@ TEST(IntfLoggingMode, ReadsTheLongestIdentifier) {
   for (const char* text : {"", "onward", "on_", "on1", "ON", "0", "use"}) {
     SCOPED_TRACE(text);
     Tovo::CharRange bad(text);
-    const auto error = thrownBy<ParseException>([&] { sequenceToValue(bad, &mode); });
+    thrownBy<ParseException>([&] { sequenceToValue(bad, &mode); });
     EXPECT_EQ(bad.position(), 0u);
     EXPECT_EQ(mode, IntfLoggingMode::on);
   }

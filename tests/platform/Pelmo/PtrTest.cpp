@@ -49,22 +49,6 @@ TEST(Ptr, CountsOneReferenceForEachPointerAndNoneForAMove) {
   EXPECT_EQ(alive, 0);
 }
 
-TEST(Ptr, CountsByTheNodesOwnFunctions) {
-  struct Lease : Animal {
-    int retain() const { return ++taken; }
-    int release() const { return ++taken; }
-    mutable int taken = 0;
-  };
-  auto lease = Ptr<Lease>::adopt(new Lease);
-  Ptr<const Lease> again = lease;
-  EXPECT_EQ(lease->references(), 2u);
-  again = nullptr;
-  EXPECT_EQ(lease->references(), 1u);
-  EXPECT_EQ(lease->taken, 0);
-  lease = nullptr;
-  EXPECT_EQ(alive, 0);
-}
-
 TEST(Ptr, AssigningWhatHangsBelowTheOldNodeIsSafe) {
   struct Link : Animal {
     Ptr<Link> next;

@@ -40,16 +40,6 @@ TEST(String, HoldsAnyBytesAndEndsInAZero) {
   EXPECT_EQ(out.str(), "  " + bytes + "|");
 }
 
-TEST(String, TheEmptyStringIsOne) {
-  for (const String& empty : {String(), String(""), String(std::string()), String::interned(""),
-                              String(std::string_view())}) {
-    EXPECT_TRUE(empty.empty());
-    EXPECT_EQ(empty, String());
-    EXPECT_EQ(empty.hash(), String().hash());
-    EXPECT_STREQ(empty.charPtr(), "");
-  }
-}
-
 TEST(String, EqualityOrderAndHashFollowTheBytes) {
   // Every pair of random short texts over a small alphabet, interned or not, against std::string.
   std::mt19937_64 random(1);

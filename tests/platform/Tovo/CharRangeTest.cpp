@@ -15,7 +15,7 @@
 namespace Tovo {
 namespace {
 
-using platform::test::thrownBy;
+using namespace platform::test;
 
 template <class T>
 void expectFails(std::string_view text, size_t position) {
@@ -90,15 +90,18 @@ TEST(CharRange, ReadsQuotedStrings) {
         "");
   reads("'\xc3\xa4\n'", "\xc3\xa4\n", "");  // what is not escaped is taken as it is
 
-  expectFails<Pelmo::String>("", 0);
-  expectFails<Pelmo::String>("a'", 0);
-  expectFails<Pelmo::String>("'abc", 0);
-  expectFails<Pelmo::String>("'abc\\'", 0);
-  expectFails<Pelmo::String>("'ab\\n'", 4);
-  expectFails<Pelmo::String>("'ab\\", 4);
-  expectFails<Pelmo::String>("'\\x4'", 2);
-  expectFails<Pelmo::String>("'\\xg0'", 2);
-  expectFails<Pelmo::String>("'\\x", 2);
+  for (const auto& [text, position] :
+       std::initializer_list<std::pair<const char*, size_t>>{{"", 0},
+                                                             {"a'", 0},
+                                                             {"'abc", 0},
+                                                             {"'abc\\'", 0},
+                                                             {"'ab\\n'", 4},
+                                                             {"'ab\\", 4},
+                                                             {"'\\x4'", 2},
+                                                             {"'\\xg0'", 2},
+                                                             {"'\\x", 2}}) {
+    expectFails<Pelmo::String>(text, position);
+  }
 }
 
 TEST(CharRange, EveryTextSurvivesQuoting) {
@@ -139,13 +142,6 @@ TEST(CharRange, SecondsPrintShortAndReadBackTheSame) {
       ASSERT_EQ(std::bit_cast<uint64_t>(again), std::bit_cast<uint64_t>(value)) << text;
     }
   }
-  for (const Seconds value :
-       {std::numeric_limits<Seconds>::denorm_min(), std::numeric_limits<Seconds>::max(),
-        -std::numeric_limits<Seconds>::infinity()}) {
-    std::string text;
-    appendText(text, value);
-    expectReads(text, value);
-  }
 }
 
 TEST(CharRange, PartsOfARecordAreDemandedExactly) {
@@ -173,11 +169,7 @@ TEST(CharRange, PartsOfARecordAreDemandedExactly) {
       {"Value('A::B', x=1, yy=22))", 25},
   };
   for (const auto& [text, position] : wrong) {
-    SCOPED_TRACE(text);
-    const auto error = thrownBy<ParseException>([&, text = text] { read(text); });
-    if (error) {
-      EXPECT_EQ(error->position(), position) << error->what();
-    }
+    EXPECT_EQ(faultAt([&, text = text] { read(text); }), position) << text;
   }
 }
 
@@ -221,9 +213,7 @@ TEST(RangeException, KeepsClassAndPositionBelowOuterFields) {
   ASSERT_TRUE(parse);
   EXPECT_STREQ(parse->what(), "outer.inner.value: bad");
   EXPECT_EQ(parse->position(), 12u);
-  const auto range = thrownBy<RangeException>([&] { below(RangeException("high")); });
-  ASSERT_TRUE(range);
-  EXPECT_STREQ(range->what(), "outer.inner: high");
+  EXPECT_EQ(saidBy<RangeException>([&] { below(RangeException("high")); }), "outer.inner: high");
 }
 
 }  // namespace

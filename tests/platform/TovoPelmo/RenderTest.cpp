@@ -12,7 +12,7 @@
 namespace TovoPelmo {
 namespace {
 
-using platform::test::thrownBy;
+using namespace platform::test;
 using Sample::Colour;
 using Sample::Level;
 using Sample::Mark;
@@ -76,15 +76,10 @@ TEST(Render, FailuresNameFieldAndPlace) {
     EXPECT_EQ(error->position(), each.position) << error->what();
   }
   for (const char* level : {"0", "201", "255"}) {
-    const auto bare = thrownBy<RangeException>([&] { strepToValue<Level>(level); });
-    if (bare) {
-      EXPECT_STREQ(bare->what(), "a level is 1 to 200");
-    }
-    const auto nested = thrownBy<RangeException>(
-        [&] { strepToValue<Mark>(pre + level + ", label='', at=1, colour=red)"); });
-    if (nested) {
-      EXPECT_STREQ(nested->what(), "level: a level is 1 to 200");
-    }
+    EXPECT_EQ(saidBy<RangeException>([&] { strepToValue<Level>(level); }), "a level is 1 to 200");
+    EXPECT_EQ(saidBy<RangeException>(
+                  [&] { strepToValue<Mark>(pre + level + ", label='', at=1, colour=red)"); }),
+              "level: a level is 1 to 200");
   }
   for (const char* text : {"", "Value('Sample::Nothing'", "Value('Sample::Nothing', )"}) {
     thrownBy<ParseException>([&] { strepToValue<Nothing>(text); });

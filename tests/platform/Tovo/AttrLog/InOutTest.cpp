@@ -103,6 +103,7 @@ TEST(InOut, ForeignValuesToTheByte) {
 TEST(InOut, OptionalsListsAndWideEnumerators) {
   using Mode = Interface::IntfLoggingMode;
   expectForm(OptionalByte<bool>(), "00");
+  EXPECT_THROW(OptionalByte<bool>().value(), BadOptionalAccessException);
   expectForm(OptionalByte<bool>(false), "01 00");
   expectForm(OptionalByte<Mode>(Mode::on), "01 01");
   expectForm<Mode, Wire::u32>(Mode::useGlobal, "00 00 00 02");
