@@ -185,6 +185,7 @@ TEST(Suggestions, AreNearWords) {
     EXPECT_EQ(nearest(c.wrong, words), c.nearest) << c.wrong;
   }
   EXPECT_EQ(nearest(std::string(1000000, 'f'), words), "");
+  EXPECT_EQ(nearest("x", {"y"}), "") << "nothing of it is the same";
 }
 
 }  // namespace

@@ -126,6 +126,13 @@ TEST_F(Everything, MembersReferToMembers) {
   EXPECT_FALSE(member("Test::Input::Root", "self").constTarget);
 }
 
+TEST(Documentation, IsJoinedAndHasThreeSlashes) {
+  Loaded loaded(
+      "module Test record 0123456789abcdef order 1; namespace T;\n"
+      "//// A rule.\n/// Two lines\n/// of text.\nenum E : u8 { a = 0 }");
+  EXPECT_EQ(loaded.type("T::E").doc, "Two lines\nof text.");
+}
+
 TEST(Names, AreFoundFromWithinOutwards) {
   Loaded loaded(
       "module Test record 0123456789abcdef order 1;\n"

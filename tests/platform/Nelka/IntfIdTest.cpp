@@ -110,6 +110,8 @@ TEST(IntfId, TakesTheLongestNameAtThePosition) {
   EXPECT_TRUE(text.accept(".5, "));
   EXPECT_EQ(IntfId(text), IntfId("Ethernet1/2"));
   EXPECT_TRUE(IntfId(text).empty());
+  Tovo::CharRange number("17");
+  EXPECT_TRUE(IntfId(number).empty());
   EXPECT_EQ(text.rest(), ")");
   Tovo::CharRange later("x=Ethernet)");
   later.skip(2);

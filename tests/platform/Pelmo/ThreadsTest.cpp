@@ -1,4 +1,4 @@
-// Reference counts, names, the slab and figures of memory with several threads at once; made for
+// Reference counts, names and the slab with several threads at once; made for
 // ThreadSanitizer.
 #include <gtest/gtest.h>
 
@@ -13,7 +13,6 @@
 #include "Pelmo/Publisher.h"
 #include "Pelmo/String.h"
 #include "Pelmo/ThreadControl.h"
-#include "Pelmo/Vector.h"
 #include "tests/Together.h"
 
 namespace Pelmo {
@@ -110,21 +109,6 @@ TEST_F(ThreadsTest, TheSlabServesAllThreads) {
   together([&](int number) { Morsa::slabFree(handedOver[(number + 1) % threadCount]); });
   EXPECT_EQ(Morsa::usage().objects, before.objects);
   EXPECT_EQ(Morsa::usage().slotBytes, before.slotBytes);
-}
-
-struct OfThisTest;
-
-// Each has lists of its own; what they hold is counted together, and anybody may ask.
-TEST_F(ThreadsTest, ListsAreCountedByAllThreads) {
-  const SharedCount& bytes = VectorMemory<OfThisTest>::bytes;
-  together([&](int number) {
-    for (int i = 0; i < rounds; ++i) {
-      BasicVector<int, OfThisTest> list;
-      for (int each = 0; each < 3; ++each) list.push(number);
-      ASSERT_GE(bytes, 3 * sizeof(int));
-    }
-  });
-  EXPECT_EQ(bytes, 0u);
 }
 
 // A mark that the node is publishing would not be seen by another thread that lets it go.

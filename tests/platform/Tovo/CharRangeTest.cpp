@@ -18,7 +18,7 @@ namespace {
 using namespace platform::test;
 
 template <class T>
-void expectFails(std::string_view text, size_t position) {
+void expectFails(std::string_view text, size_t position, const char* says = "") {
   SCOPED_TRACE(std::string(text));
   CharRange range(text);
   const auto error = thrownBy<ParseException>([&] { deserializeAttr<T>(range, "speed"); });
@@ -26,6 +26,7 @@ void expectFails(std::string_view text, size_t position) {
   EXPECT_EQ(error->field(), "speed");
   EXPECT_EQ(error->position(), position);
   EXPECT_EQ(std::string(error->what()), "speed: " + error->message());
+  EXPECT_NE(error->message().find(says), std::string::npos) << error->message();
 }
 
 template <class T>
@@ -50,7 +51,7 @@ TYPED_TEST(Number, DecimalDigitsUpToTheWidth) {
   expectReads<TypeParam>("1e3", 1, "e3");
   expectReads<TypeParam>(std::to_string(highest), static_cast<TypeParam>(highest));
   expectReads<TypeParam>("000000000000" + std::to_string(highest), static_cast<TypeParam>(highest));
-  expectFails<TypeParam>(std::to_string(highest + 1), 0);
+  expectFails<TypeParam>(std::to_string(highest + 1), 0, " is above ");
   expectFails<TypeParam>(std::to_string(highest) + "0", 0);
   expectFails<TypeParam>("18446744073709551616", 0);  // wraps to 0 in 64 bits
   for (const char* text : {"", " 1", "+1", "-1", "-0", "a", "'1'", "\xb2"}) {
@@ -182,23 +183,28 @@ TEST(CharRange, GuardsAreSilentWhileAnotherExceptionPasses) {
   });
   // Inside a destructor that runs because of an exception they speak, for a text of their own.
   struct Reads {
-    explicit Reads(bool& heardOf) : heard(heardOf) {}
+    explicit Reads(int& heardOf) : heard(heardOf) {}
     ~Reads() {
+      CharRange own("x");
       try {
-        CharRange own("x");
         const CharRangeCheckAllDataConsumed check(own);
       } catch (const ParseException&) {
-        heard = true;
+        ++heard;
+      }
+      try {
+        const DesAttrPost post(own);
+      } catch (const ParseException&) {
+        ++heard;
       }
     }
-    bool& heard;
+    int& heard;
   };
-  bool heard = false;
+  int heard = 0;
   thrownBy<std::runtime_error>([&] {
     const Reads reads(heard);
     throw std::runtime_error("the first one");
   });
-  EXPECT_TRUE(heard);
+  EXPECT_EQ(heard, 2);
 }
 
 TEST(RangeException, KeepsClassAndPositionBelowOuterFields) {

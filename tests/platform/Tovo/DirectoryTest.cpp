@@ -43,6 +43,12 @@ TEST(Directory, TakesWellFormedPathsThatDoNotOverlap) {
   EXPECT_EQ(directory.unmount("/stp/hw"), root);
   EXPECT_EQ(directory.unmount("/stp/hw"), nullptr);
   EXPECT_EQ(*directory.mountPath(*root), "/stp/h");
+  // Why a root may not be written goes with it.
+  directory.mount("/stp/hw", thing("fixed"), "it is fixed");
+  EXPECT_EQ(directory.whyReadOnly("/stp/hw"), "it is fixed");
+  directory.unmount("/stp/hw");
+  directory.mount("/stp/hw", thing("free"));
+  EXPECT_EQ(directory.whyReadOnly("/stp/hw"), "");
 }
 
 TEST(Directory, MakesEntitiesByTheNameOfTheirType) {
@@ -118,6 +124,8 @@ TEST(Path, ResolvesMountsAndSaysWhatThereIs) {
   thrownBy<PathException>([&] { resolveNewElement(directory, "/a/b"); });
   EXPECT_EQ(saidBy<PathException>([&] { resolvePath(directory, "/x"); }),
             "nothing is mounted at '/x'; mounted: /a/b");
+  for (int i = 10; i < 26; ++i) directory.mount("/" + std::to_string(i), thing("more"));
+  EXPECT_TRUE(saidBy<PathException>([&] { resolvePath(directory, "/x"); }).ends_with("/25, ..."));
 }
 
 TEST(Path, KeysAreQuotedWhereTheyMustBe) {

@@ -181,6 +181,7 @@ TEST_F(HashMapTest, AnIteratorOutlivesTheMap) {
   HashMap2018::Iterator at(*mortal);
   at.next();
   HashMap2018::Iterator copy(at);
+  EXPECT_EQ(numberOf(copy.next()), 1) << "it goes on where the other one is";
   mortal->clear(ops);
   mortal.reset();
   EXPECT_EQ(at.next(), nullptr);
