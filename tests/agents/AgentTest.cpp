@@ -108,6 +108,9 @@ TEST_F(AgentTest, OnePortBlocksUntilTheCableOfTheOtherIsPulled) {
   EXPECT_GT(instance("br1").lastTopologyChange(), 0);
   EXPECT_EQ(instance("br1").lastTopologyChangePort(), "b1");
   EXPECT_EQ(instance("br1").tcnCount(), before + 2) << "a1 has ended to forward, b1 has begun";
+
+  ip("link set a0 name x0");
+  EXPECT_TRUE(runUntil([&] { return instance("br0").mstiPortStatus("x0") != nullptr; }));
 }
 
 // ------------------------------------------------------------------------------- coming and going
@@ -145,6 +148,7 @@ TEST_F(AgentTest, BridgesPortsAndNamesComeAndGo) {
   }
   EXPECT_TRUE(directory_.mounts().empty());
   EXPECT_EQ(agent_->figures().overruns, 0);
+  EXPECT_EQ(said_.find("No such device"), std::string::npos) << said_;
 }
 
 TEST_F(AgentTest, PublishesTheBridgesOfTheOptionsAndSaysWhatIsLeftOut) {
@@ -229,12 +233,15 @@ TEST_F(AgentTest, AnOverrunIsRepaired) {
   options.kernel.waitingBytes = 2048;
   start(std::move(options));
   twoBridges();
+  // Nothing else ever happens to the port of a bridge that is down.
+  ip("link add br2 type bridge stp_state 1\nlink add c0 master br2 type veth peer name c1");
+  expectSame();
   std::string lines;
   for (int i = 0; i < 40; ++i) {
     lines += "link set a0 type bridge_slave cost " + std::to_string(100 + i) + "\n" +
              "link set b1 type bridge_slave priority " + std::to_string(i) + "\n";
   }
-  ip(lines + "link set b0 nomaster");
+  ip(lines + "link set b0 nomaster\nlink set c0 type bridge_slave cost 77");
   expectSame();
   EXPECT_GT(agent_->figures().overruns, 0);
 }
@@ -301,7 +308,7 @@ TEST_F(AgentTest, WhatTheKernelRefusesStaysAsItWasWrittenAndIsSaid) {
   port->extPathCostIs(Stp::PathCost(70000));
   port->portPriorityIs(Stp::PortPriority(130));
   port->guardIs(Stp::PortConfigBase::IntfGuardState::loopguardEnabled);
-  asked.bridgeHelloTimeIs(200);
+  asked.bridgeHelloTimeIs(2005);
   asked.stpiConfig("Stp")->mstiConfig("Mst0")->bridgePriorityIs(Stp::BridgePriority(4097));
   asked.maxHopsIs(7);
   const uint32_t before = status.overrideCount();
@@ -311,8 +318,7 @@ TEST_F(AgentTest, WhatTheKernelRefusesStaysAsItWasWrittenAndIsSaid) {
         "Numerical result out of range",
         "/stp/br1/input/cli/portConfig/a1/portPriority: 130 is no multiple of 4",
         "/stp/br1/input/cli/portConfig/a1/guard: loopguardEnabled is nothing that the kernel has",
-        "/stp/br1/input/cli/bridgeHelloTime: 200 is refused by the kernel: "
-        "Numerical result out of range",
+        "/stp/br1/input/cli/bridgeHelloTime: 2005 is no multiple of 10 ms",
         "/stp/br1/input/cli/stpiConfig/Stp/mstiConfig/Mst0/bridgePriority: 4097 is no multiple of "
         "4096",
         "/stp/br1/input/cli/maxHops is nothing that the kernel has: it stays as written and "
