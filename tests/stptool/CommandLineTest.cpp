@@ -33,6 +33,7 @@ TEST(Completion, KnowsWhatCanComeNext) {
   RunningServer server;
   const std::string port = portPath("Ethernet1");
   const std::string socket = "--socket=" + server.socket();
+  server.output({"new", "/config", "Stp::Config"});
   const struct {
     Words words;
     Words expected;
@@ -49,6 +50,7 @@ TEST(Completion, KnowsWhatCanComeNext) {
        {"/stp/hw/mstiHw/Mst0/", "/stp/hw/mstiHw/Mst1/", "/stp/hw/mstiHw/Mst2/",
         "/stp/hw/mstiHw/Mst3/"}},
       {{"get", socket, port + "/ac"}, {port + "/active"}},
+      {{"get", socket, "/config/maxAg"}, {"/config/maxAge"}},  // and not the constants
       {{"set", socket, port, "port"}, {"portState"}},
       {{"set", socket, port, "portState", ""}, {"discarding", "learning", "forwarding"}},
       {{"set", socket, port, "portState", "learning", "active", "t"}, {"true"}},
@@ -249,6 +251,9 @@ TEST(Watch, FiltersAndCounts) {
   EXPECT_EQ(total.at("total"), true);
   EXPECT_EQ(total.at("changes"), 3);
   EXPECT_EQ(total.at("top").size(), 3u);
+  const std::string seconds = server.run({"watch", "--rate", "--json", "--for", "1.5"}).out;
+  EXPECT_EQ(std::count(seconds.begin(), seconds.end(), '\n'), 2)
+      << "one second and all: " << seconds;
 
   server.output({"new", "/stp/lab1", "Stp::Hw"});
   server.output({"new", "/stp/lab1/mstiHw/Mst0"});

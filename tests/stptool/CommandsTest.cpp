@@ -288,6 +288,7 @@ TEST(Writes, TakeEffectForEveryOtherClient) {
                 "'-1'; allowed: 0 to 4294967295\n");
   EXPECT_EQ(server.output({"new", root, "1"}), "");
   EXPECT_EQ(server.output({"set", "/stp/instance", "rootPort", root}), "");
+  EXPECT_EQ(server.output({"set", "/stp/instance", "rootPort", "None"}), "");
 }
 
 TEST(Output, EndsQuietlyWhenTheReaderGoes) {

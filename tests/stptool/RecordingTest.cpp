@@ -149,9 +149,20 @@ TEST(Replay, EndsWithItsServer) {
   RunningServer second(std::vector<std::string>{});
   Tool replay({"replay", recorded.file, "--into", second.socket(), "--speed", "0.001"});
   const auto has = [&] { return !second.output({"tree"}).empty(); };
-  for (int tries = 0; tries < 100 && !has(); ++tries) continue;
+  for (int tries = 0; tries < 1000 && !has(); ++tries) continue;
   second.tool().stop();
   EXPECT_TRUE(complains(replay.end(), 1, "the connection has ended"));
+}
+
+TEST(Record, EndsWhenItsReaderGoes) {
+  RunningServer server;
+  Tool record(Tool::Script{"\"$STPTOOL\" record --force /dev/stdout --socket " + server.socket() +
+                           " | head -c 1 >/dev/null; exit ${PIPESTATUS[0]}"});
+  ASSERT_TRUE(record.complains("recording everything"));
+  for (const char* active : {"false", "true", "false"}) {
+    server.output({"set", portPath("Ethernet1"), "active", active});
+  }
+  EXPECT_EQ(record.end().code, 0) << record.err();
 }
 
 TEST(Record, OverwritesOnlyWhenTold) {

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
-#include <cstring>
+#include <cstddef>
 
 RunningServer::RunningServer(const std::vector<std::string>& files)
     : socket_(folder_.file("socket")), files_(files) {
@@ -58,33 +58,53 @@ std::string portPath(const std::string& port, int instance) {
   return "/stp/hw/mstiHw/Mst" + std::to_string(instance) + "/mstiPortHw/" + port;
 }
 
-RawClient::RawClient(const std::string& socket)
-    : fd_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, socket.data(), socket.size());
-  EXPECT_EQ(::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-}
+namespace {
 
-RawClient::~RawClient() { ::close(fd_); }
-
-bool RawClient::send(const std::string& bytes) const {
-  size_t sent = 0;
-  while (sent < bytes.size()) {
-    const ssize_t count = ::send(fd_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-    if (count <= 0) return false;
-    sent += static_cast<size_t>(count);
+struct Address {
+  explicit Address(const std::string& name)
+      : size(static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size())) {
+    name.copy(address.sun_path, sizeof address.sun_path);
+    if (name.starts_with('@')) address.sun_path[0] = '\0';
   }
-  return true;
+  const sockaddr* generic() const { return reinterpret_cast<const sockaddr*>(&address); }
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  socklen_t size;
+};
+
+}  // namespace
+
+RawSocket::RawSocket(int type) : fd_(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0)) {}
+RawSocket::~RawSocket() { ::close(fd_); }
+
+void RawSocket::bind(const std::string& name) {
+  const Address address(name);
+  EXPECT_EQ(::bind(fd_, address.generic(), address.size), 0) << name;
 }
 
-void RawClient::finishSending() const { ::shutdown(fd_, SHUT_WR); }
+void RawSocket::listen(int backlog) { EXPECT_EQ(::listen(fd_, backlog), 0); }
 
-bool RawClient::isClosedByServer() const {
+void RawSocket::connect(const std::string& name) {
+  const Address address(name);
+  EXPECT_EQ(::connect(fd_, address.generic(), address.size), 0) << name;
+}
+
+void RawSocket::send(const std::string& bytes) const {
+  (void)!::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+}
+
+std::string RawSocket::receive() const {
   char bytes[4096];
-  for (;;) {
-    pollfd fd{fd_, POLLIN, 0};
-    if (::poll(&fd, 1, 30000) <= 0) return false;
-    if (::recv(fd_, bytes, sizeof bytes, 0) <= 0) return true;
-  }
+  pollfd ready{fd_, POLLIN, 0};
+  if (::poll(&ready, 1, 30000) <= 0) return "nothing";
+  const ssize_t count = ::recv(fd_, bytes, sizeof bytes, 0);
+  return {bytes, static_cast<size_t>(std::max<ssize_t>(count, 0))};
+}
+
+bool isRefused(const std::string& socket, const std::string& bytes) {
+  RawSocket client;
+  client.connect(socket);
+  client.send(bytes);
+  std::string heard;
+  while (!(heard = client.receive()).empty() && heard != "nothing") continue;
+  return heard.empty();
 }

@@ -1,6 +1,8 @@
 // A server in a folder of its own, and clients of it.
 #pragma once
 
+#include <sys/socket.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,20 +46,26 @@ class RunningServer {
 /// "/stp/hw/mstiHw/Mst0/mstiPortHw/Ethernet1".
 std::string portPath(const std::string& port, int instance = 0);
 
-/// A connection to the server's socket that speaks nothing by itself.
-class RawClient {
+/// A Unix socket that speaks nothing by itself. What fails fails the test.
+class RawSocket {
  public:
-  explicit RawClient(const std::string& socket);
-  ~RawClient();
-  RawClient(const RawClient&) = delete;
-  RawClient& operator=(const RawClient&) = delete;
+  explicit RawSocket(int type = SOCK_STREAM);
+  ~RawSocket();
+  RawSocket(const RawSocket&) = delete;
+  RawSocket& operator=(const RawSocket&) = delete;
 
-  /// False when the server has closed.
-  bool send(const std::string& bytes) const;
-  void finishSending() const;
-  /// Waits until the server closes; false after thirty seconds.
-  bool isClosedByServer() const;
+  int fd() const noexcept { return fd_; }
+  /// To a path, or to "@name" in the abstract namespace.
+  void bind(const std::string& name);
+  void listen(int backlog);
+  void connect(const std::string& name);
+  void send(const std::string& bytes) const;
+  /// What comes within thirty seconds; empty where the other end has closed.
+  std::string receive() const;
 
  private:
   int fd_;
 };
+
+/// Whether a server closes, within thirty seconds, what a client of it sends this to.
+bool isRefused(const std::string& socket, const std::string& bytes);

@@ -1,16 +1,11 @@
 // How programs that go on and on start, are told to stop, and bear what others do to them.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
-#include <cstddef>
-#include <cstring>
 #include <filesystem>
 #include <list>
 #include <thread>
@@ -61,9 +56,7 @@ TEST(Serving, IsNotHeldUpByWhoDoesNotReadWhatItSays) {
                                      socket, "--connect-timeout", "20"};
   EXPECT_EQ(runTool(get).code, 0);
   for (int i = 0; i < 40; ++i) {
-    const RawClient garbage(socket);
-    garbage.send(std::string(200, '\xff'));
-    EXPECT_TRUE(garbage.isClosedByServer());
+    EXPECT_TRUE(isRefused(socket, std::string(200, '\xff')));
   }
   EXPECT_EQ(runTool(get).code, 0);
   EXPECT_EQ(server.stop().code, 0);
@@ -188,8 +181,8 @@ TEST(Serving, SaysWhenNoDescriptorIsLeft) {
   ASSERT_TRUE(server.says("serving"));
   const std::vector<std::string> tree{"tree", "--socket", socket};
   {
-    std::list<RawClient> many;
-    for (int i = 0; i < 30; ++i) many.emplace_back(socket);
+    std::list<RawSocket> many(30);
+    for (RawSocket& each : many) each.connect(socket);
     EXPECT_TRUE(complains(runTool(tree), 3, "the server has no descriptor left"));
   }
   EXPECT_EQ(runTool(tree).code, 0);
@@ -215,44 +208,19 @@ TEST(Readiness, ClientsWaitForAServerThatIsToCome) {
   EXPECT_EQ(again.end().code, 0) << again.err();
 }
 
-// Where a service manager listens for what its services tell.
-class Manager {
- public:
-  explicit Manager(std::string name) : fd_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    if (name[0] == '@') name[0] = '\0';
-    std::memcpy(address.sun_path, name.data(), name.size());
-    const size_t size = offsetof(sockaddr_un, sun_path) + name.size();
-    EXPECT_EQ(
-        ::bind(fd_, reinterpret_cast<const sockaddr*>(&address), static_cast<socklen_t>(size)), 0);
-  }
-  ~Manager() { ::close(fd_); }
-  Manager(const Manager&) = delete;
-  Manager& operator=(const Manager&) = delete;
-
-  std::string next() const {
-    char text[256];
-    pollfd ready{fd_, POLLIN, 0};
-    if (::poll(&ready, 1, 30000) <= 0) return "nothing";
-    return {text, static_cast<size_t>(::recv(fd_, text, sizeof text, 0))};
-  }
-
- private:
-  int fd_;
-};
-
 TEST(Readiness, IsToldToWhoeverStartedIt) {
   const TemporaryFolder folder;
   const std::string socket = folder.file("socket");
   const std::vector<std::string> tree{"tree", "--socket", socket, "--connect-timeout", "0"};
   for (const std::string& name : {folder.file("notify"), "@" + folder.file("notify")}) {
-    const Manager manager(name);
+    RawSocket manager(SOCK_DGRAM);  // where a service manager listens
+    manager.bind(name);
     Tool server(
         Tool::Script{"NOTIFY_SOCKET=" + name + " exec \"$STPTOOL\" serve --socket " + socket});
-    EXPECT_EQ(manager.next(), "READY=1\n");
+    EXPECT_EQ(manager.receive(), "READY=1\n");
     EXPECT_EQ(runTool(tree).code, 0);
     server.signal(SIGTERM);
-    EXPECT_EQ(manager.next(), "STOPPING=1\n");
+    EXPECT_EQ(manager.receive(), "STOPPING=1\n");
     EXPECT_EQ(server.end().code, 0);
   }
   const std::string serve = "exec \"$STPTOOL\" serve --socket " + socket;
@@ -275,13 +243,12 @@ TEST(Readiness, IsToldToWhoeverStartedIt) {
 TEST(Readiness, SocketsOfAServiceManagerAreServedAndLeft) {
   const TemporaryFolder folder;
   const std::string socket = folder.file("socket");
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-  std::memcpy(address.sun_path, socket.data(), socket.size());
-  ASSERT_EQ(::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  ASSERT_EQ(::listen(fd, 8), 0);
+  RawSocket listening;
+  listening.bind(socket);
+  listening.listen(8);
+  ::fcntl(listening.fd(), F_SETFD, 0);  // the server gets it
   const std::string passed = "LISTEN_PID=$$ LISTEN_FDS=1 LISTEN_FDNAMES=trees exec \"$STPTOOL\" ";
-  const std::string from = " 3<&" + std::to_string(fd);
+  const std::string from = " 3<&" + std::to_string(listening.fd());
   const std::string second = folder.file("second");
   for (const std::string& also : {std::string(), socket, second}) {
     // It waits in the queue until somebody serves.
@@ -294,7 +261,6 @@ TEST(Readiness, SocketsOfAServiceManagerAreServedAndLeft) {
     EXPECT_TRUE(isThere(socket));
     EXPECT_FALSE(isThere(second));
   }
-  ::close(fd);
   EXPECT_TRUE(complains(Tool(Tool::Script{passed + "serve 3</dev/null"}).end(), 1,
                         "LISTEN_FDS: 'trees': descriptor 3 is no Unix stream socket that listens"));
   EXPECT_EQ(Tool(Tool::Script{"LISTEN_PID=1 LISTEN_FDS=1 exec \"$STPTOOL\" serve"}).end().code, 2);

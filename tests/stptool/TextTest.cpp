@@ -36,6 +36,7 @@ TEST(Suggestion, FindsSlipsOfTheHandAndNothingElse) {
   EXPECT_EQ(suggestion("actve", known), "; did you mean 'active'?");
   EXPECT_EQ(suggestion("MstiPorthw", known), "; did you mean 'Stp::MstiPortHw'?");
   EXPECT_EQ(suggestion("zebra", known), "");
+  EXPECT_EQ(suggestion("portABCDe", known), "") << "four of nine are wrong";
   EXPECT_EQ(suggestion("", known), "");
   EXPECT_EQ(suggestion("x", {}), "");
 }

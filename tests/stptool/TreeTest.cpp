@@ -75,6 +75,9 @@ TEST_F(StatusTree, LeavesOutNothingOnRequest) {
     EXPECT_TRUE(holds(all, line));
   }
   EXPECT_EQ(tree().find("stable "), std::string::npos);
+  const std::string port = "/stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/Ethernet2";
+  const std::string part = server_.output({"dump", port});
+  EXPECT_TRUE(holds(part, "\"instanceId\": 1")) << "what those above it are made with";
 }
 
 TEST_F(StatusTree, HasTextThatReadsBackOnRequest) {
@@ -120,6 +123,7 @@ TEST(Wrap, BreaksNamesAtCapitalsAndTextsAtBlanks) {
   EXPECT_EQ(stptool::brokenName("rootGuardInconsistent", 12), (Lines{"rootGuard", "Inconsistent"}));
   EXPECT_EQ(stptool::brokenName("rootGuardInconsistent", 0),
             (Lines{"root", "Guard", "Inconsistent"}));
+  EXPECT_EQ(stptool::brokenName("rootGuard", 9), (Lines{"rootGuard"}));
   EXPECT_EQ(stptool::brokenName("state", 3), (Lines{"state"}));
   EXPECT_EQ(stptool::wrapped(std::string("aa bb cc"), 5), (Lines{"aa bb", "cc"}));
   EXPECT_EQ(stptool::wrapped(std::string("aaaaaaaa b"), 5), (Lines{"aaaaaaaa", "b"}));

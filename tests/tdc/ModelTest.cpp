@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 
 #include "tests/tdc/Scratch.h"
 
@@ -29,22 +28,6 @@ TEST_F(Everything, LoadsAndKeepsTheHead) {
   EXPECT_TRUE(module->imports[0]->external);
   EXPECT_EQ(module->imports[0]->types[1]->qualifiedName, "Ext::Mode");
   EXPECT_EQ(module->imports[0]->types[1]->header, "Ext/Mode.h");
-}
-
-TEST_F(Everything, IndicesFollowTheFileAndNestedEnumerationsTheirHolder) {
-  const std::vector<std::string> expected = {
-      "Test::Version",     "Test::Color",       "Test::Priority",    "Test::Id",
-      "Test::Flags",       "Test::Flags::Role", "Test::Record",      "Test::Either",
-      "Test::Kinds::Kind", "Test::Base",        "Test::Input::Leaf", "Test::Input::Keyed",
-      "Test::Input::Root", "Test::Input::Held"};
-  std::vector<std::string> names;
-  for (const Type* type : loaded_.module()->types) {
-    EXPECT_EQ(type->index, static_cast<int>(names.size()));
-    names.push_back(type->qualifiedName);
-  }
-  EXPECT_EQ(names, expected);
-  EXPECT_EQ(type("Test::Kinds").index, -1);
-  EXPECT_EQ(type("Test::Kinds::Kind").enclosing, &type("Test::Kinds"));
 }
 
 TEST_F(Everything, EncodedSizes) {
