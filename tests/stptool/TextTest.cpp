@@ -8,6 +8,7 @@
 #include "stptool/commands/RateTable.h"
 #include "stptool/json/Json.h"
 #include "stptool/model/Explain.h"
+#include "stptool/reference/Page.h"
 #include "stptool/text/NaturalOrder.h"
 #include "stptool/text/Suggest.h"
 #include "stptool/text/Table.h"
@@ -108,6 +109,13 @@ TEST(TableText, AlignsByCharactersAndLeavesOutEmptyColumns) {
             " id  name  doc\n"
             " 1   \xc3\xa4     first\n"
             " 22  abc\n");
+}
+
+TEST(Reference, EscapesWhatItsFormsTakeForMarkup) {
+  const Prose cell{{"x|y", true}, {" a<b"}};
+  const std::vector<Page> pages{{"page", "Page", {Rows{{"column"}, {{cell}}}}}};
+  EXPECT_TRUE(markdownFiles(pages).front().text.ends_with("| `x\\|y` a\\<b |\n"));
+  EXPECT_NE(htmlFiles(pages).front().text.find("x|y</code> a&lt;b"), std::string::npos);
 }
 
 TEST(FirstSentence, EndsWhereTheNextOneStarts) {

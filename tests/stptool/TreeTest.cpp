@@ -21,7 +21,8 @@ const char* const statusJson = R"({"mounts": {"/stp/status": {
       "rootPort": "/stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/Ethernet10",
       "mstiPortStatus": {
         "Ethernet10": {"enabledNonce": 0, "role": "root", "state": "forwarding",
-          "portId": {"portPriority": 128, "portNumber": 10}, "operIntPathCost": 2000},
+          "portId": {"portPriority": 128, "portNumber": 10}, "operIntPathCost": 2000,
+          "fdbFlush": 4},
         "Ethernet2": {"enabledNonce": 0, "role": "designated", "state": "forwarding",
           "portId": {"portPriority": 128, "portNumber": 2}},
         "Ethernet3": {"enabledNonce": 0, "role": "designated",
@@ -57,10 +58,13 @@ TEST_F(StatusTree, ReadsFromTheInstanceDownToItsPorts) {
           rootPathCost    2000
           rootPort        Ethernet10
           mstiPortStatus  3 Stp::MstiPortStatus
-                        state       role        guardStatus       portId  operIntPathCost  rootGuardInconsistent
-            Ethernet2   forwarding  designated  guardDisabled     128.2   1                -
-            Ethernet3   discarding  designated  rootGuardEnabled  128.3   1                yes
-            Ethernet10  forwarding  root        guardDisabled     128.10  2000             -
+                                                                          oper
+                                                                          Int
+                                                                          Path  fdb    rootGuard
+                        state       role        guardStatus       portId  Cost  Flush  Inconsistent
+            Ethernet2   forwarding  designated  guardDisabled     128.2   1     0      -
+            Ethernet3   discarding  designated  rootGuardEnabled  128.3   1     0      yes
+            Ethernet10  forwarding  root        guardDisabled     128.10  2000  4      -
   vlanMembership  1 Stp::VlanMembership
                vids
     Ethernet1  1-3,10
@@ -78,6 +82,8 @@ TEST_F(StatusTree, LeavesOutNothingOnRequest) {
   const std::string port = "/stp/status/stpiStatus/Mstp/mstiStatus/Mst1/mstiPortStatus/Ethernet2";
   const std::string part = server_.output({"dump", port});
   EXPECT_TRUE(holds(part, "\"instanceId\": 1")) << "what those above it are made with";
+  EXPECT_FALSE(holds(server_.output({"dump", "/stp/status/vlanMembership"}), "intfId"))
+      << "its key";
 }
 
 TEST_F(StatusTree, HasTextThatReadsBackOnRequest) {
