@@ -11,7 +11,6 @@ using Bench::Bytes;
 using Bench::MemoryLog;
 using Bench::roomBytes;
 using Bench::Scene;
-using Tovo::NboAttrLog::In;
 
 constexpr Tovo::AttributeId changed = 261;  // MstiPortStatus::fdbFlush
 constexpr size_t messageSize = 6 + 4;
@@ -19,13 +18,12 @@ constexpr size_t messageSize = 6 + 4;
 void encodeChange(benchmark::State& state) {
   const auto port = Stp::MstiPortStatus::MstiPortStatusIs("Ethernet1", 1);
   MemoryLog log;
-  log.bind(*port, {Tovo::NboAttrLog::MountSide::host, true},
-           Tovo::NboAttrLog::FlowOut::startNowhere);
-  Tovo::NboAttrLog::FlowOut& flow = *log.flow(*port);
+  log.carry(*port, MemoryLog::MountSide::host, Tovo::NboAttrLog::FlowOut::startNowhere);
+  Tovo::NboAttrLog::FlowOut& flow = log.flow(*port);
   const Tovo::EntityHooks& hooks = *Tovo::entityHooks(port->tovoType());
   for (auto _ : state) {
     log.clear();
-    if (hooks.streamAdapterOnAttribute(log, changed, flow) != 1) {
+    if (hooks.streamAdapterOnAttribute(log.adapter(), changed, flow) != 1) {
       state.SkipWithError("nothing was sent");
       break;
     }
@@ -36,13 +34,14 @@ void encodeChange(benchmark::State& state) {
 void decodeChange(benchmark::State& state) {
   const auto port = Stp::MstiPortStatus::MstiPortStatusIs("Ethernet1", 1);
   MemoryLog log;
-  const uint32_t id = log.bind(*port, {Tovo::NboAttrLog::MountSide::guest, true},
-                               Tovo::NboAttrLog::FlowOut::startNowhere);
+  const uint32_t id =
+      log.carry(*port, MemoryLog::MountSide::guest, Tovo::NboAttrLog::FlowOut::startNowhere);
+  uint8_t payload[4];
   uint32_t number = 0;
   for (auto _ : state) {
-    Bytes::put32(log.room(), ++number);
+    Bytes::put32(payload, ++number);
     benchmark::ClobberMemory();
-    log.handleMessage(id, changed, In({log.room(), 4}));
+    log.handleMessage(id, changed, payload);
   }
   if (port->fdbFlush() != number) state.SkipWithError("the change did not arrive");
 }

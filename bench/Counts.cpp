@@ -140,7 +140,7 @@ void attributeLog() {
   Stp::MstiPortStatus& port = *tree.port;
   {
     Bench::MemoryLog log;
-    log.bind(port, {MountSide::host, true}, FlowOut::startNowhere);
+    log.carry(port, MountSide::host, FlowOut::startNowhere);
     countEach("attribute-encode", often, [&](size_t i) {
       log.clear();
       port.fdbFlushIs(static_cast<uint32_t>(i + 1));
@@ -148,10 +148,10 @@ void attributeLog() {
     });
   }
   Bench::MemoryLog log;
-  const uint32_t id = log.bind(port, {MountSide::guest, true}, FlowOut::startNowhere);
+  const uint32_t id = log.carry(port, MountSide::guest, FlowOut::startNowhere);
   countEach("attribute-decode", often, [&](size_t i) {
     const uint8_t payload[] = {0, 0, static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i)};
-    log.handleMessage(id, changed, In(payload));
+    log.handleMessage(id, changed, payload);
   });
 }
 

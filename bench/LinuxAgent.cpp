@@ -19,8 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "Mirror/Link.h"
 #include "Stp/StpStatus.h"
-#include "Tovo/AttrLog/Link.h"
 #include "agents/linux/Messages.h"
 
 namespace {

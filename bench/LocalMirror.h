@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "Tovo/AttrLog/Connection.h"
+#include "Mirror/Connection.h"
 
 namespace Bench {
 
@@ -20,8 +20,8 @@ class LocalMirror {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0) throw std::runtime_error("socketpair");
     writer_ = std::make_unique<Connection>(fds[0], here_);
     reader_ = std::make_unique<Connection>(fds[1], there_);
-    reader_->mount(path, true);
-    while (reader_->synced() == 0) turn();
+    reader_->guest().mount(path, true);
+    while (reader_->guest().synced() == 0) turn();
     settle();
   }
 
@@ -30,11 +30,11 @@ class LocalMirror {
 
   /// Until everything is applied at the other end.
   void settle() {
-    const uint32_t number = writer_->ping();
-    while (writer_->pongs() != number) turn();
+    const uint32_t number = writer_->questions().ping();
+    while (writer_->questions().pongs() != number) turn();
   }
 
-  size_t carried() const noexcept { return reader_->boundCount(); }
+  size_t carried() const noexcept { return reader_->log().numbers().count(); }
 
  private:
   using Connection = Tovo::NboAttrLog::Connection;

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "FarProcess.h"
+#include "Mirror/Connection.h"
 #include "RedisServer.h"
 #include "Stp/StpHw.h"
-#include "Tovo/AttrLog/Connection.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ class Mirrored {
       : far_([](int fd) {
           Tovo::Directory directory;
           Connection connection(fd, directory);
-          connection.mount("/hw", true);
+          connection.guest().mount("/hw", true);
           connection.runUntil([] { return false; }, 600 * 1000);
         }) {
     const auto root = Stp::Hw::HwIs("hw");
@@ -53,7 +53,7 @@ class Mirrored {
     }
     directory_.mount("/hw", root);
     connection_ = std::make_unique<Connection>(far_.releaseFd(), directory_);
-    const auto carried = [&] { return connection_->boundCount() == count + 2; };
+    const auto carried = [&] { return connection_->log().numbers().count() == count + 2; };
     if (!connection_->runUntil(carried, patience)) {
       throw std::runtime_error("the mirror was not set up: " + connection_->closeReason());
     }
@@ -72,8 +72,9 @@ class Mirrored {
 
   /// Until everything is applied at the other end.
   void settle() {
-    const uint32_t number = connection_->ping();
-    if (!connection_->runUntil([&] { return connection_->pongs() == number; }, patience)) {
+    const uint32_t number = connection_->questions().ping();
+    if (!connection_->runUntil([&] { return connection_->questions().pongs() == number; },
+                               patience)) {
       throw std::runtime_error("no answer: " + connection_->closeReason());
     }
   }

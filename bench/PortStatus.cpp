@@ -55,8 +55,8 @@ Pelmo::Ptr<Stp::MstiPortStatus> portOf(bool other) {
 void encode(benchmark::State& state) {
   const auto port = portOf(false);
   MemoryLog log;
-  log.bind(*port, {Tovo::NboAttrLog::MountSide::host, true}, FlowOut::startNowhere);
-  FlowOut& flow = *log.flow(*port);
+  log.carry(*port, MemoryLog::MountSide::host, FlowOut::startNowhere);
+  FlowOut& flow = log.flow(*port);
   for (auto _ : state) {
     log.clear();
     flow.dirtyFrom(0);
@@ -66,7 +66,7 @@ void encode(benchmark::State& state) {
     }
     benchmark::ClobberMemory();
   }
-  state.counters["bytes of its messages"] = static_cast<double>(log.used());
+  state.counters["bytes of its messages"] = static_cast<double>(log.written().size());
 }
 
 struct Message {
@@ -76,15 +76,16 @@ struct Message {
 
 /// What the log says of a port.
 std::vector<Message> messagesOf(MemoryLog& log, Stp::MstiPortStatus& port) {
-  log.bind(port, {Tovo::NboAttrLog::MountSide::host, true}, 0);
+  log.carry(port, MemoryLog::MountSide::host, 0);
   if (!log.pump()) throw std::length_error("more messages than there is room");
   std::vector<Message> messages;
-  const uint8_t* const end = log.room() + log.used();
-  for (const uint8_t* at = log.room(); at < end;) {
+  const uint8_t* const end = log.written().data() + log.written().size();
+  for (const uint8_t* at = log.written().data(); at < end;) {
     const auto length = Tovo::NboAttrLog::load<uint32_t>(at);
-    at += MemoryLog::frameHeader;
-    messages.push_back({Tovo::NboAttrLog::load<Tovo::AttributeId>(at + sizeof(uint32_t)),
-                        {at + MemoryLog::messageHeader, length - MemoryLog::messageHeader}});
+    at += Tovo::NboAttrLog::frameHeader;
+    messages.push_back(
+        {Tovo::NboAttrLog::load<Tovo::AttributeId>(at + sizeof(uint32_t)),
+         {at + Tovo::NboAttrLog::messageHeader, length - Tovo::NboAttrLog::messageHeader}});
     at += length;
   }
   return messages;
@@ -97,13 +98,12 @@ void decode(benchmark::State& state) {
   const std::vector<Message> contents[] = {messagesOf(logs[0], *sources[0]),
                                            messagesOf(logs[1], *sources[1])};
   MemoryLog log;
-  const uint32_t id =
-      log.bind(*port, {Tovo::NboAttrLog::MountSide::guest, true}, FlowOut::startNowhere);
+  const uint32_t id = log.carry(*port, MemoryLog::MountSide::guest, FlowOut::startNowhere);
   size_t turn = 1;
   for (auto _ : state) {
     turn ^= 1;
     for (const Message& message : contents[turn]) {
-      log.handleMessage(id, message.attribute, In(message.payload));
+      log.handleMessage(id, message.attribute, message.payload);
     }
     benchmark::ClobberMemory();
   }

@@ -15,8 +15,8 @@
 
 #include "FarProcess.h"
 #include "Helper.h"
+#include "Mirror/Connection.h"
 #include "Switch.h"
-#include "Tovo/AttrLog/Connection.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ double nanoseconds(Clock::time_point from) {
 }
 
 void await(Connection& connection, uint32_t pong) {
-  if (!connection.runUntil([&] { return connection.pongs() == pong; }, patience)) {
+  if (!connection.runUntil([&] { return connection.questions().pongs() == pong; }, patience)) {
     throw std::runtime_error("no answer: " + connection.closeReason());
   }
 }
@@ -41,7 +41,7 @@ void run(size_t instances) {
     Bench::awaitByte(fd);
     Tovo::Directory directory;
     Connection connection(fd, directory);
-    connection.mount("/status", true);
+    connection.guest().mount("/status", true);
     connection.runUntil([] { return false; }, patience);
   });
   const double beforeBuild = Bench::processorSeconds();
@@ -54,11 +54,11 @@ void run(size_t instances) {
   const uint8_t start = 0;
   Bench::writeAll(far.fd(), &start, 1);
   auto connection = std::make_unique<Connection>(far.releaseFd(), directory);
-  if (!connection->runUntil([&] { return connection->boundCount() == tree.entities(); },
+  if (!connection->runUntil([&] { return connection->log().numbers().count() == tree.entities(); },
                             patience)) {
     throw std::runtime_error("not mirrored: " + connection->closeReason());
   }
-  await(*connection, connection->ping());
+  await(*connection, connection->questions().ping());
   const double mirror = nanoseconds(at);
 
   std::minstd_rand random(1);
@@ -72,7 +72,7 @@ void run(size_t instances) {
       ::poll(&ready, 1, patience);
     }
   }
-  await(*connection, connection->ping());
+  await(*connection, connection->questions().ping());
   const double change = nanoseconds(at);
 
   const double beforeTearDown = Bench::processorSeconds();

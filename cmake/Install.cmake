@@ -5,7 +5,7 @@
 include(CMakePackageConfigHelpers)
 
 # In the order of the arrows; what stands last is named first on a linker's command line.
-set(stp_libraries Pelmo Morsa Tovo TovoPelmo Nelka Bridging Interface frame Stp)
+set(stp_libraries Pelmo Morsa Tovo Mirror TovoPelmo Nelka Bridging Interface frame Stp)
 set(stp_include_dir "${CMAKE_INSTALL_INCLUDEDIR}/${PROJECT_NAME}")
 set(stp_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/${PROJECT_NAME}")
 # Its last part is what generated headers are included by: "Stp/StpTypes.h".

@@ -18,11 +18,11 @@
 #include <sstream>
 #include <vector>
 
+#include "Mirror/Connection.h"
 #include "Stp/StpConfig.h"
 #include "Stp/StpHw.h"
 #include "Stp/StpStatus.h"
 #include "Tovo/Assert.h"
-#include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/System.h"

@@ -4,9 +4,9 @@
 #include <iostream>
 #include <vector>
 
+#include "Mirror/Connection.h"
 #include "Stp/StpStatus.h"
 #include "Tovo/Assert.h"
-#include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
 #include "UnixSocket.h"
 
@@ -53,19 +53,19 @@ int main(int argc, char** argv) {
   try {
     Tovo::Directory directory;
     Tovo::NboAttrLog::Connection agent(example::connectTo(argv[1]), directory);
-    agent.mount("/stp/status", true);
+    agent.guest().mount("/stp/status", true);
     constexpr int patienceMilliseconds = 5000;
-    if (!agent.runUntil([&] { return agent.synced() > 0; }, patienceMilliseconds)) {
+    if (!agent.runUntil([&] { return agent.guest().synced() > 0; }, patienceMilliseconds)) {
       std::cerr << "status_reader: no status from " << argv[1] << ": " << agent.closeReason()
                 << '\n';
       return 1;
     }
-    std::cout << "mirrored " << agent.boundCount() << " entities" << std::endl;
+    std::cout << "mirrored " << agent.log().numbers().count() << " entities" << std::endl;
     PortPrinter printer;
     printer.observeRecursive(directory.mounted("/stp/status")->publisher());
     while (!agent.closed()) {
-      const uint64_t seen = agent.turns();
-      agent.runUntil([&] { return agent.turns() > seen; }, patienceMilliseconds);
+      const uint64_t seen = agent.incoming().turns();
+      agent.runUntil([&] { return agent.incoming().turns() > seen; }, patienceMilliseconds);
       printer.print();
     }
     std::cout << "the agent has gone: " << agent.closeReason() << '\n';

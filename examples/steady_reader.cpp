@@ -10,8 +10,8 @@
 #include <iostream>
 #include <optional>
 
+#include "Mirror/Link.h"
 #include "Stp/StpStatus.h"
-#include "Tovo/AttrLog/Link.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Path.h"
 

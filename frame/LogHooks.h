@@ -1,6 +1,9 @@
-// The attribute log of any entity type, driven by its descriptors.
+// The attribute log of any entity type: what a type's table of hooks points to. The work is done by
+// the library that mirrors entities, from the type's descriptors.
 #pragma once
 
+#include "Mirror/log/FlowOut.h"
+#include "Mirror/log/StreamAdapter.h"
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "Tovo/Module.h"
 
@@ -18,16 +21,13 @@ int streamAdapterOnAttribute(Tovo::NboAttrLog::StreamAdapter& adapter, Tovo::Att
 void doHandleAttrDeserialization(Tovo::NboAttrLog::StreamAdapter& adapter, Tovo::Entity& entity,
                                  Tovo::AttributeId id, Tovo::NboAttrLog::In& in);
 
-/// Marks every logged attribute from `start` on dirty.
-void markDirty(Tovo::NboAttrLog::FlowOut& flow, Tovo::AttributeId start);
-
 template <class Flow>
 Pelmo::Ptr<Tovo::NboAttrLog::FlowOut> newFlowOut(Tovo::NboAttrLog::StreamAdapter& adapter,
                                                  Tovo::Entity& entity, uint32_t entityId,
                                                  Tovo::AttributeId start) {
-  auto flow =
-      Pelmo::Ptr<Tovo::NboAttrLog::FlowOut>::adopt(new Flow(adapter, entity, entityId, start));
-  markDirty(*flow, start);
+  auto flow = Pelmo::Ptr<Tovo::NboAttrLog::FlowOut>::adopt(
+      new Flow(adapter.carrier().queue(), entity, entityId, start));
+  flow->dirtyFrom(start);
   return flow;
 }
 

@@ -15,7 +15,7 @@ class View {
  public:
   explicit View(const Map<Node>& map) noexcept : map_(map) {}
 
-  /// Behind the last element. Of its own: that of <iterator> brings the streams.
+  /// Behind the last element. Of its own: the standard one comes with the streams.
   struct End {};
 
   class Iterator {

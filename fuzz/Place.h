@@ -9,8 +9,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "Tovo/AttrLog/Connection.h"
-#include "Tovo/AttrLog/Link.h"
+#include "Mirror/Connection.h"
+#include "Mirror/Link.h"
+#include "Mirror/wire/DescriptorStream.h"
 #include "Tovo/Directory.h"
 #include "fuzz/Ends.h"
 #include "fuzz/Hand.h"
@@ -52,7 +53,8 @@ struct Place {
     const Ends ends;
     server = std::make_unique<Connection>(ends.fds[0], above->directory, limits);
     client = std::make_unique<Connection>(ends.fds[1], directory, limits);
-    for (const auto& [path, root] : above->directory.mounts()) client->mount(path, readOnly);
+    for (const auto& [path, root] : above->directory.mounts())
+      client->guest().mount(path, readOnly);
   }
 
   void linkUp(Tovo::NboAttrLog::LinkObserver& observer) {
@@ -63,7 +65,7 @@ struct Place {
         [this] {
           const Ends ends;
           server = std::make_unique<Connection>(ends.fds[0], above->directory, limits);
-          return Link::Stream{ends.fds[1], ends.fds[1]};
+          return std::make_unique<Tovo::NboAttrLog::DescriptorStream>(ends.fds[1]);
         },
         directory, options);
     link->observerIs(&observer);

@@ -375,41 +375,42 @@ class World : private LinkObserver {
         place.drop();
         return place.linkUp(*this);
       case 4:
-        connection->ping();
+        connection->questions().ping();
         return;
       case 5:
-        connection->askMounts();
-        return connection->followMounts();
+        connection->guest().roots().ask();
+        return connection->guest().roots().follow();
       case 6: {
         place.meddled = place.above->meddled = true;
         const auto& types = Hand::types();
-        return connection->create(at, Tovo::typeName(types[input_->below(types.size())]));
+        return connection->guest().create(at, Tovo::typeName(types[input_->below(types.size())]));
       }
       case 7:
         place.meddled = place.above->meddled = true;
-        if (const Entity* entity = pick()) connection->create(at, *entity);
+        if (const Entity* entity = pick()) connection->guest().create(at, *entity);
         return;
       case 8:
         place.meddled = place.above->meddled = true;
-        return connection->remove(at);
+        return connection->guest().remove(at);
       case 9: {
         place.meddled = place.above->meddled = true;
         const Entities all = place.above->entities();
         const bool below = which >= 128 && !all.empty();
-        return connection->mount(below ? Tovo::pathOf(*all[input_->below(all.size())]) : at,
-                                 place.readOnly);
+        return connection->guest().mount(below ? Tovo::pathOf(*all[input_->below(all.size())]) : at,
+                                         place.readOnly);
       }
       case 10:
-        demand(connection->figures().entities == connection->boundCount(), "figures add up");
+        demand(connection->figures().entities == connection->log().numbers().count(),
+               "figures add up");
         return;
       case 11:
-        return connection->appliedIs([this](std::span<const uint8_t>) { foreign(); });
+        return connection->incoming().appliedIs([this](std::span<const uint8_t>) { foreign(); });
       case 12:
-        connection->statusProviderIs([this] {
+        connection->questions().statusProviderIs([this] {
           foreign();
           return std::string("well");
         });
-        return connection->askStatus();
+        return connection->questions().askStatus();
       default:
         now_ += std::chrono::milliseconds(10 * which);
         connection->tick(now_);

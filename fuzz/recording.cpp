@@ -15,11 +15,11 @@
 #include <string_view>
 #include <vector>
 
+#include "Mirror/Recording.h"
 #include "Stp/StpHw.h"
 #include "Stp/StpStatus.h"
 #include "Tovo/AllocTrack.h"
 #include "Tovo/Assert.h"
-#include "Tovo/AttrLog/Recording.h"
 #include "fuzz/Demand.h"
 #include "fuzz/Messages.h"
 #include "fuzz/TreeState.h"
@@ -90,7 +90,7 @@ Played play(const std::string& file, size_t part, bool overTrees) {
       const std::string_view bytes = std::string_view(file).substr(message->offset, message->size);
       const std::span<const uint8_t> all(reinterpret_cast<const uint8_t*>(bytes.data()),
                                          bytes.size());
-      recorder.take(all.subspan(RecordingReader::frameHeader));
+      recorder.take(all.subspan(Tovo::NboAttrLog::frameHeader));
     }
     demand(reader.offset() == file.size());
   } catch (const RecordingException& error) {

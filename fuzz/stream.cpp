@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "Mirror/Connection.h"
 #include "Stp/StpConfig.h"
 #include "Stp/StpHw.h"
 #include "Stp/StpQuiesceConfig.h"
 #include "Stp/StpStatus.h"
 #include "Tovo/AllocTrack.h"
 #include "Tovo/Assert.h"
-#include "Tovo/AttrLog/Connection.h"
 #include "fuzz/Ends.h"
 #include "fuzz/Hand.h"
 #include "fuzz/Messages.h"
@@ -121,16 +121,16 @@ class Reader {
 
   void mountAll(const Directory& directory) {
     for (const auto& [path, entity] : directory.mounts()) {
-      if (!mirror.mounted(path)) here_->mount(path, true);
+      if (!mirror.mounted(path)) here_->guest().mount(path, true);
     }
     settle();
   }
 
   // Until an answer shows that everything before it has arrived.
   void settle() {
-    const uint32_t question = here_->ping();
+    const uint32_t question = here_->questions().ping();
     constexpr int patience = 1000;
-    for (int round = 0; here_->pongs() != question; ++round) {
+    for (int round = 0; here_->questions().pongs() != question; ++round) {
       demand(round < patience && !there_->closed() && !here_->closed());
       here_->flush();
       turn(*there_);
@@ -164,7 +164,7 @@ void play(Input input, const std::string& hello) {
   const int peer = ends.fds[1];
   {
     Connection connection(ends.fds[0], directory, limits);
-    connection.servesIs(true, !is(readOnly));
+    connection.host().servesIs(true, !is(readOnly));
     if (!is(noGreeting)) send(peer, hello);
     if (is(mountsAll)) {
       for (const std::string& path : served) {
@@ -173,8 +173,8 @@ void play(Input input, const std::string& hello) {
       turn(connection);
     }
     if (is(asks)) {
-      connection.mount("/far/hw", !is(asksToWrite));
-      connection.mount("/far/status", !is(asksToWrite));
+      connection.guest().mount("/far/hw", !is(asksToWrite));
+      connection.guest().mount("/far/status", !is(asksToWrite));
     }
     State before;
     if (is(readOnly)) before = stateOf(directory);
@@ -193,7 +193,7 @@ void play(Input input, const std::string& hello) {
         default:
           send(peer, fuzz::bytesOf(step, input));
       }
-      demand(connection.outputWaiting() <= limits.outputBytes + 128 * 1024);
+      demand(connection.figures().bytesWaiting <= limits.outputBytes + 128 * 1024);
     }
     // What is said in a turn counts when it ends.
     send(peer, message(0, 9, {}));

@@ -8,10 +8,10 @@ cd "$(dirname "$0")/.."
 build=build/fuzz-coverage
 declare -A sources=(
   [json_load]='stptool/json/'
-  [observers]='platform/(Pelmo/(Node|Publisher)|Tovo/(Entity|HashMap2018|AttrLog/(Link|StreamAdapter(Receive|Send)?|Turn)))\.|frame/(Collections|Nodes|Setters|LogHooks)'
+  [observers]='platform/(Pelmo/(Node|Publisher)|Tovo/(Entity|HashMap2018)|Mirror/(Link|log/(Carrier|FlowOut|Receiver|Sender|Turn)))\.|frame/(Collections|Nodes|Setters|LogHooks)'
   [paths]='platform/Tovo/(Path|Inspect|Directory)\.'
-  [recording]='platform/Tovo/AttrLog/(Recording|Control|StreamAdapter(Receive)?)\.|frame/LogHooksReceive|stptool/commands/Decode'
-  [stream]='platform/Tovo/AttrLog/(Connection(Mounts)?|Control|FlowOut|StreamAdapter(Receive|Send)?|Turn|UnderWay|WaitingReferences)\.|frame/LogHooks'
+  [recording]='platform/Mirror/(Recording|control/(Greeting|Mounted|Messages)|log/Receiver)\.|stptool/commands/Decode'
+  [stream]='platform/Mirror/.*\.'
   [tdl]='tdc/(syntax|model|emit|lock|print)/'
   [value_bytes]='platform/Tovo/(ValueOps|AttrLog/In|AttrLog/InOut)\.'
   [value_text]='platform/Tovo/(ValueOps|CharRange|EnumType)\.'

@@ -15,7 +15,7 @@
 #include <thread>
 #include <utility>
 
-#include "Tovo/AttrLog/UnixStream.h"
+#include "Mirror/wire/UnixStream.h"
 
 namespace service {
 

@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Tovo/AttrLog/UnixStream.h"
+#include "Mirror/wire/UnixStream.h"
 #include "agents/service/InterruptibleIo.h"
 
 namespace service {

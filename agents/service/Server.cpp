@@ -15,6 +15,8 @@ namespace service {
 
 using Tovo::NboAttrLog::Connection;
 using Tovo::NboAttrLog::Ending;
+using Tovo::NboAttrLog::Figures;
+using Tovo::NboAttrLog::MountFigures;
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -180,8 +182,8 @@ std::unique_ptr<Connection> Server::connectionOf(int fd) {
 void Server::addClient(uint64_t number, std::unique_ptr<Connection> connection,
                        const PeerCredentials& peer) {
   const bool mayWrite = options_.writeAccess.allows(peer);
-  if (!mayWrite) connection->servesIs(true, false, options_.writeAccess.refusal(peer));
-  connection->statusProviderIs([this] { return status(); });
+  if (!mayWrite) connection->host().servesIs(true, false, options_.writeAccess.refusal(peer));
+  connection->questions().statusProviderIs([this] { return status(); });
   User& user = users_.try_emplace(peer.uid, peer.uid, options_.clients.bytesOfOneUser, budget_)
                    .first->second;
   connection->budgetIs(user.budget);
@@ -268,9 +270,9 @@ std::string Server::status() const {
   uint64_t refused = refused_;
   for (const Client& client : clients_) {
     if (!client.connection) continue;
-    const Connection::Figures figures = client.connection->figures();
+    const Figures figures = client.connection->figures();
     Json mounts = Json::array();
-    for (const Connection::MountFigures& mount : figures.mounts) {
+    for (const MountFigures& mount : figures.mounts) {
       mounts.push_back({{"path", mount.path}, {"readOnly", mount.readOnly}});
     }
     refused += figures.refused;
@@ -289,14 +291,14 @@ std::string Server::status() const {
     one["bytesHeld"] = figures.bytesHeld;
     one["bytesWaiting"] = figures.bytesWaiting;
     one["bytes"] = client.connection->held().sum();
-    one["messagesIn"] = figures.messages.messagesReceived;
-    one["messagesOut"] = figures.messages.messagesSent;
+    one["messagesIn"] = figures.messagesReceived;
+    one["messagesOut"] = figures.messagesSent;
     one["bytesIn"] = figures.bytesReceived;
     one["bytesOut"] = figures.bytesSent;
     one["turnsIn"] = figures.turnsReceived;
     one["turnsOut"] = figures.turnsSent;
-    one["unknownAttributes"] = figures.messages.unknownAttributes;
-    one["unknownEntities"] = figures.messages.unknownEntities;
+    one["unknownAttributes"] = figures.unknownAttributes;
+    one["unknownEntities"] = figures.unknownEntities;
     one["refused"] = figures.refused;
     connections.push_back(std::move(one));
   }

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Tovo/AttrLog/Budget.h"
-#include "Tovo/AttrLog/Connection.h"
+#include "Mirror/Connection.h"
+#include "Mirror/wire/Budget.h"
 #include "Tovo/Directory.h"
 #include "agents/service/ClientLimits.h"
 #include "agents/service/ListeningSocket.h"

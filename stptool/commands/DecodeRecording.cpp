@@ -1,5 +1,6 @@
 // stptool decode FILE: a recording, message by message.
-#include "Tovo/AttrLog/Control.h"
+#include "Mirror/control/Messages.h"
+#include "Mirror/log/BaseMessage.h"
 #include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 #include "Tovo/Path.h"
@@ -84,35 +85,26 @@ class Decoder {
   static Subject controlSubject(const Reader::Message& message) {
     Tovo::NboAttrLog::In in = message.payload;
     switch (message.id) {
-      case Control::greeting:
-        return {"modules", {}, {}, {}, modulesText(in)};
-      case Control::mounted: {
-        std::string path(in.nextString().view());
-        in.nextbool();
-        return {"mounted", std::move(path), {}, {}, std::string(in.nextString().view())};
+      case Control::greeting.id:
+        return {"modules", {}, {}, {}, modulesText(std::get<2>(Control::greeting.read(in)))};
+      case Control::mounted.id: {
+        auto [path, readOnly, type, number, constructor] = Control::mounted.read(in);
+        return {Control::mounted.name, std::move(path), {}, {}, std::move(type)};
       }
-      case Control::unmounted: {
-        std::string path(in.nextString().view());
-        return {"unmounted", std::move(path), {}, {}, {}};
-      }
-      case Control::turn:
-        return {"turn", {}, {}, {}, {}};
-      case Control::time:
-        return {"time", {}, {}, {}, {}};
-      case Control::goodBye:
-        return {"end", {}, {}, {}, std::string(in.nextString().view())};
+      case Control::unmounted.id:
+        return {Control::unmounted.name, std::get<0>(Control::unmounted.read(in)), {}, {}, {}};
+      case Control::goodBye.id:
+        return {"end", {}, {}, {}, std::get<0>(Control::goodBye.read(in))};
       default:
-        return {"control " + std::to_string(message.id), {}, {}, {}, {}};
+        return {Control::nameOf(message.id), {}, {}, {}, {}};
     }
   }
 
-  static std::string modulesText(Tovo::NboAttrLog::In& in) {
-    in.nextU32();
-    in.nextU16();
+  static std::string modulesText(Tovo::NboAttrLog::In in) {
     std::string text;
     for (uint16_t left = in.nextU16(); left > 0; --left) {
-      text += (text.empty() ? "" : ", ") + std::string(in.nextString().view());
-      text += " " + std::string(in.nextString().view());
+      text += (text.empty() ? "" : ", ") + Control::Text::read(in);
+      text += " " + Control::Text::read(in);
     }
     return text;
   }
@@ -126,8 +118,8 @@ class Decoder {
   }
 
   Subject subjectOf(const Reader::Message& message) {
-    const uint32_t number = message.entity & ~Tovo::NboAttrLog::StreamAdapter::ofPeer;
-    const Tovo::Entity* entity = recording_.reader().entity(message.entity);
+    const uint32_t number = message.entity & ~Tovo::NboAttrLog::ofPeer;
+    const Tovo::Entity* entity = recording_.reader().numbers().entity(message.entity);
     if (!entity) {
       return {"skipped", {}, {}, {}, "entity " + std::to_string(number) + ", which is gone"};
     }
@@ -217,8 +209,8 @@ class Decoder {
 
   std::string referenceText(uint32_t number) const {
     if (number == 0) return "None";
-    const Reader& reader = recording_.reader();
-    if (const Tovo::Entity* target = reader.entity(reader.received(number))) {
+    const Tovo::NboAttrLog::Numbers& numbers = recording_.reader().numbers();
+    if (const Tovo::Entity* target = numbers.entity(numbers.received(number))) {
       return Tovo::pathOf(*target);
     }
     return "entity " + std::to_string(number) + ", which is still to come";

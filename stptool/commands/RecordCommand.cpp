@@ -1,5 +1,5 @@
 // stptool record: what a server says of its trees, to a file.
-#include "Tovo/AttrLog/Recording.h"
+#include "Mirror/Recording.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/commands/Deadline.h"
 #include "stptool/output/Output.h"
@@ -20,7 +20,8 @@ class Recorder {
         writer_([this](std::span<const uint8_t> bytes) {
           file_.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
         }) {
-    session_.connection()->appliedIs([this](std::span<const uint8_t> message) { take(message); });
+    session_.connection()->incoming().appliedIs(
+        [this](std::span<const uint8_t> message) { take(message); });
     session_.mirrorOrAll(options.path, Access::read);
     if (failed_) std::rethrow_exception(failed_);
     file_.show();

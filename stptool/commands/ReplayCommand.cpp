@@ -1,7 +1,8 @@
 // stptool replay: a recording once more, as text or into a served tree.
 #include <algorithm>
 
-#include "Tovo/AttrLog/Control.h"
+#include "Mirror/control/Messages.h"
+#include "Mirror/control/Mounted.h"
 #include "Tovo/AttrLog/EntityHooks.h"
 #include "stptool/commands/Commands.h"
 #include "stptool/commands/Deadline.h"
@@ -71,7 +72,7 @@ void play(PlayedRecording& recording, const ReplayOptions& options, const Wait& 
       // Says it again, with its place, when it is applied.
     }
     recording.apply();
-    const bool isTime = message->entity == 0 && message->id == Control::time;
+    const bool isTime = message->entity == 0 && message->id == Control::time.id;
     if (isTime && !wait(pace.of(recording.reader().time()))) return;
     if (!after(*message)) return;
   }
@@ -180,7 +181,7 @@ class Feeder {
 
   // A root that the recording mirrors has to be there to be written to.
   void prepare(const Reader::Message& message) {
-    if (message.entity != 0 || message.id != Control::mounted) return;
+    if (message.entity != 0 || message.id != Control::mounted.id) return;
     Tovo::NboAttrLog::In in = message.payload;
     const Tovo::NboAttrLog::Mounted mounted(in, "the recording");
     const std::string type = Tovo::typeName(mounted.type);
@@ -200,9 +201,9 @@ class Feeder {
 
   // Only the server can take a root away; here it is gone already.
   void removeUnmounted(const Reader::Message& message) {
-    if (message.entity != 0 || message.id != Control::unmounted) return;
+    if (message.entity != 0 || message.id != Control::unmounted.id) return;
     Tovo::NboAttrLog::In in = message.payload;
-    session_.removeRoot(std::string(in.nextString().view()));
+    session_.removeRoot(std::get<0>(Control::unmounted.read(in)));
   }
 
   const ReplayOptions& options_;

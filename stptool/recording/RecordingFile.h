@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "Tovo/AttrLog/Recording.h"
+#include "Mirror/Recording.h"
 
 namespace stptool {
 

@@ -7,7 +7,8 @@
 #include <set>
 #include <vector>
 
-#include "Tovo/AttrLog/UnixStream.h"
+#include "Mirror/wire/DescriptorStream.h"
+#include "Mirror/wire/UnixStream.h"
 #include "Tovo/Module.h"
 #include "stptool/output/Failure.h"
 #include "stptool/output/Output.h"
@@ -15,8 +16,11 @@
 
 namespace stptool {
 
+using Tovo::NboAttrLog::connectUnixStream;
+using Tovo::NboAttrLog::DescriptorStream;
 using Tovo::NboAttrLog::Link;
 using Tovo::NboAttrLog::LinkState;
+using Tovo::NboAttrLog::Stream;
 
 namespace {
 
@@ -84,7 +88,7 @@ ClientSession::ClientSession(const SessionOptions& options)
   link_.observerIs(this);
   try {
     connect();
-    link_.connection()->followMounts();
+    link_.connection()->guest().roots().follow();
     list();
   } catch (const Failure& failure) {
     throw Failure(failure.what(), ExitCode::cannotConnect);
@@ -92,11 +96,10 @@ ClientSession::ClientSession(const SessionOptions& options)
 }
 
 // Only the first stream is waited for; later ones are made by a link that tries again by itself.
-Link::Stream ClientSession::makeStream() const {
+std::unique_ptr<Stream> ClientSession::makeStream() const {
   for (;;) {
     try {
-      const int fd = Tovo::NboAttrLog::connectUnixStream(options_.socket);
-      return {fd, fd};
+      return std::make_unique<DescriptorStream>(connectUnixStream(options_.socket));
     } catch (const std::system_error& error) {
       if (!isAbsent(error.code()) || Link::Clock::now() >= absentUntil_) throw;
     }
@@ -111,7 +114,7 @@ void ClientSession::connect() {
     return isLost() && link_.error() == std::errc::resource_unavailable_try_again;
   };
   const auto settled = [&] {
-    return isLost() ? !busy() : link_.connection() && link_.connection()->greeted();
+    return isLost() ? !busy() : link_.connection() && link_.connection()->incoming().greeted();
   };
   runUntil(settled);
   if (link_.error()) {
@@ -163,7 +166,7 @@ bool ClientSession::runUntil(const std::function<bool()>& done) {
 int ClientSession::timeoutMilliseconds() const { return static_cast<int>(options_.timeout * 1000); }
 
 void ClientSession::checkRefusals() {
-  const std::vector<std::string>& refusals = link_.connection()->refusals();
+  const std::vector<std::string>& refusals = link_.connection()->guest().refusals();
   if (refusalsSeen_ == refusals.size()) return;
   const std::string& refusal = refusals[refusalsSeen_];
   refusalsSeen_ = refusals.size();
@@ -172,18 +175,19 @@ void ClientSession::checkRefusals() {
 
 void ClientSession::checkAccess(const std::string& path, Access access) {
   if (access == Access::read) return;
-  const std::string_view why = link_.connection()->whyReadOnly(path);
+  const std::string_view why = link_.connection()->guest().whyReadOnly(path);
   if (!why.empty()) throw Failure(path + ": is mounted read-only: " + std::string(why));
 }
 
 void ClientSession::list() {
-  const uint32_t before = link_.connection()->listings();
-  link_.connection()->askMounts();
-  await([&] { return link_.connection()->listings() > before; }, "list of what is mounted");
+  const uint32_t before = link_.connection()->guest().roots().listings();
+  link_.connection()->guest().roots().ask();
+  await([&] { return link_.connection()->guest().roots().listings() > before; },
+        "list of what is mounted");
 }
 
 const ClientSession::RemoteMounts& ClientSession::remoteMounts() {
-  return link_.connection()->remoteMounts();
+  return link_.connection()->guest().roots().all();
 }
 
 // At the path or above it; no segment of a mount has a bracket.
@@ -235,7 +239,8 @@ void ClientSession::mirrorEntity(const std::string& path, Access access) {
   link_.mount(path, access == Access::read);
   await(
       [&] {
-        return link_.isMirrored(path) || link_.connection()->refusals().size() > refusalsSeen_;
+        return link_.isMirrored(path) ||
+               link_.connection()->guest().refusals().size() > refusalsSeen_;
       },
       "tree");
   checkRefusals();
@@ -249,7 +254,7 @@ void ClientSession::mirrorAll(Access access) {
       remoteMounts().begin(), remoteMounts().end(),
       [&](const auto& mount) { return link_.isMirrored(mount.first) || !isKnown(mount.second); });
   if (!whole) checkRefusals();
-  refusalsSeen_ = link_.connection()->refusals().size();
+  refusalsSeen_ = link_.connection()->guest().refusals().size();
   for (const auto& [path, type] : remoteMounts()) checkAccess(path, access);
 }
 
@@ -262,26 +267,26 @@ void ClientSession::mirrorOrAll(std::string_view path, Access access) {
 }
 
 void ClientSession::createRoot(const std::string& path, const Tovo::Entity& like) {
-  link_.connection()->create(path, like);
+  link_.connection()->guest().create(path, like);
   sync();
 }
 
 void ClientSession::removeRoot(const std::string& path) {
-  link_.connection()->remove(path);
+  link_.connection()->guest().remove(path);
   sync();
 }
 
 std::string ClientSession::status() {
-  const uint32_t before = link_.connection()->statuses();
-  link_.connection()->askStatus();
+  const uint32_t before = link_.connection()->questions().statuses();
+  link_.connection()->questions().askStatus();
   await(
       [&] {
-        return link_.connection()->statuses() > before ||
-               link_.connection()->refusals().size() > refusalsSeen_;
+        return link_.connection()->questions().statuses() > before ||
+               link_.connection()->guest().refusals().size() > refusalsSeen_;
       },
       "status");
   checkRefusals();
-  return link_.connection()->remoteStatus();
+  return link_.connection()->questions().remoteStatus();
 }
 
 void ClientSession::demandConnection() {
@@ -291,8 +296,8 @@ void ClientSession::demandConnection() {
 
 void ClientSession::sync() {
   demandConnection();
-  const uint32_t number = link_.connection()->ping();
-  await([&] { return link_.connection()->pongs() >= number; }, "answer");
+  const uint32_t number = link_.connection()->questions().ping();
+  await([&] { return link_.connection()->questions().pongs() >= number; }, "answer");
   checkRefusals();
 }
 
@@ -312,8 +317,8 @@ bool ClientSession::catchUp(const service::StopSignals& signals) {
   const auto done = [&] {
     if (isLost() || signals.count() != before) return true;
     if (link_.state() != LinkState::synced) return false;
-    if (!ping) ping = link_.connection()->ping();
-    return link_.connection()->pongs() >= *ping;
+    if (!ping) ping = link_.connection()->questions().ping();
+    return link_.connection()->questions().pongs() >= *ping;
   };
   const auto end = Link::Clock::now() + std::chrono::milliseconds(timeoutMilliseconds());
   while (!done() && Link::Clock::now() < end) {
@@ -321,7 +326,7 @@ bool ClientSession::catchUp(const service::StopSignals& signals) {
     wait(static_cast<int>(std::max<int64_t>(left.count(), 0)));
     link_.handle(Link::Clock::now());
   }
-  return ping && !isLost() && link_.connection()->pongs() >= *ping;
+  return ping && !isLost() && link_.connection()->questions().pongs() >= *ping;
 }
 
 void ClientSession::handleLinkState(Link& link) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Tovo/AttrLog/Link.h"
+#include "Mirror/Link.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Path.h"
 #include "agents/service/StopSignals.h"
@@ -47,7 +47,7 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   void mirrorOnly(const std::string& path);
 
   /// What the server has mounted, as far as it has said so.
-  using RemoteMounts = Tovo::NboAttrLog::Connection::RemoteMounts;
+  using RemoteMounts = Tovo::NboAttrLog::RemoteRoots::Roots;
   const RemoteMounts& remoteMounts();
 
   /// Asks the server for a root entity of the type and with the constructor values of another one,
@@ -86,7 +86,7 @@ class ClientSession : private Tovo::NboAttrLog::LinkObserver {
   void handleLeftOut(Tovo::NboAttrLog::Link& link, const std::string& path,
                      const std::string& type) override;
 
-  Tovo::NboAttrLog::Link::Stream makeStream() const;
+  std::unique_ptr<Tovo::NboAttrLog::Stream> makeStream() const;
   void connect();
   bool wait(int milliseconds);
   bool runUntil(const std::function<bool()>& done);

@@ -57,12 +57,11 @@ void emitIncludes(Writer& out, const Module& module) {
   }
   out.line();
   std::set<std::string> headers = {
-      "Pelmo/Ptr.h",         "Pelmo/String.h",         "Pelmo/Vector.h",
-      "Tovo/AllocTrack.h",   "Tovo/AttrLog/FlowOut.h", "Tovo/AttrLog/In.h",
-      "Tovo/AttrLog/Out.h",  "Tovo/CharRange.h",       "Tovo/Entity.h",
-      "Tovo/Exceptions.h",   "Tovo/HashHelper.h",      "Tovo/Number.h",
-      "Tovo/OptionalByte.h", "frame/Export.h",         "frame/Order.h",
-      "frame/Setters.h",     "frame/Views.h"};
+      "Pelmo/Ptr.h",          "Pelmo/String.h",    "Pelmo/Vector.h",     "Tovo/AllocTrack.h",
+      "Mirror/log/FlowOut.h", "Tovo/AttrLog/In.h", "Tovo/AttrLog/Out.h", "Tovo/CharRange.h",
+      "Tovo/Entity.h",        "Tovo/Exceptions.h", "Tovo/HashHelper.h",  "Tovo/Number.h",
+      "Tovo/OptionalByte.h",  "frame/Export.h",    "frame/Order.h",      "frame/Setters.h",
+      "frame/Views.h"};
   for (const Module* imported : module.reachable) {
     if (imported == &module) continue;
     if (!imported->external) {

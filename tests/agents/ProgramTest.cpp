@@ -9,9 +9,9 @@
 
 #include "../stptool/Holds.h"
 #include "Lab.h"
+#include "Mirror/Link.h"
 #include "Stp/StpConfig.h"
 #include "Stp/StpStatus.h"
-#include "Tovo/AttrLog/Link.h"
 
 namespace {
 
@@ -135,7 +135,7 @@ TEST_F(ProgramTest, ServesWhatMayBeWrittenAndSaysWhatMayNot) {
   mirror(false);
   expectSame();
   const auto whyReadOnly = [&](const char* path) {
-    return std::string(link_->connection()->whyReadOnly(path));
+    return std::string(link_->connection()->guest().whyReadOnly(path));
   };
   EXPECT_EQ(whyReadOnly("/stp/br1/status"), "it is what the kernel does");
   EXPECT_EQ(whyReadOnly("/stp/br1/input/cli"), "");
@@ -152,10 +152,10 @@ TEST_F(ProgramTest, ServesWhatMayBeWrittenAndSaysWhatMayNot) {
       "Numerical result out of range";
   EXPECT_EQ(status.overriddenBy(), "kernel: " + refusal);
   EXPECT_TRUE(program_->complains("stp-linux: " + refusal));
-  const uint32_t answers = link_->connection()->statuses();
-  link_->connection()->askStatus();
-  ASSERT_TRUE(runUntil([&] { return link_->connection()->statuses() > answers; }));
-  EXPECT_EQ(nlohmann::json::parse(link_->connection()->remoteStatus())["notes"],
+  const uint32_t answers = link_->connection()->questions().statuses();
+  link_->connection()->questions().askStatus();
+  ASSERT_TRUE(runUntil([&] { return link_->connection()->questions().statuses() > answers; }));
+  EXPECT_EQ(nlohmann::json::parse(link_->connection()->questions().remoteStatus())["notes"],
             nlohmann::json::array({refusal}));
   // Its end changes nothing in the kernel, and removes the socket.
   const Ended ended = program_->stop();

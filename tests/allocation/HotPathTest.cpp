@@ -142,16 +142,16 @@ TEST_F(HotPath, ValuesAsBytes) {
 TEST_F(HotPath, ChangesFromTheAttributeLog) {
   const auto mirrored = Port::MstiPortStatusIs("Ethernet1", 1);
   Bench::MemoryLog in;
-  const uint32_t id = in.bind(*mirrored, {MountSide::guest, true}, FlowOut::startNowhere);
+  const uint32_t id = in.carry(*mirrored, MountSide::guest, FlowOut::startNowhere);
   std::array<uint8_t, 64> room{};
   expectNone("applied", [&](uint32_t number) {
     vector_.extRootPathCostIs(Stp::PathCost(number));
     Out first(room);
     first << vector_;
-    in.handleMessage(id, 264, In({room.data(), 41}));
+    in.handleMessage(id, 264, {room.data(), 41});
     Out second(room);
     second << number;
-    in.handleMessage(id, 261, In({room.data(), 4}));
+    in.handleMessage(id, 261, {room.data(), 4});
     ASSERT_EQ(mirrored->fdbFlush(), number);
     ASSERT_EQ(mirrored->portPriority(), vector_);
   });

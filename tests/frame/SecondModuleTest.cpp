@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "Tovo/AttrLog/Connection.h"
+#include "Mirror/Connection.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/Inspect.h"
@@ -23,7 +23,7 @@ class SecondModule : public testing::Test {
     EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, fds), 0);
     host_ = std::make_unique<Connection>(fds[0], here_);
     guest_ = std::make_unique<Connection>(fds[1], there_);
-    guest_->mount("/chassis", true);
+    guest_->guest().mount("/chassis", true);
     exchange();
   }
 
@@ -54,14 +54,14 @@ TEST_F(SecondModule, attributesBeyondOneWordOfFlagsAreSentOneByOne) {
   const auto card = chassis_->cardIs("1");
   exchange();
   expectSame();
-  const uint64_t before = host_->counters().messagesSent;
+  const uint64_t before = host_->figures().messagesSent;
   card->lane69Is(7);
   card->lane00Is(8);
   card->lane63Is(9);
   card->lane63Is(10);
   exchange();
   expectSame();
-  EXPECT_EQ(host_->counters().messagesSent, before + 3);
+  EXPECT_EQ(host_->figures().messagesSent, before + 3);
 }
 
 TEST_F(SecondModule, listsAndRecordsAsKeysTravel) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "Filling.h"
-#include "Tovo/AttrLog/Connection.h"
+#include "Mirror/Connection.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Inspect.h"
 #include "stptool/json/Dump.h"
@@ -55,17 +55,18 @@ void addEntity(Forms& forms, const std::string& what, Tovo::Directory& directory
     if (!reason.empty()) throw std::runtime_error(reason);
   };
   // What both say first is the same for all.
-  for (const uint32_t number = guest.ping(); guest.pongs() != number;) turn();
+  for (const uint32_t number = guest.questions().ping(); guest.questions().pongs() != number;)
+    turn();
   size_t messages = 0;
-  guest.appliedIs([&](std::span<const uint8_t> message) {
+  guest.incoming().appliedIs([&](std::span<const uint8_t> message) {
     char start[32];
     std::snprintf(start, sizeof start, " log %03zu", messages++);
     std::string& form = forms[what + start];
     std::snprintf(start, sizeof start, "%08zx", message.size());
     form = start + hex(message);
   });
-  guest.mount("/it", true);
-  while (guest.synced() == 0) turn();
+  guest.guest().mount("/it", true);
+  while (guest.guest().synced() == 0) turn();
   forms[what + " json"] = stptool::dumpEntity(*directory.mounted("/it")).dump();
 }
 

@@ -34,14 +34,14 @@ TEST_F(BudgetTest, WhatABurstTookIsGivenBack) {
     fill(*hw, 1000);
     pair.hostDirectory.mount("/hw", hw);
     auto& mirror = static_cast<Stp::Hw&>(pair.mirror("/hw", false));
-    const Connection::Held carrying = pair.host->held();
+    const Tovo::NboAttrLog::Held carrying = pair.host->held();
     EXPECT_GT(carrying.entities, 2000u * 128);
     EXPECT_EQ(carrying.input + carrying.output, 0u);
     // A large turn in each direction, with the keys that make it.
     fill(mirror, 5000);
     pair.settle();
     hw->mstiHwDelAll();
-    EXPECT_GT(pair.host->heldBytes(), 0u);
+    EXPECT_GT(pair.host->log().carrier().queue().heldBytes(), 0u);
     EXPECT_GT(all.held(), carrying.sum());
     pair.settle();
     pair.expectOpen();

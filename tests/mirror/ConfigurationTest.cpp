@@ -69,8 +69,8 @@ void link(Stp::Config& config) {
 [[noreturn]] void mirrorAndCompare(int fd) {
   Directory directory;
   Connection guest(fd, directory);
-  guest.mount("/config", true);
-  guest.mount("/input", true);
+  guest.guest().mount("/config", true);
+  guest.guest().mount("/input", true);
   const auto edited = [&] {
     const auto* config = static_cast<Stp::Config*>(directory.mounted("/config"));
     const auto* input = static_cast<Stp::Input::Config*>(directory.mounted("/input"));
@@ -78,8 +78,9 @@ void link(Stp::Config& config) {
   };
   constexpr int patienceMilliseconds = 60000;
   if (!guest.runUntil(edited, patienceMilliseconds)) ::_exit(2);
-  const uint32_t ping = guest.ping();
-  if (!guest.runUntil([&] { return guest.pongs() == ping; }, patienceMilliseconds)) ::_exit(3);
+  const uint32_t ping = guest.questions().ping();
+  if (!guest.runUntil([&] { return guest.questions().pongs() == ping; }, patienceMilliseconds))
+    ::_exit(3);
   const auto config = Stp::configFactory("config");
   const auto input = Stp::Input::configFactory("input");
   build(*config);
@@ -114,7 +115,7 @@ TEST_F(ConfigurationTest, BothTreesEndEqualInASecondProcess) {
     Connection host(sockets.a, directory);
     constexpr int patienceMilliseconds = 60000;
     // Edited while the first transfer is still under way.
-    host.runUntil([&] { return host.counters().messagesSent > 1000; }, patienceMilliseconds);
+    host.runUntil([&] { return host.figures().messagesSent > 1000; }, patienceMilliseconds);
     edit(*config);
     edit(*input);
     host.runUntil([] { return false; }, patienceMilliseconds);

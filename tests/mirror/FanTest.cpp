@@ -23,7 +23,7 @@ struct Reader {
     const Sockets sockets;
     served = std::make_unique<Connection>(sockets.a, host, limits);
     reads = std::make_unique<Connection>(sockets.b, directory);
-    reads->mount("/hw", true);
+    reads->guest().mount("/hw", true);
   }
   bool work() {
     served->flush();
@@ -110,7 +110,7 @@ TEST_F(FanTest, FiftyReadersAndTheTroubleOfSome) {
   stalled.reading = false;
   const int smallest = 1;
   ::setsockopt(stalled.served->writeFd(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-  const uint64_t messagesBefore = good.reads->counters().messagesReceived;
+  const uint64_t messagesBefore = good.reads->figures().messagesReceived;
   uint64_t changes = 0;
   std::mt19937 random(5);
   for (unsigned round = 0; round < 200; ++round) {
@@ -133,14 +133,14 @@ TEST_F(FanTest, FiftyReadersAndTheTroubleOfSome) {
   }
   EXPECT_TRUE(killed.served->closed());
   EXPECT_TRUE(hostile.served->closed());
-  EXPECT_GT(stalled.served->dirty().attributes, 0u);
+  EXPECT_GT(stalled.served->figures().dirty.attributes, 0u);
   // The good ones got each change and nothing else: the others cost them no message.
-  EXPECT_LE(good.reads->counters().messagesReceived - messagesBefore, changes);
+  EXPECT_LE(good.reads->figures().messagesReceived - messagesBefore, changes);
   for (Reader& reader : fan) {
     if (&reader == &killed || &reader == &hostile || &reader == &stalled) continue;
     ASSERT_FALSE(reader.served->closed()) << reader.served->closeReason();
-    EXPECT_EQ(reader.served->dirty().attributes, 0u);
-    EXPECT_EQ(reader.served->counters().messagesSent, good.served->counters().messagesSent);
+    EXPECT_EQ(reader.served->figures().dirty.attributes, 0u);
+    EXPECT_EQ(reader.served->figures().messagesSent, good.served->figures().messagesSent);
     expectSame(*hw, *reader.directory.mounted("/hw"));
   }
   stalled.reading = true;
@@ -170,7 +170,7 @@ TEST_F(FanTest, AStalledReaderOfAWholeTree) {
   };
   settle();
   reader.reading = false;
-  const size_t flowsBefore = reader.served->flowCount();
+  const size_t flowsBefore = reader.served->log().numbers().flowCount();
   size_t mostHeld = 0;
   std::minstd_rand random(3);
   std::vector<double> tenths;  // when each tenth of the writes began
@@ -189,7 +189,8 @@ TEST_F(FanTest, AStalledReaderOfAWholeTree) {
       port->portStateIs(static_cast<Stp::PortState>(write / 2 % 3));
     }
     if (write % 1024 == 0) reader.served->flush();
-    if (write % 65536 == 0) mostHeld = std::max(mostHeld, reader.served->heldBytes());
+    if (write % 65536 == 0)
+      mostHeld = std::max(mostHeld, reader.served->log().carrier().queue().heldBytes());
   }
   const double early = 10 * (tenths[1] - tenths[0]) / writes;
   const double late = 10 * (processorNanoseconds() - tenths.back()) / writes;
@@ -199,22 +200,22 @@ TEST_F(FanTest, AStalledReaderOfAWholeTree) {
   RecordProperty("bytes_held_at_most", static_cast<int>(mostHeld));
   // docs/reliability.md states the bounds.
   constexpr size_t bytesAKey = 192;
-  EXPECT_LE(reader.served->outputWaiting(), Limits().outputBytes);
+  EXPECT_LE(reader.served->figures().bytesWaiting, Limits().outputBytes);
   EXPECT_LT(mostHeld, ports * bytesAKey);
-  EXPECT_LE(reader.served->flowCount(), flowsBefore);
+  EXPECT_LE(reader.served->log().numbers().flowCount(), flowsBefore);
 
   // What is dirty goes out once. An element that was made again is a removal, itself and its two
   // attributes; its collection is between markers when it goes whole.
-  const auto dirty = reader.served->dirty();
+  const auto dirty = reader.served->figures().dirty;
   RecordProperty("dirty_attributes", static_cast<int>(dirty.attributes));
   RecordProperty("dirty_keys", static_cast<int>(dirty.keys));
-  const uint64_t sentBefore = reader.served->counters().messagesSent;
+  const uint64_t sentBefore = reader.served->figures().messagesSent;
   reader.reading = true;
   settle();
   expectSame(*hw, *reader.directory.mounted("/hw"));
-  EXPECT_LE(reader.served->counters().messagesSent - sentBefore,
+  EXPECT_LE(reader.served->figures().messagesSent - sentBefore,
             dirty.attributes + 4 * std::max<size_t>(dirty.keys, ports) + 2);
-  EXPECT_EQ(reader.served->dirty().keys + reader.served->dirty().attributes, 0u);
+  EXPECT_EQ(reader.served->figures().dirty.keys + reader.served->figures().dirty.attributes, 0u);
 }
 
 }  // namespace

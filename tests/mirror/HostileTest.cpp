@@ -40,7 +40,7 @@ TEST_F(HostileTest, TheReasonArrivesEvenWhenWritingFailsFirst) {
   const std::string goodBye = message(0, 2, text("I have \x1b[31mseen\n enough"));
   ASSERT_GT(::send(peer.fd(), goodBye.data(), goodBye.size(), 0), 0);
   ::shutdown(peer.fd(), SHUT_RDWR);
-  peer.connection().mount("/somewhere", true);
+  peer.connection().guest().mount("/somewhere", true);
   peer.connection().flush();
   EXPECT_EQ(peer.connection().closeReason(), "the peer closed: I have \\x1b[31mseen\\x0a enough");
 }
@@ -205,7 +205,7 @@ TEST_F(HostileTest, WritesToAReadOnlyMountAreRefused) {
       Served served;
       const Plain before = plainOf(*served.directory.mounted("/hw"));
       RawPeer peer(served.directory);
-      peer.connection().servesIs(true, askedFor);
+      peer.connection().host().servesIs(true, askedFor);
       peer.send(Served::opening(askedFor) + write + endOfTurn);
       EXPECT_NE(peer.goodBye().find("is mounted read-only; a write of "), std::string::npos)
           << peer.goodBye();
@@ -226,9 +226,9 @@ TEST_F(HostileTest, UnknownIdsAndGoneEntitiesAreCounted) {
             message(0x80000003, 258, "gone") + message(77, 258, "never there") +
             message(0, 99, "any") + endOfTurn);
   EXPECT_FALSE(peer.connection().closed()) << peer.connection().closeReason();
-  EXPECT_EQ(peer.connection().counters().unknownControls, 1u);
-  EXPECT_EQ(peer.connection().counters().unknownAttributes, 4u);
-  EXPECT_EQ(peer.connection().counters().unknownEntities, 2u);
+  EXPECT_EQ(peer.connection().figures().unknownControls, 1u);
+  EXPECT_EQ(peer.connection().figures().unknownAttributes, 4u);
+  EXPECT_EQ(peer.connection().figures().unknownEntities, 2u);
   // They are taken as well: what they said is not under way any more.
   peer.received();
   peer.send(message(77, 258, "never there") + endOfTurn);
@@ -240,17 +240,17 @@ TEST_F(HostileTest, ARootOfAnUnknownTypeIsLeftOut) {
   Directory directory;
   RawPeer peer(directory);
   peer.send(greeting());
-  peer.connection().mount("/other", true);
-  peer.connection().mount("/hw", true);
+  peer.connection().guest().mount("/other", true);
+  peer.connection().guest().mount("/hw", true);
   peer.send(message(0, 6, text("/other") + u8(1) + text("Other::Type") + u32(1) + "any") +
             message(1, 258, "any") +
             message(0, 6, text("/hw") + u8(1) + text("Stp::Hw") + u32(2) + text("hw")) + endOfTurn);
   EXPECT_EQ(peer.connection().closeReason(), "");
   EXPECT_EQ(
-      peer.connection().refusals(),
+      peer.connection().guest().refusals(),
       std::vector<std::string>{"the peer's /other is a Other::Type, which is not known here"});
   EXPECT_EQ(directory.mounts().size(), 1u);
-  EXPECT_EQ(peer.connection().mountState("/hw"), Connection::MountState::complete);
+  EXPECT_EQ(peer.connection().guest().state("/hw"), GuestSide::State::complete);
   // Under a path that nobody asked for, it ends the connection as any type does.
   peer.send(message(0, 6, text("/third") + u8(1) + text("Other::Type") + u32(3)));
   EXPECT_NE(peer.connection().closeReason(), "");
@@ -285,11 +285,11 @@ TEST_F(HostileTest, ASecondMountOfAPathIsRefused) {
   // This side does not even ask.
   Pair pair;
   pair.root("/hw", "Stp::Hw");
-  pair.guest->mount("/hw", true);
+  pair.guest->guest().mount("/hw", true);
   pair.mirror("/hw", true);
   pair.mirror("/hw", true);
   pair.expectOpen();
-  EXPECT_TRUE(pair.guest->refusals().empty());
+  EXPECT_TRUE(pair.guest->guest().refusals().empty());
   EXPECT_EQ(pair.host->figures().refused, 0u);
 }
 
@@ -330,14 +330,14 @@ TEST_F(HostileTest, AMirrorIsNoMoreWritableThanWasAsked) {
   for (const bool readOnly : {false, true}) {
     Directory directory;
     RawPeer peer(directory);
-    peer.connection().mount("/hw", readOnly);
+    peer.connection().guest().mount("/hw", readOnly);
     peer.send(greeting() +
               message(0, 6, text("/hw") + u8(0) + text("Stp::Hw") + u32(1) + text("hw")) +
               endOfTurn);
     ASSERT_TRUE(directory.mounted("/hw")) << peer.connection().closeReason();
-    EXPECT_EQ(peer.connection().flowCount(), readOnly ? 0u : 1u);
+    EXPECT_EQ(peer.connection().log().numbers().flowCount(), readOnly ? 0u : 1u);
     // Its number is not given twice.
-    peer.connection().mount("/b", true);
+    peer.connection().guest().mount("/b", true);
     peer.send(message(0, 6, text("/b") + u8(0) + text("Stp::Hw") + u32(1) + text("hw")));
     EXPECT_EQ(peer.connection().closeReason(), "the number 2147483649 for a mounted entity");
   }
@@ -367,7 +367,7 @@ TEST_F(HostileTest, ListsAreOwedAndNotHeld) {
   RawPeer host(served.directory, limits);
   host.send(greeting());
   for (int i = 0; i < 10; ++i) {
-    host.connection().askMounts();
+    host.connection().guest().roots().ask();
     host.send(message(0, 4, u32(1) + text("/hw") + text("Stp::Hw")));
   }
   EXPECT_EQ(host.connection().closeReason(), "");
@@ -390,7 +390,7 @@ TEST_F(HostileTest, WhoAsksMustRead) {
       bytes.erase(0, bytes.size() - 1000 * request.size());
       while (readable(connection.readFd())) connection.handleReadable();
       connection.flush();
-      EXPECT_LT(connection.outputWaiting(), 200u * 1024);
+      EXPECT_LT(connection.figures().bytesWaiting, 200u * 1024);
       EXPECT_LE(connection.held().requests, limits.requestsBytes);
     }
     EXPECT_NE(connection.closeReason().find("does not read"), std::string::npos)
@@ -404,11 +404,11 @@ TEST_F(HostileTest, OfAListenerNothingIsHeld) {
   for (const bool mayWrite : {false, true}) {
     Served served;
     RawPeer peer(served.directory);
-    peer.connection().servesIs(true, mayWrite);
+    peer.connection().host().servesIs(true, mayWrite);
     peer.send(Served::opening());
-    peer.connection().servesIs(true, false);  // what is mounted stays as it is
+    peer.connection().host().servesIs(true, false);  // what is mounted stays as it is
     peer.send(message(77, 258, std::string(60000, 'x')));
-    EXPECT_EQ(peer.connection().counters().unknownEntities, mayWrite ? 0u : 1u)
+    EXPECT_EQ(peer.connection().figures().unknownEntities, mayWrite ? 0u : 1u)
         << "held for the end of its turn";
     peer.send(message(77, 258, std::string(70000, 'x')));
     EXPECT_EQ(peer.connection().closeReason(),
@@ -431,7 +431,7 @@ TEST_F(HostileTest, TooManyPings) {
   peer.connection().handleReadable();
   EXPECT_EQ(peer.connection().closeReason(), "too many unanswered pings");
   RawPeer asked(directory);
-  for (int i = 0; i < 2; ++i) asked.connection().ping();
+  for (int i = 0; i < 2; ++i) asked.connection().questions().ping();
   asked.send(greeting() + message(0, 11, u32(2)));
   EXPECT_EQ(asked.connection().closeReason(), "a pong 2 that was not asked for");
 }
@@ -458,7 +458,7 @@ TEST_F(HostileTest, TooManyEntities) {
   RawPeer host(mirrors, limits);
   bytes = greeting();
   for (const char* path : {"/a", "/b"}) {
-    host.connection().mount(path, true);
+    host.connection().guest().mount(path, true);
     bytes += message(0, 6, text(path) + u8(1) + text("Stp::Hw") + u32(path[1]) + text("hw"));
   }
   host.send(bytes + endOfTurn);
@@ -518,8 +518,8 @@ TEST_F(HostileTest, ChurnWithoutReadingHoldsNothing) {
     if (i % 16 == 0) connection.flush();
   }
   EXPECT_EQ(connection.closeReason(), "");
-  EXPECT_EQ(connection.boundCount(), 1u);
-  EXPECT_LT(connection.heldBytes(), 100u * 1024);
+  EXPECT_EQ(connection.log().numbers().count(), 1u);
+  EXPECT_LT(connection.log().carrier().queue().heldBytes(), 100u * 1024);
   EXPECT_TRUE(hw->mstiHw().empty());
   ::close(sockets.b);
 }
@@ -581,7 +581,7 @@ Session record() {
         guest.handleReadable();
       }
     };
-    guest.mount("/status", false);
+    guest.guest().mount("/status", false);
     pass();
     auto& mirror = static_cast<Stp::Status&>(*guestDirectory.mounted("/status"));
     status.backupIntfStatusDel("Et1");
@@ -594,10 +594,10 @@ Session record() {
     mirror.lastUnstableReasonIs("because");
     mirror.vlanMembershipDesiredIs(Nelka::IntfId(9), true);
     pass();
-    guest.ping();
-    host.ping();
+    guest.questions().ping();
+    host.questions().ping();
     pass();
-    EXPECT_EQ(guest.pongs(), 1u);
+    EXPECT_EQ(guest.questions().pongs(), 1u);
     expectSame(status, mirror);
   }
   ::close(toHost.b);
@@ -628,11 +628,11 @@ TEST_F(HostileTest, GarbledStreamsToAGuest) {
   const int runs = mutate(session.toGuest, [](const std::string& bytes) {
     Directory directory;
     RawPeer peer(directory);
-    peer.connection().mount("/status", false);
-    peer.connection().ping();
+    peer.connection().guest().mount("/status", false);
+    peer.connection().questions().ping();
     peer.send(bytes);
     EXPECT_EQ(peer.connection().closed(), !peer.connection().closeReason().empty());
-    EXPECT_LE(peer.connection().boundCount(), 20u);
+    EXPECT_LE(peer.connection().log().numbers().count(), 20u);
     EXPECT_LE(directory.mounts().size(), 1u);
     // Whatever it has by now is a tree.
     if (Entity* mirror = directory.mounted("/status")) plainOf(*mirror);

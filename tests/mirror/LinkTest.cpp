@@ -1,5 +1,6 @@
 // A link brings its mirrors back, whatever happened to the connection and to the other end.
-#include "Tovo/AttrLog/Link.h"
+#include "Mirror/Link.h"
+#include "Mirror/wire/DescriptorStream.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -19,11 +20,13 @@ namespace Mirror {
 namespace {
 
 using std::chrono::milliseconds;
+using Tovo::NboAttrLog::DescriptorStream;
 using Tovo::NboAttrLog::Ending;
 using Tovo::NboAttrLog::Link;
 using Tovo::NboAttrLog::LinkObserver;
 using Tovo::NboAttrLog::LinkOptions;
 using Tovo::NboAttrLog::LinkState;
+using Tovo::NboAttrLog::Stream;
 
 class LinkTest : public Test {};
 
@@ -38,11 +41,11 @@ LinkOptions options() {
 // Somebody to connect to, who can go and come back with another tree.
 class Server {
  public:
-  Link::Stream connect() {
+  std::unique_ptr<Stream> connect() {
     if (!directory) throw std::runtime_error("nobody is there");
     const Sockets sockets;
     connections.push_back(std::make_unique<Connection>(sockets.a, *directory));
-    return {sockets.b, sockets.b};
+    return std::make_unique<DescriptorStream>(sockets.b);
   }
   void start() { directory = std::make_unique<Directory>(); }
   void stop() {
@@ -357,7 +360,7 @@ TEST_F(LinkTest, IsSyncedAgainWhenAllIsAnswered) {
   const auto connect = [&] {
     const Sockets sockets;
     peer = sockets.a;
-    return Link::Stream{sockets.b, sockets.b};
+    return std::make_unique<DescriptorStream>(sockets.b);
   };
   Link link(connect, directory, options());
   link.mount("/hw", true);
@@ -431,7 +434,7 @@ TEST_F(LinkTest, AChainPassesOnWhatIsUnmounted) {
     }
   };
   settle();
-  guest.mount("/hw", true);
+  guest.guest().mount("/hw", true);
   settle();
   ASSERT_NE(tail.mounted("/hw"), nullptr);
   hw->mstiHwIs("Mst3");
@@ -441,7 +444,7 @@ TEST_F(LinkTest, AChainPassesOnWhatIsUnmounted) {
   settle();
   EXPECT_EQ(tail.mounted("/hw"), nullptr);
   EXPECT_FALSE(guest.closed()) << guest.closeReason();
-  EXPECT_EQ(guest.boundCount() + host.boundCount(), 0u);
+  EXPECT_EQ(guest.log().numbers().count() + host.log().numbers().count(), 0u);
 }
 
 // ------------------------------------------------------------------------ peers that do not answer
@@ -466,7 +469,7 @@ TEST_F(LinkTest, ADifferenceIsToldAtBothEndsAndTriedSeldom) {
             far = sockets.b;
             EXPECT_GT(::send(far, wrong.greeting.data(), wrong.greeting.size(), 0), 0);
             if (gone) ::shutdown(far, SHUT_RD);
-            return Link::Stream{sockets.a, sockets.a};
+            return std::make_unique<DescriptorStream>(sockets.a);
           },
           directory, options());
       const auto now = Link::Clock::now();
@@ -502,7 +505,7 @@ TEST_F(LinkTest, SilentPeersAreGivenUp) {
         const char bytes[4096] = {};
         while (!takesBytes && ::send(sockets.a, bytes, sizeof bytes, MSG_DONTWAIT) > 0) {
         }
-        return Link::Stream{sockets.a, sockets.a};
+        return std::make_unique<DescriptorStream>(sockets.a);
       },
       directory, chosen);
   auto now = Link::Clock::now();

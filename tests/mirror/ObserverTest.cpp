@@ -75,8 +75,8 @@ TEST_F(ObserverTest, WhatObserversMayDoWhileAMessageIsApplied) {
        true},
       {"ask for more",
        [](Pair& pair, Stp::Status&, Entity&) {
-         pair.guest->askMounts();
-         pair.guest->ping();
+         pair.guest->guest().roots().ask();
+         pair.guest->questions().ping();
        },
        true},
       {"throw no exception class", [](Pair&, Stp::Status&, Entity&) { throw 42; }, false},
@@ -115,12 +115,10 @@ TEST_F(ObserverTest, WhatObserversMayDoWhileAMessageIsApplied) {
 }
 
 // A guest that says when its mounts begin and end.
-class Guest : public Connection {
+class GuestWatch : public Tovo::NboAttrLog::GuestObserver {
  public:
-  using Connection::Connection;
   std::function<void()> told;
 
- protected:
   void mountBegan(const std::string&, Entity&) override { call(); }
   void mountEnded(const std::string&, const std::string&) override { call(); }
 
@@ -172,7 +170,7 @@ TEST_F(ObserverTest, WhoeverAConnectionCallsMayDestroyIt) {
     Ptr<Stp::Status> status = Stp::statusFactory("status");
     Stp::Status* mirrored = nullptr;
 
-    Guest& asGuest() { return static_cast<Guest&>(*guest); }
+    GuestWatch watch;
   };
   struct Occasion {
     const char* what;
@@ -193,38 +191,38 @@ TEST_F(ObserverTest, WhoeverAConnectionCallsMayDestroyIt) {
       {"the beginning of a mount",
        [](Scene& scene) {
          scene.root("/more", "Stp::Hw");
-         scene.asGuest().told = scene.destroy;
-         scene.guest->mount("/more", true);
+         scene.watch.told = scene.destroy;
+         scene.guest->guest().mount("/more", true);
        }},
       {"the end of a mount",
        [](Scene& scene) {
-         scene.asGuest().told = scene.destroy;
+         scene.watch.told = scene.destroy;
          scene.hostDirectory.unmount("/status");
        }},
       {"the refusal of a mount",
        [](Scene& scene) {
-         scene.asGuest().told = scene.destroy;
-         scene.guest->mount("/nothing", true);
+         scene.watch.told = scene.destroy;
+         scene.guest->guest().mount("/nothing", true);
        }},
       {"a message that was applied",
        [](Scene& scene) {
-         scene.guest->appliedIs([&](std::span<const uint8_t>) { scene.destroy(); });
+         scene.guest->incoming().appliedIs([&](std::span<const uint8_t>) { scene.destroy(); });
          scene.status->stableIs(true);
        }},
       {"a demuxer",
        [](Scene& scene) {
          const auto demuxer = std::make_shared<Demuxer>(scene.destroy);
-         scene.guest->streamDemuxerIs(demuxer.get());
+         scene.guest->log().receiver().streamDemuxerIs(demuxer.get());
          scene.watches.push_back(demuxer);
          scene.status->stableIs(true);
        }},
       {"a question for the status",
        [](Scene& scene) {
-         scene.guest->statusProviderIs([&] {
+         scene.guest->questions().statusProviderIs([&] {
            scene.destroy();
            return std::string("destroyed");
          });
-         scene.host->askStatus();
+         scene.host->questions().askStatus();
        }},
       {"a mirror that ends when the host goes",
        [](Scene& scene) {
@@ -243,13 +241,13 @@ TEST_F(ObserverTest, WhoeverAConnectionCallsMayDestroyIt) {
          scene.watches.push_back(std::make_shared<EndWatch>(
              *scene.guestDirectory.newEntity("/more", "Stp::Status"), scene.destroy));
          scene.root("/more", "Stp::Hw");
-         scene.guest->mount("/more", true);
+         scene.guest->guest().mount("/more", true);
        }},
       {"a root that is removed",
        [](Scene& scene) {
          scene.watches.push_back(std::make_shared<EndWatch>(
              *scene.guestDirectory.newEntity("/mine", "Stp::Status"), scene.destroy));
-         scene.host->remove("/mine");
+         scene.host->guest().remove("/mine");
        }},
   };
   for (const Occasion& occasion : occasions) {
@@ -261,7 +259,8 @@ TEST_F(ObserverTest, WhoeverAConnectionCallsMayDestroyIt) {
         scene.closes = closes;
         const Sockets sockets;
         scene.host = std::make_unique<Connection>(sockets.a, scene.hostDirectory);
-        scene.guest = std::make_unique<Guest>(sockets.b, scene.guestDirectory);
+        scene.guest = std::make_unique<Connection>(sockets.b, scene.guestDirectory);
+        scene.guest->guest().observerIs(&scene.watch);
         scene.status->stpiStatusIs("Mst")->mstiStatusIs("Mst0", Stp::InstanceId(0));
         scene.hostDirectory.mount("/status", scene.status);
         scene.mirrored = &static_cast<Stp::Status&>(scene.mirror("/status", readOnly));
@@ -361,8 +360,8 @@ TEST_F(ObserverTest, ElementsThatDieWhileTheyAreToBeSent) {
   hw = nullptr;
   pair.settle();
   pair.expectOpen();
-  EXPECT_EQ(pair.host->boundCount(), 0u);
-  EXPECT_TRUE(pair.host->idle());
+  EXPECT_EQ(pair.host->log().numbers().count(), 0u);
+  EXPECT_TRUE(pair.host->log().carrier().queue().empty());
 }
 
 TEST_F(ObserverTest, ATreeThatGoesAtTheHostIsUnmountedAndStaysWithWhoHoldsIt) {
@@ -375,7 +374,7 @@ TEST_F(ObserverTest, ATreeThatGoesAtTheHostIsUnmountedAndStaysWithWhoHoldsIt) {
   hw = nullptr;
   pair.settle();
   pair.expectOpen();
-  EXPECT_EQ(pair.host->boundCount() + pair.guest->boundCount(), 0u);
+  EXPECT_EQ(pair.host->log().numbers().count() + pair.guest->log().numbers().count(), 0u);
   EXPECT_EQ(pair.guestDirectory.mounted("/hw"), nullptr);
   EXPECT_TRUE(mirror->mstiHw("Mst0"));
 }

@@ -43,10 +43,11 @@ TEST_F(ProcessTest, TheSurvivorKeepsItsTreeAndMirrorsAgain) {
     }
     ::close(sockets.a);
     Connection guest(sockets.b, directory);
-    guest.mount("/stp/hw", true);
+    guest.guest().mount("/stp/hw", true);
     const uint64_t enough = 500u + 137u * static_cast<unsigned>(life);
     EXPECT_TRUE(guest.runUntil(
-        [&] { return guest.synced() > 0 && guest.counters().messagesReceived > enough; }, 20000))
+        [&] { return guest.guest().synced() > 0 && guest.figures().messagesReceived > enough; },
+        20000))
         << guest.closeReason();
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
@@ -64,7 +65,7 @@ TEST_F(ProcessTest, TheSurvivorKeepsItsTreeAndMirrorsAgain) {
   const Sockets sockets;
   Connection host(sockets.a, fresh);
   Connection guest(sockets.b, directory);
-  guest.mount("/stp/hw", true);
+  guest.guest().mount("/stp/hw", true);
   for (int turn = 0; turn < 8; ++turn) {
     host.flush();
     guest.flush();

@@ -51,13 +51,13 @@ void run(const Schedule& schedule) {
   }
   Writer hostWriter(*root, random());
   hostWriter.steps(static_cast<int>(below(200)));
-  guest.mount("/root", !schedule.guestWrites);
+  guest.guest().mount("/root", !schedule.guestWrites);
 
   std::unique_ptr<Replay> replay;
   std::unique_ptr<Writer> guestWriter;
   const auto meet = [&] {
     Entity* mirror = guestDirectory.mounted("/root");
-    if (!mirror || replay || guest.boundCount() == 0) return;
+    if (!mirror || replay || guest.log().numbers().count() == 0) return;
     replay = std::make_unique<Replay>(*mirror);
     guestWriter = std::make_unique<Writer>(*mirror, random());
   };
@@ -115,10 +115,10 @@ void run(const Schedule& schedule) {
   ASSERT_TRUE(replay);
   expectSame(*root, *guestDirectory.mounted("/root"));
   replay->expectComplete();
-  EXPECT_TRUE(host.idle());
-  EXPECT_TRUE(guest.idle());
+  EXPECT_TRUE(host.log().carrier().queue().empty());
+  EXPECT_TRUE(guest.log().carrier().queue().empty());
   // Nothing is carried that does not exist.
-  EXPECT_EQ(guest.synced(), 1u);
+  EXPECT_EQ(guest.guest().synced(), 1u);
 }
 
 // MIRROR_SEEDS=500 runs more; MIRROR_SEED=17 runs one.

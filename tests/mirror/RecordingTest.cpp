@@ -1,5 +1,5 @@
 // Recordings: what a guest was told, played again; cut, damaged and hostile files.
-#include "Tovo/AttrLog/Recording.h"
+#include "Mirror/Recording.h"
 
 #include <algorithm>
 #include <random>
@@ -61,7 +61,8 @@ struct Recorded {
       bytes.insert(bytes.end(), more.begin(), more.end());
     });
     beginning = bytes.size();
-    pair.guest->appliedIs([&](std::span<const uint8_t> message) { recording.take(message); });
+    pair.guest->incoming().appliedIs(
+        [&](std::span<const uint8_t> message) { recording.take(message); });
     const Entity& mirror = pair.mirror("/root");
     for (int round = 0; round < 30; ++round) {
       recording.flush();
@@ -105,8 +106,9 @@ TEST_F(RecordingTest, LeavesOutWhatWasRefused) {
   pair.root("/hw", "Stp::Hw");
   RecordingWriter recording(
       [&](std::span<const uint8_t> more) { bytes.insert(bytes.end(), more.begin(), more.end()); });
-  pair.guest->appliedIs([&](std::span<const uint8_t> message) { recording.take(message); });
-  pair.guest->mount("/nothing", true);
+  pair.guest->incoming().appliedIs(
+      [&](std::span<const uint8_t> message) { recording.take(message); });
+  pair.guest->guest().mount("/nothing", true);
   pair.mirror("/hw");
   pair.hostDirectory.unmount("/hw");
   pair.settle();
@@ -171,7 +173,7 @@ TEST_F(RecordingTest, DamageIsNamedByItsPlace) {
       {"long", some, {0xff}, some, "16777216 are allowed"},
       {"a number of the reader's", some + 4, {0x80}, some, "was not given here"},
       {"a second greeting", some + 4, {0, 0, 0, 0, 0, 1}, some, "module records a second time"},
-      {"a control message", some + 4, {0, 0, 0, 0, 0, 99}, some, "99, which no recording has"},
+      {"a control message", some + 4, {0, 0, 0, 0, 0, 99}, some, "99', which no recording has"},
   };
   for (const Case& damaged : cases) {
     Bytes bytes = recorded.bytes;

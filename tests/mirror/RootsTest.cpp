@@ -12,18 +12,18 @@ class RootsTest : public Test {};
 
 std::vector<std::string> pathsAt(const Connection& guest) {
   std::vector<std::string> paths;
-  for (const auto& [path, type] : guest.remoteMounts()) paths.push_back(path);
+  for (const auto& [path, type] : guest.guest().roots().all()) paths.push_back(path);
   return paths;
 }
 
 TEST_F(RootsTest, AreMadeWithParametersFollowedAndRemoved) {
   Pair pair;
-  pair.guest->followMounts();
+  pair.guest->guest().roots().follow();
   pair.settle();
   const auto status = Stp::statusFactory("other");
   const auto instance = status->stpiStatusIs("Mstp")->mstiStatusIs("Mst7", Stp::InstanceId(7));
-  pair.guest->create("/instance", *instance);
-  pair.guest->create("/status", *status);
+  pair.guest->guest().create("/instance", *instance);
+  pair.guest->guest().create("/status", *status);
   pair.settle();
   EXPECT_EQ(pathsAt(*pair.guest), (std::vector<std::string>{"/instance", "/status"}));
   const auto& made = static_cast<Stp::MstiStatus&>(pair.mirror("/instance"));
@@ -31,7 +31,7 @@ TEST_F(RootsTest, AreMadeWithParametersFollowedAndRemoved) {
   EXPECT_EQ(made.name().view(), "Mst7");
   EXPECT_EQ(pair.hostDirectory.mounted("/status")->name().view(), "other");
 
-  pair.guest->remove("/instance");
+  pair.guest->guest().remove("/instance");
   pair.settle();
   EXPECT_EQ(pathsAt(*pair.guest), std::vector<std::string>{"/status"});
   EXPECT_FALSE(pair.guestDirectory.mounted("/instance")) << "the mirror has gone too";
@@ -40,7 +40,7 @@ TEST_F(RootsTest, AreMadeWithParametersFollowedAndRemoved) {
   pair.hostDirectory.newEntity("/later", "Stp::Hw");
   pair.settle();
   EXPECT_EQ(pathsAt(*pair.guest), (std::vector<std::string>{"/later", "/status"}));
-  EXPECT_TRUE(pair.guest->refusals().empty());
+  EXPECT_TRUE(pair.guest->guest().refusals().empty());
   pair.expectOpen();
 }
 
@@ -48,14 +48,14 @@ TEST_F(RootsTest, AreRefusedInWords) {
   Pair pair;
   pair.root("/hw", "Stp::Hw");
   const auto hw = pair.guestDirectory.newEntity("/mine", "Stp::Hw");
-  pair.guest->create("/hw/below", *hw);
-  pair.guest->remove("/nothing");
+  pair.guest->guest().create("/hw/below", *hw);
+  pair.guest->guest().remove("/nothing");
   pair.settle();
-  pair.host->servesIs(true, false, "only the owner writes");
-  pair.guest->create("/more", *hw);
-  pair.guest->remove("/hw");
+  pair.host->host().servesIs(true, false, "only the owner writes");
+  pair.guest->guest().create("/more", *hw);
+  pair.guest->guest().remove("/hw");
   pair.settle();
-  const std::vector<std::string>& refusals = pair.guest->refusals();
+  const std::vector<std::string>& refusals = pair.guest->guest().refusals();
   ASSERT_EQ(refusals.size(), 4u);
   const char* const reasons[] = {"'/hw' is a Stp::Hw already", "no root is mounted at '/nothing'",
                                  "nothing can be created here", "nothing can be removed here"};
@@ -74,22 +74,23 @@ TEST_F(RootsTest, ThousandsComeAndGo) {
   constexpr int count = 8000;
   Pair reader;
   for (int i = 0; i < count; ++i) reader.root(numbered(i), "Stp::Hw");
-  reader.guest->followMounts();
-  reader.guest->askMounts();
+  reader.guest->guest().roots().follow();
+  reader.guest->guest().roots().ask();
   reader.settle();
-  ASSERT_EQ(reader.guest->remoteMounts().size(), size_t{count});
-  for (const auto& [path, type] : reader.guest->remoteMounts()) reader.guest->mount(path, true);
+  ASSERT_EQ(reader.guest->guest().roots().all().size(), size_t{count});
+  for (const auto& [path, type] : reader.guest->guest().roots().all())
+    reader.guest->guest().mount(path, true);
   reader.settle();
   EXPECT_EQ(reader.guestDirectory.mounts().size(), size_t{count});
-  EXPECT_EQ(reader.guest->synced(), uint32_t{count});
+  EXPECT_EQ(reader.guest->guest().synced(), uint32_t{count});
 
   const Sockets sockets;
   Connection host(sockets.a, reader.hostDirectory);
   Directory none;
   Connection writer(sockets.b, none);
   for (int i = 0; i < count; i += 2) {
-    writer.remove(numbered(i));
-    writer.create(numbered(count + i), "Stp::Status");
+    writer.guest().remove(numbered(i));
+    writer.guest().create(numbered(count + i), "Stp::Status");
   }
   for (int quiet = 0; quiet < 2; ++quiet) {
     writer.flush();
@@ -104,7 +105,7 @@ TEST_F(RootsTest, ThousandsComeAndGo) {
     EXPECT_LT(reader.host->held().output, 130u * 1024);
   }
   EXPECT_FALSE(writer.closed()) << writer.closeReason();
-  EXPECT_TRUE(writer.refusals().empty());
+  EXPECT_TRUE(writer.guest().refusals().empty());
   reader.settle();
   reader.expectOpen();
   EXPECT_EQ(reader.guestDirectory.mounts().size(), size_t{count} / 2);
@@ -120,8 +121,8 @@ TEST_F(RootsTest, WhatComesAndGoesWhileAListIsSentIsToldBehindIt) {
   for (int i = 0; i < 3000; ++i) pair.root(numbered(i), "Stp::Hw");
   const int smallest = 1;
   ::setsockopt(pair.host->writeFd(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-  pair.guest->followMounts();
-  pair.guest->askMounts();
+  pair.guest->guest().roots().follow();
+  pair.guest->guest().roots().ask();
   pair.guest->flush();
   pair.host->handleReadable();
   pair.host->flush();
@@ -159,17 +160,18 @@ TEST_F(RootsTest, OfAHostThatKeepsSomeOfThemToItself) {
   const Ptr<Entity> root = Stp::statusFactory("status");
   pair.hostDirectory.mount("/status", root, "the agent writes it");
   pair.hostDirectory.newEntity("/hw", "Stp::Hw");
-  for (const char* path : {"/status", "/hw"}) pair.guest->mount(path, false);
+  for (const char* path : {"/status", "/hw"}) pair.guest->guest().mount(path, false);
   pair.settle();
-  EXPECT_EQ(pair.guest->whyReadOnly("/status"), "the agent writes it");
-  EXPECT_EQ(pair.guest->whyReadOnly("/hw"), "");
+  EXPECT_EQ(pair.guest->guest().whyReadOnly("/status"), "the agent writes it");
+  EXPECT_EQ(pair.guest->guest().whyReadOnly("/hw"), "");
 
   pair.hostDirectory.rootsAreFixedIs(true);
-  pair.guest->create("/more", *pair.hostDirectory.mounted("/hw"));
-  pair.guest->remove("/hw");
+  pair.guest->guest().create("/more", *pair.hostDirectory.mounted("/hw"));
+  pair.guest->guest().remove("/hw");
   pair.settle();
-  EXPECT_EQ(pair.guest->refusals(), (std::vector<std::string>{"nothing can be created here",
-                                                              "nothing can be removed here"}));
+  EXPECT_EQ(
+      pair.guest->guest().refusals(),
+      (std::vector<std::string>{"nothing can be created here", "nothing can be removed here"}));
   EXPECT_EQ(pair.hostDirectory.mounts().size(), 2u);
   // The reason goes with the root.
   pair.hostDirectory.unmount("/status");

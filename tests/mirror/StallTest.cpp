@@ -56,7 +56,7 @@ TEST_F(StallTest, WritesWithoutAReaderHoldWhatIsLiveAndWhatWasRemoved) {
       port->syncIs(!port->sync());
     }
     if (write % 64 == 0) pair.host->flush();
-    most = std::max(most, pair.host->heldBytes());
+    most = std::max(most, pair.host->log().carrier().queue().heldBytes());
   }
   // One key a port at most, and one for each collection above.
   constexpr size_t bytesAKey = 256;
@@ -79,9 +79,9 @@ TEST_F(StallTest, KeysThatWereNeverSeenAreNotHeld) {
     stpi->stpiPortStatusDel(portName(write));
     if (write == 50000) stpi->stpiPortStatusDel(portName(5));
     if (write % 64 == 0) pair.host->flush();
-    ASSERT_LT(pair.host->heldBytes(), 300u * 200u);
+    ASSERT_LT(pair.host->log().carrier().queue().heldBytes(), 300u * 200u);
   }
-  EXPECT_LE(pair.host->outputWaiting(), outputBytes);
+  EXPECT_LE(pair.host->figures().bytesWaiting, outputBytes);
   stpi->stpiPortStatusDel(portName(3));
   stpi->stpiPortStatusIs(portName(3), 2.0);
   pair.settle();
@@ -106,11 +106,11 @@ TEST_F(StallTest, ATransferThatStoppedBehindAnElementOfASecondLife) {
     for (unsigned i = 0; i < elements; ++i) hw->mstiHwIs(name(i));
     const int smallest = 1;
     ::setsockopt(pair.host->writeFd(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-    pair.guest->mount("/hw", true);
+    pair.guest->guest().mount("/hw", true);
     pair.guest->flush();
     pair.host->handleReadable();
     pair.host->flush();
-    ASSERT_FALSE(pair.host->idle());
+    ASSERT_FALSE(pair.host->log().carrier().queue().empty());
     hw->mstiHwDel(name(again));
     hw->mstiHwIs(name(again));
     pair.settle();
@@ -142,7 +142,7 @@ TEST_F(StallTest, OneStalledReaderDoesNotHoldUpAnother) {
   const Sockets sockets;
   Connection host(sockets.a, stalled.hostDirectory);
   Connection guest(sockets.b, directory);
-  guest.mount("/status", true);
+  guest.guest().mount("/status", true);
   const auto exchange = [&] {
     for (int turn = 0; turn < 4; ++turn) {
       host.flush();
@@ -168,14 +168,14 @@ TEST_F(StallTest, RunUntilWritesWhenThereIsRoom) {
   const Sockets sockets;
   Directory directory;
   Connection guest(sockets.a, directory);
-  for (int i = 0; i < 20000; ++i) guest.create("/root" + std::to_string(i), "Stp::Hw");
+  for (int i = 0; i < 20000; ++i) guest.guest().create("/root" + std::to_string(i), "Stp::Hw");
   std::thread reader([&] {
     char buffer[4096];
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     while (::read(sockets.b, buffer, sizeof buffer) > 0) continue;
   });
   // Before the greeting is overdue, which would wake it too.
-  EXPECT_TRUE(guest.runUntil([&] { return guest.outputWaiting() == 0; }, 5000));
+  EXPECT_TRUE(guest.runUntil([&] { return guest.figures().bytesWaiting == 0; }, 5000));
   guest.close("enough");
   reader.join();
   ::close(sockets.b);

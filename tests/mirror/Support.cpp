@@ -138,7 +138,7 @@ Ptr<Entity> Pair::root(std::string_view path, std::string_view type) {
 }
 
 Entity& Pair::mirror(std::string_view path, bool readOnly) {
-  guest->mount(path, readOnly);
+  guest->guest().mount(path, readOnly);
   settle();
   Entity* entity = guestDirectory.mounted(path);
   if (!entity) {

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Mirror/Connection.h"
 #include "Pelmo/Publisher.h"
-#include "Tovo/AttrLog/Connection.h"
 #include "Tovo/Directory.h"
 #include "Tovo/Entity.h"
 #include "Tovo/ValueOps.h"
@@ -26,6 +26,7 @@ using Tovo::AttributeKind;
 using Tovo::Directory;
 using Tovo::Entity;
 using Tovo::NboAttrLog::Connection;
+using Tovo::NboAttrLog::GuestSide;
 using Tovo::NboAttrLog::Limits;
 
 /// Assertions throw, as in a server; after each test nothing is left alive.

@@ -57,12 +57,12 @@ TEST_F(TransferTest, ManyWritesBetweenTwoSendsTravelOnce) {
   const auto config = Stp::configFactory("cfg");
   pair.hostDirectory.mount("/config", config);
   auto& mirror = static_cast<Stp::Config&>(pair.mirror("/config"));
-  const uint64_t before = pair.host->counters().messagesSent;
+  const uint64_t before = pair.host->figures().messagesSent;
   Replay replay(mirror);
   for (uint32_t i = 0; i < 1000; ++i) config->maxAgeIs(6 + i % 35);
   for (int i = 0; i < 100; ++i) config->disabledVlanIs(10, i % 2 == 0);
   pair.settle();
-  EXPECT_EQ(pair.host->counters().messagesSent - before, 2u);
+  EXPECT_EQ(pair.host->figures().messagesSent - before, 2u);
   EXPECT_EQ(replay.changes(), 2u);
   EXPECT_EQ(mirror.maxAge(), config->maxAge());
 }
@@ -181,7 +181,7 @@ TEST_F(TransferTest, ElementOfASecondLifeWithTheSameParametersFollows) {
     EXPECT_TRUE(hw->mstiHw("Mst0")->mstiPortHw("Ethernet2")->active());
     expectSame(*hw, mirror);
   }
-  EXPECT_EQ(pair.host->counters().unknownEntities, 0u);
+  EXPECT_EQ(pair.host->figures().unknownEntities, 0u);
   pair.expectOpen();
 }
 
@@ -275,8 +275,8 @@ TEST_F(TransferTest, BothSidesHost) {
   Writer configWriter(*config, 4);
   statusWriter.fill();
   configWriter.fill();
-  pair.guest->mount("/status", true);
-  pair.host->mount("/config", false);
+  pair.guest->guest().mount("/status", true);
+  pair.host->guest().mount("/config", false);
   pair.settle();
   pair.expectOpen();
   ASSERT_TRUE(pair.guestDirectory.mounted("/status"));
@@ -305,26 +305,26 @@ TEST_F(TransferTest, RefusalsComeInWords) {
   Pair pair;
   pair.root("/hw", "Stp::Hw");
   for (const auto& [path, reason] : cases) {
-    const size_t before = pair.guest->refusals().size();
-    pair.guest->mount(path, true);
+    const size_t before = pair.guest->guest().refusals().size();
+    pair.guest->guest().mount(path, true);
     pair.settle();
-    ASSERT_EQ(pair.guest->refusals().size(), before + 1) << path;
-    EXPECT_NE(pair.guest->refusals().back().find(reason), std::string::npos)
-        << pair.guest->refusals().back();
+    ASSERT_EQ(pair.guest->guest().refusals().size(), before + 1) << path;
+    EXPECT_NE(pair.guest->guest().refusals().back().find(reason), std::string::npos)
+        << pair.guest->guest().refusals().back();
   }
   pair.mirror("/hw");
-  pair.guest->create("/hw", "Stp::Hw");
-  pair.guest->create("/new", "Stp::Nothing");
-  pair.guest->create("/new", "Stp::BridgeId");
-  pair.guest->create("/new", "Stp::OCMsti");
-  pair.guest->create("/new", "Stp::Hw");
+  pair.guest->guest().create("/hw", "Stp::Hw");
+  pair.guest->guest().create("/new", "Stp::Nothing");
+  pair.guest->guest().create("/new", "Stp::BridgeId");
+  pair.guest->guest().create("/new", "Stp::OCMsti");
+  pair.guest->guest().create("/new", "Stp::Hw");
   pair.settle();
-  EXPECT_EQ(pair.guest->refusals().size(), std::size(cases) + 4);
+  EXPECT_EQ(pair.guest->guest().refusals().size(), std::size(cases) + 4);
   EXPECT_TRUE(pair.hostDirectory.mounted("/new"));
-  pair.host->servesIs(false, false);
-  pair.guest->mount("/new", true);
+  pair.host->host().servesIs(false, false);
+  pair.guest->guest().mount("/new", true);
   pair.settle();
-  EXPECT_EQ(pair.guest->refusals().back(), "nothing is served here");
+  EXPECT_EQ(pair.guest->guest().refusals().back(), "nothing is served here");
   pair.expectOpen();
 }
 

@@ -10,13 +10,13 @@
 #include <utility>
 #include <vector>
 
+#include "Mirror/Recording.h"
 #include "RawPeer.h"
 #include "Stp/StpConfig.h"
 #include "Stp/StpHw.h"
 #include "Stp/StpQuiesceConfig.h"
 #include "Stp/StpStatus.h"
 #include "Support.h"
-#include "Tovo/AttrLog/Recording.h"
 #include "Tovo/Inspect.h"
 
 namespace Mirror {
@@ -118,7 +118,7 @@ TEST_F(TurnTest, NobodySeesAPartOfATurn) {
         guest.handleReadable();
       }
     };
-    guest.mount("/status", !guestWrites);
+    guest.guest().mount("/status", !guestWrites);
     settle();
     auto& mirror = static_cast<Stp::Status&>(*guestDirectory.mounted("/status"));
     Stp::Status& written = guestWrites ? mirror : *root;
@@ -274,7 +274,8 @@ TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
       Tovo::NboAttrLog::RecordingWriter writer([&](std::span<const uint8_t> more) {
         bytes.insert(bytes.end(), more.begin(), more.end());
       });
-      recorded.guest->appliedIs([&](std::span<const uint8_t> message) { writer.take(message); });
+      recorded.guest->incoming().appliedIs(
+          [&](std::span<const uint8_t> message) { writer.take(message); });
       recorded.mirror("/hw");
       const auto port = hw->mstiHwIs("Mst0")->mstiPortHwIs("Et1");
       recorded.settle();
@@ -307,7 +308,7 @@ TEST_F(TurnTest, WhatAnotherAdapterAppliesMeanwhileIsToldBehindIt) {
     const Watch watch(mirror, [&](Entity&, const Pelmo::Change&) {
       if (!whileApplying) play();
     });
-    pair.guest->appliedIs([&](std::span<const uint8_t>) {
+    pair.guest->incoming().appliedIs([&](std::span<const uint8_t>) {
       if (whileApplying) play();
     });
     status->stableIs(true);
@@ -351,7 +352,7 @@ TEST_F(TurnTest, WhoLosesItsLastReferenceIsToldBehindTheTurn) {
   EXPECT_EQ(seen, 7u);
   // The same of one that this end refers to for a part of the turn only.
   bool refers = false;
-  pair.guest->appliedIs([&](std::span<const uint8_t>) {
+  pair.guest->incoming().appliedIs([&](std::span<const uint8_t>) {
     if (std::exchange(refers, true)) return;
     auto port = Stp::MstiPortStatus::MstiPortStatusIs("Et3", 3);
     end.observe(port->nodePublisher());
@@ -379,7 +380,7 @@ TEST_F(TurnTest, WhoLosesItsLastReferenceIsToldBehindTheTurn) {
   EXPECT_EQ(end.observed(), nullptr);
   // And of a root that the peer removes.
   end.observe(pair.hostDirectory.newEntity("/hw", "Stp::Hw")->nodePublisher());
-  pair.guest->remove("/hw");
+  pair.guest->guest().remove("/hw");
   pair.settle();
   EXPECT_EQ(end.observed(), nullptr);
 }
@@ -390,7 +391,8 @@ TEST_F(TurnTest, WhatIsSetWhileATurnIsAppliedIsSent) {
   const auto status = Stp::statusFactory("status");
   pair.hostDirectory.mount("/status", status);
   auto& mirror = static_cast<Stp::Status&>(pair.mirror("/status", false));
-  pair.guest->appliedIs([&](std::span<const uint8_t>) { mirror.lastUnstableReasonIs("told"); });
+  pair.guest->incoming().appliedIs(
+      [&](std::span<const uint8_t>) { mirror.lastUnstableReasonIs("told"); });
   status->stableIs(true);
   pair.settle();
   EXPECT_EQ(status->lastUnstableReason().view(), "told");
@@ -473,16 +475,16 @@ TEST_F(TurnTest, OnlyAFirstTransferIsAppliedAsItArrives) {
     Directory directory;
     if (again) directory.mount("/hw", Stp::hwFactory("hw"));
     RawPeer peer(directory);
-    peer.connection().mount("/hw", true);
+    peer.connection().guest().mount("/hw", true);
     peer.send(greeting() +
               message(0, 6, text("/hw") + u8(1) + text("Stp::Hw") + u32(1) + text("hw")) +
               message(1, 1, u16(258)) + message(1, 258, text("Mst0") + text("Mst0") + u32(2)));
     auto& mirror = static_cast<Stp::Hw&>(*directory.mounted("/hw"));
     EXPECT_EQ(mirror.mstiHwContains("Mst0"), !again);
-    EXPECT_EQ(peer.connection().synced(), 0u);
+    EXPECT_EQ(peer.connection().guest().synced(), 0u);
     peer.send(message(1, 2, u16(258)) + endOfTurn);
     EXPECT_TRUE(mirror.mstiHwContains("Mst0"));
-    EXPECT_EQ(peer.connection().synced(), 1u);
+    EXPECT_EQ(peer.connection().guest().synced(), 1u);
     peer.send(message(1, 65536 - 258, text("Mst0")));
     EXPECT_TRUE(mirror.mstiHwContains("Mst0"));
   }
@@ -507,15 +509,15 @@ TEST_F(TurnTest, AWriterThatIsFasterThanItsReaderEndsItsTurns) {
   pair.mirror("/hw");
   const int smallest = 1;
   ::setsockopt(pair.host->writeFd(), SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
-  const uint64_t before = pair.guest->turns();
+  const uint64_t before = pair.guest->incoming().turns();
   size_t most = 0;
   for (int round = 0; round < 2000; ++round) {
     for (const auto& port : all) port->activeIs(!port->active());
     pair.host->flush();
-    most = std::max(most, pair.host->outputWaiting());
+    most = std::max(most, pair.host->figures().bytesWaiting);
     if (readable(pair.guest->readFd())) pair.guest->handleReadable();
   }
-  EXPECT_GT(pair.guest->turns(), before + 20);
+  EXPECT_GT(pair.guest->incoming().turns(), before + 20);
   constexpr size_t message = 4 + 6 + 1;
   EXPECT_LT(most, limits.outputBytes + 2 * ports * message);
   pair.settle();
@@ -524,7 +526,7 @@ TEST_F(TurnTest, AWriterThatIsFasterThanItsReaderEndsItsTurns) {
   for (int round = 0; round < 5; ++round) {
     for (const auto& port : all) port->activeIs(!port->active());
     pair.host->flush();
-    EXPECT_LE(pair.host->outputWaiting(), limits.outputBytes);
+    EXPECT_LE(pair.host->figures().bytesWaiting, limits.outputBytes);
   }
 }
 

@@ -17,7 +17,7 @@ const std::string twoSeconds = "\x40" + std::string(7, '\0');
 TEST_F(ValuesTest, AMirrorThatNobodyObserves) {
   Directory directory;
   RawPeer peer(directory);
-  peer.connection().mount("/quiesce", true);
+  peer.connection().guest().mount("/quiesce", true);
   const std::string type = text("Stp::QuiesceConfig");
   peer.send(greeting() + message(0, 6, text("/quiesce") + u8(1) + type + u32(1) + text("quiesce")) +
             message(1, 3, u16(258) + u16(259) + twoSeconds + u8(0x80)) + message(0, 9));

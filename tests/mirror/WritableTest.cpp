@@ -86,7 +86,7 @@ TEST_F(WritableTest, AReadOnlyGuestSendsNothing) {
 }
 
 TEST_F(WritableTest, AHostThatMayNotBeWrittenMakesTheMountReadOnly) {
-  pair_->host->servesIs(true, false);
+  pair_->host->host().servesIs(true, false);
   auto& guest = mirror(false);
   guest.maxAgeIs(33);
   pair_->settle();
@@ -95,14 +95,14 @@ TEST_F(WritableTest, AHostThatMayNotBeWrittenMakesTheMountReadOnly) {
 
 TEST_F(WritableTest, NothingOfAGuestComesBack) {
   auto& guest = mirror(false);
-  const uint64_t before = pair_->host->counters().messagesSent;
+  const uint64_t before = pair_->host->figures().messagesSent;
   Replay replay(guest);
   guest.maxAgeIs(33);
   guest.portConfigIs("Ethernet1")->mcheckVerInc(1);
   guest.disabledVlanIs(5, true);
   const size_t own = replay.changes();
   pair_->settle();
-  EXPECT_EQ(pair_->host->counters().messagesSent, before);
+  EXPECT_EQ(pair_->host->figures().messagesSent, before);
   EXPECT_EQ(replay.changes(), own);
   expectSame(*config_, guest);
   // Nor what the host was about to say of it.
@@ -114,7 +114,7 @@ TEST_F(WritableTest, NothingOfAGuestComesBack) {
   pair_->guest->flush();
   pair_->host->handleReadable();
   pair_->settle();
-  EXPECT_EQ(pair_->host->counters().messagesSent, before);
+  EXPECT_EQ(pair_->host->figures().messagesSent, before);
   EXPECT_EQ(config_->portConfig().size(), 1u);
   expectSame(*config_, guest);
 }
@@ -184,7 +184,7 @@ TEST_F(WritableTest, WhatIsSaidOfANewElementCountsWhenItIsTaken) {
     SCOPED_TRACE(taken);
     Directory directory;
     RawPeer host(directory);
-    host.connection().mount("/hw", false);
+    host.connection().guest().mount("/hw", false);
     host.send(greeting() +
               message(0, 6, text("/hw") + u8(0) + text("Stp::Hw") + u32(1) + text("hw")) +
               message(0, 9));
@@ -211,7 +211,7 @@ TEST_F(WritableTest, AReferenceToWhatIsBeingMountedIsSentAgain) {
   const auto known = Stp::configFactory("config");
   pair_->guestDirectory.mount("/config", known);
   auto& mirrored = static_cast<Stp::QuiesceConfig&>(pair_->mirror("/quiesce", false));
-  pair_->guest->mount("/config", false);
+  pair_->guest->guest().mount("/config", false);
   pair_->guest->flush();
   pair_->host->handleReadable();
   pair_->host->flush();
@@ -228,7 +228,7 @@ TEST_F(WritableTest, WritesToWhatTheHostHasDeletedAreCounted) {
   config_->portConfigDel("Ethernet1");
   guest.portConfig("Ethernet1")->mcheckVerInc(1);
   pair_->settle();
-  EXPECT_EQ(pair_->host->counters().unknownEntities, 1u);
+  EXPECT_EQ(pair_->host->figures().unknownEntities, 1u);
   EXPECT_EQ(guest.portConfig().size(), 0u);
   expectSame(*config_, guest);
   pair_->expectOpen();

@@ -281,12 +281,11 @@ std::string keyText(Tovo::Attribute collection, int number) {
 }
 
 Receiver::Receiver(Tovo::Entity& entity)
-    : id_(bind(entity, {Tovo::NboAttrLog::MountSide::guest, true}, 0)) {}
-Receiver::~Receiver() { unbindAll(); }
+    : id_(log_.carrier().carry(entity, {Tovo::NboAttrLog::MountSide::guest, true}, 0)) {}
 
 void Receiver::apply(unsigned id, std::string_view payload) {
   const std::vector<uint8_t> bytes = bytesOfHex(payload);
-  handleMessage(id_, static_cast<Tovo::AttributeId>(id), Tovo::NboAttrLog::In(bytes));
+  log_.handleMessage(id_, static_cast<Tovo::AttributeId>(id), Tovo::NboAttrLog::In(bytes));
 }
 
 AssertionsThrow::AssertionsThrow()

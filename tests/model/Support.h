@@ -12,9 +12,9 @@
 #include <string_view>
 #include <vector>
 
+#include "Mirror/log/StreamAdapter.h"
 #include "Pelmo/Publisher.h"
 #include "Tovo/Assert.h"
-#include "Tovo/AttrLog/StreamAdapter.h"
 #include "Tovo/Entity.h"
 #include "Tovo/Exceptions.h"
 #include "Tovo/GenericIf.h"
@@ -114,16 +114,14 @@ Pelmo::Ptr<Tovo::Entity> newEntity(Tovo::TovoTypeBase type, Samples& samples);
 std::string keyText(Tovo::Attribute collection, int number);
 
 /// The receiving end of an attribute log that carries one entity.
-class Receiver : public Tovo::NboAttrLog::StreamAdapter {
+class Receiver {
  public:
   explicit Receiver(Tovo::Entity& entity);
-  ~Receiver() override;
   void apply(unsigned id, std::string_view payload);
 
- protected:
-  bool makeRoom(size_t) override { return false; }
-
  private:
+  Tovo::NboAttrLog::Output nothing_{0, 0, nullptr};
+  Tovo::NboAttrLog::StreamAdapter log_{nothing_};
   uint32_t id_;
 };
 

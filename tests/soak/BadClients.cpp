@@ -7,8 +7,8 @@
 #include <memory>
 #include <system_error>
 
-#include "Tovo/AttrLog/Connection.h"
-#include "Tovo/AttrLog/UnixStream.h"
+#include "Mirror/Connection.h"
+#include "Mirror/wire/UnixStream.h"
 #include "fuzz/Messages.h"
 
 using fuzz::message;
@@ -76,9 +76,10 @@ void BadClients::add() {
     return bytes;
   };
   const auto mountAll = [](Connection& connection) {
-    if (connection.listings() == 0) connection.askMounts();
-    for (const auto& [path, type] : connection.remoteMounts()) {
-      if (connection.mountState(path) == Connection::MountState::none) connection.mount(path, true);
+    if (connection.guest().roots().listings() == 0) connection.guest().roots().ask();
+    for (const auto& [path, type] : connection.guest().roots().all()) {
+      if (connection.guest().state(path) == Tovo::NboAttrLog::GuestSide::State::none)
+        connection.guest().mount(path, true);
     }
   };
   const auto kind = static_cast<Kind>(upTo(kinds - 1));
@@ -105,9 +106,9 @@ void BadClients::add() {
     case greedy:
       return guests([](Connection& connection) {
         for (int i = 0; i < 100; ++i) {
-          connection.askMounts();
-          connection.askStatus();
-          connection.ping();
+          connection.guest().roots().ask();
+          connection.questions().askStatus();
+          connection.questions().ping();
         }
         connection.flush();
       });

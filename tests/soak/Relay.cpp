@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "Tovo/AttrLog/Link.h"
+#include "Mirror/Link.h"
 #include "agents/service/Server.h"
 
 using Tovo::NboAttrLog::Link;

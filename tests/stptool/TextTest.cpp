@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "Process.h"
+#include "Tovo/Printable.h"
 #include "stptool/commands/RateTable.h"
 #include "stptool/json/Json.h"
 #include "stptool/model/Explain.h"

@@ -4,11 +4,27 @@
 #include <span>
 
 #include "Pelmo/Ptr.h"
-#include "Tovo/AttrLog/StreamAdapter.h"
+#include "Tovo/AttrLog/In.h"
+#include "Tovo/AttrLog/Out.h"
 #include "Tovo/AttrLog/ValueRun.h"
 #include "Tovo/GenericIf.h"
 
 namespace Tovo {
+
+namespace NboAttrLog {
+
+// Of the library above that mirrors entities, and only passed on here.
+class FlowOut;
+class StreamAdapter;
+
+/// How a hook that writes ended.
+enum class FlowResult : int {
+  done = 0,
+  notFinished = 1,  ///< no room; call again when there is
+  notMine = 2,      ///< the attribute id is not one of the type's
+};
+
+}  // namespace NboAttrLog
 
 struct EntityHooks {
   AllocTrackTypeInfo* tracker;

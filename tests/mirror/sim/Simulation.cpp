@@ -18,8 +18,9 @@
 
 #include "../Support.h"
 #include "Faults.h"
-#include "Tovo/AttrLog/Budget.h"
-#include "Tovo/AttrLog/Link.h"
+#include "Mirror/Link.h"
+#include "Mirror/wire/Budget.h"
+#include "Mirror/wire/DescriptorStream.h"
 #include "Tovo/Collection.h"
 #include "Tovo/Inspect.h"
 
@@ -29,10 +30,13 @@ namespace {
 
 using std::chrono::milliseconds;
 using Tovo::NboAttrLog::Budget;
+using Tovo::NboAttrLog::DescriptorStream;
+using Tovo::NboAttrLog::Figures;
 using Tovo::NboAttrLog::Link;
 using Tovo::NboAttrLog::LinkObserver;
 using Tovo::NboAttrLog::LinkOptions;
 using Tovo::NboAttrLog::LinkState;
+using Tovo::NboAttrLog::Stream;
 
 const char* const treeTypes[] = {"Stp::Hw",
                                  "Stp::Status",
@@ -117,7 +121,7 @@ class Place : private LinkObserver {
     options.limits = traits_.limits;
     options.seed = ++seed_;
     const auto connect = [this] {
-      const Link::Stream stream = above_->accept();
+      std::unique_ptr<Stream> stream = above_->accept();
       host_ = above_->clients_.back().get();
       return stream;
     };
@@ -249,18 +253,19 @@ class Place : private LinkObserver {
   void expectFigures() const {
     const auto mine = link_->connection()->figures();
     const auto peers = host_->figures();
-    const auto expectAgree = [](const Connection::Figures& sender,
-                                const Connection::Figures& receiver) {
-      EXPECT_EQ(sender.messages.messagesSent, receiver.messages.messagesReceived);
+    const auto expectAgree = [](const Figures& sender, const Figures& receiver) {
+      EXPECT_EQ(sender.messagesSent, receiver.messagesReceived);
       EXPECT_EQ(sender.turnsSent, receiver.turnsReceived);
       EXPECT_EQ(sender.bytesSent, receiver.bytesReceived);
       EXPECT_EQ(sender.bytesWaiting + sender.dirty.attributes + sender.dirty.keys, 0u);
-      EXPECT_EQ(sender.messages.unknownAttributes + sender.messages.unknownControls, 0u);
+      EXPECT_EQ(sender.unknownAttributes + sender.unknownControls, 0u);
     };
     expectAgree(mine, peers);
     expectAgree(peers, mine);
     EXPECT_EQ(mine.entities, peers.entities);
-    if (!traits_.writes) EXPECT_EQ(mine.messages.unknownEntities, 0u);
+    if (!traits_.writes) {
+      EXPECT_EQ(mine.unknownEntities, 0u);
+    }
     EXPECT_EQ(peers.flows, peers.entities);
     EXPECT_EQ(mine.flows, traits_.writes ? mine.entities : 0);
     ASSERT_EQ(mine.mounts.size(), directory_->mounts().size());
@@ -277,7 +282,7 @@ class Place : private LinkObserver {
   const Budget& budget() const noexcept { return budget_; }
 
  private:
-  Link::Stream accept() {
+  std::unique_ptr<Stream> accept() {
     const Sockets sockets;
     const int smallest = 1;
     for (const int fd : {sockets.a, sockets.b}) {
@@ -291,7 +296,7 @@ class Place : private LinkObserver {
       ::close(sockets.b);
       throw;
     }
-    return {sockets.b, sockets.b};
+    return std::make_unique<DescriptorStream>(sockets.b);
   }
   void handleMounted(Link&, const std::string& path, Entity& entity, bool isNew) override {
     if (isNew || !witnesses_.contains(path)) watch(path, entity);
@@ -303,10 +308,12 @@ class Place : private LinkObserver {
   void workOnLink() {
     Connection* const connection = link_->connection();
     const bool wasSynced = link_->state() == LinkState::synced;
-    const uint64_t turns = connection ? connection->turns() : 0;
+    const uint64_t turns = connection ? connection->incoming().turns() : 0;
     const size_t changes = published();
     link_->handle(now_);
-    if (!wasSynced || link_->state() != LinkState::synced || connection->turns() != turns) return;
+    if (!wasSynced || link_->state() != LinkState::synced ||
+        connection->incoming().turns() != turns)
+      return;
     EXPECT_LE(published(), changes) << "a part of a turn";
   }
   size_t published() const {
@@ -319,8 +326,8 @@ class Place : private LinkObserver {
   }
   Entity* beside(const char* path) const { return root(path == rootPath ? besidePath : rootPath); }
   static void expectNothingHeld(const Connection& connection) {
-    EXPECT_EQ(connection.boundCount() + connection.flowCount(), 0u);
-    EXPECT_EQ(connection.heldBytes(), 0u);
+    EXPECT_EQ(connection.log().numbers().count() + connection.log().numbers().flowCount(), 0u);
+    EXPECT_EQ(connection.log().carrier().queue().heldBytes(), 0u);
     EXPECT_EQ(connection.held().entities + connection.held().requests, 0u);
   }
 

@@ -1,5 +1,5 @@
 // The map between numbers and what is carried, against the standard one.
-#include "Tovo/AttrLog/FlatMap.h"
+#include "Mirror/log/FlatMap.h"
 
 #include <gtest/gtest.h>
 

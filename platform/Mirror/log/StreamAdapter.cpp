@@ -1,0 +1,47 @@
+#include "Mirror/log/StreamAdapter.h"
+
+#include <string>
+
+#include "Tovo/Exceptions.h"
+
+namespace Tovo::NboAttrLog {
+
+Policy& StreamAdapter::usualPolicy() noexcept {
+  static Policy policy;
+  return policy;
+}
+
+StreamAdapter::StreamAdapter(Output& output, const CarrierLimits& limits, Holder* holder,
+                             Policy& policy)
+    : carrier_(*this, turn_, limits, holder),
+      sender_(output, carrier_, turn_, policy),
+      receiver_(carrier_, turn_, policy) {}
+
+void StreamAdapter::handleMessage(uint32_t entityId, AttributeId attribute, In in) {
+  try {
+    turn_.run([&] { receiver_.apply(entityId, attribute, in); });
+  } catch (const AdapterGone&) {
+    // It is applied as far as it got.
+  }
+}
+
+void StreamAdapter::takenIs(uint32_t count) {
+  const uint64_t taken = taken_ + static_cast<uint32_t>(count - static_cast<uint32_t>(taken_));
+  if (taken > sender_.messages()) {
+    throw StreamException("the peer has taken " + std::to_string(taken) + " messages, but " +
+                          std::to_string(sender_.messages()) + " were sent");
+  }
+  taken_ = taken;
+  carrier_.pending().takenIs(taken, [&](const Place& place) {
+    const auto& [entity, attribute, key] = place;
+    if (key.empty()) {
+      const FlowOut* const flow = numbers().of(*entity).flow;
+      CollectionFlow* const whole = flow ? flow->collection(attribute) : nullptr;
+      if (whole) whole->forgetMentioned();
+    }
+    // A transfer that is under way may have gone past its place.
+    carrier_.transfers().seen(*entity, attribute, key);
+  });
+}
+
+}  // namespace Tovo::NboAttrLog
