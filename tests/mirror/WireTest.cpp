@@ -3,12 +3,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <sstream>
 #include <string>
 
+#include "Mirror/control/Messages.h"
 #include "Stp/StpConfig.h"
 #include "Stp/StpHw.h"
 #include "Stp/StpQuiesceConfig.h"
@@ -52,6 +54,27 @@ std::vector<Line> example() {
     }
   }
   return lines;
+}
+
+// The document has the rows of the table that writes and reads them, and no others.
+TEST_F(WireTest, TheDocumentedControlMessages) {
+  std::ifstream file(MIRROR_WIRE_DOCUMENT);
+  std::vector<std::string> documented;
+  bool inside = false;
+  for (std::string text; std::getline(file, text);) {
+    inside = text.starts_with("| id | name | payload |") || (inside && text.starts_with('|'));
+    // Without who sends it.
+    if (inside && text.size() > 2 && std::isdigit(text[2]) != 0) {
+      documented.push_back(text.substr(0, text.rfind(" | ") + 3));
+    }
+  }
+  std::vector<std::string> written;
+  for (const Tovo::NboAttrLog::Control::Row& row : Tovo::NboAttrLog::Control::rows()) {
+    const std::string payload = row.payload.empty() ? "" : row.payload + ' ';
+    written.push_back("| " + std::to_string(row.id) + " | " + std::string(row.name) + " | " +
+                      payload + "| ");
+  }
+  EXPECT_EQ(documented, written);
 }
 
 TEST_F(WireTest, TheDocumentedBytes) {
