@@ -48,7 +48,8 @@ Connection::~Connection() { shut(Ending::closedHere, "closed here"); }
 
 // --------------------------------------------------------------------------------------- the loop
 
-// A call of flush or handleReadable, which do not nest, and may outlive their connection.
+// Stands for a call of flush or handleReadable. These do not nest, and may outlive their
+// connection.
 class Connection::Busy {
  public:
   explicit Busy(Connection& connection) noexcept
@@ -69,7 +70,7 @@ class Connection::Busy {
     try {
       work();
     } catch (const AdapterGone&) {
-      // Nothing of it is left to do.
+      // The connection was destroyed: nothing is left to do.
     } catch (const std::exception& failure) {
       if (!gone()) connection_.end(failure);
     } catch (...) {
@@ -118,7 +119,7 @@ bool Connection::wantsWrite() const noexcept {
 
 bool Connection::flush() {
   if (closed()) return true;
-  // Called by an observer: what it wants sent is still to be sent.
+  // An observer has called it: false, since what it wants to be sent is still to be sent.
   if (busy_ || Turn::anyOpen()) return false;
   Busy busy(*this);
   busy.run([&] {
@@ -169,8 +170,8 @@ bool Connection::fill() {
   return isFilled;
 }
 
-// What is sent behind it was written by somebody who has seen all that the peer sent so far. False:
-// no room.
+// Tells a guest how many of its messages are applied: what is sent behind that was written in
+// knowledge of them. False: there is no room.
 bool Connection::sendTaken() {
   Receiver& receiver = log_.receiver();
   if (!receiver.owesTaken()) return true;
@@ -179,7 +180,7 @@ bool Connection::sendTaken() {
   return !receiver.owesTaken();
 }
 
-// False: not all of it.
+// False: the stream did not take all of it; writeError_ says whether it failed.
 bool Connection::writeOut() {
   while (output_.waitingBytes() > 0) {
     const Stream::Result result = stream_->write(output_.waiting());
@@ -250,7 +251,7 @@ void Connection::sayGoodBye(Ending ending, std::string_view reason) {
     control_.send(Control::goodBye, Beyond::any, why);
     writeOut();
   } catch (const std::exception&) {
-    // No room to say it: the peer sees the end of the stream.
+    // There is no memory to say it: the peer sees the end of the stream.
   }
   shut(ending, std::move(why));
 }
@@ -295,7 +296,7 @@ void Connection::shut(Ending ending, std::string reason) noexcept {
   guest_.forget();
   questions_.forget();
   account_.shrinkTo(held().itself);
-  // Mirrors that end with it may be the last that knew the connection: nothing is done behind this.
+  // Observers of mirrors that end now may destroy the connection: nothing is done behind this.
   log_.carrier().releaseAll();
 }
 
@@ -308,7 +309,7 @@ void Connection::handleControl(AttributeId id, In in) {
     case Control::goodBye.id: {
       const std::string reason =
           "the peer closed: " + peerText(std::get<0>(Control::goodBye.read(in)));
-      // Mirrors may end with it.
+      // Mirrors may end with the connection, and their observers destroy it.
       return log_.turn().callOut([&] { shut(Ending::peerClosed, reason); });
     }
     case Control::askMounts.id:

@@ -54,7 +54,7 @@ void Incoming::checkLength(uint32_t length) const {
                                                  std::to_string(most) + " are allowed");
 }
 
-// Data waits for the end of its turn, and so does what follows it until then.
+// Messages about entities wait for the end of their turn, and so do control messages behind them.
 void Incoming::apply() {
   while (input_.hasLength()) {
     const uint32_t length = input_.nextLength();
@@ -98,7 +98,7 @@ inline void Incoming::applyMessage(std::span<const uint8_t> message) {
   log_.receiver().apply(log_.numbers().received(entity), id, in);
 }
 
-// Who is told may replace itself or destroy the connection: what is being called is held here.
+// The function may replace itself or destroy the connection, so it is held while it is called.
 void Incoming::tellApplied(std::span<const uint8_t> message) {
   const std::shared_ptr<const Applied> applied = applied_;
   log_.turn().callOut([&] { (*applied)(message); });

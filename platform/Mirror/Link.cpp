@@ -33,7 +33,7 @@ Link::Link(const std::string& socket, Directory& directory, LinkOptions options)
     : Link([socket] { return std::make_unique<DescriptorStream>(connectUnixStream(socket)); },
            directory, options) {}
 
-// Observers of mirrors that end with it still find all else in its place.
+// The mirrors go last: their observers still find all else in its place.
 Link::~Link() {
   observer_ = nullptr;
   std::unique_ptr<Connection>(std::move(peer_)).reset();
@@ -213,7 +213,7 @@ void Link::wantListed(const std::string& path, const std::string& type) {
   observer_->handleLeftOut(*this, std::string(path), std::string(type));
 }
 
-// Asks again for what was not there.
+// Asks the peer again for what it did not have.
 void Link::probe() {
   due_ = Clock::time_point::max();
   if (peer_->closed()) return;
@@ -228,7 +228,7 @@ void Link::probe() {
 void Link::lost(Ending ending, std::string reason) {
   const bool wasGreeted = peer_ && peer_->incoming().greeted();
   stream_.reset();
-  // Mirrors may end with it, and their observers destroy the link.
+  // Mirrors may end with the connection, and their observers destroy the link.
   const Liveness::Watch watch(liveness_);
   std::unique_ptr<Connection>(std::move(peer_)).reset();
   if (watch.gone()) return;
@@ -255,7 +255,7 @@ std::chrono::milliseconds Link::jittered(std::chrono::milliseconds wait) {
 }
 
 void Link::stateIs(LinkState state) {
-  // Each loss is news, also when the one before led to the same state.
+  // The observer is told of each loss, also when the one before led to the same state.
   const bool waits = state == LinkState::waiting || state == LinkState::refused;
   if (std::exchange(state_, state) == state && !waits) return;
   if (observer_) observer_->handleLinkState(*this);
@@ -268,7 +268,7 @@ void Link::mount(std::string_view path, bool readOnly) { want(path, readOnly, tr
 void Link::want(std::string_view path, bool readOnly, bool byName) {
   const auto [at, isNew] = wanted_.try_emplace(std::string(path), Wanted{readOnly, byName, {}, {}});
   at->second.byName |= byName;
-  // What was missing may have come.
+  // The peer may have by now what it did not have when it was asked last.
   const bool isMissing = !isNew && at->second.want == Want::missing;
   if (isNew) ++counted(Want::asked);
   if ((!isNew && !isMissing) || !peer_ || peer_->closed()) return;
@@ -327,7 +327,8 @@ void Link::remoteMountChanged(const std::string& path, bool mounted) {
   }
 }
 
-// Of what the peer had as one of all, and has not any more, nothing is kept.
+// A path that was mirrored because the peer had it, and not by its name, is forgotten when the peer
+// does not have it any more.
 void Link::forgetGone(AllWanted::iterator at) {
   if (at->second.want != Want::missing || at->second.byName) return;
   if (!peer_ || !peer_->guest().roots().all().contains(at->first)) forget(at);

@@ -52,7 +52,7 @@ void RecordingWriter::control(const Control::Message<Fields...>& message,
   message.write(out, values...);
 }
 
-// Mounts that were refused are none.
+// Whether the message belongs to a mount; answers that refuse one do not.
 bool RecordingWriter::isOfMount(AttributeId id, In in) {
   switch (id) {
     case Control::mounted.id:

@@ -11,7 +11,7 @@ namespace Tovo::NboAttrLog {
 
 namespace {
 
-// Of a module with that hash at somebody else; empty when there is none.
+// How a module with that hash at somebody else differs from the one here; empty when it does not.
 std::string differenceOf(std::string_view who, std::string_view name, std::string_view hash) {
   for (const TovoModule* module : tovoModules()) {
     if (moduleName(*module) != name || moduleHash(*module) == hash) continue;

@@ -11,7 +11,7 @@ namespace Tovo::NboAttrLog {
 
 namespace {
 
-// Of requests to mount that wait for answers: half of what a peer holds at most.
+// Bytes of requests to mount that wait for answers: half of what a peer holds at most.
 constexpr size_t askedAtOnce = 512 * 1024;
 
 }  // namespace
@@ -42,7 +42,7 @@ void GuestSide::mount(std::string_view path, bool readOnly) {
 
 bool GuestSide::hasToAsk() const noexcept { return !toAsk_.empty() && askedBytes_ < askedAtOnce; }
 
-// The peer holds what it has not answered, so it is asked for a part at a time.
+// The peer holds the requests that it has not answered, so it is asked for a part at a time.
 void GuestSide::askQueued() {
   while (hasToAsk()) {
     const std::string& path = toAsk_.front();
@@ -54,7 +54,7 @@ void GuestSide::askQueued() {
   }
 }
 
-// What was sent and waits for its answer.
+// The path, where it was asked for and the peer has not answered.
 GuestSide::AskedMounts::iterator GuestSide::findAsked(std::string_view path) noexcept {
   const auto asked = asked_.find(path);
   return asked != asked_.end() && asked->second.bytes > 0 ? asked : asked_.end();

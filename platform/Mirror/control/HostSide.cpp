@@ -40,7 +40,7 @@ void HostSide::forget() noexcept {
 
 // ----------------------------------------------------------------------------------------- mounts
 
-// At once where nothing else waits; else when there is room for the answer, as which it is held.
+// The request is answered at once where nothing else waits, else when there is room for answers.
 void HostSide::handleMount(In& in) {
   auto [path, readOnly] = Control::mount.read(in);
   MountRequest request{std::move(path), readOnly};
@@ -56,7 +56,7 @@ void HostSide::handleMount(In& in) {
 }
 
 void HostSide::answer() {
-  // What the peer mirrors and is not there any more: both ends stop to carry it, and the peer is
+  // A mount whose entity is not there any more ends: both ends stop to carry it, and the peer is
   // told.
   mounts_.takeLost([&](const HostMounts::Lost& lost) {
     gone_.push_back({lost.path, lost.wasRoot});
@@ -65,7 +65,7 @@ void HostSide::answer() {
   tellGone();
   teller_.tell(serves_);
   if (mountRequests_.empty() || !gone_.empty()) return;
-  // What waited for what is mounted is resolved and told.
+  // References that waited for an entity that is mounted now are resolved, and observers told.
   log_.turn().run([&] {
     while (!mountRequests_.empty() && control_.hasRoomToAnswer()) {
       const MountRequest request = std::move(mountRequests_.front());
@@ -94,7 +94,7 @@ void HostSide::refuseMount(const std::string& path, std::string_view reason) {
 void HostSide::answerMount(const MountRequest& request) {
   const std::string& path = request.path;
   if (!serves_) return refuseMount(path, "nothing is served here");
-  // What is mounted goes on as it is.
+  // A path that is mounted already goes on as it is.
   if (mounts_.contains(path)) return refuse(peerText(path) + " is mounted already");
   PathTarget target;
   try {

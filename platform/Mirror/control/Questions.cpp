@@ -31,7 +31,7 @@ void Questions::handlePing(In& in) {
 
 void Questions::handlePong(In& in) {
   const auto [number] = Control::pong.read(in);
-  // Each is answered in its turn.
+  // Pings are answered one by one, in their order.
   if (pongs_ == pings_ || number != pongs_ + 1) {
     throw StreamException("a pong " + std::to_string(number) + " that was not asked for");
   }

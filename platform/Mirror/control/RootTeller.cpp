@@ -11,7 +11,7 @@ namespace Tovo::NboAttrLog {
 
 namespace {
 
-// Of one part of a list, about.
+// Bytes of one part of a list, about.
 constexpr size_t listedAtOnce = 16 * 1024;
 
 }  // namespace
@@ -30,7 +30,8 @@ void RootTeller::tell(bool serves) {
   tellList(serves);
 }
 
-// One by one while it is known which roots they were, or else the whole list.
+// Changes are told one by one while it is known which roots they were about, else a whole list is
+// due.
 void RootTeller::tellChanges(bool serves) {
   while (owesChanges() && listsDue_ == 0 && control_.hasRoomToAnswer()) {
     const std::string* const path = directory_.changedPath(told_ + 1);
@@ -50,7 +51,7 @@ bool RootTeller::tellChange(const std::string& path) {
                        root ? typeName(root->tovoType()) : "");
 }
 
-// It goes on behind the last path of the last part.
+// Each part goes on behind the last path of the one before.
 void RootTeller::tellList(bool serves) {
   while (listsDue_ > 0 && control_.hasRoomToAnswer()) {
     const Directory::Mounts& mounts = directory_.mounts();

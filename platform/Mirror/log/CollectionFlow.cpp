@@ -7,7 +7,8 @@ namespace Tovo::NboAttrLog {
 
 namespace {
 
-// A node, its part of the index and of the order, and a text that is too long to stand in it.
+// What a key takes: its node, its part of the index and of the order, and the block of a text that
+// is too long to stand in the node.
 size_t costOf(const std::string& key) noexcept {
   constexpr size_t node = sizeof(std::string) + 6 * sizeof(void*);
   return node + (key.capacity() < sizeof(std::string) / 2 ? 0 : key.capacity() + 1);

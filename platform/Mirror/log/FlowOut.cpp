@@ -23,7 +23,8 @@ FlowOut::~FlowOut() {
   if (queue_) queue_->remove(*this);
 }
 
-// A call that is going on may still ask for what was noted of collections.
+// What was noted of collections is forgotten, but its objects stay: a call that is going on may
+// still ask them.
 void FlowOut::detachFromAdapter() noexcept {
   queue_->remove(*this);
   for (auto* flow = collections_.get(); flow; flow = flow->next_.get()) flow->forget();
@@ -108,8 +109,8 @@ void FlowOut::freeResyncState(AttributeId id) noexcept {
 void FlowOut::dirtyKeyIs(AttributeId id, std::string key, bool left) {
   CollectionFlow& flow = needCollection(id);
   flow.dirtyKeyIs(std::move(key), left);
-  // Mostly keys that came and went while the peer did not read. A guest may not do this: what it
-  // does not mention would be deleted at the host.
+  // So many keys are mostly of entries that came and went while the peer did not read. A guest may
+  // not send the collection anew: the host would delete what the guest does not mention.
   constexpr size_t alwaysKept = 256;
   if (flow.dirtyKeys() <= alwaysKept || toHost_) return;
   const size_t elements = collectionMap(*entity_, table_.logged(id)->attribute).size();
@@ -129,7 +130,8 @@ void FlowOut::handleChange(const Pelmo::Change& change) {
   if (!queued_) queue_->add(*this);
 }
 
-// Apart, so that a value's change has no more to do than it needs.
+// This is a function of its own, so that the change of a value, which is the usual one, does
+// nothing for the others.
 [[gnu::noinline]] void FlowOut::handleOtherChange(const LogAttribute& attribute,
                                                   const Pelmo::Change& change) {
   if (attribute.kind == AttributeKind::pointer) {
@@ -141,7 +143,8 @@ void FlowOut::handleChange(const Pelmo::Change& change) {
   try {
     handleCollectionChange(attribute, change);
   } catch (const std::exception&) {
-    // The writer is not to blame that there is no memory; but the peer would never be told.
+    // The writer is not to blame that there is no memory, so it sees no exception; but the
+    // connection has to end, since its peer would never be told of the change.
     if (queue_) queue_->changeLost();
   }
 }

@@ -110,7 +110,7 @@ void LogTable::findRuns() {
     for (const ValueRun& run : entityHooks(type)->runs) {
       auto* const first = const_cast<LogAttribute*>(logged(run.first));
       const LogAttribute* const last = logged(run.last);
-      // Without a word of its own it is not worth the trouble.
+      // A run whose bits lie in two words would need two tests each time; its values travel alone.
       if (first->ordinal / 64 != last->ordinal / 64) continue;
       uint64_t bits = 0;
       for (const LogAttribute* at = first; at <= last; ++at) {

@@ -68,8 +68,8 @@ void Numbers::add(Entity& entity, const Place& place, Mount mount, const LogTabl
   if (place.reserved != 0) reservations_.erase(place.reserved);
 }
 
-// Many that are added one after the other were made one after the other, and lie at equal
-// distances.
+// Entities that are added one after the other were mostly made one after the other and lie at equal
+// distances in memory, so the place of the next one in the map is known before it is asked for.
 void Numbers::prefetchNeighbour(const Entity& entity) noexcept {
   const auto here = reinterpret_cast<uintptr_t>(&entity);
   const uintptr_t next = here + (here - std::exchange(lastAdded_, here));

@@ -25,7 +25,7 @@ inline void Receiver::applyValue(const Numbers::Carried& target, const LogAttrib
                                  In& in) {
   Entity& entity = *target.entity;
   void* const stored = attribute.storedIn(entity);
-  // A flow would observe it, so there is none either.
+  // An entity that nobody observes has no flow, since that would observe it; so nothing is pending.
   if (entity.nodePublisher().observed()) return applyObserved(target, attribute, in);
   if (!attribute.decode) return static_cast<void>(attribute.ops->update(in, stored, nullptr));
   const uint8_t* const from = in.take(attribute.encodedSize);
@@ -33,7 +33,8 @@ inline void Receiver::applyValue(const Numbers::Carried& target, const LogAttrib
   attribute.decode(from, stored);
 }
 
-// Apart, so that what nobody observes has no more to do than it needs.
+// This is a function of its own, so that a value of an entity that nobody observes is stored
+// without preparing for observers.
 [[gnu::noinline]] void Receiver::applyObserved(const Numbers::Carried& target,
                                                const LogAttribute& attribute, In& in) {
   Entity& entity = *target.entity;
@@ -43,13 +44,13 @@ inline void Receiver::applyValue(const Numbers::Carried& target, const LogAttrib
     value.read(in);
     return in.expectEnd();
   }
-  // It has the value from before then.
+  // After an update the buffer holds the value from before it.
   if (value.update(in, stored)) Turn::current().changed(entity, attribute, nullptr, value.get());
 }
 
-// A run that its module knows is stored like one record where nobody is to be told of single
-// values; that takes a third of the time of a first transfer (see bench/). Otherwise each value is
-// applied like one that came alone.
+// A run that the type's module knows is stored like one record where nobody is to be told of single
+// values: this second way is for first transfers. Otherwise each value is applied like one that
+// came alone.
 inline void Receiver::applyValues(const Numbers::Carried& target, In& in) {
   const AttributeId first = in.nextU16();
   const AttributeId last = in.nextU16();
@@ -116,12 +117,14 @@ inline void Receiver::applyValues(const Numbers::Carried& target, In& in) {
 }
 
 void Receiver::apply(const Numbers::Carried& known, AttributeId id, In& in) {
-  // A copy, since who is asked may change what is known.
+  // What is known of the target is copied, since the demuxer may change it.
   const Numbers::Carried target = known;
-  const bool isValues = id == BaseMessage::values;
-  if (demuxer_ && !isValues) {
+  if (demuxer_ && id != BaseMessage::values) {
     if (target.host && target.readOnly) checkMayWrite(target, id);
-    if (isTakenByDemuxer(*target.entity, id, in)) return;
+    const Pelmo::Ptr<Entity> keep(target.entity);
+    if (isTakenByDemuxer(*keep, id, in)) return;
+    // The demuxer may have closed the connection, or let go of the entity.
+    if (numbers_.of(*keep).id != target.id) return;
   }
   applyNow(target, id, in);
 }
@@ -130,7 +133,7 @@ void Receiver::apply(uint32_t number, AttributeId id, In& in) {
   ++counters_.messages;
   const Numbers::Carried* const known = numbers_.at(number);
   if (!known) {
-    // It was removed here while the message was on its way.
+    // The entity was removed here while the message was on its way.
     owesTaken_ = true;
     ++counters_.unknownEntities;
     return;
@@ -208,7 +211,7 @@ void Receiver::checkNumberOf(uint32_t id, const LogAttribute& collection, const 
   const Attribute attribute = collection.attribute;
   Entity* named = numbers_.entity(id);
   if (named && named != element && named->tovoType() == attribute.type() && !named->parent()) {
-    // A reader's own code took the element out of its mirror.
+    // The code of this process has taken the element out of its mirror.
     keepForTurn(named);
     carrier_.release(*named);
     named = numbers_.entity(id);
@@ -236,7 +239,7 @@ void Receiver::applyOwned(Entity& owner, const LogAttribute& collection, In& in)
   checkNumberOf(id, collection, element.get());
   carrier_.checkElement(owner, id, attribute.type());
   const Numbers::Carried target = numbers_.of(owner);
-  std::string bytes;  // only a flow asks for them
+  std::string bytes;  // the encoded key, which is needed where there is a flow
   if (target.flow) {
     bytes = encoded(keyOps, key.get());
     if (carrier_.pending().has(target, collection.id, bytes)) {

@@ -67,7 +67,7 @@ void References::resolveWaiting(uint32_t number, Entity& entity) {
     const Pelmo::Ptr<Entity> holder(reference.holder);
     waiting_.remove(reference);
     store(reference, &entity);
-    // The guest may have been told meanwhile that it is null.
+    // The guest may have been told meanwhile that the reference is null.
     tellGuest(reference);
   }
 }
@@ -76,7 +76,7 @@ void References::endTurn() {
   if (!Turn::anyOpen()) return turn_.run([&] { endTurn(); });
   for (const Place& reference : waiting_.takeNew()) {
     store(reference, nullptr);
-    // The guest holds what does not exist here.
+    // The guest holds a reference to something that does not exist here.
     tellGuest(reference);
   }
 }

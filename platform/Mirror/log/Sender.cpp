@@ -64,8 +64,8 @@ inline bool Sender::sendRun(const FlowOut& flow, const LogRun& run) {
 
 // ----------------------------------------------------------------------------------------- flows
 
-// It stays in its place meanwhile: what is not finished goes on before all others, because an
-// element must not be spoken of before it is sent itself.
+// The flow stays in its place in the queue until all of it is sent: one that was interrupted goes
+// on before all others, because an element must not be spoken of before it is sent itself.
 [[gnu::always_inline]] inline Sender::Sent Sender::sendFlow(FlowOut& flow) {
   const LogTable& table = flow.table_;
   for (;;) {
@@ -89,8 +89,8 @@ inline bool Sender::sendRun(const FlowOut& flow, const LogRun& run) {
 }
 
 bool Sender::pump() {
-  // What waited for an element that is sent is resolved, and told when nothing is being sent any
-  // more.
+  // References that waited for an element that is sent now are resolved; their observers are called
+  // when nothing is being sent any more.
   if (!carrier_.references().anyWaits() || Turn::anyOpen()) return sendQueued();
   return pumpInTurn();
 }
@@ -119,7 +119,7 @@ FlowResult Sender::send(FlowOut& flow, AttributeId attribute) {
   const LogAttribute* const chosen = flow.table_.logged(attribute);
   if (attribute != 0 && !chosen) return FlowResult::notMine;
   const Pelmo::Ptr<FlowOut> keep(&flow);
-  // Only what is queued can be being sent.
+  // Only a flow that is queued is noticed when it is let go of while it is being sent.
   if (!flow.queued_) queue_.add(flow);
   const Sent sent = chosen ? sendOne(flow, *chosen) : sendFlow(flow);
   if (flow.detached()) return FlowResult::done;
@@ -143,7 +143,8 @@ Sender::Sent Sender::sendOne(FlowOut& flow, const LogAttribute& attribute) {
 
 // ----------------------------------------------------------------------------------- collections
 
-// Observers may let go of the flow and of the entity while what waited for an element is resolved.
+// The flow and the entity are kept: both may be let go of while references that waited for an
+// element are resolved.
 [[gnu::noinline]] Sender::Sent Sender::handleSerializationOfColl(FlowOut& flow,
                                                                  const LogAttribute& collection) {
   if (!policy_.handleSerializationOfCollCheck(flow, collection.id) || !policy_.isOkToSerialize()) {
@@ -151,7 +152,7 @@ Sender::Sent Sender::sendOne(FlowOut& flow, const LogAttribute& attribute) {
   }
   const Pelmo::Ptr<FlowOut> keep(&flow);
   const Pelmo::Ptr<Entity> keepEntity(&flow.entity());
-  // What all of its collections bring to light is sent in the order in which it was found.
+  // The elements of all collections of the flow are sent in the order in which they were found.
   if (!queue_.isSending(flow)) queue_.sendingIs(&flow);
   bool sent = false;
   try {
@@ -224,7 +225,8 @@ bool Sender::sendWhole(FlowOut& flow, const LogAttribute& collection) {
   return false;
 }
 
-// What stands under a key now; and first, that what the peer knows there has left.
+// Sends what stands under a key now, and before that the removal of an element that the peer still
+// knows there.
 bool Sender::sendItem(FlowOut& flow, const LogAttribute& collection, const std::string& key,
                       const void* item) {
   CollectionFlow* const changes = flow.collection(collection.id);
@@ -255,7 +257,8 @@ bool Sender::sendItem(FlowOut& flow, const LogAttribute& collection, const std::
 bool Sender::sendElement(FlowOut& flow, const LogAttribute& collection, const std::string& key,
                          const void* item) {
   const Pelmo::Ptr<Entity> element(elementEntity(item));
-  // Before there is room: what waited for the element is resolved now.
+  // The element is carried before it is known whether there is room for its message: references
+  // that waited for it are resolved by this, and must not be in the middle of a message.
   const uint32_t number = carrier_.carryElement(flow.entity(), *element, 0);
   if (flow.detached() || carrier_.numbers().of(*element).id == 0) return true;
   const size_t size = key.size() + ConstructorValues::attrLogSize(*element) + sizeof number;

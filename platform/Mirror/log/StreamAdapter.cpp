@@ -21,7 +21,7 @@ void StreamAdapter::handleMessage(uint32_t entityId, AttributeId attribute, In i
   try {
     turn_.run([&] { receiver_.apply(entityId, attribute, in); });
   } catch (const AdapterGone&) {
-    // It is applied as far as it got.
+    // An observer has destroyed the adapter; what was applied by then stays.
   }
 }
 
@@ -39,7 +39,7 @@ void StreamAdapter::takenIs(uint32_t count) {
       CollectionFlow* const whole = flow ? flow->collection(attribute) : nullptr;
       if (whole) whole->forgetMentioned();
     }
-    // A transfer that is under way may have gone past its place.
+    // The host's transfer of the collection may have gone past the place of this key already.
     carrier_.transfers().seen(*entity, attribute, key);
   });
 }

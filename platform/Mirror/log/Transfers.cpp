@@ -4,7 +4,7 @@ namespace Tovo::NboAttrLog {
 
 namespace {
 
-// A node and its place in the index.
+// What a key takes: its node and its place in the index.
 size_t costOf(const std::string& key) noexcept {
   return sizeof(std::string) + 4 * sizeof(void*) + key.size();
 }

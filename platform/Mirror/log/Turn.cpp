@@ -74,7 +74,7 @@ Turn::~Turn() {
 
 void Turn::handleCaught(const Pelmo::Change& change) {
   auto* entity = dynamic_cast<Entity*>(&change.source.node());
-  // What dies cannot be held.
+  // An entity that is being destroyed cannot be held.
   if (entity && entity->nodeFlag(Pelmo::Node::flagLive)) {
     const LogTable& table = LogTable::of(entity->tovoType());
     if (const LogAttribute* attribute = table.logged(change.attribute)) {
@@ -88,7 +88,7 @@ void Turn::changed(Entity& source, const LogAttribute& attribute, const void* ke
                    const void* previous) {
   const uint32_t hash = hashOf(source, attribute, key);
   if (Held* const held = closing_ ? nullptr : find(source, attribute, key, hash)) {
-    // What several have said is nobody's: each of them hears what it is now.
+    // A change that several adapters have brought belongs to none: each of them is told the result.
     if (held->origin != applying()) held->origin = nullptr;
     if (previous && !attribute.ops) keep(pointerAt(previous));
     return;
@@ -105,7 +105,8 @@ void Turn::changed(Entity& source, const LogAttribute& attribute, const void* ke
   }
 }
 
-// Without memory to hold it: better told before the turn is whole than never.
+// There is no memory to hold the change: observers hear of it before the turn is whole, which is
+// better than never.
 void Turn::tellNow(const Pelmo::Change& change) {
   const Origin* const before = applying();
   if (!closing_) publishHeld(failedEarly_);
@@ -237,10 +238,10 @@ void Turn::destroyValues(const Held& held) noexcept {
 }
 
 void Turn::publishHeld(std::exception_ptr& failure) {
-  // Before an observer may change it again.
+  // All decisions are taken before the first observer may change something again.
   for (Held& held : held_) held.told = whatToTell(held);
   closing_ = true;
-  // Observers that change something add to the end.
+  // What observers change is held behind the last record, so the number grows meanwhile.
   for (size_t i = 0; i < held_.size(); ++i) {
     const Held held = std::exchange(held_[i], Held());
     publish(held, failure);
@@ -263,7 +264,8 @@ void Turn::close(std::exception_ptr failure) {
   if (!failure) failure = failedEarly_;
   failedEarly_ = nullptr;
   Pelmo::Publisher::catcherIs(nullptr);
-  // They may be the last references: their observers are told, and may do anything.
+  // These may be the last references to entities, whose observers are told then and may do
+  // anything.
   if (!kept_.empty()) const std::vector<Pelmo::Ptr<Entity>> last = std::exchange(kept_, {});
   if (failure) std::rethrow_exception(failure);
 }

@@ -14,7 +14,7 @@ void WaitingReferences::add(Place place, uint32_t target) {
   bytes_ += costOf(reference->first);
 }
 
-// A node in each map.
+// What a waiting reference takes: a node in each of the two maps.
 size_t WaitingReferences::costOf(const Place& place) noexcept {
   return sizeof(Targets::value_type) + sizeof(Places::value_type) + 8 * sizeof(void*) +
          place.key.size();

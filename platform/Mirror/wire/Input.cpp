@@ -16,14 +16,14 @@ std::span<uint8_t> Input::room() {
     const size_t held = arrived_ - taken_;
     const size_t size =
         bytes_.size() - held < leastRoom ? held + std::max(held / 2, leastRoom) : bytes_.size();
-    // What is read now and applied at once is not charged.
+    // Up to that much is mostly applied at once, and is not charged.
     if (held > leastRoom && holder_) holder_->charge(size - bytes_.size());
     resize(size);
   }
   return {bytes_.data() + arrived_, bytes_.size() - arrived_};
 }
 
-// What is held comes to the beginning.
+// Bytes that are not taken come to the beginning.
 void Input::resize(size_t size) {
   bytes_.sizeIs(size, taken_, arrived_ - taken_);
   found_ -= taken_;
